@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "framework/lens.h"
+#include "sdk/loading.h"
+
+/// A lens that bends the film radius by a power law, with a thin lens in front.
+namespace FisheyeCam {
+
+struct Lens {
+  double zoom_factor = 0.0;
+  /// Exponent and factor of the radial law.
+  double distortion_power = 1.0;
+  double distortion_scale = 1.0;
+  /// On: the scale follows from the film size.
+  std::uint32_t auto_distortion_scale = 1;
+  /// On: the film normal is the camera's forward axis, else the ray's own direction.
+  std::uint32_t parallel_film_normals = 1;
+  std::uint32_t preview_in_camera_view = 0;
+  /// 0 "Ray Tracing Grid", 1 "Line Matching Grid".
+  std::uint32_t preview_grid = 1;
+
+  /// From the host camera: half the inverse f-stop, and metres.
+  double lens_factor = 0.0;
+  double focal_distance = 0.0;
+};
+
+/// Of the pinhole camera that the law bends, metres.
+inline double film_distance(const Lens& lens, framework::Film film) { return lens.zoom_factor * film.height * 0.5; }
+
+/// The scale with which the film corner, half a diagonal from the centre, stays where the pinhole camera has it.
+inline double corner_keeping_scale(framework::Film film, double distortion_power) {
+  const framework::Vector corner{film.half_width(), film.half_height(), 0.0};
+  return framework::power(framework::length(corner), 1.0 - distortion_power);
+}
+
+/// The radial law: where the pinhole camera has what is seen at a film position, at a radius of scale * radius^power.
+inline framework::FilmPoint bent(const Lens& lens, framework::FilmPoint at) {
+  const framework::PolarPoint on_film = framework::polar(at.x, at.y);
+  // At the centre the law gives 0 for every power above 0, even where the scale that keeps the corners is infinite.
+  if (on_film.radius == 0.0 && lens.distortion_power > 0.0) return {};
+  const double radius = lens.distortion_scale * framework::power(on_film.radius, lens.distortion_power);
+  return {radius * on_film.cosine, radius * on_film.sine};
+}
+
+/// The pinhole camera's ray, with a thin lens. Never refused: without a film distance or a focal distance it is not finite.
+/// Threads: any.
+inline framework::Ray pinhole_ray(const Lens& lens, framework::Film film, const framework::Pose& pose, framework::FilmPoint at,
+                                  framework::LensPoint lens_point) {
+  using namespace framework;
+  const double distance = film_distance(lens, film);
+  const double lens_radius = lens.lens_factor * distance;
+  const Vector through_film = pose.right * at.x + pose.up * at.y + pose.forward * distance;
+  // Across the lens means along world X and Y, not along the camera's axes: meant so.
+  const Vector across_lens{lens_radius * lens_point.x, lens_radius * lens_point.y, 0.0};
+  Ray ray = thin_lens_ray(pose.position, through_film, lens.focal_distance, across_lens);
+  if (lens.parallel_film_normals != 0) ray.film_normal = pose.forward;
+  return ray;
+}
+
+/// The ray of a film position. Never refused: a law that is not finite there gives a ray that is not. Threads: any.
+inline framework::Ray map(const Lens& lens, framework::Film film, const framework::Pose& pose, framework::FilmPoint at,
+                          framework::LensPoint lens_point) {
+  return pinhole_ray(lens, film, pose, bent(lens, at), lens_point);
+}
+
+/// The film position of a world point, as the centre of the lens sees it. None behind the camera, without a film distance,
+/// and for a power or a scale too small to divide by. Threads: any.
+inline std::optional<framework::FilmPoint> project(const Lens& lens, framework::Film film, const framework::Pose& pose,
+                                                   framework::Vector world) {
+  using namespace framework;
+  const Vector seen = camera_from_world(pose, world);
+  const double distance = film_distance(lens, film);
+  if (too_small(seen.z) || too_small(distance)) return std::nullopt;
+  if (too_small(lens.distortion_power) || too_small(lens.distortion_scale)) return std::nullopt;
+  const PolarPoint straight = polar(seen.x, seen.y);
+  const double radius = power(straight.radius / seen.z * distance / lens.distortion_scale, 1.0 / lens.distortion_power);
+  return FilmPoint{radius * straight.cosine, radius * straight.sine};
+}
+
+ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
+
+}  // namespace FisheyeCam

@@ -1,0 +1,3 @@
+#include "cameras/multiview/multicam_flag.h"
+
+bool bMulticamActive = false;

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include "framework/lens.h"
+#include "sdk/loading.h"
+
+/// The six faces of a cube around the camera, unfolded on a grid of three rows and four columns.
+namespace SkyboxCam {
+
+enum class Layout : std::uint32_t { cross = 0, alternate = 1 };
+
+/// What a ray depends on beside the film position: the grid's offset from the film centre in metres, the layout, and the
+/// camera's position and matrix rows as the host's frame record has them.
+struct Box {
+  double split_x = 0.0;
+  double split_y = 0.0;
+  Layout layout = Layout::cross;
+  framework::Vector position;
+  std::array<framework::Vector, 3> rows;
+};
+
+/// One face of the cube. Its world direction takes the rows of the camera's matrix in this order and with these signs.
+struct Face {
+  std::array<std::uint8_t, 3> rows;
+  std::array<double, 3> signs;
+};
+
+inline constexpr Face left_face{{2, 1, 0}, {-1.0, 1.0, 1.0}};
+inline constexpr Face front_face{{0, 1, 2}, {1.0, 1.0, 1.0}};
+inline constexpr Face right_face{{2, 1, 0}, {1.0, 1.0, -1.0}};
+inline constexpr Face back_face{{0, 1, 2}, {-1.0, 1.0, -1.0}};
+inline constexpr Face upper_face{{0, 2, 1}, {1.0, 1.0, -1.0}};
+/// Mirrored in x, to join the back face below it.
+inline constexpr Face upper_face_over_back{{0, 2, 1}, {-1.0, 1.0, 1.0}};
+inline constexpr Face lower_face{{0, 2, 1}, {1.0, -1.0, 1.0}};
+
+/// The faces by row, from the lowest film y, and column, from the lowest film x; null where there is none.
+using FaceGrid = std::array<std::array<const Face*, 4>, 3>;
+inline constexpr std::array<const Face*, 4> lowest_row{nullptr, &lower_face, nullptr, nullptr};
+inline constexpr std::array<const Face*, 4> middle_row{&left_face, &front_face, &right_face, &back_face};
+inline constexpr FaceGrid cross_grid{{lowest_row, middle_row, {nullptr, &upper_face, nullptr, nullptr}}};
+inline constexpr FaceGrid alternate_grid{{lowest_row, middle_row, {nullptr, nullptr, nullptr, &upper_face_over_back}}};
+/// A layout that a scene file made up has no upper face.
+inline constexpr FaceGrid unknown_grid{{lowest_row, middle_row, {}}};
+
+constexpr const FaceGrid& faces_of(Layout layout) {
+  return layout == Layout::cross ? cross_grid : layout == Layout::alternate ? alternate_grid : unknown_grid;
+}
+
+/// Down to a tenth of a millimetre. The conversion is the floor: the library's own costs more than the rest of a ray on
+/// Windows, and beyond 2^52 there are no fractions left to cut.
+inline double cut_to_tenth_of_millimetre(double metres) {
+  double tenths = metres * 10000.0;
+  if (framework::magnitude(tenths) < 0x1p52) {
+    const auto toward_zero = static_cast<double>(static_cast<std::int64_t>(tenths));
+    tenths = toward_zero > tenths ? toward_zero - 1.0 : toward_zero;
+  }
+  return tenths / 10000.0;
+}
+
+/// The ray of a film position, from the camera's position; its direction is also its film normal. None where the grid has no
+/// face. Threads: any.
+inline std::optional<framework::Ray> map(const Box& box, framework::Film film, framework::FilmPoint at) {
+  using namespace framework;
+  // The cell; a position on a boundary belongs to the lower one.
+  const double width = cut_to_tenth_of_millimetre(film.width);
+  const double height = cut_to_tenth_of_millimetre(film.height);
+  const double quarter = 0.25 * width;
+  const double sixth = height / 6.0;
+  const std::size_t column = at.x <= box.split_x - quarter   ? 0
+                             : at.x <= box.split_x           ? 1
+                             : at.x <= box.split_x + quarter ? 2
+                                                             : 3;
+  const std::size_t row = at.y <= box.split_y - sixth ? 0 : at.y <= box.split_y + sixth ? 1 : 2;
+  const Face* face = faces_of(box.layout)[row][column];
+  if (face == nullptr) return std::nullopt;
+
+  // A square perspective view from the cell's centre. A cube's face would take a sixth of the film's height for the film
+  // distance; this is slightly more, so that each face is a touch narrower: meant so.
+  constexpr std::array column_shares{0.375, 0.125, -0.125, -0.375};
+  constexpr std::array row_shares{1.0, 0.0, -1.0};
+  const Vector local =
+      normalized({at.x + column_shares[column] * width, at.y + row_shares[row] * (height / 3.0), 0.1685 * film.height});
+  const std::array seen{dot(box.rows[0], local), dot(box.rows[1], local), dot(box.rows[2], local)};
+  const Vector direction{face->signs[0] * seen[face->rows[0]], face->signs[1] * seen[face->rows[1]],
+                         face->signs[2] * seen[face->rows[2]]};
+  return Ray{box.position, direction, direction};
+}
+
+ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
+
+}  // namespace SkyboxCam

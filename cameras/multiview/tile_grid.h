@@ -1,0 +1,56 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+namespace multiview {
+
+/// A share of the film's size.
+struct Share {
+  int numerator;
+  int denominator;
+
+  constexpr double of(double size) const { return numerator == 0 ? 0.0 : size * numerator / denominator; }
+};
+
+/// One direction of a grid of tiles: `Bands` bands from smaller to larger film coordinates.
+template <std::size_t Bands>
+struct GridAxis {
+  /// Where each band ends and the next one begins, from the split line.
+  std::array<Share, Bands - 1> boundaries;
+  /// What a film coordinate in the band is moved by, so that the tile shows the centre of its camera's film.
+  std::array<Share, Bands> shifts;
+  /// Whether a coordinate exactly on a boundary belongs to the band before it. The grids differ in this: meant so.
+  bool boundary_belongs_before;
+
+  constexpr std::size_t band_of(double coordinate, double split, double size) const {
+    std::size_t band = 0;
+    for (const Share& boundary : boundaries) {
+      const double line = split + boundary.of(size);
+      const bool before = boundary_belongs_before ? coordinate <= line : coordinate < line;
+      if (before) break;
+      ++band;
+    }
+    return band;
+  }
+};
+
+/// Undivided.
+inline constexpr GridAxis<1> single_band{{}, {{{0, 1}}}, false};
+
+/// Two halves around the split line; a coordinate on it belongs to the second.
+inline constexpr GridAxis<2> halves{{{{0, 1}}}, {{{1, 4}, {-1, 4}}}, false};
+
+/// Tiles in row-major order; row 0 and column 0 are those of the smallest film coordinates.
+template <std::size_t Rows, std::size_t Columns>
+struct TileGrid {
+  GridAxis<Rows> rows;
+  GridAxis<Columns> columns;
+
+  static constexpr std::size_t tile_count = Rows * Columns;
+
+  constexpr std::size_t row_of(std::size_t tile) const { return tile / Columns; }
+  constexpr std::size_t column_of(std::size_t tile) const { return tile % Columns; }
+};
+
+}  // namespace multiview

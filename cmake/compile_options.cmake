@@ -1,0 +1,27 @@
+# One target carries the options that every part of the project is compiled with.
+add_library(ovicam_options INTERFACE)
+target_include_directories(ovicam_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(
+  ovicam_options
+  INTERFACE -Wall
+            -Wextra
+            -Wpedantic
+            -Werror
+            # A fused multiply-add would change the last bit of a ray from machine to machine.
+            -ffp-contract=off
+            # Square roots become one instruction; nothing here reads errno after mathematics.
+            -fno-math-errno
+            # The same commit gives the same bytes, whatever folder it is built in.
+            -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+if(WIN32)
+  # The C++ runtime goes into the binary: nothing but Windows' own libraries is needed beside it.
+  target_link_options(ovicam_options INTERFACE -static -Wl,--no-insert-timestamp)
+  target_compile_definitions(ovicam_options INTERFACE _WIN32_WINNT=0x0601)
+endif()
+
+set(OVICAM_SANITIZE "" CACHE STRING "Sanitizers of the native build, for example address,undefined or thread")
+if(OVICAM_SANITIZE)
+  target_compile_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE} -fno-omit-frame-pointer
+                                                  -fno-sanitize-recover=all)
+  target_link_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE})
+endif()

@@ -1,0 +1,18 @@
+#!/bin/sh
+# Installs what the build, the pictures and the tests need from Debian's packages, and nothing that is there already.
+set -eu
+packages="make ninja-build cmake g++ g++-mingw-w64-x86-64-posix wine wine64 googletest libgtest-dev libcli11-dev
+          libembree-dev libtbb-dev libopenimageio-dev openimageio-tools libassimp-dev libcairo2-dev
+          pkg-config chromium util-linux
+          clang libclang-rt-14-dev python3"
+missing=""
+for package in $packages; do
+  status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
+  [ "$status" = "install ok installed" ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+echo "Installing:$missing"
+sudo=""
+[ "$(id -u)" = 0 ] || sudo=sudo
+$sudo apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends $missing

@@ -1,0 +1,8 @@
+#include "module/diagnostic_log.h"
+
+namespace {
+
+/// Runs when the library is loaded, as the entry point of a Windows library does.
+[[gnu::constructor]] void attach() { start_diagnostics(reinterpret_cast<void*>(&attach)); }
+
+}  // namespace

@@ -1,0 +1,9 @@
+#include <windows.h>
+
+#include "module/diagnostic_log.h"
+
+/// Called by the system under its loader lock; never refuses.
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
+  if (reason == DLL_PROCESS_ATTACH) start_diagnostics(module);
+  return TRUE;
+}
