@@ -1,0 +1,147 @@
+// Nanoseconds per ray through the handler's function pointer, beside the same arithmetic inlined in a loop of this program.
+// The module to load is the argument. Both are measured in turns, and the fastest turn of each counts, so that the ratio
+// means something on a busy machine.
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include "cameras/lens/advanced_panoramic_cam.h"
+#include "cameras/lens/cylinder_cam.h"
+#include "cameras/lens/fisheye_cam.h"
+#include "cameras/lens/panoramic_cam.h"
+#include "cameras/lens/radial_shift_cam.h"
+#include "standin/host.h"
+#include "standin/instance.h"
+#include "standin/module.h"
+
+namespace {
+
+// Turns shorter than the system's time slices: some of them run undisturbed.
+constexpr int turns = 600;
+constexpr int rays_per_turn = 10'000;
+
+struct FilmGrid {
+  std::array<framework::FilmPoint, 1024> points{};
+
+  FilmGrid(double width, double height) {
+    for (std::size_t i = 0; i < points.size(); ++i) {
+      const double u = static_cast<double>(i % 32) / 31.0 - 0.5;
+      const double v = static_cast<double>(i / 32) / 31.0 - 0.5;
+      points[i] = {u * width, v * height};
+    }
+  }
+};
+
+template <class Evaluate>
+double nanoseconds_per_ray(Evaluate evaluate) {
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < rays_per_turn; ++i) evaluate(static_cast<std::size_t>(i) % 1024);
+  const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
+  return elapsed.count() / rays_per_turn;
+}
+
+framework::Pose pose_of(const LWCameraAccess& access) {
+  const auto vector = [](const double* v) { return framework::Vector{v[0], v[1], v[2]}; };
+  return {vector(access.worldPos), vector(access.toWorld[0]), vector(access.toWorld[1]), vector(access.toWorld[2])};
+}
+
+/// Keeps a ray from being optimised away, at the cost of nothing but its stores.
+void keep(const void* ray) { asm volatile("" : : "r"(ray) : "memory"); }
+
+/// The value, as if it were read at run time.
+template <class Value>
+Value opaque(Value value) {
+  asm volatile("" : "+m"(value));
+  return value;
+}
+
+using Settings = std::vector<std::pair<const char*, double>>;
+
+constexpr framework::LensPoint lens_point{0.25, 0.125};
+
+/// `inlined` gets a film point and the pose, and returns the ray. The settings are parameters by channel name.
+template <class Inlined>
+void compare(const standin::Module& module, const char* server_name, double time, Inlined inlined,
+             const Settings& settings = {}) {
+  standin::Host host{standin::Scene{}};
+  host.add_camera("Camera", {1.0, 2.0, 3.0});
+  standin::CameraInstance camera(host, module, server_name, "Camera");
+  for (const auto& [channel_name, value] : settings) camera.parameter(channel_name).set_constant(value);
+  camera.new_time(0, 0.0);
+  camera.new_frame(0, 0.0, 1.0 / 60.0, 8);
+  const LWCameraAccess& access = camera.access();
+  const FilmGrid film(access.filmSize[0], access.filmSize[1]);
+  const framework::Film film_size{access.filmSize[0], access.filmSize[1]};
+  const framework::Pose pose = pose_of(access);
+  const auto evaluate = camera.handler().evaluate;
+  LWCameraRay record{};
+  double through_handler = 1e9;
+  double in_line = 1e9;
+  for (int turn = 0; turn < turns; ++turn) {
+    through_handler = std::min(through_handler, nanoseconds_per_ray([&](std::size_t i) {
+                                 evaluate(camera.raw(), film.points[i].x, film.points[i].y, lens_point.x, lens_point.y, time,
+                                          LWCAMEYE_CENTER, &record, &access);
+                                 keep(&record);
+                               }));
+    in_line = std::min(in_line, nanoseconds_per_ray([&](std::size_t i) {
+                         const framework::Ray ray = inlined(film.points[i], film_size, pose);
+                         keep(&ray);
+                       }));
+  }
+  std::printf("%-28s time %.2f  %7.1f ns a ray  %7.1f ns inlined  ratio %.2f\n", server_name, time, through_handler, in_line,
+              through_handler / in_line);
+}
+
+FisheyeCam::Lens fisheye() {
+  return {.zoom_factor = 3.2, .distortion_power = 1.3, .lens_factor = 0.125, .focal_distance = 1.0};
+}
+
+AdvPanCam::Lens immersive() { return {.upper_angle_radians = framework::half_pi, .lower_angle_radians = -framework::half_pi}; }
+
+RadialShiftCam::Lens radial_shift() {
+  return {.zoom_factor = 3.2,
+          .distortion_a = 0.05,
+          .distortion_c = -0.1,
+          .half_inverse_f_stop = 0.125,
+          .focal_distance = 1.0,
+          .lens_radius = 0.003,
+          .film_distance = 0.024,
+          .reference_radius = 0.0075};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  if (argc != 2) {
+    std::fprintf(stderr, "Usage: camera_bench MODULE\n");
+    return 2;
+  }
+  const standin::Module module(argv[1]);
+  for (const double time : {0.0, 0.4}) {
+    compare(module, "QuorinPanoramicCam", time,
+            [lens = PanoramicCam::Lens{}](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
+    compare(module, "QuorinFisheyeCam", time,
+            [lens = opaque(fisheye())](auto at, auto film, const auto& pose) { return map(lens, film, pose, at, lens_point); },
+            {{"FisheyePower", fisheye().distortion_power}});
+    compare(
+        module, "QuorinRadialShiftCam", time,
+        [lens = opaque(radial_shift())](auto at, auto /*film*/, const auto& pose) { return map(lens, pose, at, lens_point); },
+        {{"RadialShiftA", radial_shift().distortion_a}, {"RadialShiftC", radial_shift().distortion_c}});
+    compare(module, "QuorinAdvPanCam", time,
+            [lens = opaque(AdvPanCam::Lens{})](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
+    compare(module, "QuorinImmersiveCam", time,
+            [lens = opaque(immersive())](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
+    compare(module, "QuorinCylinderCam", time,
+            [lens = opaque(CylinderCam::Lens{})](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
+  }
+  return 0;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "%s\n", error.what());
+  return 1;
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace standin {
+
+/// What a module did wrong toward the host: one sentence per violation, naming the call. Threads: any.
+class Audit {
+ public:
+  void report(const std::string& sentence);
+  std::vector<std::string> violations() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> violations_;
+};
+
+/// Refuses the n-th creation of one kind of handle. Threads: one.
+class Refusal {
+ public:
+  /// 1: the next creation. 0: none any more.
+  void arm(int nth) { remaining_ = nth; }
+  /// Counts one creation; whether it is the refused one.
+  bool refuses() { return remaining_ > 0 && --remaining_ == 0; }
+
+ private:
+  int remaining_ = 0;
+};
+
+}  // namespace standin

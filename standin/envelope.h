@@ -1,0 +1,43 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+namespace standin {
+
+/// How a key is reached from the key before it.
+enum class Span { tcb = 0, hermite = 1, bezier = 2, linear = 3, stepped = 4, bezier_2d = 5 };
+
+/// What an envelope does before its first and after its last key.
+enum class EndBehaviour { reset = 0, constant = 1, repeat = 2, oscillate = 3, offset_repeat = 4, linear = 5 };
+
+struct Key {
+  double value = 0.0;
+  double time_seconds = 0.0;
+  /// Of the curve that leads into this key.
+  Span span = Span::tcb;
+  /// TCB: tension, continuity, bias. Hermite and Bezier: incoming and outgoing tangent. Bezier 2D: incoming time and
+  /// value offset, outgoing time and value offset. All in the order of the scene file.
+  std::array<double, 6> parameters{};
+
+  friend bool operator==(const Key&, const Key&) = default;
+};
+
+/// An animated value: keys in order of time. One key is a constant.
+struct Envelope {
+  std::vector<Key> keys;
+  EndBehaviour before = EndBehaviour::constant;
+  EndBehaviour after = EndBehaviour::constant;
+
+  /// The value at a time in seconds; 0 without keys. Finite whatever the keys and the time are. Threads: any.
+  double at(double time_seconds) const;
+
+  /// Two or more keys: a set value does not replace it.
+  bool animated() const { return keys.size() > 1; }
+
+  static Envelope constant(double value) { return Envelope{{Key{value, 0.0, Span::tcb, {}}}}; }
+
+  friend bool operator==(const Envelope&, const Envelope&) = default;
+};
+
+}  // namespace standin

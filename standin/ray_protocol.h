@@ -1,0 +1,181 @@
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "standin/session.h"
+
+/// What the ray service and its client say to one another: messages of a 32-bit length, a kind and its values, little-endian.
+/// The client asks; every request has one answer.
+
+namespace standin::ray_protocol {
+
+static_assert(std::endian::native == std::endian::little, "values are copied as they lie in memory");
+
+constexpr std::uint32_t version = 0x4F560001;
+/// Rays per request: long enough that the pipe's cost is shared, short enough that other threads get their turn.
+constexpr std::size_t most_rays = 16384;
+constexpr std::uint32_t most_bytes = 64U << 20;
+
+enum class Kind : std::uint8_t { open = 1, begin_frame, evaluate, project, done, failed };
+
+class Writer {
+ public:
+  explicit Writer(Kind kind) { put(kind); }
+
+  template <class Value>
+  requires std::is_trivially_copyable_v<Value>
+  void put(const Value& value) {
+    const std::size_t at = bytes_.size();
+    bytes_.resize(at + sizeof value);
+    std::memcpy(bytes_.data() + at, &value, sizeof value);
+  }
+  void put_text(const std::string& text) {
+    put(static_cast<std::uint32_t>(text.size()));
+    bytes_.insert(bytes_.end(), text.begin(), text.end());
+  }
+  void put_vector(Vec3 value) {
+    put(value.x);
+    put(value.y);
+    put(value.z);
+  }
+
+  const std::vector<char>& bytes() const { return bytes_; }
+
+ private:
+  std::vector<char> bytes_;
+};
+
+class Reader {
+ public:
+  explicit Reader(std::vector<char> bytes) : bytes_(std::move(bytes)) {}
+
+  template <class Value>
+  requires std::is_trivially_copyable_v<Value> Value take() {
+    Value value;
+    std::memcpy(&value, advance(sizeof value), sizeof value);
+    return value;
+  }
+  std::string take_text() {
+    const auto size = take<std::uint32_t>();
+    return {advance(size), size};
+  }
+  Vec3 take_vector() {
+    const auto x = take<double>();
+    const auto y = take<double>();
+    const auto z = take<double>();
+    return {x, y, z};
+  }
+
+ private:
+  const char* advance(std::size_t size) {
+    if (bytes_.size() - position_ < size) {
+      throw std::runtime_error("The ray service's message is shorter than it says");
+    }
+    const char* at = bytes_.data() + position_;
+    position_ += size;
+    return at;
+  }
+
+  std::vector<char> bytes_;
+  std::size_t position_ = 0;
+};
+
+inline void put_options(Writer& message, const SessionOptions& options) {
+  message.put_text(options.scene_file.string());
+  message.put_text(options.module_file.string());
+  message.put_text(options.camera_name);
+  message.put_text(options.server_name);
+  message.put(static_cast<std::uint32_t>(options.settings.size()));
+  for (const auto& [name, value] : options.settings) {
+    message.put_text(name);
+    message.put_text(value);
+  }
+  message.put(static_cast<std::int32_t>(options.width_pixels));
+  message.put(static_cast<std::int32_t>(options.height_pixels));
+  message.put(static_cast<std::uint32_t>(options.motion_steps));
+  message.put(options.motion_blur);
+  message.put(options.depth_of_field);
+}
+
+inline SessionOptions take_options(Reader& message) {
+  SessionOptions options;
+  options.scene_file = message.take_text();
+  options.module_file = message.take_text();
+  options.camera_name = message.take_text();
+  options.server_name = message.take_text();
+  for (auto left = message.take<std::uint32_t>(); left > 0; --left) {
+    std::string name = message.take_text();
+    options.settings.emplace_back(std::move(name), message.take_text());
+  }
+  options.width_pixels = message.take<std::int32_t>();
+  options.height_pixels = message.take<std::int32_t>();
+  options.motion_steps = message.take<std::uint32_t>();
+  options.motion_blur = message.take<bool>();
+  options.depth_of_field = message.take<bool>();
+  return options;
+}
+
+inline void put_setup(Writer& message, const FrameSetup& setup) {
+  message.put(static_cast<std::int32_t>(setup.frame));
+  message.put(setup.start_seconds);
+  message.put(setup.duration_seconds);
+  message.put(setup.film_width);
+  message.put(setup.film_height);
+  message.put(setup.depth_of_field);
+}
+
+inline FrameSetup take_setup(Reader& message) {
+  FrameSetup setup;
+  setup.frame = message.take<std::int32_t>();
+  setup.start_seconds = message.take<double>();
+  setup.duration_seconds = message.take<double>();
+  setup.film_width = message.take<double>();
+  setup.film_height = message.take<double>();
+  setup.depth_of_field = message.take<bool>();
+  return setup;
+}
+
+inline void put_query(Writer& message, const RayQuery& query) {
+  message.put(query.film_x);
+  message.put(query.film_y);
+  message.put(query.lens_x);
+  message.put(query.lens_y);
+  message.put(query.fractional_time);
+  message.put(query.eye);
+}
+
+inline RayQuery take_query(Reader& message) {
+  RayQuery query;
+  query.film_x = message.take<double>();
+  query.film_y = message.take<double>();
+  query.lens_x = message.take<double>();
+  query.lens_y = message.take<double>();
+  query.fractional_time = message.take<double>();
+  query.eye = message.take<Eye>();
+  return query;
+}
+
+inline void put_answer(Writer& message, const RayAnswer& answer) {
+  message.put(answer.result);
+  message.put_vector(answer.position);
+  message.put_vector(answer.direction);
+  message.put_vector(answer.film_normal);
+}
+
+inline RayAnswer take_answer(Reader& message) {
+  RayAnswer answer;
+  answer.result = message.take<std::int32_t>();
+  answer.position = message.take_vector();
+  answer.direction = message.take_vector();
+  answer.film_normal = message.take_vector();
+  return answer;
+}
+
+}  // namespace standin::ray_protocol

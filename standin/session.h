@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "standin/scene.h"
+#include "standin/vector.h"
+
+namespace standin {
+
+enum class Eye : std::int32_t { centre = 0, left = 1, right = 2 };
+
+/// What the renderer asks for: film metres from the film centre, lens position in the unit disc, fraction 0 to 1 of the
+/// frame's motion-blur interval.
+struct RayQuery {
+  double film_x = 0.0;
+  double film_y = 0.0;
+  double lens_x = 0.0;
+  double lens_y = 0.0;
+  double fractional_time = 0.0;
+  Eye eye = Eye::centre;
+};
+
+/// `result` holds the evaluation's bits; 0 is no ray, and then nothing else counts.
+struct RayAnswer {
+  std::int32_t result = 0;
+  Vec3 position;
+  Vec3 direction;
+  Vec3 film_normal;
+};
+
+/// What the renderer needs to know of the camera it renders through, for one frame.
+struct FrameSetup {
+  int frame = 0;
+  double start_seconds = 0.0;
+  /// Of the motion-blur interval; 0 without motion blur.
+  double duration_seconds = 0.0;
+  double film_width = 0.0;
+  double film_height = 0.0;
+  bool depth_of_field = false;
+};
+
+struct SessionOptions {
+  std::filesystem::path scene_file;
+  std::filesystem::path module_file;
+  /// Empty: the scene's first camera.
+  std::string camera_name;
+  /// Empty: the server that the scene gives the camera. The host's own perspective camera is called "Perspective".
+  std::string server_name;
+  /// Envelopes by channel name and panel values by control label, set on the instance after loading.
+  std::vector<std::pair<std::string, std::string>> settings;
+  /// 0: as the scene has it. The film height stays; its width follows the shape.
+  int width_pixels = 0;
+  int height_pixels = 0;
+  /// Samples of the motion-blur interval that the module is told to take.
+  unsigned motion_steps = 2;
+  bool motion_blur = false;
+  bool depth_of_field = false;
+};
+
+/// One camera of one scene, seen through the module's callbacks in the host's order: activation, creation, loading, render
+/// set-up, and per frame new time and new frame. Failure anywhere throws std::runtime_error with a sentence for a person.
+class Session {
+ public:
+  virtual ~Session() = default;
+
+  /// Threads: one; no ray may be asked for meanwhile.
+  virtual FrameSetup begin_frame(int frame) = 0;
+
+  /// Asks the module for one ray per query. Threads: any number at once.
+  virtual void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) = 0;
+
+  /// Film position of a world point, or none. Threads: any number at once.
+  virtual std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) = 0;
+};
+
+/// In this process: the module is loaded with the system's own loader.
+std::unique_ptr<Session> open_session(const SessionOptions& options);
+
+}  // namespace standin
