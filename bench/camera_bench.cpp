@@ -15,7 +15,10 @@
 #include "cameras/lens/cylinder_cam.h"
 #include "cameras/lens/fisheye_cam.h"
 #include "cameras/lens/panoramic_cam.h"
+#include "cameras/lens/perspective_cam.h"
 #include "cameras/lens/radial_shift_cam.h"
+#include "cameras/lens/spherical_cam.h"
+#include "cameras/lens/stereo_cam.h"
 #include "standin/host.h"
 #include "standin/instance.h"
 #include "standin/module.h"
@@ -65,11 +68,37 @@ using Settings = std::vector<std::pair<const char*, double>>;
 
 constexpr framework::LensPoint lens_point{0.25, 0.125};
 
+/// Three envelopes as the publishing cameras read them with every ray: the host's own share of their time.
+class Exposure {
+ public:
+  Exposure() : service_(static_cast<const LWVParmFuncs*>(standin::Host::global()(LWVPARMFUNCS_GLOBAL, GFUSE_TRANSIENT))) {
+    for (LWVParmID& envelope : envelopes_) envelope = service_->create(LWVP_FLOAT, LWVPDT_NOTXTR);
+  }
+  ~Exposure() {
+    for (const LWVParmID envelope : envelopes_) service_->destroy(envelope);
+  }
+  Exposure(const Exposure&) = delete;
+  Exposure& operator=(const Exposure&) = delete;
+
+  void read(double time) const {
+    for (const LWVParmID envelope : envelopes_) {
+      double result[3] = {};
+      service_->getVal(envelope, time, nullptr, result);
+      keep(result);
+    }
+  }
+
+ private:
+  const LWVParmFuncs* service_;
+  std::array<LWVParmID, 3> envelopes_{};
+};
+
 /// `inlined` gets a film point and the pose, and returns the ray. The settings are parameters by channel name.
 template <class Inlined>
 void compare(const standin::Module& module, const char* server_name, double time, Inlined inlined,
-             const Settings& settings = {}) {
+             const Settings& settings = {}, bool publishes = false) {
   standin::Host host{standin::Scene{}};
+  const Exposure exposure;
   host.add_camera("Camera", {1.0, 2.0, 3.0});
   standin::CameraInstance camera(host, module, server_name, "Camera");
   for (const auto& [channel_name, value] : settings) camera.parameter(channel_name).set_constant(value);
@@ -90,6 +119,7 @@ void compare(const standin::Module& module, const char* server_name, double time
                                  keep(&record);
                                }));
     in_line = std::min(in_line, nanoseconds_per_ray([&](std::size_t i) {
+                         if (publishes) exposure.read(time);
                          const framework::Ray ray = inlined(film.points[i], film_size, pose);
                          keep(&ray);
                        }));
@@ -113,6 +143,16 @@ RadialShiftCam::Lens radial_shift() {
           .lens_radius = 0.003,
           .film_distance = 0.024,
           .reference_radius = 0.0075};
+}
+
+PerspectiveCam::Lens perspective() {
+  return {
+      .zoom_factor = 3.2, .lens_radius = 0.003, .film_distance = 0.024, .half_inverse_f_stop = 0.125, .focal_distance = 1.0};
+}
+
+StereoCam::Lens stereo() {
+  return {
+      .zoom_factor = 3.2, .eye_separation = 0.06, .half_inverse_f_stop = 0.125, .focal_distance = 1.0, .film_height = 0.015};
 }
 
 }  // namespace
@@ -139,6 +179,27 @@ int main(int argc, char** argv) try {
             [lens = opaque(immersive())](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
     compare(module, "QuorinCylinderCam", time,
             [lens = opaque(CylinderCam::Lens{})](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
+    compare(
+        module, "QuorinPerspectiveCam", time,
+        [lens = opaque(perspective())](auto at, auto /*film*/, const framework::Pose& pose) {
+          const PerspectiveCam::Pose single{rounded(pose.position), rounded(pose.right), rounded(pose.up),
+                                            rounded(pose.forward)};
+          return map(lens, single, at, lens_point);
+        },
+        {}, true);
+    compare(
+        module, "QuorinSphericalCam", time,
+        [lens = opaque(SphericalCam::Lens{.reference_radius = 0.0075})](auto at, auto /*film*/, const auto& pose) {
+          return map(lens, pose, at);
+        },
+        {}, true);
+    compare(
+        module, "QuorinStereoCam", time,
+        [lens = opaque(stereo())](auto at, auto film, const framework::Pose& pose) {
+          const StereoCam::StereoPose stereo_pose{pose.position, pose.right, pose.up, pose.forward, {}};
+          return map(lens, stereo_pose, side_by_side(lens, film.width, at), lens_point, pose.forward);
+        },
+        {}, true);
   }
   return 0;
 } catch (const std::exception& error) {

@@ -9,6 +9,9 @@ target_compile_options(
             -Werror
             # A fused multiply-add would change the last bit of a ray from machine to machine.
             -ffp-contract=off
+            # Pairing scalars into vectors costs these mappings more than it gains: what was stored by halves is loaded whole,
+            # and waits. GCC 12 also drops roundings to single precision where it pairs them.
+            -fno-tree-slp-vectorize
             # Square roots become one instruction; nothing here reads errno after mathematics.
             -fno-math-errno
             # The same commit gives the same bytes, whatever folder it is built in.

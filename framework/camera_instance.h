@@ -155,7 +155,9 @@ class CameraInstance {
   /// Position and axes at a fractional time; before there are motion samples, the cached ones.
   PoseType pose_at(double time) const;
   /// The same through the cache.
-  PoseType cached_pose_at(double time);
+  PoseForRay<PoseType> cached_pose_at(double time);
+  /// From the motion samples, and into the cache.
+  [[gnu::noinline]] PoseType interpolate_pose(double time);
   /// The same without adding to the cache.
   PoseType known_pose_at(double time) const;
 
@@ -401,8 +403,13 @@ auto CameraInstance<Camera>::pose_at(double time) const -> PoseType {
 }
 
 template <class Camera>
-inline auto CameraInstance<Camera>::cached_pose_at(double time) -> PoseType {
-  if (const PoseType* cached = pose_cache.find(time)) return *cached;
+inline auto CameraInstance<Camera>::cached_pose_at(double time) -> PoseForRay<PoseType> {
+  if (const PoseType* cached = pose_cache.find(time)) return PoseForRay<PoseType>(cached);
+  return PoseForRay<PoseType>(interpolate_pose(time));
+}
+
+template <class Camera>
+auto CameraInstance<Camera>::interpolate_pose(double time) -> PoseType {
   const PoseType pose = pose_at(time);
   if (sample_count >= 2) pose_cache.publish(time, pose);
   return pose;

@@ -38,9 +38,7 @@ constexpr BasicVector<Scalar> cross(BasicVector<Scalar> a, BasicVector<Scalar> b
 
 constexpr Vector widened(BasicVector<float> v) { return {v.x, v.y, v.z}; }
 
-inline BasicVector<float> rounded(Vector v) {
-  return {rounded_to<float>(v.x), rounded_to<float>(v.y), rounded_to<float>(v.z)};
-}
+inline BasicVector<float> rounded(Vector v) { return {rounded_to<float>(v.x), rounded_to<float>(v.y), rounded_to<float>(v.z)}; }
 
 /// A zero vector gives non-finite components.
 inline Vector normalized(Vector v) { return v * (1.0 / length(v)); }

@@ -39,11 +39,11 @@ constexpr std::array panel_rows{
 
 LWXPanelDrawFunc PanelControlDrawFunc;
 
-constexpr auto panel_hints = framework::hint_list(
-    framework::no_focus(), framework::full_size(0x8005), framework::drawn_by(0x8005, PanelControlDrawFunc),
-    framework::divider_after(0x8001), framework::divider_after(0x8006), framework::divider_after(0x8000),
-    framework::divider_after(0x8008), framework::sensitivity(0x8007), framework::sensitivity(0x8008),
-    framework::sensitivity(0x8006), framework::sensitivity(0x8007), framework::sensitivity(0x8008));
+constexpr auto panel_hints =
+    framework::hint_list(framework::no_focus(), framework::full_size(0x8005), framework::drawn_by(0x8005, PanelControlDrawFunc),
+                         framework::divider_after(0x8001), framework::divider_after(0x8006), framework::divider_after(0x8000),
+                         framework::divider_after(0x8008), framework::sensitivity(0x8007), framework::sensitivity(0x8008),
+                         framework::sensitivity(0x8006), framework::sensitivity(0x8007), framework::sensitivity(0x8008));
 
 #include "framework/camera_callbacks.inc"
 #include "framework/lens_activation.inc"

@@ -31,6 +31,7 @@ class CameraPlugin {
     if (this == &from) return *this;
     access = from.access;
     frame_info = from.frame_info;
+    frame_grid = from.frame_grid;
     lens = from.lens;
     return *this;
   }
@@ -64,6 +65,8 @@ class CameraPlugin {
   /// The grid is moved 0.95 of a pixel toward smaller film x and y, against the tile cameras' way: meant so.
   double split_x = 0.0;
   double split_y = 0.0;
+  /// Always of the film in `access`.
+  Grid frame_grid{framework::Film{}};
   Lens lens;
   /// Of the host's own camera, at its current time. No ray depends on them.
   double zoom_factor = 0.0;
@@ -181,6 +184,7 @@ void CameraPlugin::new_frame(const LWFrameInfo& frame, const LWCameraAccess& rec
   split_y = -0.95 / height * record.filmSize[1];
   frame_info = frame;
   access = record;
+  frame_grid = Grid(framework::film_of(record));
   read_host_camera();
 }
 
@@ -192,7 +196,10 @@ int CameraPlugin::evaluate(const framework::Sample& sample, LWCameraRay& ray, co
                 Layout{lens.skybox_type},
                 to_vector(record->worldPos),
                 {to_vector(record->toWorld[0]), to_vector(record->toWorld[1]), to_vector(record->toWorld[2])}};
-  const std::optional<framework::Ray> found = map(box, framework::film_of(*record), sample.film);
+  const framework::Film film = framework::film_of(*record);
+  // The frame's own film nearly always, whose grid is at hand.
+  const bool of_frame = film.width == access.filmSize[0] && film.height == access.filmSize[1];
+  const std::optional<framework::Ray> found = map(box, film, of_frame ? frame_grid : Grid(film), sample.film);
   if (!found) return LWCAMEVAL_NONE;
   framework::store(*found, ray);
   return LWCAMEVAL_RAY;

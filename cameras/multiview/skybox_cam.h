@@ -61,15 +61,25 @@ inline double cut_to_tenth_of_millimetre(double metres) {
   return tenths / 10000.0;
 }
 
+/// The grid that a film is divided into, metres.
+struct Grid {
+  explicit Grid(framework::Film film)
+      : width(cut_to_tenth_of_millimetre(film.width)),
+        third_of_height(cut_to_tenth_of_millimetre(film.height) / 3.0),
+        sixth_of_height(cut_to_tenth_of_millimetre(film.height) / 6.0) {}
+
+  double width;
+  double third_of_height;
+  double sixth_of_height;
+};
+
 /// The ray of a film position, from the camera's position; its direction is also its film normal. None where the grid has no
-/// face. Threads: any.
-inline std::optional<framework::Ray> map(const Box& box, framework::Film film, framework::FilmPoint at) {
+/// face. `grid` is the film's, for a caller with many positions on one film. Threads: any.
+inline std::optional<framework::Ray> map(const Box& box, framework::Film film, const Grid& grid, framework::FilmPoint at) {
   using namespace framework;
   // The cell; a position on a boundary belongs to the lower one.
-  const double width = cut_to_tenth_of_millimetre(film.width);
-  const double height = cut_to_tenth_of_millimetre(film.height);
-  const double quarter = 0.25 * width;
-  const double sixth = height / 6.0;
+  const double quarter = 0.25 * grid.width;
+  const double sixth = grid.sixth_of_height;
   const std::size_t column = at.x <= box.split_x - quarter   ? 0
                              : at.x <= box.split_x           ? 1
                              : at.x <= box.split_x + quarter ? 2
@@ -82,12 +92,16 @@ inline std::optional<framework::Ray> map(const Box& box, framework::Film film, f
   // distance; this is slightly more, so that each face is a touch narrower: meant so.
   constexpr std::array column_shares{0.375, 0.125, -0.125, -0.375};
   constexpr std::array row_shares{1.0, 0.0, -1.0};
-  const Vector local =
-      normalized({at.x + column_shares[column] * width, at.y + row_shares[row] * (height / 3.0), 0.1685 * film.height});
+  const Vector local = normalized(
+      {at.x + column_shares[column] * grid.width, at.y + row_shares[row] * grid.third_of_height, 0.1685 * film.height});
   const std::array seen{dot(box.rows[0], local), dot(box.rows[1], local), dot(box.rows[2], local)};
   const Vector direction{face->signs[0] * seen[face->rows[0]], face->signs[1] * seen[face->rows[1]],
                          face->signs[2] * seen[face->rows[2]]};
   return Ray{box.position, direction, direction};
+}
+
+inline std::optional<framework::Ray> map(const Box& box, framework::Film film, framework::FilmPoint at) {
+  return map(box, film, Grid(film), at);
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
