@@ -1,0 +1,245 @@
+#include "samples/gallery_cameras.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <initializer_list>
+#include <numbers>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace samples {
+namespace {
+
+constexpr double degree = std::numbers::pi / 180.0;
+constexpr double eye_height = 1.6;
+constexpr std::array<double, 3> middle{0.0, eye_height, 0.0};
+
+/// What a camera saves: an animated value, a whole number, or a plain number.
+struct Saved {
+  enum class Kind { envelope, whole, plain };
+  Kind kind = Kind::envelope;
+  double value = 0.0;
+};
+
+Saved envelope(double value) { return {Saved::Kind::envelope, value}; }
+Saved whole(unsigned value) { return {Saved::Kind::whole, static_cast<double>(value)}; }
+constexpr Saved plain(double value) { return {Saved::Kind::plain, value}; }
+
+/// The host writes whole numbers without a sign in base 16.
+std::string base_16(double value) {
+  std::array<char, 8> digits{};
+  const auto end = std::to_chars(digits.begin(), digits.end(), static_cast<unsigned>(value), 16);
+  return {digits.begin(), end.ptr};
+}
+
+std::vector<std::string> saved(std::initializer_list<Saved> values) {
+  std::vector<std::string> lines;
+  for (const Saved& value : values) {
+    if (value.kind == Saved::Kind::envelope) {
+      lines.insert(lines.end(), {"{ VParm", "  " + number(value.value), "}"});
+    } else {
+      lines.push_back(value.kind == Saved::Kind::whole ? base_16(value.value) : number(value.value));
+    }
+  }
+  return lines;
+}
+
+Placement at_rest(std::array<double, 3> position, double heading_degrees = 0.0, double pitch_degrees = 0.0) {
+  return {position, {heading_degrees, pitch_degrees, 0.0}, -1, {}};
+}
+
+/// The scene's cameras in order, each named by its place where another camera asks for it.
+class Cameras {
+ public:
+  explicit Cameras(std::vector<SceneCamera> cameras) : cameras_(std::move(cameras)) {}
+
+  void add(SceneCamera camera) { cameras_.push_back(std::move(camera)); }
+
+  /// The pop-up's number of a camera that was added before the one that asks.
+  Saved choice(std::string_view name) const {
+    const auto found = std::ranges::find(cameras_, name, &SceneCamera::name);
+    if (found == cameras_.end()) throw std::logic_error("no camera before this one is called " + std::string(name));
+    return whole(static_cast<unsigned>(found - cameras_.begin()) + 1);
+  }
+
+  std::vector<SceneCamera> take() { return std::move(cameras_); }
+
+ private:
+  std::vector<SceneCamera> cameras_;
+};
+
+/// A camera of the host's own; pitch above 0 looks down.
+SceneCamera plain_camera(const std::string& name, const Placement& placement, double zoom_factor) {
+  return {name, "Perspective", 480, 360, placement, zoom_factor};
+}
+
+std::vector<SceneCamera> plain_cameras() {
+  return {
+      plain_camera("North Hall", at_rest(middle, 0, -14), 0.95),
+      plain_camera("East Houses", at_rest(middle, 90, -14), 0.95),
+      plain_camera("South Palace", at_rest(middle, 180, -14), 0.95),
+      plain_camera("West Offices", at_rest(middle, 270, -14), 0.95),
+      plain_camera("Clock", at_rest(middle, 0, -35), 3.0),
+      plain_camera("Balloon", at_rest(middle, 327, -35.5), 3.2),
+      plain_camera("Fountain", at_rest({4.0, 1.3, 9.0}, -35.5, -2), 1.6),
+      plain_camera("Flower Pot", at_rest({1.2, 1.5, 1.0}, 42, 16.5), 1.4),
+      plain_camera("Ball", at_rest({-1.2, 1.5, -1.0}, 222, 11), 1.2),
+      plain_camera("Sundial", at_rest({-1.4, 1.5, 1.2}, -41.6, 14), 1.2),
+      plain_camera("Cafe", at_rest({-10.0, 1.7, -2.2}, 270, 2), 1.0),
+      plain_camera("Tram", at_rest({8.0, 1.6, 7.0}, 49, -2), 1.6),
+      plain_camera("Obelisk", at_rest({5.0, 1.4, -9.0}, 221.8, -12), 1.2),
+      plain_camera("From Above", at_rest({0.0, 32.0, 0.0}, 0, 90), 1.0),
+      plain_camera("From a Roof", at_rest({-17.0, 15.0, -17.0}, 45, 30), 0.9),
+      plain_camera("Sky Ring", at_rest(middle, 0, -90), 1.2),
+  };
+}
+
+constexpr Saved photo_iso = plain(800);
+constexpr Saved photo_iris = plain(2.8);
+constexpr Saved photo_shutter = plain(180);
+
+void add_perspectives(Cameras& cameras) {
+  const auto settings = saved({envelope(0), whole(1), photo_iso, photo_iris, photo_shutter});
+  // Close to the flowers, with a plate camera's film and lens, focused on the hall behind them.
+  SceneCamera flowers{"Perspective", "QuorinPerspectiveCam", 480, 320, at_rest({2.4, 1.15, 1.5}, 8, -2), 1.5, settings};
+  flowers.film_height = 0.1;
+  flowers.focal_distance = 22.0;
+  flowers.f_stop = 1.0;
+  cameras.add(flowers);
+  flowers.name = "Perspective Depth of Field";
+  flowers.depth_of_field = true;
+  cameras.add(flowers);
+
+  SceneCamera ride{"Moving", "QuorinPerspectiveCam", 480, 320, at_rest({0.0, eye_height, -1.0}, 0, 4), 1.5, settings};
+  ride.placement.keyed_channel = 0;
+  ride.placement.keys = {{-9.0, 0.0}, {9.0, 1.0}};
+  ride.motion_blur = true;
+  cameras.add(ride);
+}
+
+void add_wide_lenses(Cameras& cameras) {
+  const auto spherical = [&](const std::string& name, double angle_degrees) {
+    cameras.add({name, "QuorinSphericalCam", 360, 360, at_rest(middle), 3.2,
+                 saved({envelope(angle_degrees * degree), photo_iso, photo_iris, photo_shutter})});
+  };
+  spherical("Spherical 180", 180);
+  spherical("Spherical 360", 360);
+
+  const auto fisheye = [&](const std::string& name, double power, bool preview) {
+    cameras.add({name, "QuorinFisheyeCam", 420, 280, at_rest({0, eye_height, -4}, 0, -8), 1.0,
+                 saved({envelope(power), envelope(1), whole(1), whole(preview ? 1 : 0), whole(1), whole(1)})});
+  };
+  fisheye("Fisheye Power 0.5", 0.5, false);
+  fisheye("Fisheye Power 1", 1.0, false);
+  fisheye("Fisheye Power 2", 2.0, true);
+
+  const auto radial = [&](const std::string& name, double c) {
+    const Saved none = envelope(0);
+    cameras.add({name, "QuorinRadialShiftCam", 420, 280, at_rest({0, 5.0, -4}, 0, -4), 1.6,
+                 saved({none, none, envelope(c), none, none, none, none})});
+  };
+  radial("Radial Shift Barrel", 0.35);
+  radial("Radial Shift Pincushion", -0.25);
+}
+
+struct AdvancedPanorama {
+  double field_degrees = 360;
+  double highest_degrees = 45;
+  double lowest_degrees = -45;
+  double right_scale = 1;
+  double left_scale = 1;
+  double top_scale = 1;
+  double bottom_scale = 1;
+  double shift_across = 0;
+  double shift_up = 0;
+};
+
+void add_panoramas(Cameras& cameras) {
+  const auto panorama = [&](const std::string& name, const std::string& server, int width, int height,
+                            const AdvancedPanorama& lens) {
+    cameras.add({name, server, width, height, at_rest(middle), 3.2,
+                 saved({envelope(lens.field_degrees * degree), envelope(lens.highest_degrees * degree),
+                        envelope(lens.lowest_degrees * degree), envelope(lens.right_scale), envelope(lens.top_scale),
+                        envelope(lens.shift_across), envelope(lens.shift_up), envelope(lens.left_scale),
+                        envelope(lens.bottom_scale)})});
+  };
+  const std::string advanced = "QuorinAdvPanCam";
+  panorama("Advanced Panorama", advanced, 800, 200, {});
+  AdvancedPanorama limits;
+  limits.field_degrees = 200;
+  limits.highest_degrees = 65;
+  limits.lowest_degrees = -15;
+  panorama("Advanced Panorama Limits", advanced, 600, 240, limits);
+  AdvancedPanorama scales;
+  scales.field_degrees = 160;
+  scales.right_scale = 2.0;
+  scales.left_scale = 0.6;
+  scales.top_scale = 1.6;
+  scales.shift_across = 0.25;
+  scales.shift_up = 0.2;
+  panorama("Advanced Panorama Scales", advanced, 480, 270, scales);
+  AdvancedPanorama sphere;
+  sphere.highest_degrees = 90;
+  sphere.lowest_degrees = -90;
+  panorama("Immersive", "QuorinImmersiveCam", 640, 320, sphere);
+
+  cameras.add({"Cylinder Upright", "QuorinCylinderCam", 720, 180, at_rest({0, 6, 0}), 3.2,
+               saved({envelope(12), envelope(180 * degree), envelope(-180 * degree), whole(1)})});
+  cameras.add({"Cylinder Lying", "QuorinCylinderCam", 480, 240, at_rest(middle), 3.2,
+               saved({envelope(14), envelope(75 * degree), envelope(-45 * degree), whole(0)})});
+}
+
+void add_stereo(Cameras& cameras, unsigned convergence_point) {
+  const auto stereo = [&](const std::string& name, double separation, unsigned item) {
+    cameras.add({name, "QuorinStereoCam", 640, 320, at_rest({3.0, 1.3, -1.0}, 0, 4), 1.6,
+                 saved({envelope(separation), envelope(20), envelope(1), envelope(1), whole(item), whole(item > 0 ? 1 : 0),
+                        whole(0), whole(0), whole(0), photo_iso, photo_iris, photo_shutter})});
+  };
+  stereo("Stereo", 0.4, 0);
+  stereo("Stereo Convergence", 0.4, convergence_point);
+}
+
+void add_multiview(Cameras& cameras) {
+  const auto choose = [&](std::string_view name) { return cameras.choice(name); };
+  cameras.add({"Dual", "QuorinMultiCam", 480, 360, at_rest(middle), 3.2, saved({choose("Fountain"), choose("Tram")})});
+  cameras.add({"Four-up", "Quorin4UpCam", 480, 360, at_rest(middle), 3.2,
+               saved({choose("Flower Pot"), choose("Fisheye Power 0.5"), choose("Balloon"), choose("Clock")})});
+  cameras.add({"Twelve-up", "Quorin12UpCam", 480, 360, at_rest(middle), 3.2,
+               saved({choose("Flower Pot"), choose("Ball"), choose("Sundial"), choose("Cafe"),                      //
+                      choose("North Hall"), choose("East Houses"), choose("South Palace"), choose("West Offices"),  //
+                      choose("Sky Ring"), choose("From Above"), choose("Clock"), choose("Immersive")})});
+  cameras.add({"Dual of Multi-view", "QuorinMultiCam", 480, 360, at_rest(middle), 3.2,
+               saved({choose("Twelve-up"), choose("Four-up")})});
+
+  const auto skybox = [&](const std::string& name, unsigned type) {
+    cameras.add({name, "QuorinSkyboxCam", 480, 360, at_rest(middle), 3.2, saved({whole(type)})});
+  };
+  skybox("Skybox Cross", 0);
+  skybox("Skybox Alternate", 1);
+}
+
+void add_frames(Cameras& cameras) {
+  const Saved source = cameras.choice("From a Roof");
+  cameras.add({"Overscan", "QuorinOverscanCam", 528, 396, at_rest(middle), 3.2,
+               saved({source, envelope(0.1), envelope(0.04), envelope(0.08)})});
+  // 20 cm wide at 60 dots per inch are 472 pixels, and 1 cm of bleed on every edge 47 more.
+  cameras.add({"DPI", "QuorinDpiCam", 519, 401, at_rest(middle), 3.2,
+               saved({source, whole(60), whole(0), envelope(0.2), envelope(0.01)})});
+}
+
+}  // namespace
+
+std::vector<SceneCamera> gallery_cameras(unsigned convergence_point) {
+  Cameras cameras(plain_cameras());
+  add_perspectives(cameras);
+  add_wide_lenses(cameras);
+  add_panoramas(cameras);
+  add_stereo(cameras, convergence_point);
+  add_multiview(cameras);
+  add_frames(cameras);
+  return cameras.take();
+}
+
+}  // namespace samples

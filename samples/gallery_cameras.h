@@ -1,0 +1,13 @@
+#pragma once
+
+#include <vector>
+
+#include "samples/scene_text.h"
+
+namespace samples {
+
+/// Plain cameras all over the plaza, then one camera for each picture of the gallery, with the settings that it saved.
+/// `convergence_point` counts the scene's objects from 1 to the one that the converging stereo camera aims at. Threads: any.
+std::vector<SceneCamera> gallery_cameras(unsigned convergence_point);
+
+}  // namespace samples

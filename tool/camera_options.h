@@ -1,0 +1,49 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "standin/host.h"
+#include "standin/instance.h"
+#include "standin/module.h"
+#include "standin/scene.h"
+
+namespace tool {
+
+/// Which camera of which scene, through which module: the part of the command line that subcommands share.
+struct CameraOptions {
+  std::string scene;
+  std::string module;
+  std::string camera;
+  std::string server;
+  std::vector<std::string> settings;
+
+  void add_to(CLI::App& command);
+  /// The option --module alone.
+  void add_module_to(CLI::App& command);
+
+  /// --module, or OviCam.so beside this program. Throws when --module names no file: a camera of the host's own loads none,
+  /// and would hide the mistake.
+  std::filesystem::path module_file() const;
+  /// --set as names and values.
+  std::vector<std::pair<std::string, std::string>> parsed_settings() const;
+  /// Throws with the names there are when the scene has no such camera.
+  const standin::Item& find_camera(const standin::Scene& from) const;
+};
+
+/// A camera of the module in this process, loaded from the scene and set as the command line wants, with the host around it.
+class OpenCamera {
+ public:
+  /// Throws std::runtime_error for a module of another system and for a camera that is the host's own.
+  explicit OpenCamera(const CameraOptions& options);
+
+  standin::Host host;
+  standin::Module module;
+  standin::CameraInstance camera;
+};
+
+}  // namespace tool

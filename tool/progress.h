@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+namespace tool {
+
+/// "950", "3.1 k", "3.1 M" or "3.1 G".
+std::string short_count(double count);
+
+/// Tells on standard error how far a long work has come: one line that redraws itself on a terminal, otherwise nothing but the
+/// lines of note().
+class Progress {
+ public:
+  explicit Progress(double total_rays);
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  /// Ends the line, so that what is written next starts on its own.
+  ~Progress();
+
+  /// So many rays more are done. Threads: any number at once.
+  void add(std::uint64_t rays);
+
+  /// A line for those who keep a log: left out on a terminal, where the bar says the same. Threads: one.
+  void note(const std::string& line);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void draw() const;
+
+  const bool terminal_;
+  const double total_;
+  const Clock::time_point start_;
+  std::mutex mutex_;
+  std::uint64_t done_ = 0;
+  Clock::time_point drawn_;
+};
+
+}  // namespace tool

@@ -1,0 +1,194 @@
+#include "tool/render_scene.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "tool/triangulate.h"
+
+namespace tool {
+namespace {
+
+using standin::Vec3;
+
+/// Embree moves an instance in straight steps; so many of them follow a turn within one frame closely.
+constexpr unsigned moving_steps = 9;
+constexpr int distant_light = 0;
+/// How far a shadow ray starts from its surface, as a share of the size of the numbers around it.
+constexpr double shadow_gap = 1e-4;
+
+RTCRay make_ray(Vec3 position, Vec3 direction, double fractional_time) {
+  RTCRay ray{};
+  ray.org_x = static_cast<float>(position.x);
+  ray.org_y = static_cast<float>(position.y);
+  ray.org_z = static_cast<float>(position.z);
+  ray.dir_x = static_cast<float>(direction.x);
+  ray.dir_y = static_cast<float>(direction.y);
+  ray.dir_z = static_cast<float>(direction.z);
+  ray.time = static_cast<float>(fractional_time);
+  ray.tfar = std::numeric_limits<float>::infinity();
+  ray.mask = ~0U;
+  return ray;
+}
+
+Vec3 vector_at(const std::array<float, 12>& matrix, std::size_t column) {
+  return {matrix[3 * column], matrix[3 * column + 1], matrix[3 * column + 2]};
+}
+
+/// An object scaled to nothing has no inside out; Embree must not get it.
+bool can_be_placed(const std::array<float, 12>& matrix) {
+  const double volume = dot(cross(vector_at(matrix, 0), vector_at(matrix, 1)), vector_at(matrix, 2));
+  return std::abs(volume) > 1e-18 &&
+         std::all_of(matrix.begin(), matrix.end(), [](float value) { return std::isfinite(value); });
+}
+
+}  // namespace
+
+RenderScene::RenderScene(const standin::Scene& scene, std::ostream& warnings) : scene_(scene), device_(rtcNewDevice(nullptr)) {
+  if (!device_) throw std::runtime_error("the ray tracing library did not start");
+  for (PlacedLayer& placed : placed_layers(scene, warnings)) {
+    auto mesh = meshes_.find(placed.layer);
+    if (mesh == meshes_.end()) mesh = meshes_.emplace(placed.layer, make_mesh(placed)).first;
+    if (!mesh->second.surface_of_triangle.empty()) instances_.push_back({std::move(placed), &mesh->second});
+  }
+}
+
+RenderScene::Mesh RenderScene::make_mesh(const PlacedLayer& placed) const {
+  const standin::Layer& layer = *placed.layer;
+  Mesh mesh;
+  mesh.surfaces = {placed.file, &placed.file->surfaces};
+  std::vector<std::array<std::uint32_t, 3>> triangles;
+  for (const standin::Polygon& polygon : layer.polygons) {
+    if (std::any_of(polygon.points.begin(), polygon.points.end(),
+                    [&](std::uint32_t point) { return point >= layer.points.size(); })) {
+      continue;
+    }
+    triangulate(layer.points, polygon.points, triangles);
+    mesh.surface_of_triangle.resize(triangles.size(), polygon.surface);
+  }
+  if (triangles.empty()) return mesh;
+
+  const EmbreeGeometry geometry(rtcNewGeometry(device_.get(), RTC_GEOMETRY_TYPE_TRIANGLE));
+  void* vertices = rtcSetNewGeometryBuffer(geometry.get(), RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, 3 * sizeof(float),
+                                           layer.points.size());
+  void* indices = rtcSetNewGeometryBuffer(geometry.get(), RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, 3 * sizeof(std::uint32_t),
+                                          triangles.size());
+  check_device();
+  const std::span position_of(static_cast<float*>(vertices), 3 * layer.points.size());
+  for (std::size_t i = 0; i < layer.points.size(); ++i) {
+    position_of[3 * i] = static_cast<float>(layer.points[i].x);
+    position_of[3 * i + 1] = static_cast<float>(layer.points[i].y);
+    position_of[3 * i + 2] = static_cast<float>(layer.points[i].z);
+  }
+  std::copy(triangles.begin(), triangles.end(), static_cast<std::array<std::uint32_t, 3>*>(indices));
+  rtcCommitGeometry(geometry.get());
+
+  mesh.triangles.reset(rtcNewScene(device_.get()));
+  rtcSetSceneFlags(mesh.triangles.get(), RTC_SCENE_FLAG_ROBUST);
+  rtcAttachGeometry(mesh.triangles.get(), geometry.get());
+  rtcCommitScene(mesh.triangles.get());
+  check_device();
+  return mesh;
+}
+
+void RenderScene::set_frame(double start_seconds, double duration_seconds) {
+  frame_.reset(rtcNewScene(device_.get()));
+  rtcSetSceneFlags(frame_.get(), RTC_SCENE_FLAG_ROBUST);
+  placed_.clear();
+  for (const Instance& instance : instances_) place(instance, start_seconds, duration_seconds);
+  rtcCommitScene(frame_.get());
+  check_device();
+
+  sun_ = {normalized(Vec3{-0.45, 0.75, -0.5}), Vec3{1.0, 0.97, 0.9}};
+  const auto light = std::find_if(scene_.items.begin(), scene_.items.end(),
+                                  [](const standin::Item& item) { return item.light && item.light->type == distant_light; });
+  if (light == scene_.items.end()) return;
+  const Vec3 forward = scene_.world_pose(*light, start_seconds).forward;
+  if (length(forward) > 0.0) sun_.towards_sun = normalized(forward * -1.0);
+  sun_.color = light->light->color * std::max(0.0, light->light->intensity.at(start_seconds));
+}
+
+RenderScene::Placement RenderScene::placement(const Instance& instance, double time_seconds) const {
+  const standin::Pose pose = instance.layer.world_pose(scene_, time_seconds);
+  Placement matrix{};
+  std::size_t next = 0;
+  for (const Vec3 column : {pose.right, pose.up, pose.forward, pose.position}) {
+    matrix[next++] = static_cast<float>(column.x);
+    matrix[next++] = static_cast<float>(column.y);
+    matrix[next++] = static_cast<float>(column.z);
+  }
+  return matrix;
+}
+
+void RenderScene::place(const Instance& instance, double start_seconds, double duration_seconds) {
+  std::vector<Placement> placements;
+  const unsigned steps = duration_seconds > 0.0 ? moving_steps : 1;
+  for (unsigned step = 0; step < steps; ++step) {
+    const double share = steps > 1 ? static_cast<double>(step) / (steps - 1) : 0.0;
+    placements.push_back(placement(instance, start_seconds + share * duration_seconds));
+  }
+  if (std::all_of(placements.begin(), placements.end(), [&](const Placement& at) { return at == placements.front(); })) {
+    placements.resize(1);
+  }
+  if (!std::all_of(placements.begin(), placements.end(), can_be_placed)) return;
+
+  const EmbreeGeometry geometry(rtcNewGeometry(device_.get(), RTC_GEOMETRY_TYPE_INSTANCE));
+  rtcSetGeometryInstancedScene(geometry.get(), instance.mesh->triangles.get());
+  rtcSetGeometryTimeStepCount(geometry.get(), static_cast<unsigned>(placements.size()));
+  for (unsigned step = 0; step < placements.size(); ++step) {
+    rtcSetGeometryTransform(geometry.get(), step, RTC_FORMAT_FLOAT3X4_COLUMN_MAJOR, placements[step].data());
+  }
+  rtcCommitGeometry(geometry.get());
+  rtcAttachGeometryByID(frame_.get(), geometry.get(), static_cast<unsigned>(placed_.size()));
+  placed_.push_back(instance.mesh);
+}
+
+std::optional<Hit> RenderScene::intersect(Vec3 position, Vec3 direction, double fractional_time) const {
+  RTCRayHit met{};
+  met.ray = make_ray(position, direction, fractional_time);
+  met.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+  met.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+  RTCIntersectContext context;
+  rtcInitIntersectContext(&context);
+  rtcIntersect1(frame_.get(), &context, &met);
+  if (met.hit.geomID == RTC_INVALID_GEOMETRY_ID) return std::nullopt;
+
+  const Mesh& mesh = *placed_[met.hit.instID[0]];
+  Placement matrix{};
+  rtcGetGeometryTransform(rtcGetGeometry(frame_.get(), met.hit.instID[0]), met.ray.time, RTC_FORMAT_FLOAT3X4_COLUMN_MAJOR,
+                          matrix.data());
+  const standin::Pose object{vector_at(matrix, 3), vector_at(matrix, 0), vector_at(matrix, 1), vector_at(matrix, 2)};
+  // Normals turn with the axes' cofactors, so that unequal scales keep them upright on their surface.
+  Vec3 normal = cross(object.up, object.forward) * met.hit.Ng_x + cross(object.forward, object.right) * met.hit.Ng_y +
+                cross(object.right, object.up) * met.hit.Ng_z;
+  const double size = length(normal);
+  normal = size > 0.0 ? normal * (1.0 / size) : direction * -1.0;
+  if (dot(normal, direction) > 0.0) normal = normal * -1.0;
+
+  const std::uint32_t surface = mesh.surface_of_triangle[met.hit.primID];
+  static const standin::Surface plain;
+  return Hit{position + direction * met.ray.tfar, normal, object,
+             surface < mesh.surfaces->size() ? &(*mesh.surfaces)[surface] : &plain};
+}
+
+bool RenderScene::occluded(Vec3 position, Vec3 direction, double fractional_time) const {
+  RTCRay ray = make_ray(position, direction, fractional_time);
+  ray.tnear =
+      static_cast<float>(shadow_gap * std::max({1.0, std::abs(position.x), std::abs(position.y), std::abs(position.z)}));
+  RTCIntersectContext context;
+  rtcInitIntersectContext(&context);
+  rtcOccluded1(frame_.get(), &context, &ray);
+  return ray.tfar < 0.0F;
+}
+
+void RenderScene::check_device() const {
+  const RTCError error = rtcGetDeviceError(device_.get());
+  if (error == RTC_ERROR_OUT_OF_MEMORY) throw std::runtime_error("there is not enough memory for the scene's objects");
+  if (error != RTC_ERROR_NONE) throw std::runtime_error("the ray tracing library refused the scene's objects");
+}
+
+}  // namespace tool
