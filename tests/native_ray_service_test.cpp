@@ -1,0 +1,167 @@
+/// The ray service's two ends: here its program is of this machine, or a stand-in for one that fails.
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "standin/ray_protocol.h"
+#include "standin/ray_service.h"
+#include "tests/support/paths.h"
+
+namespace standin {
+namespace {
+
+constexpr const char* program_variable = "OVICAM_RAY_SERVICE";
+
+/// A scene of one camera that turns, and a program to run it.
+class RayService : public testing::Test {
+ protected:
+  void SetUp() override {
+    unsetenv(program_variable);
+    folder_ = test_support::scratch_folder();
+    Scene scene;
+    Item camera;
+    camera.kind = ItemKind::camera;
+    camera.id = 30000000;
+    camera.name = "Camera";
+    camera.camera = CameraSettings{};
+    camera.motion[0] = Envelope::constant(2.5);
+    scene.items.push_back(camera);
+    write_scene_file(scene, folder_ / "scene.lws");
+    options_.scene_file = folder_ / "scene.lws";
+    options_.module_file = test_support::module_file();
+    options_.server_name = "QuorinPanoramicCam";
+  }
+  void TearDown() override { unsetenv(program_variable); }
+
+  /// A program that does what the shell lines say instead of serving.
+  void use_script(const std::string& lines) {
+    const auto file = folder_ / "service.sh";
+    std::ofstream(file) << "#!/bin/sh\n" << lines << '\n';
+    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+    setenv(program_variable, file.c_str(), 1);
+  }
+
+  std::string refusal() const {
+    try {
+      open_remote_session(options_);
+      return "it was opened";
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+  }
+
+  std::filesystem::path folder_;
+  SessionOptions options_;
+};
+
+std::vector<RayQuery> queries_over(const FrameSetup& setup, std::size_t count) {
+  std::vector<RayQuery> queries(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const double share = static_cast<double>(i) / static_cast<double>(count) - 0.5;
+    queries[i] = {share * setup.film_width, 0.7 * share * setup.film_height, 0.1, -0.2, 0.25, Eye::right};
+  }
+  return queries;
+}
+
+void expect_same(const std::vector<RayAnswer>& a, const std::vector<RayAnswer>& b) {
+  ASSERT_EQ(a.size(), b.size());
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    ASSERT_EQ(a[i].result, b[i].result) << i;
+    ASSERT_EQ(a[i].position, b[i].position) << i;
+    ASSERT_EQ(a[i].direction, b[i].direction) << i;
+    ASSERT_EQ(a[i].film_normal, b[i].film_normal) << i;
+  }
+}
+
+TEST_F(RayService, AnswersTheSameRaysAsTheSessionInThisProcess) {
+  options_.settings = {{"HorizontalFOVradians", "4.5"}};
+  const std::size_t count = 2 * ray_protocol::most_rays + 17;
+  std::vector<RayAnswer> here(count);
+  std::vector<RayAnswer> there(count);
+  FrameSetup setup;
+  {
+    const auto session = open_session(options_);
+    setup = session->begin_frame(3);
+    session->evaluate(queries_over(setup, count), here);
+  }
+  const auto session = open_remote_session(options_);
+  const FrameSetup remote = session->begin_frame(3);
+  EXPECT_EQ(remote.frame, 3);
+  EXPECT_EQ(remote.start_seconds, setup.start_seconds);
+  EXPECT_EQ(remote.film_width, setup.film_width);
+  session->evaluate(queries_over(remote, count), there);
+  EXPECT_EQ(here[0].result, 1);
+  expect_same(here, there);
+  const auto film = session->project({2.5, 0.0, 10.0}, 0.0, Eye::centre);
+  ASSERT_TRUE(film);
+  EXPECT_NEAR(film->first, 0.0, 1e-9);
+}
+
+TEST_F(RayService, AnswersManyThreads) {
+  const auto session = open_remote_session(options_);
+  const FrameSetup setup = session->begin_frame(0);
+  const std::vector<RayQuery> queries = queries_over(setup, 3000);
+  std::vector<std::vector<RayAnswer>> answers(3, std::vector<RayAnswer>(queries.size()));
+  std::vector<std::thread> threads;
+  for (auto& own : answers) {
+    threads.emplace_back([&] { session->evaluate(queries, own); });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  expect_same(answers[0], answers[1]);
+  expect_same(answers[0], answers[2]);
+}
+
+TEST_F(RayService, FailuresArriveAsSentences) {
+  options_.server_name = "Nothing";
+  EXPECT_NE(refusal().find("QuorinStereoCam"), std::string::npos) << refusal();
+  options_.server_name.clear();
+  options_.scene_file = folder_ / "missing.lws";
+  EXPECT_NE(refusal().find("missing.lws"), std::string::npos) << refusal();
+}
+
+TEST_F(RayService, AMissingProgramIsNamed) {
+  setenv(program_variable, "/nowhere/service", 1);
+  EXPECT_NE(refusal().find("/nowhere/service"), std::string::npos) << refusal();
+}
+
+TEST_F(RayService, AProgramThatDiesIsASentence) {
+  use_script("exit 7");
+  EXPECT_NE(refusal().find("exit code 7"), std::string::npos) << refusal();
+}
+
+TEST_F(RayService, AProgramThatDiesWhileAnotherKeepsItsPipesIsASentence) {
+  use_script("sleep 3 2>/dev/null & exit 7");
+  EXPECT_NE(refusal().find("exit code 7"), std::string::npos) << refusal();
+}
+
+TEST_F(RayService, AnAnswerThatMakesNoSenseIsASentence) {
+  use_script("printf '\\377\\377\\377\\177abcdefgh'; cat >/dev/null");
+  EXPECT_NE(refusal().find("makes no sense"), std::string::npos) << refusal();
+}
+
+TEST_F(RayService, AnAnswerShorterThanItSaysIsASentence) {
+  // Length 2, kind 6 (failed), and a text that is not there.
+  use_script("printf '\\002\\000\\000\\000\\006\\000'; cat >/dev/null");
+  EXPECT_NE(refusal().find("shorter than it says"), std::string::npos) << refusal();
+}
+
+TEST(WindowsBinary, IsToldByItsFirstLetters) {
+  const auto folder = test_support::scratch_folder();
+  std::ofstream(folder / "a.p") << "MZ rest";
+  std::ofstream(folder / "b.p") << "M";
+  EXPECT_TRUE(is_windows_binary(folder / "a.p"));
+  EXPECT_FALSE(is_windows_binary(folder / "b.p"));
+  EXPECT_FALSE(is_windows_binary(folder / "c.p"));
+}
+
+}  // namespace
+}  // namespace standin

@@ -1,0 +1,656 @@
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <utility>
+#include <vector>
+
+#include "standin/introspection.h"
+#include "standin/scene.h"
+#include "tests/support/paths.h"
+#include "tests/support/write_object.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::ObjectToWrite;
+
+struct Outcome {
+  int exit_code = -1;
+  std::string output;
+};
+
+std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
+
+/// Runs a command of the shell; standard output and standard error come together.
+Outcome run(const std::string& command) {
+  Outcome outcome;
+  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return outcome;
+  std::array<char, 4096> part{};
+  while (const std::size_t count = fread(part.data(), 1, part.size(), pipe)) outcome.output.append(part.data(), count);
+  const int status = pclose(pipe);
+  outcome.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return outcome;
+}
+
+/// Where child processes keep what they keep for a person or for a while.
+const fs::path& child_folder() {
+  static const fs::path folder = test_support::scratch_folder();
+  return folder;
+}
+
+std::string tool_command(const std::string& arguments) {
+  return "env HOME=" + quoted(child_folder()) + " TMPDIR=" + quoted(child_folder()) + " " +
+         quoted(test_support::module_file().parent_path() / "ovicam") + " " + arguments;
+}
+
+Outcome run_tool(const std::string& arguments) { return run(tool_command(arguments)); }
+
+std::string contents(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::vector<std::string> names_in(const fs::path& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+using Color = std::array<int, 3>;
+
+/// A picture's colours, 0 to 255, row 0 on top.
+struct Colors {
+  int width = 0;
+  int height = 0;
+  std::string bytes;
+
+  Color at(int column, int row) const {
+    Color color{};
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+      color[channel] = static_cast<unsigned char>(bytes.at(
+          3 * (static_cast<std::size_t>(row) * static_cast<std::size_t>(width) + static_cast<std::size_t>(column)) + channel));
+    }
+    return color;
+  }
+};
+
+Colors read_picture(const fs::path& file, const std::string& channels = "R,G,B") {
+  fs::path plain = file;
+  plain += ".ppm";
+  const Outcome outcome = run("oiiotool " + quoted(file) + " --ch " + channels + " -d uint8 -o " + quoted(plain));
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+  std::ifstream stream(plain, std::ios::binary);
+  Colors colors;
+  std::string form;
+  int largest = 0;
+  stream >> form >> colors.width >> colors.height >> largest;
+  stream.get();
+  colors.bytes.assign(std::istreambuf_iterator<char>(stream), {});
+  fs::remove(plain);
+  EXPECT_EQ(form, "P6") << file;
+  EXPECT_EQ(colors.bytes.size(), 3U * static_cast<std::size_t>(colors.width) * static_cast<std::size_t>(colors.height)) << file;
+  return colors;
+}
+
+bool is_red(Color color) { return color[0] > 60 && color[1] * 3 < color[0] && color[2] * 3 < color[0]; }
+/// Above the horizon.
+bool is_sky(Color color) { return color[2] > color[0] && color[2] > 150 && color[1] > 100; }
+
+/// A camera at the origin that looks along +Z, 64x48 pixels; at a distance of 4 m it sees 2 m up and down. In front of it the
+/// given objects, 5 m away; the first one moves 1 m to the right every second.
+class NativeTool : public testing::Test {
+ protected:
+  void SetUp() override { write_scene({"cube.lwo"}); }
+
+  void write_scene(const std::vector<std::string>& object_files) {
+    test_support::write_object(test_support::cube(2.0, {0.9, 0.05, 0.05}), folder_ / "cube.lwo");
+    standin::Scene scene;
+    scene.folder = folder_;
+    for (const std::string& file : object_files) {
+      standin::Item object;
+      object.kind = standin::ItemKind::object;
+      object.id = static_cast<std::uint32_t>(0x10000000U + scene.items.size());
+      object.name = file;
+      object.object_file = file;
+      object.motion[2] = standin::Envelope::constant(5.0);
+      if (scene.items.empty()) {
+        object.motion[0].keys = {{0.0, 0.0, standin::Span::linear, {}}, {2.0, 2.0, standin::Span::linear, {}}};
+      }
+      scene.items.push_back(object);
+    }
+    standin::Item camera;
+    camera.kind = standin::ItemKind::camera;
+    camera.id = 0x30000000U;
+    camera.name = "Front";
+    camera.camera.emplace();
+    camera.camera->zoom_factor = standin::Envelope::constant(2.0);
+    camera.camera->width_pixels = 64;
+    camera.camera->height_pixels = 48;
+    scene.items.push_back(camera);
+    standin::write_scene_file(scene, scene_);
+  }
+
+  fs::path out(const std::string& name) const { return folder_ / name; }
+
+  Outcome render(const std::string& output, const std::string& more = "") const {
+    return run_tool("render " + quoted(scene_) + " --samples 4 --frames 0 -o " + quoted(out(output)) + " " + more);
+  }
+
+  const fs::path folder_ = test_support::scratch_folder();
+  const fs::path scene_ = folder_ / "scene.lws";
+};
+
+TEST_F(NativeTool, WrongUsageExitsWithTwoAndSaysWhatIsWrong) {
+  const std::string output = " -o " + quoted(out("out.png"));
+  const std::string render = "render " + quoted(scene_) + " ";
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {"", "subcommand"},
+      {"paint", "paint"},
+      {render, "output"},
+      {"render" + output, "SCENE"},
+      {render + "--size 0x48" + output, "--size 0x48"},
+      {render + "--size 64x32769" + output, "32768"},
+      {render + "--size 64" + output, "--size 64"},
+      {render + "--size 64x48x" + output, "--size 64x48x"},
+      {render + "--size 99999999999x1" + output, "--size"},
+      {render + "--frames 5-1" + output, "--frames 5-1"},
+      {render + "--frames 1-5:0" + output, "step"},
+      {render + "--frames one" + output, "--frames one"},
+      {render + "--frames 99999999999" + output, "99999999999"},
+      {render + "--set Zoom" + output, "--set Zoom"},
+      {render + "--samples 0" + output, "samples"},
+      {render + "--threads 0" + output, "threads"},
+      {render + "--eye third" + output, "eye"},
+      {render + " -o " + quoted(out("out.gif")), "out.gif"},
+      {render + "--gizmo -o " + quoted(out("out.exr")), ".png"},
+      {render + "--view-from 1,2,3" + output, "gizmo"},
+      {render + "--gizmo --view-from 1,2" + output, "--view-from 1,2"},
+      {render + "--gizmo --look-at 1,2,3,4" + output, "--look-at 1,2,3,4"},
+      {"panel " + quoted(scene_), "output"},
+      {"panel " + quoted(scene_) + " --server QuorinFisheyeCam -o " + quoted(out("panel.txt")), ".html"},
+      {"panel " + quoted(scene_) + " --server QuorinFisheyeCam --set 1 -o " + quoted(out("panel.html")), "--set 1"},
+      {"skybox", "subcommand"},
+      {"skybox split " + quoted(scene_), "output"},
+      {"skybox split " + quoted(scene_) + " --layout diamond" + output, "--layout diamond"},
+      {"skybox split " + quoted(scene_) + " --film-height 0" + output, "film-height"},
+      {"link --wait", "--wait"},
+  };
+  const auto before = names_in(folder_);
+  for (const auto& [arguments, told] : cases) {
+    const Outcome outcome = run_tool(arguments);
+    EXPECT_EQ(outcome.exit_code, 2) << arguments;
+    EXPECT_NE(outcome.output.find(told), std::string::npos) << arguments << "\n" << outcome.output;
+    EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 1) << outcome.output;
+  }
+  EXPECT_EQ(names_in(folder_), before);
+}
+
+TEST_F(NativeTool, FailuresExitWithOneNameTheirReasonAndLeaveNothingBehind) {
+  const std::string bytes = contents(out("cube.lwo"));
+  std::ofstream(out("cut.lwo"), std::ios::binary) << bytes.substr(0, bytes.size() / 2);
+  const fs::path cut_scene = out("cut.lws");
+  std::ofstream(cut_scene) <<
+      [text = contents(scene_)]() mutable { return text.replace(text.find("cube.lwo"), 8, "cut.lwo"); }();
+  fs::create_directory(out("folder.png"));
+  ASSERT_EQ(run("oiiotool --create 5x5 4 -o " + quoted(out("tiny.png"))).exit_code, 0);
+  ASSERT_EQ(run("oiiotool --create 80x60 3 -o " + quoted(out("opaque.png"))).exit_code, 0);
+  ASSERT_EQ(run("oiiotool --pattern constant:color=1,1,1,1 80x60 4 -o " + quoted(out("full.png"))).exit_code, 0);
+  const std::string render = "render " + quoted(scene_) + " --samples 1 ";
+  const std::string panel = "panel " + quoted(scene_) + " -o ";
+  const std::string split = "skybox split -o " + quoted(out("faces")) + " ";
+  const std::string output = " -o " + quoted(out("out.png"));
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {"render " + quoted(out("none.lws")) + output, "none.lws"},
+      {"render " + quoted(out("cube.lwo")) + output, "cube.lwo"},
+      {"render " + quoted(cut_scene) + output, "cut.lwo"},
+      {render + "--camera Back" + output, "Front"},
+      {render + "--server Nothing" + output, "Nothing"},
+      {render + "--set NoSuchParameter=1" + output, "NoSuchParameter"},
+      {render + "--module " + quoted(out("none.so")) + output, "none.so"},
+      {render + "--server QuorinPanoramicCam --module " + quoted(scene_) + output, "scene.lws"},
+      {render + "-o " + quoted(folder_ / "missing" / "out.png"), "folder"},
+      {render + "-o " + quoted(out("folder.png")), "folder.png"},
+      {"info " + quoted(out("none.so")), "none.so"},
+      {render + "--gizmo" + output, "Front"},
+      {render + "--gizmo --server QuorinFisheyeCam --set \"Distortion Power=x\"" + output, "Distortion Power"},
+      {render + "--gizmo --server QuorinFisheyeCam -o " + quoted(folder_ / "missing" / "out.png"), "folder"},
+      {panel + quoted(out("panel.html")), "--server"},
+      {panel + quoted(out("panel.html")) + " --server Nothing", "Nothing"},
+      {panel + quoted(out("panel.html")) + " --server QuorinFisheyeCam --set Sharpness=1", "Distortion Power"},
+      {panel + quoted(out("panel.html")) + " --server QuorinFisheyeCam --set Version=1", "Version"},
+      {panel + quoted(folder_ / "missing" / "panel.html") + " --server QuorinFisheyeCam", "folder"},
+      {split + quoted(out("none.png")), "none.png"},
+      {split + quoted(scene_), "no picture"},
+      {split + quoted(out("folder.png")), "folder.png"},
+      {split + quoted(out("tiny.png")), "5x5"},
+      {split + quoted(out("tiny.png")) + " --layout cross", "5x5"},
+      {split + quoted(out("opaque.png")), "alpha"},
+      {split + quoted(out("full.png")), "neither"},
+      {"link --module " + quoted(scene_), "scene.lws"},
+      {"link --module " + quoted(out("none.so")), "none.so"},
+  };
+  const auto before = names_in(folder_);
+  for (const auto& [arguments, told] : cases) {
+    const Outcome outcome = run_tool(arguments);
+    EXPECT_EQ(outcome.exit_code, 1) << arguments << "\n" << outcome.output;
+    EXPECT_NE(outcome.output.find(told), std::string::npos) << arguments << "\n" << outcome.output;
+  }
+  EXPECT_EQ(names_in(folder_), before);
+}
+
+TEST_F(NativeTool, CubeHasItsColorAndTheSkyIsBehindIt) {
+  const Outcome outcome = render("out.png");
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  EXPECT_NE(outcome.output.find("frame 0: 64x48, 4 samples"), std::string::npos) << outcome.output;
+  const Colors colors = read_picture(out("out.png"));
+  EXPECT_EQ(colors.width, 64);
+  EXPECT_EQ(colors.height, 48);
+  // The front face, 4 m away, covers the middle half of the height.
+  EXPECT_TRUE(is_red(colors.at(32, 24)));
+  EXPECT_TRUE(is_red(colors.at(32, 13)));
+  EXPECT_TRUE(is_red(colors.at(43, 35)));
+  EXPECT_TRUE(is_sky(colors.at(32, 10)));
+  EXPECT_TRUE(is_sky(colors.at(2, 2)));
+  // Below the horizon it is darker than above: the picture is the right way up.
+  EXPECT_GT(colors.at(2, 2)[2], colors.at(2, 45)[2] + 50);
+}
+
+TEST_F(NativeTool, SizeIsThatOfTheOption) {
+  const Outcome outcome = render("out.exr", "--size 33x70");
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  const Colors colors = read_picture(out("out.exr"));
+  EXPECT_EQ(colors.width, 33);
+  EXPECT_EQ(colors.height, 70);
+  EXPECT_TRUE(is_red(colors.at(16, 35)));
+}
+
+TEST_F(NativeTool, PictureDoesNotDependOnThreads) {
+  for (const std::string extension : {".png", ".exr"}) {
+    const std::string blur = " --motion-blur --depth-of-field --size 200x100";
+    ASSERT_EQ(render("one" + extension, "--threads 1" + blur).exit_code, 0);
+    ASSERT_EQ(render("two" + extension, "--threads 2" + blur).exit_code, 0);
+    EXPECT_EQ(contents(out("one" + extension)), contents(out("two" + extension))) << extension;
+  }
+}
+
+TEST_F(NativeTool, MotionBlurSpreadsTheMovingEdge) {
+  const auto edge_colors = [&](const std::string& options) {
+    const Outcome outcome = run_tool("render " + quoted(scene_) + " --frames 0 --samples 32 --size 256x192 " + options +
+                                     " -o " + quoted(out("edge.png")));
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    const Colors colors = read_picture(out("edge.png"));
+    // What is neither the cube's front nor the sky beside it, on a row through the cube's upper half.
+    const Color front = colors.at(128, 75);
+    const Color beside = colors.at(250, 75);
+    int count = 0;
+    for (int column = 128; column < 250; ++column) {
+      const int blue = colors.at(column, 75)[2];
+      if (std::abs(blue - front[2]) > 8 && std::abs(blue - beside[2]) > 8) ++count;
+    }
+    return count;
+  };
+  EXPECT_GT(edge_colors("--motion-blur"), edge_colors(""));
+}
+
+TEST_F(NativeTool, RangeOfFramesIsTheSameAsEachFrameAlone) {
+  const std::string scene = "render " + quoted(scene_) + " --samples 4 ";
+  ASSERT_EQ(run_tool(scene + "--frames 0-30:15 -o " + quoted(out("all.%04d.png"))).exit_code, 0);
+  ASSERT_EQ(run_tool(scene + "--frames 15 -o " + quoted(out("alone.png"))).exit_code, 0);
+  EXPECT_EQ(contents(out("all.0015.png")), contents(out("alone.png")));
+  EXPECT_NE(contents(out("all.0015.png")), contents(out("all.0000.png")));
+  // A second later the cube is 1 m to the right.
+  const Colors colors = read_picture(out("all.0030.png"));
+  EXPECT_TRUE(is_red(colors.at(54, 24)));
+  EXPECT_FALSE(is_red(colors.at(22, 24)));
+}
+
+TEST_F(NativeTool, FrameNumbersGoWhereTheNameWantsThem) {
+  const std::string scene = "render " + quoted(scene_) + " --samples 1 --size 8x6 --frames 7-8 -o ";
+  ASSERT_EQ(run_tool(scene + quoted(out("a_###_b.png"))).exit_code, 0);
+  ASSERT_EQ(run_tool(scene + quoted(out("plain.png"))).exit_code, 0);
+  ASSERT_EQ(run_tool(scene + quoted(out("x%dy.exr"))).exit_code, 0);
+  for (const std::string name : {"a_007_b.png", "a_008_b.png", "plain.0007.png", "plain.0008.png", "x7y.exr", "x8y.exr"}) {
+    EXPECT_TRUE(fs::exists(out(name))) << name;
+  }
+  EXPECT_FALSE(fs::exists(out("plain.png")));
+}
+
+TEST_F(NativeTool, MissingObjectIsNamedAndTheSkyStillRenders) {
+  write_scene({"lost.lwo"});
+  const Outcome outcome = render("out.png");
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  EXPECT_NE(outcome.output.find("warning"), std::string::npos) << outcome.output;
+  EXPECT_NE(outcome.output.find("lost.lwo"), std::string::npos) << outcome.output;
+  EXPECT_TRUE(is_sky(read_picture(out("out.png")).at(32, 10)));
+}
+
+TEST_F(NativeTool, ConcavePolygonKeepsItsNotch) {
+  // An arrowhead that points up, its notch from below; then polygons without area, which must not show or stop anything.
+  ObjectToWrite object;
+  object.surfaces = {{"Arrow", {0.9, 0.05, 0.05}}};
+  object.points = {{-1.5, -1.5, 0}, {0, 1.5, 0}, {1.5, -1.5, 0}, {0, 0.5, 0}, {0, 0.5, 0}};
+  object.polygons = {{{0, 1, 2, 3}, 0}, {{0, 2}, 0}, {{3, 4, 3}, 0}, {{0, 0, 0, 0}, 0}};
+  test_support::write_object(object, out("arrow.lwo"));
+  write_scene({"arrow.lwo"});
+  const Outcome outcome = render("out.png");
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  const Colors colors = read_picture(out("out.png"));
+  EXPECT_TRUE(is_red(colors.at(32, 16)));
+  EXPECT_FALSE(is_red(colors.at(32, 28)));
+  EXPECT_TRUE(is_red(colors.at(25, 26)));
+  EXPECT_TRUE(is_red(colors.at(38, 26)));
+}
+
+TEST_F(NativeTool, InfoShowsEveryServerParameterAndPanelRow) {
+  const Outcome outcome = run_tool("info " + quoted(test_support::module_file()));
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  EXPECT_NE(outcome.output.find("CameraHandler"), std::string::npos);
+  const auto cameras = standin::describe_module(test_support::module_file());
+  ASSERT_FALSE(cameras.empty());
+  for (const auto& camera : cameras) {
+    EXPECT_NE(outcome.output.find(camera.server_name), std::string::npos);
+    for (const auto& parameter : camera.parameters) EXPECT_NE(outcome.output.find(parameter.channel_name), std::string::npos);
+    for (const auto& row : camera.panel_rows) EXPECT_NE(outcome.output.find(row.label), std::string::npos);
+  }
+}
+
+TEST_F(NativeTool, EveryCameraOfTheModuleRenders) {
+  const auto cameras = standin::describe_module(test_support::module_file());
+  ASSERT_FALSE(cameras.empty());
+  int seeing = 0;
+  for (const auto& camera : cameras) {
+    const Outcome outcome = render("out.png", "--size 32x24 --server " + camera.server_name);
+    EXPECT_EQ(outcome.exit_code, 0) << camera.server_name << "\n" << outcome.output;
+    // Cameras that look through others, or at an object, see nothing until somebody chooses those.
+    const bool has_open_choice = std::ranges::any_of(camera.panel_rows, [](const standin::PanelRow& row) {
+      return std::ranges::find(row.choices, "(none)") != row.choices.end();
+    });
+    if (camera.parameters.empty() || has_open_choice) continue;
+    const Colors colors = read_picture(out("out.png"));
+    EXPECT_NE(colors.bytes.find_first_not_of('\0'), std::string::npos) << camera.server_name;
+    ++seeing;
+  }
+  EXPECT_GT(seeing, 0);
+}
+
+/// How many pixels are not of the picture's first colour.
+int drawn_pixels(const Colors& colors) {
+  int count = 0;
+  for (int row = 0; row < colors.height; ++row) {
+    for (int column = 0; column < colors.width; ++column) count += colors.at(column, row) != colors.at(0, 0) ? 1 : 0;
+  }
+  return count;
+}
+
+fs::path gallery_scene() { return test_support::source_folder() / "samples" / "cameras.lws"; }
+
+class NativeToolGizmo : public NativeTool {
+ protected:
+  /// The picture and what the tool said.
+  std::pair<Colors, std::string> draw(const std::string& camera, const std::string& more = "") const {
+    const Outcome outcome = run_tool("render " + quoted(gallery_scene()) + " --gizmo --size 320x240 --camera " + camera + " " +
+                                     more + " -o " + quoted(out("gizmo.png")));
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    return {read_picture(out("gizmo.png")), outcome.output};
+  }
+};
+
+TEST_F(NativeToolGizmo, ConvergencePlaneIsDrawnOverTheWiresWhenItIsShown) {
+  const std::string view = "--view-from 0,3,-6 --look-at 3,1,2";
+  const auto [with_plane, told] = draw("'Stereo Convergence'", view);
+  const auto [without, nothing_told] = draw("'Stereo Convergence'", view + " --set 'Show Convergence Plane=0'");
+  EXPECT_EQ(told.find("draws nothing"), std::string::npos) << told;
+  EXPECT_NE(nothing_told.find("draws nothing"), std::string::npos) << nothing_told;
+  EXPECT_GT(drawn_pixels(without), 1000);
+  // The plane's pixels are the only ones to change: one patch around the middle of the picture.
+  int changed = 0;
+  for (int row = 0; row < 240; ++row) {
+    for (int column = 0; column < 320; ++column) changed += with_plane.at(column, row) != without.at(column, row) ? 1 : 0;
+  }
+  EXPECT_GT(changed, 300);
+  EXPECT_LT(changed, 320 * 240 / 4);
+  EXPECT_NE(with_plane.at(160, 120), without.at(160, 120));
+}
+
+TEST_F(NativeToolGizmo, ViewDecidesWhatIsSeen) {
+  EXPECT_GT(drawn_pixels(draw("'Fisheye Power 2'").first), 10'000);
+  // Above everything and looking up.
+  EXPECT_EQ(drawn_pixels(draw("'Fisheye Power 2'", "--view-from 0,900,0 --look-at 0,901,0").first), 0);
+  EXPECT_GT(drawn_pixels(draw("'Fisheye Power 2'", "--view-from 0,60,0 --look-at 0,0,0").first), 10'000);
+}
+
+TEST_F(NativeToolGizmo, FollowsTheFrames) {
+  const Outcome outcome = run_tool("render " + quoted(gallery_scene()) +
+                                   " --gizmo --size 80x60 --camera Moving --frames 0-15:15 -o " + quoted(out("ride.%02d.png")));
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  EXPECT_NE(contents(out("ride.00.png")), contents(out("ride.15.png")));
+}
+
+struct CutFace {
+  std::string name;
+  int width = 0;
+  int height = 0;
+  int column = 0;
+  int row = 0;
+};
+
+std::vector<CutFace> cut_faces(const std::string& output) {
+  std::vector<CutFace> faces;
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);) {
+    std::array<char, 16> name{};
+    CutFace face;
+    if (sscanf(line.c_str(), "%15[a-z]: %dx%d pixels from column %d, row %d", name.data(), &face.width, &face.height,
+               &face.column, &face.row) != 5) {
+      continue;
+    }
+    face.name = name.data();
+    faces.push_back(face);
+  }
+  return faces;
+}
+
+TEST_F(NativeTool, SkyboxFacesAreTheCamerasOwnCellsAndReassemble) {
+  for (const std::string type : {"0", "1"}) {
+    // Divisible by the grid or not, with film widths that the camera cuts more or less.
+    for (const std::string size : {"64x48", "61x47", "33x90"}) {
+      const fs::path frame_file = out("sky.png");
+      ASSERT_EQ(run_tool("render " + quoted(scene_) + " --server QuorinSkyboxCam --set 'Skybox Type=" + type +
+                         "' --samples 1 --frames 0 --size " + size + " -o " + quoted(frame_file))
+                    .exit_code,
+                0);
+      const Outcome outcome = run_tool("skybox split " + quoted(frame_file) + " -o " + quoted(out("faces" + type)));
+      ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+      const auto faces = cut_faces(outcome.output);
+      ASSERT_EQ(faces.size(), 6U) << outcome.output;
+      EXPECT_EQ(names_in(out("faces" + type)),
+                (std::vector<std::string>{"back.png", "bottom.png", "front.png", "left.png", "right.png", "top.png"}));
+
+      const Colors frame = read_picture(frame_file);
+      const Colors alpha = read_picture(frame_file, "A,A,A");
+      std::vector<int> times_covered(static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height));
+      for (const CutFace& face : faces) {
+        const Colors cut = read_picture(out("faces" + type) / (face.name + ".png"));
+        ASSERT_EQ(cut.width, face.width);
+        ASSERT_EQ(cut.height, face.height);
+        for (int row = 0; row < cut.height; ++row) {
+          for (int column = 0; column < cut.width; ++column) {
+            ASSERT_EQ(cut.at(column, row), frame.at(face.column + column, face.row + row)) << face.name << ' ' << size;
+            ++times_covered[static_cast<std::size_t>((face.row + row) * frame.width + face.column + column)];
+          }
+        }
+      }
+      // One sample goes through a pixel's centre: the camera sees something there if and only if the pixel is of a face.
+      for (int row = 0; row < frame.height; ++row) {
+        for (int column = 0; column < frame.width; ++column) {
+          ASSERT_EQ(times_covered[static_cast<std::size_t>(row * frame.width + column)], alpha.at(column, row)[0] > 0 ? 1 : 0)
+              << size << " column " << column << " row " << row;
+        }
+      }
+    }
+  }
+  // Without alpha the layout has to be given, and then does as well.
+  ASSERT_EQ(run("oiiotool " + quoted(out("sky.png")) + " --ch R,G,B -o " + quoted(out("opaque.png"))).exit_code, 0);
+  EXPECT_EQ(run_tool("skybox split --layout alternate " + quoted(out("opaque.png")) + " -o " + quoted(out("again"))).exit_code,
+            0);
+  EXPECT_EQ(read_picture(out("again") / "top.png").bytes, read_picture(out("faces1") / "top.png").bytes);
+}
+
+std::string html_text(std::string text) {
+  for (std::size_t at = 0; (at = text.find('&', at)) != std::string::npos; ++at) text.replace(at, 1, "&amp;");
+  return text;
+}
+
+TEST_F(NativeTool, PanelPageShowsEveryRowOfEveryCamera) {
+  const auto cameras = standin::describe_module(test_support::module_file());
+  ASSERT_FALSE(cameras.empty());
+  for (const auto& camera : cameras) {
+    const fs::path page = out(camera.server_name + ".html");
+    const Outcome outcome = run(
+        "PATH=/nowhere; " + tool_command("panel " + quoted(scene_) + " --server " + camera.server_name + " -o " + quoted(page))
+                                .replace(0, 3, "/usr/bin/env"));
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+    EXPECT_NE(outcome.output.find("Only the page"), std::string::npos) << outcome.output;
+    EXPECT_FALSE(fs::exists(out(camera.server_name + ".png")));
+    const std::string html = contents(page);
+    EXPECT_NE(html.find(html_text(camera.user_name)), std::string::npos) << camera.server_name;
+    for (const auto& row : camera.panel_rows) {
+      EXPECT_NE(html.find(html_text(row.label)), std::string::npos) << camera.server_name << ' ' << row.label;
+      for (const auto& choice : row.choices) EXPECT_NE(html.find(">" + html_text(choice) + "</option>"), std::string::npos);
+    }
+    EXPECT_NE(html.find("data:image/png;base64,"), std::string::npos) << camera.server_name;
+    EXPECT_EQ(html.find("<script"), std::string::npos);
+    EXPECT_EQ(html.find("http"), std::string::npos);
+  }
+}
+
+TEST_F(NativeTool, PanelShowsValuesWithTheirUnits) {
+  const auto page = [&](const std::string& options) {
+    const Outcome outcome = run_tool("panel " + options + " -o " + quoted(out("panel.html")));
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    return contents(out("panel.html"));
+  };
+  const std::string advanced = page(quoted(scene_) + " --server QuorinAdvPanCam --set HScalePos=0.5 --set VShift=-0.25");
+  EXPECT_NE(advanced.find(">360.00°<"), std::string::npos);
+  EXPECT_NE(advanced.find(">-45.00°<"), std::string::npos);
+  EXPECT_NE(advanced.find(">50.0 %<"), std::string::npos);
+  EXPECT_NE(advanced.find(">-25.0 %<"), std::string::npos);
+  const std::string stereo = page(quoted(gallery_scene()) + " --camera 'Stereo Convergence'");
+  EXPECT_NE(stereo.find(">40 cm<"), std::string::npos);
+  EXPECT_NE(stereo.find(">20 m<"), std::string::npos);
+  EXPECT_NE(stereo.find("<option selected>Convergence Point</option>"), std::string::npos);
+  EXPECT_NE(stereo.find("type=\"checkbox\" checked"), std::string::npos);
+  const std::string dpi = page(quoted(gallery_scene()) + " --camera DPI --set 'Printed Image Size=Vertical Height'");
+  EXPECT_NE(dpi.find("<option selected>Vertical Height</option>"), std::string::npos);
+  EXPECT_NE(dpi.find("value=\"60\""), std::string::npos);
+}
+
+TEST_F(NativeTool, PanelPictureIsThePage) {
+  if (run("command -v chromium").exit_code != 0) GTEST_SKIP() << "no Chromium is installed";
+  const Outcome outcome =
+      run_tool("panel " + quoted(gallery_scene()) + " --camera 'Skybox Cross' -o " + quoted(out("panel.html")));
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  ASSERT_TRUE(fs::exists(out("panel.png"))) << outcome.output;
+  const Colors colors = read_picture(out("panel.png"));
+  EXPECT_GT(colors.width, 400);
+  EXPECT_GT(colors.height, 150);
+  int grey_face_pixels = 0;
+  for (int row = 0; row < colors.height; ++row) {
+    for (int column = 0; column < colors.width; ++column)
+      grey_face_pixels += colors.at(column, row) == Color{150, 150, 150} ? 1 : 0;
+  }
+  // Six squares of the diagram, less the lines between them.
+  EXPECT_GT(grey_face_pixels, 6 * 35 * 35);
+  EXPECT_LE(grey_face_pixels, 6 * 40 * 40);
+  for (const auto& name : names_in(child_folder())) EXPECT_FALSE(name.starts_with("ovicam-browser")) << name;
+}
+
+class NativeToolLink : public NativeTool {
+ protected:
+  Outcome link(const fs::path& temporary) const {
+    return run("TMPDIR=" + quoted(temporary) + " " + quoted(test_support::module_file().parent_path() / "ovicam") + " link");
+  }
+  void write_link(const std::string& text) const {
+    std::ofstream(out("next"), std::ios::binary) << text;
+    fs::rename(out("next"), out("Quorin_CameraLink.ini"));
+  }
+};
+
+TEST_F(NativeToolLink, ShowsWhatACameraPublished) {
+  const Outcome none = link(folder_);
+  EXPECT_EQ(none.exit_code, 1);
+  EXPECT_NE(none.output.find("there is no camera link file"), std::string::npos) << none.output;
+  ASSERT_EQ(
+      run("TMPDIR=" + quoted(folder_) + " " + quoted(test_support::module_file().parent_path() / "ovicam") + " render " +
+          quoted(scene_) + " --server QuorinSphericalCam --set ISO=1600 --size 8x6 --samples 1 -o " + quoted(out("x.png")))
+          .exit_code,
+      0);
+  const Outcome outcome = link(folder_);
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+  EXPECT_NE(outcome.output.find("OviCam Spherical"), std::string::npos) << outcome.output;
+  EXPECT_NE(outcome.output.find("1600"), std::string::npos) << outcome.output;
+  EXPECT_NE(outcome.output.find("180 degrees"), std::string::npos) << outcome.output;
+}
+
+TEST_F(NativeToolLink, SaysWhyThereIsNoRecord) {
+  const auto expect = [&](const Outcome& outcome, const std::string& told) {
+    EXPECT_EQ(outcome.exit_code, 1) << outcome.output;
+    EXPECT_NE(outcome.output.find(told), std::string::npos) << outcome.output;
+  };
+  expect(link(folder_ / "gone"), "temporary directory is not there");
+  expect(link(folder_ / std::string(300, 'x')), "TMPDIR");
+  write_link(std::string("\0\xff[CameraLink\n=\n", 17));
+  expect(link(folder_), "no version");
+  write_link("[CameraLink]\nversion=2\n");
+  expect(link(folder_), "version is 2");
+  fs::remove(out("Quorin_CameraLink.ini"));
+  fs::create_directory(out("Quorin_CameraLink.ini"));
+  expect(link(folder_), "no file");
+}
+
+TEST_F(NativeToolLink, WatchShowsEveryChangeAndEndsWhenInterrupted) {
+  write_link("[CameraLink]\nversion=1\niso=100\n");
+  const std::string log = quoted(out("log"));
+  std::ofstream(out("second")) << "[CameraLink]\nversion=1\niso=200\n";
+  // Waits for each text to be shown, half a minute at most.
+  const std::string wait =
+      "wait_for() { for i in $(seq 300); do grep -q \"$1\" " + log + " && return 0; sleep 0.1; done; return 1; }; ";
+  const Outcome outcome =
+      run(wait + "TMPDIR=" + quoted(folder_) + " " + quoted(test_support::module_file().parent_path() / "ovicam") +
+          " link --watch > " + log + " 2>&1 & watcher=$!; wait_for 'ISO  *100' && mv " + quoted(out("second")) + " " +
+          quoted(out("Quorin_CameraLink.ini")) + " && wait_for 'ISO  *200' && rm " + quoted(out("Quorin_CameraLink.ini")) +
+          " && wait_for 'no camera link file' && echo all shown; kill -INT $watcher; wait $watcher");
+  EXPECT_NE(outcome.output.find("all shown"), std::string::npos) << outcome.output << contents(out("log"));
+  EXPECT_EQ(outcome.exit_code, 0) << contents(out("log"));
+  const std::string shown = contents(out("log"));
+  EXPECT_LT(shown.find("100"), shown.find("200")) << shown;
+  // Each was shown once, however often the file was looked at.
+  EXPECT_EQ(shown.find("Native ISO", shown.find("Native ISO", shown.find("Native ISO") + 1) + 1), std::string::npos) << shown;
+}
+
+TEST_F(NativeTool, ScenesOfTheHostRender) {
+  const fs::path scenes = test_support::host_scene_folder();
+  if (scenes.empty()) GTEST_SKIP() << "no scenes saved by the host beside this clone";
+  int count = 0;
+  for (const auto& entry : fs::directory_iterator(scenes)) {
+    if (entry.path().extension() != ".lws") continue;
+    const Outcome outcome =
+        run_tool("render " + quoted(entry.path()) + " --samples 1 --size 64x48 -o " + quoted(out("host.png")));
+    EXPECT_EQ(outcome.exit_code, 0) << entry.path() << "\n" << outcome.output;
+    EXPECT_EQ(outcome.output.find("warning"), std::string::npos) << outcome.output;
+    ++count;
+  }
+  EXPECT_GT(count, 0);
+}
+
+}  // namespace

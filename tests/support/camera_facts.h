@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "standin/host.h"
+#include "standin/instance.h"
+#include "standin/module.h"
+
+namespace test_support {
+
+/// An envelope: what the host's graph editor calls it, and what a new instance starts it with.
+struct ChannelFacts {
+  std::string name;
+  double default_value = 0.0;
+};
+
+/// One thing that a camera writes into the scene file.
+struct SavedFacts {
+  enum class Kind { envelope, word, reserved_word, number };
+
+  Kind kind = Kind::envelope;
+  /// Of an envelope, and of a number, which is the plain value of one.
+  std::string channel;
+  /// What a new instance writes; of an envelope, that is its channel's default.
+  double default_value = 0.0;
+};
+
+/// What the module answers for an id of a panel.
+struct ValueFacts {
+  enum class Kind { none, envelope, text, word, number };
+
+  std::uint32_t id = 0;
+  Kind kind = Kind::none;
+  /// Of an envelope its channel; of a text the text, where it is always the same.
+  std::string text;
+  /// Of a word or a number, in a new instance.
+  double default_value = 0.0;
+};
+
+struct ControlFacts {
+  std::uint32_t id = 0;
+  std::string label;
+  std::string control_class;
+  /// Empty type: the control has no data.
+  std::string data_name;
+  std::string data_type;
+};
+
+/// A camera server as its users know it: the one list of facts that the tests of all cameras are driven by.
+struct CameraFacts {
+  std::string server_name;
+  std::string user_name;
+  std::string name_space;
+  /// The functions of the namespace that activate the three classes.
+  std::string handler_activation = "CameraHandler";
+  std::string interface_activation = "CameraInterface";
+  std::string gizmo_activation = "CameraGizmo";
+  std::string tag_table;
+
+  std::string description;
+  unsigned flags = 0;
+  /// Looks through other cameras, and asks the host for their evaluators.
+  bool looks_through_other_cameras = false;
+  /// The envelopes' owner; that of the namespace, which several servers can share.
+  std::string plugin_name;
+  std::vector<ChannelFacts> channels;
+  std::vector<SavedFacts> saved;
+
+  std::vector<ControlFacts> controls;
+  /// In the order of the controls; then the ids that no control shows.
+  std::vector<ValueFacts> values;
+  std::vector<std::uint32_t> dividers_after;
+  std::vector<std::uint32_t> sensitive;
+
+  /// What the gizmo answers when it is asked for a handle's place, and when one is dragged; it has none.
+  int gizmo_handle_answer = -1;
+
+  std::uint32_t logo_id() const { return controls.front().id; }
+};
+
+/// In the order of the module's table.
+const std::vector<CameraFacts>& all_cameras();
+
+/// Throws std::out_of_range when there is no such server.
+const CameraFacts& camera_facts(const std::string& server_name);
+
+/// What the host says of every camera in `test_scene`.
+inline constexpr double scene_zoom_factor = 2.5;
+inline constexpr double scene_eye_separation = 0.07;
+
+/// The camera "Camera", twelve others "Other 1" to "Other 12", and the objects "Cube" and "Ball".
+standin::Scene test_scene();
+
+/// A host with `test_scene` and the module of this build.
+struct Stage {
+  standin::Host host{test_scene()};
+  standin::Module module;
+
+  Stage();
+  std::unique_ptr<standin::CameraInstance> create(const std::string& server_name, const std::string& camera = "Camera");
+  /// Fails the running test for everything that the module did wrong or left behind. No instance may be alive.
+  void expect_clean() const;
+};
+
+/// Readable in the names of tests.
+void PrintTo(const CameraFacts& facts, std::ostream* stream);
+
+}  // namespace test_support

@@ -1,0 +1,287 @@
+#include "tests/support/lens_stage.h"
+
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <limits>
+
+#include "standin/gizmo_drawing.h"
+#include "tests/support/paths.h"
+
+namespace test_support {
+namespace {
+
+using standin::Envelope;
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+standin::Scene scene_with_a_camera() {
+  standin::Scene scene;
+  standin::Item camera;
+  camera.kind = standin::ItemKind::camera;
+  camera.id = 0x30000000;
+  camera.name = camera.given_name = LensStage::camera_name;
+  camera.camera.emplace();
+  scene.items.push_back(std::move(camera));
+  return scene;
+}
+
+std::string joined(const std::vector<std::string>& sentences) {
+  std::string text;
+  for (const std::string& sentence : sentences) text += sentence + '\n';
+  return text;
+}
+
+const std::vector<double>& bad_numbers() {
+  static const std::vector<double> numbers = {
+      0.0,   -0.0,  -1.0,    1e-9,     1e-200,   5e-324,    1e30,
+      -1e30, 1e200, 1.7e308, -1.7e308, infinity, -infinity, std::numeric_limits<double>::quiet_NaN()};
+  return numbers;
+}
+
+}  // namespace
+
+LensStage::LensStage(const std::string& server_name) : host(scene_with_a_camera()), module(module_file()) {
+  set_film(0.024, 1500, 1000);
+  camera_.emplace(host, module, server_name, camera_name);
+}
+
+LensStage::~LensStage() {
+  camera_.reset();
+  EXPECT_EQ(joined(host.violations()), "");
+  EXPECT_EQ(joined(host.leaks()), "");
+}
+
+void LensStage::set_film(double height, int width_pixels, int height_pixels) {
+  settings().aperture_height = height;
+  settings().width_pixels = width_pixels;
+  settings().height_pixels = height_pixels;
+}
+
+void LensStage::set_pose(standin::Vec3 position, standin::Vec3 angles) {
+  standin::Motion& motion = host.item(camera_name).motion;
+  const std::array channels{position.x, position.y, position.z, angles.x, angles.y, angles.z};
+  std::ranges::transform(channels, motion.begin(), Envelope::constant);
+}
+
+void LensStage::set_motion() {
+  standin::Motion& motion = host.item(camera_name).motion;
+  double end = 3.0;
+  for (std::size_t channel = 0; channel < 6; ++channel) {
+    motion[channel].keys = {{0.0, 0.0, standin::Span::linear, {}}, {end++, 1.0, standin::Span::linear, {}}};
+  }
+}
+
+void LensStage::set_random_pose(Random& random) {
+  const auto vector = [&](double reach) {
+    return standin::Vec3{random.between(-reach, reach), random.between(-reach, reach), random.between(-reach, reach)};
+  };
+  set_pose(vector(10.0), vector(3.0));
+}
+
+void LensStage::set_random_camera(Random& random) {
+  set_random_pose(random);
+  set_film(random.between(0.005, 0.1), static_cast<int>(random.between(100, 2000)),
+           static_cast<int>(random.between(100, 2000)));
+  settings().zoom_factor = Envelope::constant(random.between(0.5, 8.0));
+  settings().lens_f_stop = Envelope::constant(random.between(1.0, 22.0));
+  settings().focal_distance = Envelope::constant(random.between(0.5, 50.0));
+}
+
+void LensStage::next_frame(const standin::FrameOptions& options) { camera().begin_frame(++frame_, options); }
+
+std::pair<double, double> LensStage::random_film_point(Random& random, double share) {
+  const double x = random.between(-0.5, 0.5) * share * film_width();
+  return {x, random.between(-0.5, 0.5) * share * film_height()};
+}
+
+LongPose LensStage::pose(double fractional_time) const {
+  const auto* items = static_cast<const LWItemInfo*>(standin::Host::global()(LWITEMINFO_GLOBAL, GFUSE_TRANSIENT));
+  const standin::FrameOptions& options = host.frame_options;
+  const unsigned count = options.motion_steps < 3 || options.motion_steps > 199 ? 2 : options.motion_steps;
+  LWItemID item = host.id_of(camera_name);
+  const double duration = options.motion_blur ? standin::blur_seconds(host.scene(), *host.find(item), frame_seconds()) : 0.0;
+  const auto sampled = [&](LWItemParam param, unsigned index) {
+    double value[3] = {};
+    items->param(item, param, frame_seconds() + index * (duration / count), value);
+    return LongVector{value[0], value[1], value[2]};
+  };
+  const auto interpolated = [&](LWItemParam param) {
+    if (fractional_time <= 0.0) return sampled(param, 0);
+    if (fractional_time >= 1.0) return sampled(param, count - 1);
+    const auto index = static_cast<unsigned>((count - 2) * fractional_time);
+    const long double weight = fractional_time - static_cast<long double>(index) / count;
+    return sampled(param, index) * (1.0L - weight) + sampled(param, index + 1) * weight;
+  };
+  return {interpolated(LWIP_W_POSITION), interpolated(LWIP_RIGHT), interpolated(LWIP_UP), interpolated(LWIP_FORWARD)};
+}
+
+RawProjection LensStage::project_raw(LongVector world, double fractional_time) {
+  RawProjection projection{-1, untouched};
+  const standin::Vec3 at = rounded(world);
+  const LWDVector point{at.x, at.y, at.z};
+  projection.result = camera().handler().project(camera().raw(), 0.3, -0.6, point, fractional_time, LWCAMEYE_LEFT,
+                                                 projection.film.data(), &camera().access());
+  return projection;
+}
+
+standin::Vec3 LensStage::random_point_around(Random& random) const {
+  const double x = random.between(-1.0, 1.0);
+  const double y = random.between(-1.0, 1.0);
+  const double z = random.between(0.2, 1.0) * (random.coin() ? 1.0 : -1.0);
+  return rounded(pose().world(LongVector{x, y, z} * random.between(0.1, 50.0)));
+}
+
+double LensStage::projection_error(standin::Vec3 world, LongFilmPoint expected, double fractional_time) {
+  const auto film = camera().project(world, fractional_time);
+  return film ? film_error(*film, expected, film_height() * 0.5) : infinity;
+}
+
+void LensStage::expect_refused(LongVector world) {
+  const RawProjection projection = project_raw(world);
+  EXPECT_EQ(projection.result, 0);
+  EXPECT_EQ(projection.film, untouched);
+}
+
+void LensStage::expect_follows_motion(const std::function<LongRay(const standin::RayQuery&)>& expected_ray,
+                                      const std::function<LongFilmPoint(LongVector, double)>& expected_film) {
+  set_motion();
+  for (const unsigned steps : {2U, 3U, 7U, 199U}) {
+    next_frame({.motion_blur = true, .motion_steps = steps});
+    for (const double time : {0.0, 0.1, 0.1, 0.5, 0.99, 1.0, 0.1}) {
+      const standin::RayQuery query{.film_x = 0.01, .film_y = -0.003, .lens_x = 0.2, .lens_y = 0.1, .fractional_time = time};
+      EXPECT_LE(ray_error(camera().evaluate(query), expected_ray(query)), 1e-12) << steps << " steps, time " << time;
+      const standin::Vec3 world = rounded(pose(time).world({0.2L, -0.3L, 3.0L}));
+      EXPECT_LE(projection_error(world, expected_film(widened(world), time), time), 1e-12) << steps << " steps, time " << time;
+    }
+  }
+}
+
+void LensStage::expect_projection_needs_instance_and_record() {
+  next_frame();
+  std::array<double, 3> film = untouched;
+  const LWDVector world{0.1, 0.2, 1.0};
+  const auto project = [&](LWInstance instance, const LWCameraAccess* record) {
+    return camera().handler().project(instance, 0.0, 0.0, world, 0.0, LWCAMEYE_CENTER, film.data(), record);
+  };
+  EXPECT_EQ(project(camera().raw(), nullptr), 0);
+  EXPECT_EQ(project(nullptr, &camera().access()), 0);
+  EXPECT_EQ(film, untouched);
+  EXPECT_EQ(project(camera().raw(), &camera().access()), 1);
+}
+
+void LensStage::expect_empty_gizmo(int handle_answer) {
+  next_frame();
+  standin::GizmoDrawing drawing;
+  camera().draw_gizmo(drawing);
+  EXPECT_TRUE(drawing.elements.empty());
+  EXPECT_TRUE(drawing.colors.empty());
+  EXPECT_TRUE(drawing.draw_modes.empty());
+  const LWGizmoFuncs& gizmo = camera().gizmo_functions();
+  EXPECT_STREQ(gizmo.help(camera().raw(), nullptr), "");
+  EXPECT_EQ(gizmo.handle(camera().raw(), nullptr, 0, nullptr), handle_answer);
+  EXPECT_EQ(gizmo.adjust(camera().raw(), nullptr, 0), handle_answer);
+  EXPECT_EQ(gizmo.start(camera().raw(), nullptr), -1);
+  EXPECT_EQ(gizmo.down(camera().raw(), nullptr), 0);
+}
+
+void LensStage::expect_survives_bad_numbers() {
+  const auto try_with = [&](const std::string& what, double x, double y, double time) {
+    const standin::RayAnswer answer =
+        camera().evaluate({.film_x = x, .film_y = y, .lens_x = y, .lens_y = x, .fractional_time = time});
+    EXPECT_EQ(answer.result, LWCAMEVAL_RAY) << what;
+    const RawProjection projection = project_raw({x, y, x - y}, time);
+    EXPECT_TRUE(projection.result == 0 || projection.result == 1) << what;
+  };
+  const auto try_points = [&](const std::string& what) {
+    for (const double x : bad_numbers()) {
+      for (const double y : {0.0, 0.004, x}) try_with(what, x, y, 0.0);
+      try_with(what, 0.003, 0.004, x);
+    }
+  };
+
+  set_oblique_pose();
+  next_frame();
+  try_points("ordinary settings");
+  for (const double bad : bad_numbers()) {
+    for (standin::Parameter* parameter : camera().parameters()) {
+      const Envelope before = std::exchange(parameter->envelope, Envelope::constant(bad));
+      next_frame();
+      try_points(parameter->channel_name + " " + std::to_string(bad));
+      parameter->envelope = before;
+    }
+    for (Envelope standin::CameraSettings::*setting :
+         {&standin::CameraSettings::zoom_factor, &standin::CameraSettings::lens_f_stop,
+          &standin::CameraSettings::focal_distance}) {
+      const Envelope before = std::exchange(settings().*setting, Envelope::constant(bad));
+      next_frame();
+      try_points("a camera setting of " + std::to_string(bad));
+      settings().*setting = before;
+    }
+    // The record is the one that the instance's own calls hand over: a film, a place and an axis that are no numbers.
+    for (double* number : {&camera().access().filmSize[0], &camera().access().filmSize[1], &camera().access().worldPos[2],
+                           &camera().access().toWorld[1][1]}) {
+      next_frame();
+      *number = bad;
+      for (int times = 0; times < 2; ++times) {
+        // Values are computed before the record is taken over: only the second frame's see it.
+        ++camera().frame_info().frame;
+        EXPECT_EQ(camera().handler().newFrame(camera().raw(), &camera().frame_info(), &camera().access()), nullptr);
+      }
+      try_points("a record with " + std::to_string(bad));
+    }
+  }
+}
+
+double ray_error(const standin::RayAnswer& answer, const LongRay& expected) {
+  if (answer.result != LWCAMEVAL_RAY) return infinity;
+  const auto difference = [](standin::Vec3 a, LongVector b) { return length(widened(a) - b); };
+  const long double position = difference(answer.position, expected.position) / std::max(1.0L, length(expected.position));
+  const long double direction = difference(answer.direction, expected.direction);
+  const long double film_normal = difference(answer.film_normal, expected.film_normal);
+  // A sum, so that what is not a number comes through.
+  return static_cast<double>(position + direction + film_normal);
+}
+
+double film_error(std::pair<double, double> film, LongFilmPoint expected, double scale) {
+  const long double size = std::max<long double>(scale, std::hypot(expected.x, expected.y));
+  return static_cast<double>(std::hypot(film.first - expected.x, film.second - expected.y) / size);
+}
+
+void LargestError::add(double error) {
+  if (!(error <= value_)) value_ = error;
+}
+
+void expect_small_errors(const std::string& what, double tolerance, const std::function<double()>& next, int count) {
+  LargestError largest;
+  for (int i = 0; i < count; ++i) {
+    const double error = next();
+    largest.add(error);
+    ASSERT_LE(error, tolerance) << what << ", case " << i;
+  }
+  std::cout << what << ": largest error " << largest.value() << " in " << count << " cases\n";
+}
+
+double round_trip_error(LensStage& stage, Random& random, std::pair<double, double> film) {
+  const standin::RayAnswer ray = stage.ray(film.first, film.second);
+  const standin::Vec3 world = ray.position + ray.direction * random.between(0.5, 100.0);
+  const auto back = stage.camera().project(world);
+  return back ? film_error(*back, {film.first, film.second}, stage.film_height() * 0.5) : infinity;
+}
+
+bool is_finite(standin::Vec3 v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
+
+double rounded_to_single(double value) {
+  const volatile auto rounded = static_cast<float>(value);
+  return rounded;
+}
+
+void expect_near(standin::Vec3 actual, LongVector expected, double tolerance) {
+  const standin::Vec3 wanted = rounded(expected);
+  EXPECT_LE(static_cast<double>(length(widened(actual) - expected)), tolerance)
+      << "(" << actual.x << ", " << actual.y << ", " << actual.z << ") instead of (" << wanted.x << ", " << wanted.y << ", "
+      << wanted.z << ")";
+}
+
+}  // namespace test_support

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cmath>
+
+#include "standin/vector.h"
+
+namespace test_support {
+
+/// Vectors of wider numbers than the module computes with, to compare it to.
+struct LongVector {
+  long double x = 0.0L;
+  long double y = 0.0L;
+  long double z = 0.0L;
+
+  friend LongVector operator+(LongVector a, LongVector b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
+  friend LongVector operator-(LongVector a, LongVector b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+  friend LongVector operator*(LongVector a, long double s) { return {a.x * s, a.y * s, a.z * s}; }
+};
+
+inline long double dot(LongVector a, LongVector b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+inline long double length(LongVector a) { return std::sqrt(dot(a, a)); }
+inline LongVector normalized(LongVector a) { return a * (1.0L / length(a)); }
+
+inline LongVector widened(standin::Vec3 v) { return {v.x, v.y, v.z}; }
+inline standin::Vec3 rounded(LongVector v) {
+  return {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)};
+}
+
+struct LongPose {
+  LongVector position;
+  LongVector right;
+  LongVector up;
+  LongVector forward;
+
+  /// Along the axes, from the position.
+  LongVector seen(LongVector world) const {
+    const LongVector offset = world - position;
+    return {dot(offset, right), dot(offset, up), dot(offset, forward)};
+  }
+  LongVector world(LongVector seen_point) const {
+    return position + right * seen_point.x + up * seen_point.y + forward * seen_point.z;
+  }
+};
+
+struct LongRay {
+  LongVector position;
+  LongVector direction;
+  LongVector film_normal;
+};
+
+struct LongFilmPoint {
+  long double x = 0.0L;
+  long double y = 0.0L;
+};
+
+}  // namespace test_support

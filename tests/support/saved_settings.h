@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "standin/envelope.h"
+#include "tests/support/camera_facts.h"
+
+namespace test_support {
+
+/// One value of a camera's scene data.
+struct SavedValue {
+  SavedFacts::Kind kind = SavedFacts::Kind::envelope;
+  standin::Envelope envelope;
+  std::uint32_t word = 0;
+  float number = 0.0F;
+};
+
+/// What a new instance writes, in order.
+std::vector<SavedValue> default_settings(const CameraFacts& camera);
+
+/// Values that differ from one another and from the defaults; `seed` gives other ones. Every second envelope is keyed.
+std::vector<SavedValue> distinct_settings(const CameraFacts& camera, int seed = 1);
+
+/// The same as the host writes them.
+std::vector<std::string> as_text(const std::vector<SavedValue>& settings);
+std::vector<std::uint8_t> as_binary(const std::vector<SavedValue>& settings);
+
+}  // namespace test_support

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "sdk/host.h"
+#include "standin/host.h"
+#include "standin/module.h"
+
+namespace test_support {
+
+/// Hands one camera namespace another table than the host's for one service, until this ends: for tests that watch what a
+/// module asks for, or answer what no host should. Make it after the instances, whose activation hands out the host's own.
+/// Threads: one, and one override at a time.
+class ServiceOverride {
+ public:
+  ServiceOverride(const standin::Module& module, const std::string& server_name, const std::string& service, void* table);
+  ~ServiceOverride();
+  ServiceOverride(const ServiceOverride&) = delete;
+  ServiceOverride& operator=(const ServiceOverride&) = delete;
+
+ private:
+  const standin::Module* module_;
+  const standin::Server* server_;
+};
+
+/// The host's own table of a service.
+template <class Table>
+const Table& host_table(const char* service) {
+  return *static_cast<const Table*>(standin::Host::global()(service, GFUSE_TRANSIENT));
+}
+
+/// One call of an item's parameter function.
+struct ItemQuestion {
+  LWItemID item = nullptr;
+  int param = 0;
+  double time_seconds = 0.0;
+};
+
+/// Writes down what a camera asks about items. As ServiceOverride.
+class ItemQuestions {
+ public:
+  ItemQuestions(const standin::Module& module, const std::string& server_name);
+
+  /// Since the last call.
+  std::vector<ItemQuestion> take();
+
+ private:
+  std::vector<ItemQuestion> questions_;
+  ServiceOverride override_;
+};
+
+}  // namespace test_support

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "standin/vector.h"
+
+namespace test_support {
+
+struct SurfaceToWrite {
+  std::string name;
+  standin::Vec3 color;
+};
+
+struct PolygonToWrite {
+  /// Clockwise seen from the front.
+  std::vector<std::uint16_t> points;
+  std::uint16_t surface = 0;
+};
+
+/// An object of one layer.
+struct ObjectToWrite {
+  std::vector<SurfaceToWrite> surfaces;
+  standin::Vec3 pivot;
+  std::vector<standin::Vec3> points;
+  std::vector<PolygonToWrite> polygons;
+};
+
+/// The object as a file of form LWO2.
+std::vector<std::uint8_t> object_bytes(const ObjectToWrite& object);
+
+void write_object(const ObjectToWrite& object, const std::filesystem::path& file);
+
+/// A cube around the origin, all of one colour.
+ObjectToWrite cube(double edge, standin::Vec3 color);
+
+}  // namespace test_support
