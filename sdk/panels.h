@@ -78,4 +78,5 @@ struct LWXPanelFuncs {
 static_assert(sizeof(LWXPanelControl) == 24 && offsetof(LWXPanelControl, label) == 8);
 static_assert(sizeof(LWXPanelDataDesc) == 24 && offsetof(LWXPanelDataDesc, dataType) == 16);
 static_assert(sizeof(LWXPDrawFuncs) == 9 * 8 && offsetof(LWXPDrawFuncs, drawRGBBox) == 4 * 8);
-static_assert(offsetof(LWXPanelFuncs, drawf) == 8 && offsetof(LWXPanelFuncs, viewInst) == 10 * 8 && sizeof(LWXPanelFuncs) == 15 * 8);
+static_assert(offsetof(LWXPanelFuncs, drawf) == 8 && offsetof(LWXPanelFuncs, viewInst) == 10 * 8 &&
+              sizeof(LWXPanelFuncs) == 15 * 8);

@@ -1,0 +1,38 @@
+# OviCam: the commands that people and continuous integration use. Each installs what it needs from Debian's packages.
+#   make gallery   pictures of what the cameras see, in build/gallery
+#   make check     builds everything and runs every test, on this machine and, for the shipped module, under Wine
+#   make module    build/windows/OviCam.p, which the host loads, and build/native/OviCam.so for this machine
+
+.PHONY: gallery check module packages
+
+# What one command builds, a later one need not install again.
+packages:
+	@cmake/install-packages.sh
+
+module: packages
+	cmake --preset native
+	cmake --preset windows
+	cmake --build --preset native --target ovicam_module
+	cmake --build --preset windows --target ovicam_module
+
+gallery: module
+	cmake --build --preset native --target ovicam
+	cmake --build --preset windows --target ovicam-ray-service
+	samples/render_gallery.sh
+
+check: packages
+	cmake --preset native
+	cmake --preset windows
+	cmake --preset address
+	cmake --preset thread
+	cmake --preset fuzz
+	cmake --build --preset native
+	cmake --build --preset windows
+	cmake --build --preset address
+	cmake --build --preset thread --target thread_tests
+	cmake --build --preset fuzz
+	ctest --preset native
+	ctest --preset windows
+	ctest --preset address
+	ctest --preset thread
+	ctest --preset fuzz
