@@ -25,6 +25,8 @@ endif()
 set(OVICAM_SANITIZE "" CACHE STRING "Sanitizers of the native build, for example address,undefined or thread")
 if(OVICAM_SANITIZE)
   target_compile_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE} -fno-omit-frame-pointer
-                                                  -fno-sanitize-recover=all)
+                                                  -fno-sanitize-recover=all
+                         # What the sanitizers add makes GCC 12 suspect its own standard library.
+                         -Wno-maybe-uninitialized)
   target_link_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE})
 endif()

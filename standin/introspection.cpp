@@ -46,17 +46,21 @@ CameraDescription describe_camera(Host& host, const Module& module, const Server
 
 }  // namespace
 
-std::vector<CameraDescription> describe_module(const std::filesystem::path& module_file) {
+ModuleDescription describe_module(const std::filesystem::path& module_file) {
   Host host{Scene()};
   const Item& item = host.add_camera("Camera");
   const Module module(module_file);
-  std::vector<CameraDescription> descriptions;
+  ModuleDescription description;
   for (const Server& server : module.servers()) {
+    ServerDescription& row = description.servers.emplace_back(ServerDescription{server.class_name, server.name, {}});
+    for (const auto& [tag, text] : server.user_names) {
+      row.user_names.emplace_back(tag, text);
+    }
     if (server.class_name == LWCAMERA_HANDLER_CLASS) {
-      descriptions.push_back(describe_camera(host, module, server, item));
+      description.cameras.push_back(describe_camera(host, module, server, item));
     }
   }
-  return descriptions;
+  return description;
 }
 
 }  // namespace standin

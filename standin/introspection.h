@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace standin {
@@ -11,6 +12,8 @@ namespace standin {
 struct ParameterDescription {
   std::string channel_name;
   double default_value = 0.0;
+
+  friend bool operator==(const ParameterDescription&, const ParameterDescription&) = default;
 };
 
 /// One row of a camera's panel; `value` is what a new instance shows.
@@ -21,6 +24,8 @@ struct PanelRow {
   std::string data_type;
   std::string value;
   std::vector<std::string> choices;
+
+  friend bool operator==(const PanelRow&, const PanelRow&) = default;
 };
 
 struct CameraDescription {
@@ -29,10 +34,28 @@ struct CameraDescription {
   bool depth_of_field = false;
   std::vector<ParameterDescription> parameters;
   std::vector<PanelRow> panel_rows;
+
+  friend bool operator==(const CameraDescription&, const CameraDescription&) = default;
 };
 
-/// Every camera server of a module, described by creating an instance of each on a camera of an empty scene. In this
-/// process. Throws std::runtime_error with a sentence for a person.
-std::vector<CameraDescription> describe_module(const std::filesystem::path& module_file);
+/// One row of the server table; user names by their tags.
+struct ServerDescription {
+  std::string class_name;
+  std::string name;
+  std::vector<std::pair<std::uint32_t, std::string>> user_names;
+
+  friend bool operator==(const ServerDescription&, const ServerDescription&) = default;
+};
+
+struct ModuleDescription {
+  std::vector<ServerDescription> servers;
+  std::vector<CameraDescription> cameras;
+
+  friend bool operator==(const ModuleDescription&, const ModuleDescription&) = default;
+};
+
+/// A module's server table, and every camera server described by creating an instance of it on a camera of an empty scene. In
+/// this process. Throws std::runtime_error with a sentence for a person.
+ModuleDescription describe_module(const std::filesystem::path& module_file);
 
 }  // namespace standin

@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "standin/introspection.h"
 #include "standin/session.h"
 
 /// What the ray service and its client say to one another: messages of a 32-bit length, a kind and its values, little-endian.
@@ -18,12 +19,12 @@ namespace standin::ray_protocol {
 
 static_assert(std::endian::native == std::endian::little, "values are copied as they lie in memory");
 
-constexpr std::uint32_t version = 0x4F560001;
+constexpr std::uint32_t version = 0x4F560002;
 /// Rays per request: long enough that the pipe's cost is shared, short enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 constexpr std::uint32_t most_bytes = 64U << 20;
 
-enum class Kind : std::uint8_t { open = 1, begin_frame, evaluate, project, done, failed };
+enum class Kind : std::uint8_t { open = 1, begin_frame, evaluate, project, done, failed, describe };
 
 class Writer {
  public:
@@ -176,6 +177,87 @@ inline RayAnswer take_answer(Reader& message) {
   answer.direction = message.take_vector();
   answer.film_normal = message.take_vector();
   return answer;
+}
+
+template <class Element, class Put>
+void put_each(Writer& message, const std::vector<Element>& elements, Put put) {
+  message.put(static_cast<std::uint32_t>(elements.size()));
+  for (const Element& element : elements) put(element);
+}
+
+template <class Element, class Take>
+std::vector<Element> take_each(Reader& message, Take take) {
+  std::vector<Element> elements;
+  for (auto left = message.take<std::uint32_t>(); left > 0; --left) elements.push_back(take());
+  return elements;
+}
+
+inline void put_camera(Writer& message, const CameraDescription& camera) {
+  message.put_text(camera.server_name);
+  message.put_text(camera.user_name);
+  message.put(camera.depth_of_field);
+  put_each(message, camera.parameters, [&](const ParameterDescription& parameter) {
+    message.put_text(parameter.channel_name);
+    message.put(parameter.default_value);
+  });
+  put_each(message, camera.panel_rows, [&](const PanelRow& row) {
+    message.put(row.id);
+    message.put_text(row.label);
+    message.put_text(row.control_class);
+    message.put_text(row.data_type);
+    message.put_text(row.value);
+    put_each(message, row.choices, [&](const std::string& choice) { message.put_text(choice); });
+  });
+}
+
+inline CameraDescription take_camera(Reader& message) {
+  CameraDescription camera;
+  camera.server_name = message.take_text();
+  camera.user_name = message.take_text();
+  camera.depth_of_field = message.take<bool>();
+  camera.parameters = take_each<ParameterDescription>(message, [&] {
+    std::string channel_name = message.take_text();
+    return ParameterDescription{std::move(channel_name), message.take<double>()};
+  });
+  camera.panel_rows = take_each<PanelRow>(message, [&] {
+    PanelRow row;
+    row.id = message.take<std::uint32_t>();
+    row.label = message.take_text();
+    row.control_class = message.take_text();
+    row.data_type = message.take_text();
+    row.value = message.take_text();
+    row.choices = take_each<std::string>(message, [&] { return message.take_text(); });
+    return row;
+  });
+  return camera;
+}
+
+inline void put_description(Writer& message, const ModuleDescription& description) {
+  put_each(message, description.servers, [&](const ServerDescription& server) {
+    message.put_text(server.class_name);
+    message.put_text(server.name);
+    put_each(message, server.user_names, [&](const auto& user_name) {
+      message.put(user_name.first);
+      message.put_text(user_name.second);
+    });
+  });
+  put_each(message, description.cameras, [&](const CameraDescription& camera) { put_camera(message, camera); });
+}
+
+inline ModuleDescription take_description(Reader& message) {
+  ModuleDescription description;
+  description.servers = take_each<ServerDescription>(message, [&] {
+    ServerDescription server;
+    server.class_name = message.take_text();
+    server.name = message.take_text();
+    server.user_names = take_each<std::pair<std::uint32_t, std::string>>(message, [&] {
+      const auto tag = message.take<std::uint32_t>();
+      return std::pair{tag, message.take_text()};
+    });
+    return server;
+  });
+  description.cameras = take_each<CameraDescription>(message, [&] { return take_camera(message); });
+  return description;
 }
 
 }  // namespace standin::ray_protocol

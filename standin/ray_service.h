@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "standin/introspection.h"
 #include "standin/session.h"
 
 namespace standin {
@@ -13,6 +14,10 @@ std::unique_ptr<Session> open_remote_session(const SessionOptions& options);
 
 /// open_remote_session for a Windows module on another system, open_session otherwise.
 std::unique_ptr<Session> open_session_for(const SessionOptions& options);
+
+/// The same two ways for describe_module.
+ModuleDescription describe_remote_module(const std::filesystem::path& module_file);
+ModuleDescription describe_module_for(const std::filesystem::path& module_file);
 
 /// Whether the file is a Windows binary; false when it cannot be read.
 bool is_windows_binary(const std::filesystem::path& file);

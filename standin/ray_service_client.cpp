@@ -234,62 +234,24 @@ std::filesystem::path service_program(const std::filesystem::path& module_file) 
   return std::filesystem::absolute(module_file).parent_path() / name;
 }
 
-class RemoteSession : public Session {
+/// Throws when there is none.
+std::filesystem::path existing_service_program(const std::filesystem::path& module_file) {
+  std::filesystem::path program = service_program(module_file);
+  if (!std::filesystem::is_regular_file(program)) {
+    throw std::runtime_error("There is no ray service " + program.string() +
+                             "; build it beside the module, or name it in OVICAM_RAY_SERVICE");
+  }
+  return program;
+}
+
+/// A running service for one module.
+class Service {
  public:
-  RemoteSession(const SessionOptions& options, const std::filesystem::path& program)
-      : process_(is_windows_binary(program) ? std::vector<std::string>{OVICAM_RUN_WINE, program.string()}
-                                            : std::vector<std::string>{program.string()}) {
-    SessionOptions translated = options;
-    if (is_windows_binary(program)) {
-      translated.scene_file = windows_path(options.scene_file);
-      translated.module_file = windows_path(options.module_file);
-    }
-    Writer request(Kind::open);
-    request.put(version);
-    put_options(request, translated);
-    ask(request);
-  }
+  explicit Service(const std::filesystem::path& module_file) : Service(Program{existing_service_program(module_file)}) {}
 
-  FrameSetup begin_frame(int frame) override {
-    Writer request(Kind::begin_frame);
-    request.put(static_cast<std::int32_t>(frame));
-    Reader reply = ask(request);
-    return take_setup(reply);
-  }
+  /// A path as the service knows it.
+  std::filesystem::path path(const std::filesystem::path& file) const { return under_wine_ ? windows_path(file) : file; }
 
-  void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
-    if (queries.size() != answers.size()) {
-      throw std::runtime_error("A session needs room for one answer per query");
-    }
-    while (!queries.empty()) {
-      const std::size_t count = std::min(queries.size(), most_rays);
-      Writer request(Kind::evaluate);
-      request.put(static_cast<std::uint32_t>(count));
-      for (const RayQuery& query : queries.first(count)) {
-        put_query(request, query);
-      }
-      Reader reply = ask(request);
-      for (RayAnswer& answer : answers.first(count)) {
-        answer = take_answer(reply);
-      }
-      queries = queries.subspan(count);
-      answers = answers.subspan(count);
-    }
-  }
-
-  std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
-    Writer request(Kind::project);
-    request.put_vector(world);
-    request.put(fractional_time);
-    request.put(eye);
-    Reader reply = ask(request);
-    const auto found = reply.take<bool>();
-    const auto x = reply.take<double>();
-    const auto y = reply.take<double>();
-    return found ? std::optional(std::pair{x, y}) : std::nullopt;
-  }
-
- private:
   /// The reader of the answer, behind its kind. Threads take turns.
   Reader ask(const Writer& request) {
     const std::lock_guard lock(mutex_);
@@ -309,19 +271,87 @@ class RemoteSession : public Session {
     return reply;
   }
 
+ private:
+  struct Program {
+    std::filesystem::path file;
+  };
+
+  explicit Service(const Program& program)
+      : under_wine_(is_windows_binary(program.file)),
+        process_(under_wine_ ? std::vector<std::string>{OVICAM_RUN_WINE, program.file.string()}
+                             : std::vector<std::string>{program.file.string()}) {}
+
+  bool under_wine_;
   std::mutex mutex_;
   Process process_;
 };
 
+class RemoteSession : public Session {
+ public:
+  explicit RemoteSession(const SessionOptions& options) : service_(options.module_file) {
+    SessionOptions translated = options;
+    translated.scene_file = service_.path(options.scene_file);
+    translated.module_file = service_.path(options.module_file);
+    Writer request(Kind::open);
+    request.put(version);
+    put_options(request, translated);
+    service_.ask(request);
+  }
+
+  FrameSetup begin_frame(int frame) override {
+    Writer request(Kind::begin_frame);
+    request.put(static_cast<std::int32_t>(frame));
+    Reader reply = service_.ask(request);
+    return take_setup(reply);
+  }
+
+  void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
+    if (queries.size() != answers.size()) {
+      throw std::runtime_error("A session needs room for one answer per query");
+    }
+    while (!queries.empty()) {
+      const std::size_t count = std::min(queries.size(), most_rays);
+      Writer request(Kind::evaluate);
+      request.put(static_cast<std::uint32_t>(count));
+      for (const RayQuery& query : queries.first(count)) {
+        put_query(request, query);
+      }
+      Reader reply = service_.ask(request);
+      for (RayAnswer& answer : answers.first(count)) {
+        answer = take_answer(reply);
+      }
+      queries = queries.subspan(count);
+      answers = answers.subspan(count);
+    }
+  }
+
+  std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
+    Writer request(Kind::project);
+    request.put_vector(world);
+    request.put(fractional_time);
+    request.put(eye);
+    Reader reply = service_.ask(request);
+    const auto found = reply.take<bool>();
+    const auto x = reply.take<double>();
+    const auto y = reply.take<double>();
+    return found ? std::optional(std::pair{x, y}) : std::nullopt;
+  }
+
+ private:
+  Service service_;
+};
+
 }  // namespace
 
-std::unique_ptr<Session> open_remote_session(const SessionOptions& options) {
-  const std::filesystem::path program = service_program(options.module_file);
-  if (!std::filesystem::is_regular_file(program)) {
-    throw std::runtime_error("There is no ray service " + program.string() +
-                             "; build it beside the module, or name it in OVICAM_RAY_SERVICE");
-  }
-  return std::make_unique<RemoteSession>(options, program);
+std::unique_ptr<Session> open_remote_session(const SessionOptions& options) { return std::make_unique<RemoteSession>(options); }
+
+ModuleDescription describe_remote_module(const std::filesystem::path& module_file) {
+  Service service(module_file);
+  Writer request(Kind::describe);
+  request.put(version);
+  request.put_text(service.path(module_file).string());
+  Reader reply = service.ask(request);
+  return take_description(reply);
 }
 
 }  // namespace standin

@@ -1,5 +1,5 @@
-/// The ray service: opens one session in this process and answers its client, over standard input and output, until the
-/// input ends.
+/// The ray service: opens one session in this process, or describes a module, and answers its client, over standard input and
+/// output, until the input ends.
 
 #include <array>
 #include <cstdint>
@@ -68,6 +68,12 @@ class Service {
       open(request);
       return Writer(Kind::done);
     }
+    if (kind == Kind::describe) {
+      check_version(request);
+      Writer reply(Kind::done);
+      put_description(reply, describe_module(request.take_text()));
+      return reply;
+    }
     if (session_ == nullptr) {
       throw std::runtime_error("The ray service was asked for rays before it was given a scene");
     }
@@ -89,10 +95,14 @@ class Service {
   }
 
  private:
-  void open(Reader& request) {
+  static void check_version(Reader& request) {
     if (request.take<std::uint32_t>() != version) {
       throw std::runtime_error("The ray service is of another version than this program; build both from the same sources");
     }
+  }
+
+  void open(Reader& request) {
+    check_version(request);
     session_.reset();
     session_ = open_session(take_options(request));
   }

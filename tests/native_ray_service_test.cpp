@@ -154,6 +154,17 @@ TEST_F(RayService, AnAnswerShorterThanItSaysIsASentence) {
   EXPECT_NE(refusal().find("shorter than it says"), std::string::npos) << refusal();
 }
 
+TEST_F(RayService, DescribesAModuleAsThisProcessDoes) {
+  const ModuleDescription there = describe_remote_module(test_support::module_file());
+  EXPECT_EQ(there.servers.size(), 51U);
+  EXPECT_EQ(there.cameras.size(), 17U);
+  EXPECT_EQ(there, describe_module(test_support::module_file()));
+}
+
+TEST_F(RayService, SaysWhyAModuleCannotBeDescribed) {
+  EXPECT_THROW(describe_remote_module(test_support::module_file().parent_path() / "missing.so"), std::runtime_error);
+}
+
 TEST(WindowsBinary, IsToldByItsFirstLetters) {
   const auto folder = test_support::scratch_folder();
   std::ofstream(folder / "a.p") << "MZ rest";

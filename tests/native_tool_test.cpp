@@ -351,11 +351,36 @@ TEST_F(NativeTool, ConcavePolygonKeepsItsNotch) {
   EXPECT_TRUE(is_red(colors.at(38, 26)));
 }
 
+/// The shipped module of the same clone; empty before it is built.
+fs::path shipped_module() {
+  const fs::path file = test_support::module_file().parent_path().parent_path() / "windows" / "OviCam.p";
+  return fs::exists(file) && fs::exists(file.parent_path() / "ovicam-ray-service.exe") ? file : fs::path();
+}
+
+TEST_F(NativeTool, TheShippedModuleSeesWhatThisMachinesModuleSees) {
+  if (shipped_module().empty()) GTEST_SKIP() << "build/windows holds no OviCam.p with its ray service";
+  const std::string view = " --server QuorinPanoramicCam --size 96x24";
+  const Outcome shipped = render("shipped.png", view + " --module " + quoted(shipped_module()));
+  ASSERT_EQ(shipped.exit_code, 0) << shipped.output;
+  ASSERT_EQ(render("here.png", view).exit_code, 0);
+  // Two mathematics libraries: a ray along an edge may fall to the other side of it.
+  const Outcome difference =
+      run("oiiotool --fail 0.02 --failpercent 0.5 --diff " + quoted(out("shipped.png")) + " " + quoted(out("here.png")));
+  EXPECT_EQ(difference.exit_code, 0) << difference.output;
+}
+
+TEST_F(NativeTool, InfoTellsTheSameOfTheShippedModule) {
+  if (shipped_module().empty()) GTEST_SKIP() << "build/windows holds no OviCam.p with its ray service";
+  const Outcome shipped = run_tool("info " + quoted(shipped_module()));
+  ASSERT_EQ(shipped.exit_code, 0) << shipped.output;
+  EXPECT_EQ(shipped.output, run_tool("info " + quoted(test_support::module_file())).output);
+}
+
 TEST_F(NativeTool, InfoShowsEveryServerParameterAndPanelRow) {
   const Outcome outcome = run_tool("info " + quoted(test_support::module_file()));
   ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
   EXPECT_NE(outcome.output.find("CameraHandler"), std::string::npos);
-  const auto cameras = standin::describe_module(test_support::module_file());
+  const auto cameras = standin::describe_module(test_support::module_file()).cameras;
   ASSERT_FALSE(cameras.empty());
   for (const auto& camera : cameras) {
     EXPECT_NE(outcome.output.find(camera.server_name), std::string::npos);
@@ -365,7 +390,7 @@ TEST_F(NativeTool, InfoShowsEveryServerParameterAndPanelRow) {
 }
 
 TEST_F(NativeTool, EveryCameraOfTheModuleRenders) {
-  const auto cameras = standin::describe_module(test_support::module_file());
+  const auto cameras = standin::describe_module(test_support::module_file()).cameras;
   ASSERT_FALSE(cameras.empty());
   int seeing = 0;
   for (const auto& camera : cameras) {
@@ -512,7 +537,7 @@ std::string html_text(std::string text) {
 }
 
 TEST_F(NativeTool, PanelPageShowsEveryRowOfEveryCamera) {
-  const auto cameras = standin::describe_module(test_support::module_file());
+  const auto cameras = standin::describe_module(test_support::module_file()).cameras;
   ASSERT_FALSE(cameras.empty());
   for (const auto& camera : cameras) {
     const fs::path page = out(camera.server_name + ".html");

@@ -1018,7 +1018,7 @@ TEST(ModuleSession, WrongSettingAndServerListTheChoices) {
 }
 
 TEST(Introspection, DescribesEveryCamera) {
-  const auto cameras_of_module = describe_module(test_support::module_file());
+  const auto cameras_of_module = describe_module(test_support::module_file()).cameras;
   EXPECT_EQ(cameras_of_module.size(), 17U);
   const auto panoramic = std::find_if(cameras_of_module.begin(), cameras_of_module.end(),
                                       [](const auto& camera) { return camera.server_name == "QuorinPanoramicCam"; });

@@ -5,12 +5,10 @@
 #include <iostream>
 #include <memory>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "standin/introspection.h"
-#include "standin/module.h"
 #include "standin/ray_service.h"
 #include "tool/text_table.h"
 
@@ -29,7 +27,7 @@ std::string decimal(double number) {
   return text.str();
 }
 
-std::string user_names(const standin::Server& server) {
+std::string user_names(const standin::ServerDescription& server) {
   std::string text;
   for (const auto& [tag, name] : server.user_names) {
     text += (text.empty() ? "" : ", ") + hexadecimal(tag) + " \"" + name + "\"";
@@ -37,11 +35,11 @@ std::string user_names(const standin::Server& server) {
   return text;
 }
 
-void write_servers(const standin::Module& module) {
+void write_servers(const std::vector<standin::ServerDescription>& servers) {
   std::cout << "Servers\n";
   TextTable table;
   table.add_row({"Class", "Server", "User names by tag"});
-  for (const standin::Server& server : module.servers()) table.add_row({server.class_name, server.name, user_names(server)});
+  for (const standin::ServerDescription& server : servers) table.add_row({server.class_name, server.name, user_names(server)});
   table.write(std::cout, "  ");
 }
 
@@ -74,13 +72,9 @@ void write_camera(const standin::CameraDescription& camera) {
 }
 
 void show(const std::filesystem::path& module_file) {
-  if (standin::is_windows_binary(module_file)) {
-    throw std::runtime_error(module_file.string() +
-                             ": a module for Windows cannot be described on this system; give the OviCam.so of the same build");
-  }
-  const auto cameras = standin::describe_module(module_file);
-  write_servers(standin::Module(module_file));
-  for (const standin::CameraDescription& camera : cameras) write_camera(camera);
+  const standin::ModuleDescription module = standin::describe_module_for(module_file);
+  write_servers(module.servers);
+  for (const standin::CameraDescription& camera : module.cameras) write_camera(camera);
 }
 
 }  // namespace
