@@ -13,7 +13,7 @@ module: packages
 	cmake --preset native
 	cmake --preset windows
 	cmake --build --preset native --target ovicam_module
-	cmake --build --preset windows --target ovicam_module
+	cmake --build --preset windows --target ovicam_module import_libraries
 
 gallery: module
 	cmake --build --preset native --target ovicam

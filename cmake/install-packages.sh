@@ -4,7 +4,7 @@ set -eu
 packages="make ninja-build cmake g++ g++-mingw-w64-x86-64-posix wine wine64 googletest libgtest-dev libcli11-dev
           libembree-dev libtbb-dev libopenimageio-dev openimageio-tools libassimp-dev libcairo2-dev
           pkg-config chromium util-linux
-          clang libclang-rt-14-dev python3"
+          clang llvm libclang-rt-14-dev python3"
 missing=""
 for package in $packages; do
   status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)

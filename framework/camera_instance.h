@@ -54,7 +54,10 @@ inline bool same_frame(const LWFrameInfo& a, const LWFrameInfo& b) {
          bits(a.fps) == bits(b.fps) && a.motionSteps == b.motionSteps;
 }
 
-inline bool same_access(const LWCameraAccess& a, const LWCameraAccess& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+/// Byte for byte: a zero of the other sign counts as a change, and the record has no padding.
+inline bool same_access(const LWCameraAccess& a, const LWCameraAccess& b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;  // NOLINT(*-suspicious-memory-comparison,cert-exp42-c,cert-flp37-c)
+}
 
 /// What a camera keeps beside its lens values: `Camera::State`, or nothing.
 template <class Camera>

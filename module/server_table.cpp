@@ -74,6 +74,8 @@ OVICAM_EXPORT extern constexpr TagInfo tagInfo21 = user_name("Quorin Surface Bak
 OVICAM_EXPORT extern constexpr TagInfo tagInfo22 = user_name("Quorin Spherical Camera");
 OVICAM_EXPORT extern constexpr TagInfo tagInfo24 = user_name("Quorin Immersive Camera");
 
+// Made by the compiler: nothing runs, and nothing can throw, when the module is loaded.
+// NOLINTNEXTLINE(cert-err58-cpp)
 OVICAM_EXPORT extern constinit const std::array<ServerRecord, 17 * 3 + 1> ServerDesc = server_records({{
     {"QuorinMultiCam", MultiCam::CameraHandler, MultiCam::CameraInterface, MultiCam::CameraGizmo, &tagInfo1},
     {"Quorin4UpCam", FourUpCam::CameraHandler, FourUpCam::CameraInterface, FourUpCam::CameraGizmo, &tagInfo2},

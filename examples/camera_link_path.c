@@ -1,0 +1,19 @@
+/*
+ * Prints where cameras publish their values. Linked against the module's import library instead of loading it by name:
+ *
+ *   x86_64-w64-mingw32-gcc -I. examples/camera_link_path.c libOviCam.a -o camera_link_path.exe    (OviCam.p beside it)
+ *   cl /I. examples\camera_link_path.c OviCam.lib
+ */
+#include <stdio.h>
+
+#include "link/camera_link.h"
+
+int main(void) {
+  char path[260];
+  if (!QrmLink_SidecarPath(path, (int)sizeof path)) {
+    fprintf(stderr, "The temporary directory has no name or one that is too long; shorten it.\n");
+    return 1;
+  }
+  printf("%s\n", path);
+  return 0;
+}
