@@ -8,7 +8,7 @@
 namespace StereoCam {
 
 /// A cool and a warm light colour, both far from a viewport's dark greys, and clear enough to let the scene show through.
-constexpr std::array<std::array<float, 4>, 2> plane_colors{{{0.25F, 0.75F, 0.95F, 0.8F}, {1.0F, 0.8F, 0.25F, 0.8F}}};
+constexpr std::array<std::array<float, 4>, 2> plane_colors{{{0.25F, 0.75F, 0.95F, 0.6F}, {1.0F, 0.8F, 0.25F, 0.5F}}};
 
 /// Metres: the plane's reach on both sides of the item, and the circles of an eye.
 constexpr double plane_half_width = 1.0;
