@@ -134,7 +134,8 @@ class CameraInstance {
   }
   void new_time(LWFrame frame, LWTime time);
   void new_frame(const LWFrameInfo& frame, const LWCameraAccess& record);
-  int evaluate(const Sample& sample, LWCameraRay& ray, const LWCameraAccess* record);
+  /// Inlined by force into the one callback that calls it: handing a sample over through memory is felt in every ray.
+  [[gnu::always_inline]] int evaluate(const Sample& sample, LWCameraRay& ray, const LWCameraAccess* record);
   int project_point(LensPoint lens_point, Vector world, double time, LWCameraEye eye, double* film,
                     const LWCameraAccess& record) const;
   int preview(LensPoint lens_point, LWCameraEye eye, double (*projection)[4]) {
@@ -425,7 +426,7 @@ inline auto CameraInstance<Camera>::known_pose_at(double time) const -> PoseType
 }
 
 template <class Camera>
-int CameraInstance<Camera>::evaluate(const Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) {
+inline int CameraInstance<Camera>::evaluate(const Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) {
   if constexpr (requires { Camera::evaluate(*this, sample, ray, record); }) {
     return Camera::evaluate(*this, sample, ray, record);
   } else if constexpr (requires(Film film, PoseType pose) { map(lens, film, pose, sample.film); }) {

@@ -29,6 +29,15 @@ show() {
   printf '<figure><img src="%s" alt=""><figcaption>%s</figcaption></figure>\n' "$1" "$2" >>"$page"
 }
 
+# Two at a time: while one picture's programs start, the other one uses the machine.
+earlier=""
+paint() {
+  "$tool" "$@" &
+  later=$!
+  [ -z "$earlier" ] || wait "$earlier"
+  earlier=$later
+}
+
 # render PICTURE CAMERA CAPTION [option ...], with $samples per pixel
 samples=8
 render() {
@@ -36,12 +45,12 @@ render() {
   camera=$2
   caption=$3
   shift 3
-  "$tool" render "$root/samples/cameras.lws" --module "$module" --camera "$camera" -o "$gallery/$picture" \
+  paint render "$root/samples/cameras.lws" --module "$module" --camera "$camera" -o "$gallery/$picture" \
     --samples "$samples" "$@"
   show "$picture" "$caption"
 }
 
-"$tool" render "$root/samples/plaza.lws" --module "$module" --camera Panorama -o "$gallery/panorama.png" \
+paint render "$root/samples/plaza.lws" --module "$module" --camera Panorama -o "$gallery/panorama.png" \
   --samples 8 --size 960x240
 show panorama.png "Panorama: the whole turn from left to right, 45° up and down."
 render perspective.png Perspective "Perspective: everything is sharp."
@@ -78,6 +87,8 @@ render skybox_alternate.png "Skybox Alternate" "Skybox, unfolded to the alternat
 render plain.png "From a Roof" "A plain camera of the host, as the next two cameras' source."
 render overscan.png Overscan "Overscan: the frame 10 % larger, jittered by 8 % across and 4 % up."
 render dpi.png DPI "Print frame: 20 cm at 60 dots per inch, in the size that 1 cm of bleed around it takes."
+
+wait "$earlier"
 
 # Gizmos and panels are drawn by this machine's build of the module.
 # gizmo PICTURE CAMERA CAPTION
