@@ -86,7 +86,7 @@ render skybox_cross.png "Skybox Cross" "Skybox, unfolded to a cross."
 render skybox_alternate.png "Skybox Alternate" "Skybox, unfolded to the alternate shape: the sky is joined to the back."
 render plain.png "From a Roof" "A plain camera of the host, as the next two cameras' source."
 render overscan.png Overscan "Overscan: the frame 10 % larger, jittered by 8 % across and 4 % up."
-render dpi.png DPI "Print frame: 20 cm at 60 dots per inch, in the size that 1 cm of bleed around it takes."
+render dpi.png DPI "Print frame: 20 cm at 60 dots per inch, and 1 cm of bleed around what the camera sees."
 
 wait "$earlier"
 

@@ -124,9 +124,11 @@ class LocalSession : public Session {
 
   const Item& item() const { return *host_.scene().find(camera_number_); }
 
-  /// Whoever renders a camera has looked at its panel first. Some values follow only then: the print camera works out its
-  /// film while it shows the resolution.
+  /// Whoever renders a camera has looked at its panel first, at some time of the scene. Some values follow only then: the
+  /// print camera works out its film while it shows the resolution.
   void show_panel() {
+    const int frame = host_.scene().first_frame;
+    camera_->new_time(frame, host_.scene().time_of(frame));
     const Panel& panel = camera_->panel();
     for (const PanelData& row : panel.data) panel.get(row.id);
   }
