@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "framework/camera_readings.h"
@@ -96,6 +97,8 @@ class CameraInstance {
   using Lens = typename Camera::Lens;
   using PoseType = typename Camera::PoseType;
   using Scalar = decltype(PoseType{}.position.x);
+  /// Position, right, up, forward, and what else the camera tracks.
+  static constexpr std::size_t vector_count = sizeof(PoseType) / sizeof(BasicVector<Scalar>);
 
   /// `item` is the camera's own item in the host's scene.
   explicit CameraInstance(void* item);
@@ -111,9 +114,10 @@ class CameraInstance {
   void CleanUp();
   void NewFrame(const LWFrameInfo* frame, const LWCameraAccess* record);
   /// One 3-vector at a fractional time, from one of the sample arrays, which must not be empty.
-  void interpolate(const double* samples, double time, double* out) const {
-    interpolate_samples(
-        samples, sample_count, time, out, requires { Camera::weighs_by_reciprocal; });
+  void interpolate(const double* samples, double time, double* out) const { interpolate_samples(samples, blend_at(time), out); }
+  SampleBlend blend_at(double time) const {
+    constexpr bool by_reciprocal = requires { Camera::weighs_by_reciprocal; };
+    return blend_samples(sample_count, time, by_reciprocal);
   }
 
   /// Destroys the envelopes, which the host owns, before the instance goes.
@@ -190,8 +194,8 @@ class CameraInstance {
   typename StateOf<Camera>::Type state{};
 
   unsigned sample_count = 0;
-  /// Position, right, up, forward, and what else the camera tracks: sample_count x 3 doubles each.
-  std::array<std::vector<double>, sizeof(PoseType) / sizeof(Scalar) / 3> samples;
+  /// One array for each vector of a pose: sample_count x 3 doubles each.
+  std::array<std::vector<double>, vector_count> samples;
   /// Starts with the first sample; zero before there is one.
   PoseCache<PoseType> pose_cache;
 };
@@ -397,13 +401,15 @@ LWVParmID CameraInstance<Camera>::envelope(double Lens::*value) const {
 template <class Camera>
 auto CameraInstance<Camera>::pose_at(double time) const -> PoseType {
   if (sample_count < 2) return pose_cache.start();
-  std::array<Scalar, sizeof(PoseType) / sizeof(Scalar)> words;
-  for (std::size_t which = 0; which < samples.size(); ++which) {
-    double vector[3];
-    interpolate(samples[which].data(), time, vector);
-    for (std::size_t axis = 0; axis < 3; ++axis) words[which * 3 + axis] = rounded_to<Scalar>(vector[axis]);
-  }
-  return std::bit_cast<PoseType>(words);
+  // Made in its place, number by number: a pose put together in one place and copied to another would have to wait for itself.
+  const SampleBlend blend = blend_at(time);
+  const auto vector = [&](std::size_t which) {
+    double v[3];
+    interpolate_samples(samples[which].data(), blend, v);
+    return BasicVector<Scalar>{rounded_to<Scalar>(v[0]), rounded_to<Scalar>(v[1]), rounded_to<Scalar>(v[2])};
+  };
+  return [&]<std::size_t... Which>(std::index_sequence<Which...>) { return PoseType{vector(Which)...}; }
+  (std::make_index_sequence<vector_count>());
 }
 
 template <class Camera>

@@ -15,34 +15,35 @@ constexpr unsigned effective_motion_steps(unsigned steps) {
   return steps < fewest_motion_steps || steps > most_motion_steps ? 2 : steps;
 }
 
-/// Which two samples a fractional time falls between, and the share of the later one.
+/// Which two samples a fractional time falls between, and the share of the later one; a share of 0 is the first one alone.
 struct SampleBlend {
   std::size_t first = 0;
   double weight = 0.0;
+  bool alone = true;
 };
 
-/// For 0 < t < 1. The index counts in steps of 1/(n-2), the weight in steps of 1/n: two scales, and meant so, because
-/// evaluation and projection must agree on this mapping. n is at least 2. `by_reciprocal` multiplies the index by 1/n where
+/// For n >= 2 samples. Between 0 and 1 the index counts in steps of 1/(n-2), the weight in steps of 1/n: two scales, and meant
+/// so, because evaluation and projection must agree on this mapping. `by_reciprocal` multiplies the index by 1/n where
 /// otherwise it is divided by n: the last bit can differ.
 inline SampleBlend blend_samples(std::size_t n, double t, bool by_reciprocal) {
-  const double position = static_cast<double>(n - 2) * t;
+  if (t <= 0.0) return {};
+  if (t >= 1.0) return {.first = n - 1};
+  const double position = static_cast<double>(static_cast<std::int64_t>(n) - 2) * t;
   // A time that is not a number has no index; its weight makes the result not a number either.
-  const std::size_t first = position > 0.0 ? static_cast<std::size_t>(position) : 0;
+  const std::int64_t first = position > 0.0 ? static_cast<std::int64_t>(position) : 0;
   const auto index = static_cast<double>(first);
-  const auto count = static_cast<double>(n);
-  return {first, t - (by_reciprocal ? index * (1.0 / count) : index / count)};
+  const auto count = static_cast<double>(static_cast<std::int64_t>(n));
+  return {static_cast<std::size_t>(first), t - (by_reciprocal ? index * (1.0 / count) : index / count), false};
 }
 
-/// A 3-vector at fractional time t from n >= 2 samples of three doubles each. Threads: any.
-inline void interpolate_samples(const double* samples, std::size_t n, double t, double* out, bool by_reciprocal = false) {
-  if (t <= 0.0 || t >= 1.0) {
-    const double* sample = t <= 0.0 ? samples : samples + 3 * (n - 1);
-    for (int axis = 0; axis < 3; ++axis) out[axis] = sample[axis];
-    return;
+/// A 3-vector from samples of three doubles each. Threads: any.
+inline void interpolate_samples(const double* samples, const SampleBlend& blend, double* out) {
+  const double* from = samples + 3 * blend.first;
+  if (blend.alone) {
+    for (int axis = 0; axis < 3; ++axis) out[axis] = from[axis];
+  } else {
+    for (int axis = 0; axis < 3; ++axis) out[axis] = from[axis] * (1.0 - blend.weight) + from[axis + 3] * blend.weight;
   }
-  const auto [first, weight] = blend_samples(n, t, by_reciprocal);
-  const double* from = samples + 3 * first;
-  for (int axis = 0; axis < 3; ++axis) out[axis] = from[axis] * (1.0 - weight) + from[axis + 3] * weight;
 }
 
 }  // namespace framework
