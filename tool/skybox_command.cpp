@@ -104,8 +104,8 @@ OIIO::ImageBuf read_picture(const std::string& file) {
   as_stored.attribute("oiio:UnassociatedAlpha", 1);
   OIIO::ImageBuf picture(file, 0, 0, nullptr, &as_stored);
   if (!picture.init_spec(file, 0, 0)) throw unusable(file, "it is no picture that can be read; give a PNG or EXR file");
-  const OIIO::ImageSpec& spec = picture.spec();
-  if (spec.width > largest_picture_side || spec.height > largest_picture_side || spec.depth > 1) {
+  const OIIO::ImageSpec& layout = picture.spec();
+  if (layout.width > largest_picture_side || layout.height > largest_picture_side || layout.depth > 1) {
     throw unusable(file, "it is larger than " + std::to_string(largest_picture_side) + " pixels");
   }
   if (!picture.read(0, 0, true)) throw unusable(file, "it cannot be read to its end: " + picture.geterror());
