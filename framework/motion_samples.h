@@ -15,7 +15,7 @@ constexpr unsigned effective_motion_steps(unsigned steps) {
   return steps < fewest_motion_steps || steps > most_motion_steps ? 2 : steps;
 }
 
-/// Which two samples a fractional time falls between, and the share of the later one; a share of 0 is the first one alone.
+/// Which two samples a fractional time falls between, and the share of the later one; or one sample alone.
 struct SampleBlend {
   std::size_t first = 0;
   double weight = 0.0;

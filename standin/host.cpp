@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "standin/instance.h"
+#include "standin/name_list.h"
 #include "standin/services.h"
 
 namespace standin {
@@ -32,11 +33,7 @@ constexpr std::uint64_t item_kind = std::uint64_t{0x1A10} << 48;
 constexpr std::uint64_t group_kind = std::uint64_t{0x1A11} << 48;
 
 [[noreturn]] void refuse_name(const std::string& what, const std::string& name, const std::vector<std::string>& choices) {
-  std::string list;
-  for (const std::string& choice : choices) {
-    list += (list.empty() ? "" : ", ") + choice;
-  }
-  throw std::runtime_error("There is no " + what + " called \"" + name + "\"; there is: " + (list.empty() ? "none" : list));
+  throw std::runtime_error("There is no " + what + " called \"" + name + "\"; there is: " + joined(choices));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "standin/name_list.h"
 #include "standin/plain_camera.h"
 #include "standin/save_state.h"
 
@@ -108,15 +109,14 @@ const Item& CameraInstance::camera_item() const {
 }
 
 Parameter& CameraInstance::parameter(const std::string& channel_name) {
-  std::string names;
+  std::vector<std::string> names;
   for (Parameter* parameter : parameters()) {
     if (parameter->channel_name == channel_name) {
       return *parameter;
     }
-    names += (names.empty() ? "" : ", ") + parameter->channel_name;
+    names.push_back(parameter->channel_name);
   }
-  throw std::runtime_error(server_name_ + " has no parameter called \"" + channel_name +
-                           "\"; it has: " + (names.empty() ? "none" : names));
+  throw std::runtime_error(server_name_ + " has no parameter called \"" + channel_name + "\"; it has: " + joined(names));
 }
 
 std::vector<Parameter*> CameraInstance::parameters() const {

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "standin/host.h"
+#include "standin/name_list.h"
 
 namespace standin {
 namespace {
@@ -75,14 +76,13 @@ const Server& Module::server(const std::string& class_name, const std::string& s
   if (const Server* server = find(class_name, server_name)) {
     return *server;
   }
-  std::string names;
+  std::vector<std::string> names;
   for (const Server& server : servers_) {
     if (server.class_name == class_name) {
-      names += (names.empty() ? "" : ", ") + server.name;
+      names.push_back(server.name);
     }
   }
-  throw std::runtime_error("The module has no " + class_name + " called \"" + server_name +
-                           "\"; it has: " + (names.empty() ? "none" : names));
+  throw std::runtime_error("The module has no " + class_name + " called \"" + server_name + "\"; it has: " + joined(names));
 }
 
 int Module::activate(const Server& server, int version, void* local) const {

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "standin/name_list.h"
 #include "standin/services.h"
 
 namespace standin {
@@ -219,14 +220,14 @@ std::vector<PanelHint> parse_hints(void* const* words) {
 }
 
 const PanelControl& Panel::control(const std::string& label) const {
-  std::string labels;
+  std::vector<std::string> labels;
   for (const PanelControl& control : controls) {
     if (control.label == label) {
       return control;
     }
-    labels += (labels.empty() ? "" : ", ") + control.label;
+    labels.push_back(control.label);
   }
-  throw std::runtime_error("The panel has no control labelled \"" + label + "\"; it has: " + labels);
+  throw std::runtime_error("The panel has no control labelled \"" + label + "\"; it has: " + joined(labels));
 }
 
 const PanelControl& Panel::control(std::uint32_t control_id) const {

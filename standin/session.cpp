@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "standin/instance.h"
+#include "standin/name_list.h"
 #include "standin/plain_camera.h"
 #include "standin/settings.h"
 

@@ -3,16 +3,11 @@
 #include <charconv>
 #include <cmath>
 #include <stdexcept>
+#include <vector>
+
+#include "standin/name_list.h"
 
 namespace standin {
-
-std::string joined(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) {
-    text += (text.empty() ? "" : ", ") + name;
-  }
-  return text.empty() ? "none" : text;
-}
 
 namespace {
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "standin/host.h"
 #include "standin/instance.h"
@@ -11,8 +10,5 @@ namespace standin {
 /// Sets a parameter by its channel name, or a panel value by its control's label; choices are set by their text or number.
 /// Throws std::runtime_error with a sentence that lists the names there are, or says what the value must be. Threads: one.
 void apply_setting(Host& host, CameraInstance& camera, const std::string& name, const std::string& text);
-
-/// Names in one line, for a sentence; "none" when there is none.
-std::string joined(const std::vector<std::string>& names);
 
 }  // namespace standin

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "standin/name_list.h"
 #include "standin/ray_service.h"
 #include "standin/settings.h"
 #include "tool/usage_error.h"
@@ -64,14 +65,14 @@ std::vector<std::pair<std::string, std::string>> CameraOptions::parsed_settings(
 }
 
 const standin::Item& CameraOptions::find_camera(const standin::Scene& from) const {
-  std::string names;
+  std::vector<std::string> names;
   for (const standin::Item& item : from.items) {
     if (!item.camera) continue;
     if (camera.empty() || item.name == camera) return item;
-    names += (names.empty() ? "" : ", ") + item.name;
+    names.push_back(item.name);
   }
   if (names.empty()) throw std::runtime_error(scene + ": the scene has no camera");
-  throw std::runtime_error(scene + ": the scene has no camera \"" + camera + "\"; it has " + names);
+  throw std::runtime_error(scene + ": the scene has no camera \"" + camera + "\"; it has " + standin::joined(names));
 }
 
 OpenCamera::OpenCamera(const CameraOptions& options)
