@@ -197,7 +197,9 @@ int main(int argc, char** argv) try {
         module, "QuorinStereoCam", time,
         [lens = opaque(stereo())](auto at, auto film, const framework::Pose& pose) {
           const StereoCam::StereoPose stereo_pose{pose.position, pose.right, pose.up, pose.forward, {}};
-          return map(lens, stereo_pose, side_by_side(lens, film.width, at), lens_point, pose.forward);
+          framework::Ray ray = map(lens, stereo_pose, side_by_side(lens, film.width, at), lens_point);
+          ray.film_normal = pose.forward;
+          return ray;
         },
         {}, true);
   }

@@ -102,11 +102,13 @@ struct Camera {
                                              const LWCameraAccess* access) {
     if (access == nullptr) return LWCAMEVAL_NONE;
     photographic::publish_exposure(camera, sample.time);
-    const double side = side_of(sample.eye);
-    const EyeView view = side != 0.0 ? EyeView{side, sample.film} : side_by_side(camera.lens, access->filmSize[0], sample.film);
-    const framework::Vector film_normal = framework::to_vector(access->toWorld[2]);
-    framework::store(map(camera.lens, camera.cached_pose_at(sample.time), view, sample.lens, film_normal), ray);
-    return side != 0.0 ? LWCAMEVAL_STEREO_RAY : LWCAMEVAL_RAY;
+    const bool one_image = sample.eye != LWCAMEYE_LEFT && sample.eye != LWCAMEYE_RIGHT;
+    const EyeView view =
+        one_image ? side_by_side(camera.lens, access->filmSize[0], sample.film) : EyeView{side_of(sample.eye), sample.film};
+    framework::Ray result = map(camera.lens, camera.cached_pose_at(sample.time), view, sample.lens);
+    result.film_normal = framework::to_vector(access->toWorld[2]);
+    framework::store(result, ray);
+    return one_image ? LWCAMEVAL_RAY : LWCAMEVAL_STEREO_RAY;
   }
 
   template <class Instance>

@@ -66,30 +66,41 @@ inline framework::Vector eye_position(const Lens& lens, const StereoPose& pose, 
   return pose.position + pose.right * (side * lens.half_separation());
 }
 
-/// The ray of one eye. A convergence item within the limit aims the forward axis at it from the eye on the lens, and toe-in
-/// blends the right axis toward the one square to it. The lens lies along the world's X and Y axes, whichever way the camera
-/// looks: meant so. Never refused. Threads: any. Inlined by force: handing over vectors through memory doubles its time.
+/// What spans the film with the camera's up axis.
+struct Axes {
+  framework::Vector right;
+  framework::Vector forward;
+};
+
+/// The axes of an eye on the lens: a convergence item within the limit aims the forward axis at it, and toe-in blends the
+/// right axis toward the one square to it. Not inlined: eyes that stay parallel would pay for its registers.
+[[gnu::noinline]] inline Axes converged(const Lens& lens, const StereoPose& pose, framework::Vector origin) {
+  using namespace framework;
+  const Vector to_item = pose.convergence_item - origin;
+  const double distance = length(to_item);
+  if (!(distance <= lens.convergence_limit)) return {pose.right, pose.forward};
+  return {normalized(cross(pose.up, to_item)) * lens.toe_in + pose.right * (1.0 - lens.toe_in), to_item * (1.0 / distance)};
+}
+
+/// The ray of one eye. The lens lies along the world's X and Y axes, whichever way the camera looks: meant so. Never refused.
+/// Threads: any. Inlined by force: handing over vectors through memory doubles its time.
 [[gnu::always_inline]] inline framework::Ray map(const Lens& lens, const StereoPose& pose, const EyeView& view,
-                                                 framework::LensPoint through, framework::Vector film_normal) {
+                                                 framework::LensPoint through) {
   using namespace framework;
   const double film_distance = lens.film_distance();
   const double lens_radius = lens.half_inverse_f_stop * film_distance;
   const Vector lens_offset{lens_radius * through.x, lens_radius * through.y, 0.0};
   const Vector origin = eye_position(lens, pose, view.side) + lens_offset;
-
-  Vector right = pose.right;
-  Vector forward = pose.forward;
-  if (lens.convergence_on) {
-    const Vector to_item = pose.convergence_item - origin;
-    const double distance = length(to_item);
-    if (distance <= lens.convergence_limit) {
-      right = normalized(cross(pose.up, to_item)) * lens.toe_in + pose.right * (1.0 - lens.toe_in);
-      forward = to_item * (1.0 / distance);
-    }
-  }
-  const Vector direction = right * view.film.x + pose.up * view.film.y + forward * film_distance;
-  const Vector focus = direction * (lens.focal_distance / length(direction));
-  return {origin, normalized(focus - lens_offset), film_normal};
+  // Written out twice, so that parallel eyes take their axes from where they stand.
+  const auto along = [&](const Vector& right, const Vector& forward) {
+    const Vector direction = right * view.film.x + pose.up * view.film.y + forward * film_distance;
+    const Vector focus = direction * (lens.focal_distance / length(direction));
+    return Ray{origin, normalized(focus - lens_offset), {}};
+  };
+  if (!lens.convergence_on) [[likely]]
+    return along(pose.right, pose.forward);
+  const Axes axes = converged(lens, pose, origin);
+  return along(axes.right, axes.forward);
 }
 
 /// The film position of a world point in the image of one eye, or, from `side` 0, of the camera's own position; convergence
