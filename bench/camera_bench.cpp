@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <exception>
 #include <functional>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -128,6 +129,40 @@ void compare(const standin::Module& module, const char* server_name, double time
               through_handler / in_line);
 }
 
+/// How many times one thread's rays two threads get through in the same time, with one instance for both.
+void compare_threads(const standin::Module& module, const char* server_name) {
+  constexpr int thread_turns = 30;
+  constexpr int rays = 200'000;
+  standin::Host host{standin::Scene{}};
+  host.add_camera("Camera", {1.0, 2.0, 3.0});
+  standin::CameraInstance camera(host, module, server_name, "Camera");
+  camera.new_time(0, 0.0);
+  camera.new_frame(0, 0.0, 1.0 / 60.0, 8);
+  const FilmGrid film(camera.access().filmSize[0], camera.access().filmSize[1]);
+  const auto render = [&] {
+    LWCameraRay record{};
+    for (int i = 0; i < rays; ++i) {
+      const framework::FilmPoint at = film.points[static_cast<std::size_t>(i) % film.points.size()];
+      camera.handler().evaluate(camera.raw(), at.x, at.y, lens_point.x, lens_point.y, 0.4, LWCAMEYE_CENTER, &record,
+                                &camera.access());
+      keep(&record);
+    }
+  };
+  std::array<double, 2> fastest_seconds{1e9, 1e9};
+  for (int turn = 0; turn < thread_turns; ++turn) {
+    for (const bool two : {false, true}) {
+      const auto start = std::chrono::steady_clock::now();
+      std::thread other;
+      if (two) other = std::thread(render);
+      render();
+      if (two) other.join();
+      const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+      fastest_seconds[two ? 1 : 0] = std::min(fastest_seconds[two ? 1 : 0], elapsed.count());
+    }
+  }
+  std::printf("%-28s two threads: %.2f times the rays of one\n", server_name, 2.0 * fastest_seconds[0] / fastest_seconds[1]);
+}
+
 FisheyeCam::Lens fisheye() {
   return {.zoom_factor = 3.2, .distortion_power = 1.3, .lens_factor = 0.125, .focal_distance = 1.0};
 }
@@ -202,6 +237,9 @@ int main(int argc, char** argv) try {
           return ray;
         },
         {}, true);
+  }
+  for (const char* server_name : {"QuorinPerspectiveCam", "QuorinSphericalCam", "QuorinStereoCam"}) {
+    compare_threads(module, server_name);
   }
   return 0;
 } catch (const std::exception& error) {
