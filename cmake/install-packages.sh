@@ -3,7 +3,8 @@
 set -eu
 packages="make ninja-build cmake g++ g++-mingw-w64-x86-64-posix wine wine64 googletest libgtest-dev libcli11-dev
           libembree-dev libtbb-dev libopenimageio-dev openimageio-tools libassimp-dev libcairo2-dev
-          pkg-config chromium util-linux
+          pkg-config chromium chromium-driver util-linux nlohmann-json3-dev
+          python3-jinja2 python3-selenium python3-tqdm pandoc
           clang llvm libclang-rt-14-dev python3"
 missing=""
 for package in $packages; do

@@ -308,10 +308,10 @@ void CameraInstance<Camera>::load(const LWLoadState& state, const std::array<Sav
   for (const auto& item : items) {
     if (item.kind == Kind::envelope) {
       if (const LWVParmID id = envelope(item.value); id != nullptr && vparmf != nullptr) vparmf->load(id, &state);
-    } else if (item.kind == Kind::number) {
+    } else if (item.kind == Kind::number || item.kind == Kind::plain_number) {
       float number = 0.0F;
       if (state.readFP(state.readData, &number, 1) != 1) continue;
-      lens.*item.value = number > 0.0F ? number : item.fallback;
+      lens.*item.value = item.kind == Kind::plain_number || number > 0.0F ? number : item.fallback;
       set_envelope(vparmf, envelope(item.value), lens.*item.value);
     } else {
       std::uint32_t word = 0;
@@ -328,7 +328,7 @@ void CameraInstance<Camera>::save(const LWSaveState& state, const std::array<Sav
   for (const auto& item : items) {
     if (item.kind == Kind::envelope) {
       if (const LWVParmID id = envelope(item.value); id != nullptr && vparmf != nullptr) vparmf->save(id, &state);
-    } else if (item.kind == Kind::number) {
+    } else if (item.kind == Kind::number || item.kind == Kind::plain_number) {
       const auto number = static_cast<float>(lens.*item.value);
       state.writeFP(state.writeData, &number, 1);
     } else {
@@ -460,6 +460,10 @@ int CameraInstance<Camera>::project_point(LensPoint lens_point, Vector world, do
     return 0;
   }
 }
+
+/// Why the frame that an instance was told of last cannot be rendered, or null. A camera that can fail says so by a function
+/// of this name for its own instances; the others never do.
+inline LWError frame_failure(const void* /*instance*/) { return nullptr; }
 
 /// What a gizmo answers when the host asks for a handle or moves one: -1 for none, or `Camera::no_handle`.
 template <class Camera>

@@ -14,7 +14,7 @@ inline constexpr const char* version_text = "v4.0.0.22 Oct 28 2026";
 /// One row of a camera's panel, and what it shows.
 template <class Lens>
 struct PanelRow {
-  enum class Binding { drawing, text, envelope, word, number };
+  enum class Binding { drawing, text, envelope, word, number, plain_number };
 
   std::uint32_t id;
   const char* label;
@@ -82,10 +82,12 @@ constexpr PanelRow<Lens> hidden_envelope_row(std::uint32_t id, double Lens::*val
   return {id, nullptr, nullptr, nullptr, nullptr, PanelRow<Lens>::Binding::envelope, value};
 }
 
-/// A 32-bit word, stored as the panel gives it.
+/// A 32-bit word, stored as the panel gives it. `data_name` where it differs from the label.
 template <class Lens>
-constexpr PanelRow<Lens> word_row(std::uint32_t id, const char* label, const char* control_class, std::uint32_t Lens::*word) {
-  return {id, label, control_class, label, "integer", PanelRow<Lens>::Binding::word, nullptr, word};
+constexpr PanelRow<Lens> word_row(std::uint32_t id, const char* label, const char* control_class, std::uint32_t Lens::*word,
+                                  const char* data_name = nullptr) {
+  return {id,      label, control_class, data_name != nullptr ? data_name : label, "integer", PanelRow<Lens>::Binding::word,
+          nullptr, word};
 }
 
 template <class Lens>
@@ -97,6 +99,12 @@ constexpr PanelRow<Lens> hidden_word_row(std::uint32_t id, std::uint32_t Lens::*
 template <class Lens>
 constexpr PanelRow<Lens> number_row(std::uint32_t id, const char* label, double Lens::*value, double minimum, double maximum) {
   return {id, label, "float", label, "float", PanelRow<Lens>::Binding::number, value, nullptr, minimum, maximum};
+}
+
+/// A number without an envelope, stored as the panel gives it.
+template <class Lens>
+constexpr PanelRow<Lens> plain_number_row(std::uint32_t id, const char* label, const char* control_class, double Lens::*value) {
+  return {id, label, control_class, label, "float", PanelRow<Lens>::Binding::plain_number, value};
 }
 
 /// A word of a hint list: a tag, a control, a number, a table or a function.
@@ -201,6 +209,7 @@ void* panel_value(Instance& instance, const Rows& rows, std::uint32_t id) {
       case Binding::word:
         return &(instance.lens.*row.word);
       case Binding::number:
+      case Binding::plain_number:
         return &(instance.lens.*row.value);
     }
   }
@@ -214,6 +223,7 @@ void set_panel_value(Instance& instance, const Rows& rows, std::uint32_t id, con
     using Binding = decltype(row.binding);
     if (row.id != id) continue;
     if (row.binding == Binding::word) instance.lens.*row.word = *static_cast<const std::uint32_t*>(value);
+    if (row.binding == Binding::plain_number) instance.lens.*row.value = *static_cast<const double*>(value);
     if (row.binding == Binding::number) {
       double& number = instance.lens.*row.value;
       number = *static_cast<const double*>(value);

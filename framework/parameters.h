@@ -31,7 +31,7 @@ constexpr Parameter<Lens> host_zoom_parameter(double Lens::*value) {
 /// One thing that a camera keeps in the scene file.
 template <class Lens>
 struct SavedItem {
-  enum class Kind { envelope, word, reserved_word, number };
+  enum class Kind { envelope, word, reserved_word, number, plain_number };
 
   Kind kind;
   double Lens::*value = nullptr;
@@ -61,6 +61,12 @@ constexpr SavedItem<Lens> reserved_word() {
 template <class Lens>
 constexpr SavedItem<Lens> saved_number(double Lens::*value, double fallback) {
   return {SavedItem<Lens>::Kind::number, value, nullptr, fallback};
+}
+
+/// A value that has no envelope, as a single-precision number; taken as it is loaded.
+template <class Lens>
+constexpr SavedItem<Lens> saved_plain_number(double Lens::*value) {
+  return {SavedItem<Lens>::Kind::plain_number, value};
 }
 
 /// Where a value stands in a camera's parameter table, and so among its envelopes; the table's size when it has none.

@@ -46,8 +46,17 @@ std::vector<std::string> saved(std::initializer_list<Saved> values) {
   return lines;
 }
 
+/// Pitch above 0 looks down.
+struct Place {
+  std::array<double, 3> position{};
+  double heading_degrees = 0.0;
+  double pitch_degrees = 0.0;
+};
+
+Placement at_rest(const Place& place) { return {place.position, {place.heading_degrees, place.pitch_degrees, 0.0}, -1, {}}; }
+
 Placement at_rest(std::array<double, 3> position, double heading_degrees = 0.0, double pitch_degrees = 0.0) {
-  return {position, {heading_degrees, pitch_degrees, 0.0}, -1, {}};
+  return at_rest({position, heading_degrees, pitch_degrees});
 }
 
 /// The scene's cameras in order, each named by its place where another camera asks for it.
@@ -70,10 +79,21 @@ class Cameras {
   std::vector<SceneCamera> cameras_;
 };
 
-/// A camera of the host's own; pitch above 0 looks down.
+/// A camera of the host's own.
 SceneCamera plain_camera(const std::string& name, const Placement& placement, double zoom_factor) {
-  return {name, "Perspective", 480, 360, placement, zoom_factor};
+  return {name, "Perspective", 640, 360, placement, zoom_factor};
 }
+
+// Where cameras of the gallery stand, each with a plain camera beside it.
+constexpr Place fisheye_place{{0, eye_height, -4}, 0, -8};
+constexpr Place radial_place{{0, 5.0, -4}, 0, -4};
+constexpr Place flowers_place{{2.4, 1.15, 1.5}, 8, -2};
+constexpr Place ride_place{{2.0, 1.2, -0.2}, 10, 3};
+constexpr Place moving_place{{0.0, eye_height, -1.0}, 0, 4};
+constexpr Place cylinder_place{{0, 8, 0}};
+constexpr Place stereo_place{{3.0, 1.3, -1.0}, 0, 4};
+constexpr double portrait_zoom = 1.5;
+constexpr double radial_zoom = 1.6;
 
 std::vector<SceneCamera> plain_cameras() {
   return {
@@ -93,6 +113,15 @@ std::vector<SceneCamera> plain_cameras() {
       plain_camera("From Above", at_rest({0.0, 32.0, 0.0}, 0, 90), 1.0),
       plain_camera("From a Roof", at_rest({-17.0, 15.0, -17.0}, 45, 30), 0.9),
       plain_camera("Sky Ring", at_rest(middle, 0, -90), 1.2),
+      plain_camera("Hall Portrait", at_rest(radial_place), 2.2),
+      plain_camera("Pinhole Plaza", at_rest(middle), 1.6),
+      plain_camera("Pinhole Fisheye", at_rest(fisheye_place), 1.0),
+      plain_camera("Pinhole Radial Shift", at_rest(radial_place), radial_zoom),
+      plain_camera("Pinhole Flowers", at_rest(flowers_place), portrait_zoom),
+      plain_camera("Pinhole Ride", at_rest(ride_place), portrait_zoom),
+      plain_camera("Pinhole Moving", at_rest(moving_place), portrait_zoom),
+      plain_camera("Pinhole Cylinder", at_rest(cylinder_place), 1.6),
+      plain_camera("Pinhole Stereo", at_rest(stereo_place), 1.6),
   };
 }
 
@@ -103,7 +132,7 @@ constexpr Saved photo_shutter = plain(180);
 void add_perspectives(Cameras& cameras) {
   const auto settings = saved({envelope(0), whole(1), photo_iso, photo_iris, photo_shutter});
   // Close to the flowers, with a plate camera's film and lens, focused on the hall behind them.
-  SceneCamera flowers{"Perspective", "QuorinPerspectiveCam", 480, 320, at_rest({2.4, 1.15, 1.5}, 8, -2), 1.5, settings};
+  SceneCamera flowers{"Perspective", "QuorinPerspectiveCam", 640, 360, at_rest(flowers_place), portrait_zoom, settings};
   flowers.film_height = 0.1;
   flowers.focal_distance = 22.0;
   flowers.f_stop = 1.0;
@@ -112,23 +141,40 @@ void add_perspectives(Cameras& cameras) {
   flowers.depth_of_field = true;
   cameras.add(flowers);
 
-  SceneCamera ride{"Moving", "QuorinPerspectiveCam", 480, 320, at_rest({0.0, eye_height, -1.0}, 0, 4), 1.5, settings};
-  ride.placement.keyed_channel = 0;
-  ride.placement.keys = {{-9.0, 0.0}, {9.0, 1.0}};
-  ride.motion_blur = true;
-  cameras.add(ride);
+  const auto rides = [&](SceneCamera camera, double speed) {
+    camera.placement.keyed_channel = 0;
+    const double at_half_a_second = camera.placement.position[0];
+    camera.placement.keys = {{at_half_a_second - speed / 2, 0.0}, {at_half_a_second + speed / 2, 1.0}};
+    camera.motion_blur = true;
+    cameras.add(camera);
+  };
+  rides({"Moving", "QuorinPerspectiveCam", 640, 360, at_rest(moving_place), portrait_zoom, settings}, 18.0);
+
+  // Past the flowers and focused on them, by the three servers: what blurs differs, and nothing else.
+  SceneCamera ride{"Ride", "QuorinPerspectiveCam", 640, 360, at_rest(ride_place), portrait_zoom, settings};
+  ride.film_height = 0.18;
+  ride.focal_distance = 3.3;
+  ride.f_stop = 1.4;
+  ride.depth_of_field = true;
+  rides(ride, 12.0);
+  ride.name = "Ride without Depth of Field";
+  ride.server = "QuorinPerspectiveNoDOFCam";
+  rides(ride, 12.0);
+  ride.name = "Ride without both";
+  ride.server = "QuorinPerspectiveNoDOFNoMBCam";
+  rides(ride, 12.0);
 }
 
 void add_wide_lenses(Cameras& cameras) {
   const auto spherical = [&](const std::string& name, double angle_degrees) {
-    cameras.add({name, "QuorinSphericalCam", 360, 360, at_rest(middle), 3.2,
+    cameras.add({name, "QuorinSphericalCam", 480, 480, at_rest(middle), 3.2,
                  saved({envelope(angle_degrees * degree), photo_iso, photo_iris, photo_shutter})});
   };
   spherical("Spherical 180", 180);
   spherical("Spherical 360", 360);
 
   const auto fisheye = [&](const std::string& name, double power, bool preview) {
-    cameras.add({name, "QuorinFisheyeCam", 420, 280, at_rest({0, eye_height, -4}, 0, -8), 1.0,
+    cameras.add({name, "QuorinFisheyeCam", 640, 360, at_rest(fisheye_place), 1.0,
                  saved({envelope(power), envelope(1), whole(1), whole(preview ? 1 : 0), whole(1), whole(1)})});
   };
   fisheye("Fisheye Power 0.5", 0.5, false);
@@ -137,7 +183,7 @@ void add_wide_lenses(Cameras& cameras) {
 
   const auto radial = [&](const std::string& name, double c) {
     const Saved none = envelope(0);
-    cameras.add({name, "QuorinRadialShiftCam", 420, 280, at_rest({0, 5.0, -4}, 0, -4), 1.6,
+    cameras.add({name, "QuorinRadialShiftCam", 640, 360, at_rest(radial_place), radial_zoom,
                  saved({none, none, envelope(c), none, none, none, none})});
   };
   radial("Radial Shift Barrel", 0.35);
@@ -157,6 +203,9 @@ struct AdvancedPanorama {
 };
 
 void add_panoramas(Cameras& cameras) {
+  cameras.add({"Panoramic", "QuorinPanoramicCam", 960, 240, at_rest(middle), 3.2,
+               saved({envelope(360 * degree), envelope(45 * degree), envelope(-45 * degree)})});
+
   const auto panorama = [&](const std::string& name, const std::string& server, int width, int height,
                             const AdvancedPanorama& lens) {
     cameras.add({name, server, width, height, at_rest(middle), 3.2,
@@ -166,12 +215,12 @@ void add_panoramas(Cameras& cameras) {
                         envelope(lens.bottom_scale)})});
   };
   const std::string advanced = "QuorinAdvPanCam";
-  panorama("Advanced Panorama", advanced, 800, 200, {});
+  panorama("Advanced Panorama", advanced, 960, 240, {});
   AdvancedPanorama limits;
   limits.field_degrees = 200;
   limits.highest_degrees = 65;
   limits.lowest_degrees = -15;
-  panorama("Advanced Panorama Limits", advanced, 600, 240, limits);
+  panorama("Advanced Panorama Limits", advanced, 760, 304, limits);
   AdvancedPanorama scales;
   scales.field_degrees = 160;
   scales.right_scale = 2.0;
@@ -179,21 +228,21 @@ void add_panoramas(Cameras& cameras) {
   scales.top_scale = 1.6;
   scales.shift_across = 0.25;
   scales.shift_up = 0.2;
-  panorama("Advanced Panorama Scales", advanced, 480, 270, scales);
+  panorama("Advanced Panorama Scales", advanced, 640, 360, scales);
   AdvancedPanorama sphere;
   sphere.highest_degrees = 90;
   sphere.lowest_degrees = -90;
-  panorama("Immersive", "QuorinImmersiveCam", 640, 320, sphere);
+  panorama("Immersive", "QuorinImmersiveCam", 680, 340, sphere);
 
-  cameras.add({"Cylinder Upright", "QuorinCylinderCam", 720, 180, at_rest({0, 6, 0}), 3.2,
-               saved({envelope(12), envelope(180 * degree), envelope(-180 * degree), whole(1)})});
-  cameras.add({"Cylinder Lying", "QuorinCylinderCam", 480, 240, at_rest(middle), 3.2,
+  cameras.add({"Cylinder Upright", "QuorinCylinderCam", 960, 240, at_rest(cylinder_place), 3.2,
+               saved({envelope(16), envelope(180 * degree), envelope(-180 * degree), whole(1)})});
+  cameras.add({"Cylinder Lying", "QuorinCylinderCam", 640, 360, at_rest(middle), 3.2,
                saved({envelope(14), envelope(75 * degree), envelope(-45 * degree), whole(0)})});
 }
 
 void add_stereo(Cameras& cameras, unsigned convergence_point) {
   const auto stereo = [&](const std::string& name, double separation, unsigned item) {
-    cameras.add({name, "QuorinStereoCam", 640, 320, at_rest({3.0, 1.3, -1.0}, 0, 4), 1.6,
+    cameras.add({name, "QuorinStereoCam", 680, 340, at_rest(stereo_place), 1.6,
                  saved({envelope(separation), envelope(20), envelope(1), envelope(1), whole(item), whole(item > 0 ? 1 : 0),
                         whole(0), whole(0), whole(0), photo_iso, photo_iris, photo_shutter})});
   };
@@ -203,35 +252,43 @@ void add_stereo(Cameras& cameras, unsigned convergence_point) {
 
 void add_multiview(Cameras& cameras) {
   const auto choose = [&](std::string_view name) { return cameras.choice(name); };
-  cameras.add({"Dual", "QuorinMultiCam", 480, 360, at_rest(middle), 3.2, saved({choose("Fountain"), choose("Tram")})});
-  cameras.add({"Four-up", "Quorin4UpCam", 480, 360, at_rest(middle), 3.2,
+  cameras.add({"Dual", "QuorinMultiCam", 640, 360, at_rest(middle), 3.2, saved({choose("Fountain"), choose("Tram")})});
+  cameras.add({"Four-up", "Quorin4UpCam", 640, 360, at_rest(middle), 3.2,
                saved({choose("Flower Pot"), choose("Fisheye Power 0.5"), choose("Balloon"), choose("Clock")})});
-  cameras.add({"Twelve-up", "Quorin12UpCam", 480, 360, at_rest(middle), 3.2,
+  cameras.add({"Twelve-up", "Quorin12UpCam", 640, 360, at_rest(middle), 3.2,
                saved({choose("Flower Pot"), choose("Ball"), choose("Sundial"), choose("Cafe"),                      //
                       choose("North Hall"), choose("East Houses"), choose("South Palace"), choose("West Offices"),  //
                       choose("Sky Ring"), choose("From Above"), choose("Clock"), choose("Immersive")})});
-  cameras.add({"Dual of Multi-view", "QuorinMultiCam", 480, 360, at_rest(middle), 3.2,
+  cameras.add({"Dual of Multi-view", "QuorinMultiCam", 640, 360, at_rest(middle), 3.2,
                saved({choose("Twelve-up"), choose("Four-up")})});
 
   const auto skybox = [&](const std::string& name, unsigned type) {
-    cameras.add({name, "QuorinSkyboxCam", 480, 360, at_rest(middle), 3.2, saved({whole(type)})});
+    cameras.add({name, "QuorinSkyboxCam", 800, 600, at_rest(middle), 3.2, saved({whole(type)})});
   };
   skybox("Skybox Cross", 0);
   skybox("Skybox Alternate", 1);
 }
 
 void add_frames(Cameras& cameras) {
-  const Saved source = cameras.choice("From a Roof");
-  cameras.add({"Overscan", "QuorinOverscanCam", 528, 396, at_rest(middle), 3.2,
-               saved({source, envelope(0.1), envelope(0.04), envelope(0.08)})});
-  // 20 cm wide at 60 dots per inch are 472 pixels, and 1 cm of bleed on every edge 47 more.
-  cameras.add({"DPI", "QuorinDpiCam", 519, 401, at_rest(middle), 3.2,
-               saved({source, whole(60), whole(0), envelope(0.2), envelope(0.01)})});
+  const Saved source = cameras.choice("Hall Portrait");
+  cameras.add({"Overscan", "QuorinOverscanCam", 800, 450, at_rest(middle), 3.2,
+               saved({source, envelope(0.25), envelope(0), envelope(0)})});
+  // 12 cm wide at 110 dots per inch, and 1 cm of bleed on every edge: the size that the panel works out.
+  cameras.add({"DPI", "QuorinDpiCam", 605, 377, at_rest(middle), 3.2,
+               saved({source, whole(110), whole(0), envelope(0.12), envelope(0.01)})});
+}
+
+/// Which pixels the front of an object covers. Square, so that edges lie on corners.
+void add_baking(Cameras& cameras, unsigned object) {
+  // Of the scene's texture maps the first is the floor's.
+  constexpr unsigned front_map = 2;
+  cameras.add({"Baking", "QuorinBakingCam", 480, 480, at_rest(middle), 3.2,
+               saved({plain(0.0001), plain(0), whole(object), whole(front_map), whole(1), whole(2), whole(0), whole(0)})});
 }
 
 }  // namespace
 
-std::vector<SceneCamera> gallery_cameras(unsigned convergence_point) {
+std::vector<SceneCamera> gallery_cameras(unsigned convergence_point, unsigned baked_object) {
   Cameras cameras(plain_cameras());
   add_perspectives(cameras);
   add_wide_lenses(cameras);
@@ -239,6 +296,7 @@ std::vector<SceneCamera> gallery_cameras(unsigned convergence_point) {
   add_stereo(cameras, convergence_point);
   add_multiview(cameras);
   add_frames(cameras);
+  add_baking(cameras, baked_object);
   return cameras.take();
 }
 

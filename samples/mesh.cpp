@@ -284,8 +284,11 @@ void Mesh::lettering(Vec3 centre, Vec3 right, Vec3 up, std::string_view text, do
 }
 
 void Mesh::map_from_above(const std::string& map_name, double half_side) {
-  map_name_ = map_name;
-  map_half_side_ = half_side;
+  map_ = {map_name, {0, 2}, {-half_side, -half_side}, 2 * half_side};
+}
+
+void Mesh::map_from_south(const std::string& map_name, double foot, double side) {
+  map_ = {map_name, {0, 1}, {-side / 2, foot}, side};
 }
 
 std::vector<std::uint8_t> Mesh::object_file(const std::string& layer_name) const {
@@ -333,15 +336,15 @@ std::vector<std::uint8_t> Mesh::object_file(const std::string& layer_name) const
   form.chunk("LAYR", layer);
   form.chunk("PNTS", points);
   form.chunk("BBOX", bounds);
-  if (!map_name_.empty()) {
+  if (map_) {
     Bytes map;
     map.id("TXUV");
     map.u2(2);
-    map.text(map_name_);
+    map.text(map_->name);
     std::uint16_t index = 0;
     for (const auto& point : points_) {
       map.u2(index++);
-      for (const std::size_t axis : {0U, 2U}) map.f4((point[axis] / units_per_metre / map_half_side_ + 1.0) / 2.0);
+      for (const std::size_t i : {0U, 1U}) map.f4((point[map_->axes[i]] / units_per_metre - map_->low[i]) / map_->side);
     }
     form.chunk("VMAP", map);
   }

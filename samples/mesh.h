@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -61,8 +62,10 @@ class Mesh {
   /// Flat lettering on a wall or floor, centred on a point, in letters A to H, N, S, W and digits 1 to 8.
   void lettering(Vec3 centre, Vec3 right, Vec3 up, std::string_view text, double height);
 
-  /// Gives every point of the object a texture position: u and v along x and z over the square of this half side.
+  /// Gives every point of the object a texture position. From above: u and v along x and z over the square of this half side.
   void map_from_above(const std::string& map_name, double half_side);
+  /// From the south: u and v along x and y over a square of this side, which stands in the middle with its foot at that height.
+  void map_from_south(const std::string& map_name, double foot, double side);
 
   std::size_t polygon_count() const { return polygons_.size(); }
 
@@ -84,8 +87,14 @@ class Mesh {
   std::vector<std::array<std::int32_t, 3>> points_;
   std::map<std::array<std::int32_t, 3>, std::uint16_t> point_index_;
   std::vector<Face> polygons_;
-  std::string map_name_;
-  double map_half_side_ = 0.0;
+  /// A square that the points are projected onto along an axis; u and v run along its sides.
+  struct TextureMap {
+    std::string name;
+    std::array<std::size_t, 2> axes{};
+    std::array<double, 2> low{};
+    double side = 0.0;
+  };
+  std::optional<TextureMap> map_;
 };
 
 }  // namespace samples

@@ -329,6 +329,7 @@ Mesh north_hall() {
   mesh.paint(palette::slate);
   constexpr auto spire = std::to_array<ProfilePoint>({{3.1, 22.4}, {1.2, 24.4}, {0, 28.4}});
   mesh.turned({0, 0, 29}, spire, 8);
+  mesh.map_from_south("Front UV", -0.8, 30.0);
   return mesh;
 }
 

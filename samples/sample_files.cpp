@@ -32,8 +32,10 @@ Placement tram_ride() {
 std::vector<SampleFile> sample_files() {
   std::vector<SampleFile> files;
   std::vector<SceneObject> objects;
+  unsigned baked_object = 0;
   for (const SampleObject& object : plaza_objects()) {
     files.push_back({object.file, object.mesh.object_file(object.name)});
+    if (object.name == "hall_north") baked_object = static_cast<unsigned>(files.size());
     for (const double heading : object.headings_degrees) {
       objects.push_back({object.file, object.name == "tram" ? tram_ride() : Placement{{}, {heading, 0.0, 0.0}, -1, {}}});
     }
@@ -47,7 +49,7 @@ std::vector<SampleFile> sample_files() {
   add_scene("plaza.lws", {}, plaza_cameras());
   // The cameras count the convergence point among the scene's objects.
   const SceneNull point{"Convergence Point", {{3.0, 0.9, 2.6}, {}, -1, {}}};
-  add_scene("cameras.lws", std::span(&point, 1), gallery_cameras(static_cast<unsigned>(objects.size()) + 1));
+  add_scene("cameras.lws", std::span(&point, 1), gallery_cameras(static_cast<unsigned>(objects.size()) + 1, baked_object));
   return files;
 }
 

@@ -4,7 +4,6 @@
 
 #include "standin/name_list.h"
 #include "standin/plain_camera.h"
-#include "standin/save_state.h"
 
 namespace standin {
 namespace {
@@ -127,6 +126,12 @@ std::vector<std::string> CameraInstance::save_text() const {
   SaveState state(LWIO_TEXT);
   check(instance_functions_->save(instance_, state.record()), "save");
   return state.lines();
+}
+
+std::vector<SavedItem> CameraInstance::save_items() const {
+  SaveState state(LWIO_TEXT);
+  check(instance_functions_->save(instance_, state.record()), "save");
+  return state.items();
 }
 
 std::vector<std::uint8_t> CameraInstance::save_binary() const {

@@ -13,6 +13,7 @@
 #include "standin/guarded.h"
 #include "standin/host.h"
 #include "standin/module.h"
+#include "standin/save_state.h"
 #include "standin/session.h"
 
 namespace standin {
@@ -48,6 +49,8 @@ class CameraInstance {
   std::vector<Parameter*> parameters() const;
 
   std::vector<std::string> save_text() const;
+  /// The same lines by what they hold.
+  std::vector<SavedItem> save_items() const;
   std::vector<std::uint8_t> save_binary() const;
   void load_text(const std::vector<std::string>& lines);
   void load_binary(const std::vector<std::uint8_t>& bytes);

@@ -1,7 +1,10 @@
 #include "standin/module.h"
 
+#include <array>
 #include <stdexcept>
+#include <string_view>
 
+#include "sdk/handlers.h"
 #include "standin/host.h"
 #include "standin/name_list.h"
 
@@ -33,6 +36,35 @@ const ModuleDescriptor* checked_descriptor(const DynamicLibrary& library, const 
   return descriptor;
 }
 
+/// A camera that a module may carry without a row in its table, and the namespace of its activations.
+struct UnregisteredCamera {
+  const char* name;
+  const char* user_name;
+  std::string_view name_space;
+};
+
+constexpr std::array unregistered_cameras{UnregisteredCamera{"QuorinBakingCam", "Quorin Surface Baking Camera", "BakingCam"}};
+
+/// An activation by the name that compilers for both systems give to it; null when the module does not export it.
+ActivateFunc* exported_activation(const DynamicLibrary& library, std::string_view name_space, std::string_view function) {
+  const auto with_length = [](std::string_view name) { return std::to_string(name.size()).append(name); };
+  const std::string symbol = "_ZN" + with_length(name_space) + with_length(function) + "EiPFPvPKciES0_S0_";
+  return library.find_as<ActivateFunc>(symbol.c_str());
+}
+
+std::vector<Server> find_unregistered_servers(const DynamicLibrary& library) {
+  std::vector<Server> servers;
+  for (const UnregisteredCamera& camera : unregistered_cameras) {
+    // The activations are called as the classes are.
+    for (const char* class_name : {LWCAMERA_HANDLER_CLASS, LWCAMERA_INTERFACE_CLASS, LWCAMERA_GIZMO_CLASS}) {
+      if (ActivateFunc* activate = exported_activation(library, camera.name_space, class_name)) {
+        servers.push_back({class_name, camera.name, activate, {{SRVTAG_USERNAME_US, camera.user_name}}});
+      }
+    }
+  }
+  return servers;
+}
+
 }  // namespace
 
 std::string Server::user_name(std::uint32_t tag) const {
@@ -53,6 +85,7 @@ Module::Module(const std::filesystem::path& file)
     }
     servers_.push_back(std::move(server));
   }
+  unregistered_servers_ = find_unregistered_servers(library_);
   server_data_ = descriptor_->startup();
 }
 
@@ -64,9 +97,11 @@ Module::~Module() {
 }
 
 const Server* Module::find(const std::string& class_name, const std::string& server_name) const {
-  for (const Server& server : servers_) {
-    if (server.class_name == class_name && server.name == server_name) {
-      return &server;
+  for (const auto* servers : {&servers_, &unregistered_servers_}) {
+    for (const Server& server : *servers) {
+      if (server.class_name == class_name && server.name == server_name) {
+        return &server;
+      }
     }
   }
   return nullptr;

@@ -10,7 +10,7 @@
 
 namespace standin {
 
-/// One row of a module's server table.
+/// One row of a module's server table, or what would be one.
 struct Server {
   std::string class_name;
   std::string name;
@@ -44,7 +44,10 @@ class Module {
   void* server_data() const { return server_data_; }
   const std::vector<Server>& servers() const { return servers_; }
 
-  /// Null when there is no such server.
+  /// Servers that the module exports the activations of, and that no row of its table offers: this host knows their names.
+  const std::vector<Server>& unregistered_servers() const { return unregistered_servers_; }
+
+  /// Null when there is no such server, in the table or without a row in it.
   const Server* find(const std::string& class_name, const std::string& server_name) const;
 
   /// The same; throws std::runtime_error listing the names of that class when there is no such server.
@@ -59,6 +62,7 @@ class Module {
   const ModuleDescriptor* descriptor_ = nullptr;
   void* server_data_ = nullptr;
   std::vector<Server> servers_;
+  std::vector<Server> unregistered_servers_;
 };
 
 /// Throws std::runtime_error naming server, reason and what a person can do when an activation's answer is not AFUNC_OK.

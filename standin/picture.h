@@ -27,10 +27,14 @@ class Picture {
     std::string text;
     int x = 0;
     int y = 0;
+
+    friend bool operator==(const Text&, const Text&) = default;
   };
   std::vector<Text> texts;
   /// Pixels that were set outside the area.
   std::uint64_t cut_off = 0;
+
+  friend bool operator==(const Picture&, const Picture&) = default;
 
  private:
   int width_;

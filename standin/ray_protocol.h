@@ -1,12 +1,15 @@
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "standin/introspection.h"
@@ -19,7 +22,7 @@ namespace standin::ray_protocol {
 
 static_assert(std::endian::native == std::endian::little, "values are copied as they lie in memory");
 
-constexpr std::uint32_t version = 0x4F560002;
+constexpr std::uint32_t version = 0x4F560003;
 /// Rays per request: long enough that the pipe's cost is shared, short enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 constexpr std::uint32_t most_bytes = 64U << 20;
@@ -192,21 +195,108 @@ std::vector<Element> take_each(Reader& message, Take take) {
   return elements;
 }
 
+inline void put_number(Writer& message, const std::optional<double>& number) {
+  message.put(number.has_value());
+  message.put(number.value_or(0.0));
+}
+
+inline std::optional<double> take_number(Reader& message) {
+  const auto given = message.take<bool>();
+  const auto number = message.take<double>();
+  return given ? std::optional(number) : std::nullopt;
+}
+
+inline void put_texts(Writer& message, const std::vector<std::string>& texts) {
+  put_each(message, texts, [&](const std::string& text) { message.put_text(text); });
+}
+
+inline std::vector<std::string> take_texts(Reader& message) {
+  return take_each<std::string>(message, [&] { return message.take_text(); });
+}
+
+/// A panel's drawing is smaller than a screen.
+constexpr std::int32_t longest_picture_side = 4096;
+
+inline void put_picture(Writer& message, const Picture& picture) {
+  message.put(static_cast<std::int32_t>(picture.width()));
+  message.put(static_cast<std::int32_t>(picture.height()));
+  for (int y = 0; y < picture.height(); ++y) {
+    for (int x = 0; x < picture.width(); ++x) message.put(picture.at(x, y));
+  }
+  put_each(message, picture.texts, [&](const Picture::Text& text) {
+    message.put_text(text.text);
+    message.put(static_cast<std::int32_t>(text.x));
+    message.put(static_cast<std::int32_t>(text.y));
+  });
+}
+
+inline Picture take_picture(Reader& message) {
+  const auto width = message.take<std::int32_t>();
+  const auto height = message.take<std::int32_t>();
+  if (std::min(width, height) < 1 || std::max(width, height) > longest_picture_side) {
+    throw std::runtime_error("The ray service's drawing of a panel makes no sense");
+  }
+  Picture picture(width, height);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) picture.set(x, y, message.take<Picture::Color>());
+  }
+  picture.texts = take_each<Picture::Text>(message, [&] {
+    std::string text = message.take_text();
+    const auto x = message.take<std::int32_t>();
+    return Picture::Text{std::move(text), x, message.take<std::int32_t>()};
+  });
+  return picture;
+}
+
+inline void put_row(Writer& message, const PanelRow& row) {
+  message.put(row.id);
+  message.put_text(row.label);
+  message.put_text(row.control_class);
+  message.put_text(row.data_type);
+  message.put_text(row.value);
+  put_texts(message, row.choices);
+  message.put_text(row.channel_name);
+  message.put(row.animated);
+  put_number(message, row.minimum);
+  put_number(message, row.maximum);
+  message.put_text(row.choices_of);
+  message.put(row.divider_below);
+  message.put(row.drawing.has_value());
+  if (row.drawing) put_picture(message, *row.drawing);
+}
+
+inline PanelRow take_row(Reader& message) {
+  PanelRow row;
+  row.id = message.take<std::uint32_t>();
+  row.label = message.take_text();
+  row.control_class = message.take_text();
+  row.data_type = message.take_text();
+  row.value = message.take_text();
+  row.choices = take_texts(message);
+  row.channel_name = message.take_text();
+  row.animated = message.take<bool>();
+  row.minimum = take_number(message);
+  row.maximum = take_number(message);
+  row.choices_of = message.take_text();
+  row.divider_below = message.take<bool>();
+  if (message.take<bool>()) row.drawing = take_picture(message);
+  return row;
+}
+
 inline void put_camera(Writer& message, const CameraDescription& camera) {
   message.put_text(camera.server_name);
   message.put_text(camera.user_name);
   message.put(camera.depth_of_field);
+  message.put(camera.projects);
   put_each(message, camera.parameters, [&](const ParameterDescription& parameter) {
     message.put_text(parameter.channel_name);
     message.put(parameter.default_value);
   });
-  put_each(message, camera.panel_rows, [&](const PanelRow& row) {
-    message.put(row.id);
-    message.put_text(row.label);
-    message.put_text(row.control_class);
-    message.put_text(row.data_type);
-    message.put_text(row.value);
-    put_each(message, row.choices, [&](const std::string& choice) { message.put_text(choice); });
+  put_each(message, camera.panel_rows, [&](const PanelRow& row) { put_row(message, row); });
+  put_each(message, camera.saved_items, [&](const SavedItemDescription& item) {
+    message.put_text(item.kind);
+    put_texts(message, item.channel_names);
+    put_texts(message, item.labels);
   });
 }
 
@@ -215,19 +305,18 @@ inline CameraDescription take_camera(Reader& message) {
   camera.server_name = message.take_text();
   camera.user_name = message.take_text();
   camera.depth_of_field = message.take<bool>();
+  camera.projects = message.take<bool>();
   camera.parameters = take_each<ParameterDescription>(message, [&] {
     std::string channel_name = message.take_text();
     return ParameterDescription{std::move(channel_name), message.take<double>()};
   });
-  camera.panel_rows = take_each<PanelRow>(message, [&] {
-    PanelRow row;
-    row.id = message.take<std::uint32_t>();
-    row.label = message.take_text();
-    row.control_class = message.take_text();
-    row.data_type = message.take_text();
-    row.value = message.take_text();
-    row.choices = take_each<std::string>(message, [&] { return message.take_text(); });
-    return row;
+  camera.panel_rows = take_each<PanelRow>(message, [&] { return take_row(message); });
+  camera.saved_items = take_each<SavedItemDescription>(message, [&] {
+    SavedItemDescription item;
+    item.kind = message.take_text();
+    item.channel_names = take_texts(message);
+    item.labels = take_texts(message);
+    return item;
   });
   return camera;
 }
@@ -241,7 +330,9 @@ inline void put_description(Writer& message, const ModuleDescription& descriptio
       message.put_text(user_name.second);
     });
   });
-  put_each(message, description.cameras, [&](const CameraDescription& camera) { put_camera(message, camera); });
+  for (const auto* cameras : {&description.cameras, &description.unregistered_cameras}) {
+    put_each(message, *cameras, [&](const CameraDescription& camera) { put_camera(message, camera); });
+  }
 }
 
 inline ModuleDescription take_description(Reader& message) {
@@ -256,7 +347,9 @@ inline ModuleDescription take_description(Reader& message) {
     });
     return server;
   });
-  description.cameras = take_each<CameraDescription>(message, [&] { return take_camera(message); });
+  for (auto* cameras : {&description.cameras, &description.unregistered_cameras}) {
+    *cameras = take_each<CameraDescription>(message, [&] { return take_camera(message); });
+  }
   return description;
 }
 

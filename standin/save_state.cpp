@@ -125,6 +125,15 @@ std::string unquoted(std::string_view line) {
   return text;
 }
 
+template <class Number>
+constexpr const char* number_kind() {
+  if constexpr (std::is_floating_point_v<Number>) {
+    return sizeof(Number) == 4 ? "float" : "double";
+  } else {
+    return sizeof(Number) == 4 ? "integer" : sizeof(Number) == 2 ? "short" : "byte";
+  }
+}
+
 SaveState& saving(void* data) { return *static_cast<SaveState*>(data); }
 LoadState& loading(void* data) { return *static_cast<LoadState*>(data); }
 
@@ -221,13 +230,31 @@ SaveState* SaveState::behind(const LWSaveState* record) noexcept {
   return record != nullptr && record->writeStr == write_text ? static_cast<SaveState*>(record->writeData) : nullptr;
 }
 
+void SaveState::add_line(const std::string& line, const char* kind) {
+  if (open_blocks_.empty()) {
+    item_starts_.emplace_back(kind, lines_.size());
+  }
+  lines_.push_back(std::string(open_blocks_.size() * 2, ' ') + line);
+}
+
 void SaveState::write_line(const std::string& line) {
   if (mode() == LWIO_TEXT) {
-    lines_.push_back(std::string(open_blocks_.size() * 2, ' ') + line);
+    add_line(line, "text");
   } else {
     bytes_.insert(bytes_.end(), line.begin(), line.end());
     bytes_.push_back(0);
   }
+}
+
+std::vector<SavedItem> SaveState::items() const {
+  std::vector<SavedItem> items;
+  for (std::size_t i = 0; i < item_starts_.size(); ++i) {
+    const auto [kind, first] = item_starts_[i];
+    const std::size_t end = i + 1 < item_starts_.size() ? item_starts_[i + 1].second : lines_.size();
+    items.push_back(
+        {kind, {lines_.begin() + static_cast<std::ptrdiff_t>(first), lines_.begin() + static_cast<std::ptrdiff_t>(end)}});
+  }
+  return items;
 }
 
 template <class Number>
@@ -242,12 +269,12 @@ void SaveState::write_numbers(const Number* values, int count) {
   for (int i = 0; i < count; ++i) {
     line += (i == 0 ? "" : " ") + to_text(values[i]);
   }
-  write_line(line);
+  add_line(line, number_kind<Number>());
 }
 
 void SaveState::begin_block(const LWBlockIdent& ident) {
   if (mode() == LWIO_TEXT) {
-    write_line(std::string("{ ") + ident.token);
+    add_line(std::string("{ ") + ident.token, ident.id == vparm_ident.id ? "envelope" : "block");
     open_blocks_.push_back(lines_.size());
   } else {
     append_big_endian(bytes_, ident.id);
@@ -263,7 +290,7 @@ void SaveState::end_block() {
   const std::size_t start = open_blocks_.back();
   open_blocks_.pop_back();
   if (mode() == LWIO_TEXT) {
-    write_line("}");
+    lines_.push_back(std::string(open_blocks_.size() * 2, ' ') + "}");
     return;
   }
   std::vector<std::uint8_t> size;

@@ -3,12 +3,21 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sdk/states.h"
 #include "standin/envelope.h"
 
 namespace standin {
+
+/// One thing that a module saved outside of every block it opened itself, in text form.
+struct SavedItem {
+  /// "envelope" for a VParm; of a number its type: "float" or "integer" (4 bytes), "double", "short", "byte"; else "block" or
+  /// "text".
+  std::string kind;
+  std::vector<std::string> lines;
+};
 
 /// Collects what a module saves. In text form, the lines that a scene file keeps between `Plugin` and `EndPlugin`; in binary
 /// form, big-endian bytes. Threads: one.
@@ -26,6 +35,8 @@ class SaveState {
   LWIoMode mode() const { return static_cast<LWIoMode>(record_.ioMode); }
   const std::vector<std::string>& lines() const { return lines_; }
   const std::vector<std::uint8_t>& bytes() const { return bytes_; }
+  /// The lines by what they hold; none in binary form.
+  std::vector<SavedItem> items() const;
 
   /// Text: one line. Binary: its characters and a zero.
   void write_line(const std::string& line);
@@ -38,8 +49,12 @@ class SaveState {
   int depth() const { return static_cast<int>(open_blocks_.size()); }
 
  private:
+  void add_line(const std::string& line, const char* kind);
+
   LWSaveState record_{};
   std::vector<std::string> lines_;
+  /// Text: the kind and first line of everything outside of blocks.
+  std::vector<std::pair<const char*, std::size_t>> item_starts_;
   std::vector<std::uint8_t> bytes_;
   /// Binary: where each open block's size goes.
   std::vector<std::size_t> open_blocks_;

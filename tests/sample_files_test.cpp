@@ -82,11 +82,12 @@ TEST(SampleCameras, HaveTwelvePlainOnesFirstAndOneForEveryCameraOfTheGallery) {
   const auto plain_end = std::ranges::find_if(servers, [](const std::string& server) { return server != "Perspective"; });
   EXPECT_GE(plain_end - servers.begin(), 12);
   EXPECT_EQ(std::count(plain_end, servers.end(), "Perspective"), 0);
-  EXPECT_EQ(
-      std::set<std::string>(plain_end, servers.end()),
-      (std::set<std::string>{"QuorinPerspectiveCam", "QuorinSphericalCam", "QuorinFisheyeCam", "QuorinRadialShiftCam",
-                             "QuorinAdvPanCam", "QuorinImmersiveCam", "QuorinCylinderCam", "QuorinStereoCam", "QuorinMultiCam",
-                             "Quorin4UpCam", "Quorin12UpCam", "QuorinSkyboxCam", "QuorinOverscanCam", "QuorinDpiCam"}));
+  EXPECT_EQ(std::set<std::string>(plain_end, servers.end()),
+            (std::set<std::string>{"QuorinPerspectiveCam", "QuorinPerspectiveNoDOFCam", "QuorinPerspectiveNoDOFNoMBCam",
+                                   "QuorinPanoramicCam", "QuorinSphericalCam", "QuorinFisheyeCam", "QuorinRadialShiftCam",
+                                   "QuorinAdvPanCam", "QuorinImmersiveCam", "QuorinCylinderCam", "QuorinStereoCam",
+                                   "QuorinMultiCam", "Quorin4UpCam", "Quorin12UpCam", "QuorinSkyboxCam", "QuorinOverscanCam",
+                                   "QuorinDpiCam", "QuorinBakingCam"}));
 }
 
 TEST(SampleScene, SunShinesFromTheSouthWestDownwards) {

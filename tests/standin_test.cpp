@@ -1030,5 +1030,76 @@ TEST(Introspection, DescribesEveryCamera) {
   EXPECT_EQ(panoramic->panel_rows.size(), 5U);
 }
 
+class DescribedCamera : public testing::Test {
+ protected:
+  static const CameraDescription& camera(const std::string& server_name) {
+    static const ModuleDescription module = describe_module(test_support::module_file());
+    const auto found = std::ranges::find(module.cameras, server_name, &CameraDescription::server_name);
+    if (found == module.cameras.end()) throw std::runtime_error("no " + server_name);
+    return *found;
+  }
+  static const PanelRow& row(const CameraDescription& camera, const std::string& label) {
+    const auto found = std::ranges::find(camera.panel_rows, label, &PanelRow::label);
+    if (found == camera.panel_rows.end()) throw std::runtime_error("no " + label);
+    return *found;
+  }
+};
+
+TEST_F(DescribedCamera, TellsRangesThatThePanelKeepsTo) {
+  const CameraDescription& perspective = camera("QuorinPerspectiveCam");
+  EXPECT_EQ(row(perspective, "ISO").minimum, 1.0);
+  EXPECT_EQ(row(perspective, "ISO").maximum, std::nullopt);
+  EXPECT_EQ(row(perspective, "Shutter Angle").maximum, 360.0);
+  EXPECT_EQ(row(perspective, "ZoomFactor").minimum, std::nullopt);
+  // From the panel's hints.
+  EXPECT_EQ(row(camera("QuorinAdvPanCam"), "Right Horizontal Scale").minimum, -5.0);
+  EXPECT_EQ(row(camera("QuorinDpiCam"), "Dots Per Inch").minimum, std::nullopt);
+}
+
+TEST_F(DescribedCamera, TellsWhichEnvelopeStandsBehindARow) {
+  const CameraDescription& stereo = camera("QuorinStereoCam");
+  EXPECT_EQ(row(stereo, "Convergence Toe In").channel_name, "HorizontalScale");
+  EXPECT_EQ(row(stereo, "Iris (f-stop)").channel_name, "PhotoIris");
+  EXPECT_EQ(row(stereo, "Show Convergence Plane").channel_name, "");
+}
+
+TEST_F(DescribedCamera, TellsWhatChoicesName) {
+  EXPECT_EQ(row(camera("QuorinMultiCam"), "Cam 1 (Left Side of Frame)").choices_of, "cameras");
+  EXPECT_EQ(row(camera("QuorinStereoCam"), "Convergence Item").choices_of, "objects");
+  EXPECT_EQ(row(camera("QuorinSkyboxCam"), "Skybox Type").choices_of, "");
+}
+
+TEST_F(DescribedCamera, TellsTheOrderOfTheSceneFile) {
+  using Item = SavedItemDescription;
+  const std::vector<Item> fisheye{{"envelope", {"FisheyePower"}, {"Distortion Power"}},
+                                  {"envelope", {"FisheyeScale"}, {"Distortion Scale"}},
+                                  {"integer", {}, {"Auto Distortion Scale"}},
+                                  {"integer", {}, {"Preview in Camera View"}},
+                                  {"integer", {}, {}},
+                                  {"integer", {}, {"Parallel Film Normals"}}};
+  EXPECT_EQ(camera("QuorinFisheyeCam").saved_items, fisheye);
+  const std::vector<Item> spherical{{"envelope", {"AngularFieldOfView"}, {"Angular Field Of View"}},
+                                    {"float", {"PhotoISO"}, {"ISO"}},
+                                    {"float", {"PhotoIris"}, {"Iris (f-stop)"}},
+                                    {"float", {"PhotoShutter"}, {"Shutter Angle"}}};
+  EXPECT_EQ(camera("QuorinSphericalCam").saved_items, spherical);
+  EXPECT_EQ(camera("QuorinMultiCam").saved_items, (std::vector<Item>{{"integer", {}, {"Cam 1 (Left Side of Frame)"}},
+                                                                     {"integer", {}, {"Cam 2 (Right Side of Frame)"}}}));
+}
+
+TEST_F(DescribedCamera, TellsWhetherPointsProject) {
+  EXPECT_TRUE(camera("QuorinPanoramicCam").projects);
+  EXPECT_TRUE(camera("QuorinMultiCam").projects) << "through the camera beside it";
+  EXPECT_FALSE(camera("QuorinSkyboxCam").projects);
+}
+
+TEST_F(DescribedCamera, ShowsDrawingsAndDividers) {
+  const CameraDescription& skybox = camera("QuorinSkyboxCam");
+  ASSERT_TRUE(skybox.panel_rows.at(0).drawing);
+  EXPECT_LT(skybox.panel_rows.at(0).drawing->height(), 100) << "no higher than what is painted";
+  EXPECT_FALSE(row(skybox, "Skybox Type").drawing);
+  EXPECT_TRUE(row(skybox, "Version").divider_below);
+}
+
 }  // namespace
 }  // namespace standin

@@ -64,6 +64,16 @@ std::vector<std::pair<std::string, std::string>> CameraOptions::parsed_settings(
   return pairs;
 }
 
+standin::SessionOptions CameraOptions::session_options() const {
+  standin::SessionOptions options;
+  options.scene_file = scene;
+  options.module_file = module_file();
+  options.camera_name = camera;
+  options.server_name = server;
+  options.settings = parsed_settings();
+  return options;
+}
+
 const standin::Item& CameraOptions::find_camera(const standin::Scene& from) const {
   std::vector<std::string> names;
   for (const standin::Item& item : from.items) {

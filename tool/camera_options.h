@@ -11,6 +11,7 @@
 #include "standin/instance.h"
 #include "standin/module.h"
 #include "standin/scene.h"
+#include "standin/session.h"
 
 namespace tool {
 
@@ -31,6 +32,8 @@ struct CameraOptions {
   std::filesystem::path module_file() const;
   /// --set as names and values.
   std::vector<std::pair<std::string, std::string>> parsed_settings() const;
+  /// What opens a session of the camera.
+  standin::SessionOptions session_options() const;
   /// Throws with the names there are when the scene has no such camera.
   const standin::Item& find_camera(const standin::Scene& from) const;
 };

@@ -2,9 +2,12 @@
 #include <exception>
 #include <iostream>
 
+#include "tool/bake_coverage_command.h"
 #include "tool/info_command.h"
 #include "tool/link_command.h"
+#include "tool/own_output.h"
 #include "tool/panel_command.h"
+#include "tool/rays_command.h"
 #include "tool/render_command.h"
 #include "tool/skybox_command.h"
 #include "tool/usage_error.h"
@@ -26,7 +29,9 @@ int run(int argc, char** argv) {
   tool::add_info_command(app);
   tool::add_render_command(app);
   tool::add_panel_command(app);
+  tool::add_rays_command(app);
   tool::add_skybox_command(app);
+  tool::add_bake_coverage_command(app);
   tool::add_link_command(app);
   try {
     app.parse(argc, argv);
@@ -40,6 +45,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const tool::OwnOutput own_output;
   try {
     return run(argc, argv);
   } catch (const tool::UsageError& error) {

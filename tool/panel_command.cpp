@@ -28,8 +28,8 @@ void show_panel(const Arguments& arguments) {
   open.camera.begin_frame(open.host.scene().first_frame);
   const standin::Server& server = open.module.server(LWCAMERA_HANDLER_CLASS, open.camera.server_name());
   const std::string name = server.user_name().empty() ? server.name : server.user_name();
-  const PanelPage page =
-      panel_page(open.host, open.camera.panel(), name + " – " + arguments.camera.find_camera(open.host.scene()).name);
+  const PanelPage page = panel_page(standin::describe_panel(open.host, open.camera.panel()),
+                                    name + " – " + arguments.camera.find_camera(open.host.scene()).name);
   open.camera.clean_up();
   write_text_file(page_file, page.html);
   std::filesystem::path picture = page_file;

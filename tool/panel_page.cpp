@@ -3,7 +3,7 @@
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 #include <algorithm>
-#include <array>
+#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -15,23 +15,19 @@
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tool {
 namespace {
 
-using standin::Panel;
-using standin::PanelControl;
-using standin::PanelData;
+using standin::PanelRow;
 
 constexpr int page_width = 460;
 constexpr int margin = 10;
 constexpr int title_height = 34;
 constexpr int row_height = 26;
 constexpr int divider_height = 13;
-/// The area that a drawn control is offered; the rows below what it draws are left out.
-constexpr int drawing_width = 320;
-constexpr int drawing_height = 200;
 
 constexpr std::string_view style = R"(
 * { box-sizing: border-box }
@@ -94,6 +90,12 @@ std::string plain(double value) {
   return text.str();
 }
 
+std::optional<double> number_in(const std::string& text) {
+  double number = 0.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
 /// What a field of that control class shows.
 std::string shown(std::string_view control_class, double value) {
   if (!std::isfinite(value)) return plain(value);
@@ -118,9 +120,9 @@ std::string base_64(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
-std::string png_data_uri(const standin::Picture& picture, int height) {
+std::string png_data_uri(const standin::Picture& picture) {
   std::vector<std::uint8_t> rows;
-  for (int y = 0; y < height; ++y) {
+  for (int y = 0; y < picture.height(); ++y) {
     for (int x = 0; x < picture.width(); ++x) {
       const auto color = picture.at(x, y);
       rows.insert(rows.end(), color.begin(), color.end());
@@ -129,7 +131,7 @@ std::string png_data_uri(const standin::Picture& picture, int height) {
   std::vector<unsigned char> file;
   OIIO::Filesystem::IOVecOutput memory(file);
   const auto output = OIIO::ImageOutput::create("png");
-  OIIO::ImageSpec layout(picture.width(), height, 3, OIIO::TypeDesc::UINT8);
+  OIIO::ImageSpec layout(picture.width(), picture.height(), 3, OIIO::TypeDesc::UINT8);
   layout.attribute("DateTime", "");
   if (!output || !output->set_ioproxy(&memory) || !output->open("panel.png", layout) ||
       !output->write_image(OIIO::TypeDesc::UINT8, rows.data()) || !output->close()) {
@@ -138,116 +140,95 @@ std::string png_data_uri(const standin::Picture& picture, int height) {
   return "data:image/png;base64," + base_64(file);
 }
 
-/// Rows down to the last one with anything but black on it.
-int painted_height(const standin::Picture& picture) {
-  for (int y = picture.height(); y > 0; --y) {
-    for (int x = 0; x < picture.width(); ++x) {
-      if (picture.at(x, y - 1) != standin::Picture::Color{}) return y + 1 < picture.height() ? y + 2 : y;
-    }
-  }
-  return 1;
-}
-
-class PageWriter {
+class RowWriter {
  public:
-  PageWriter(const standin::Host& host, const Panel& panel) : host_(host), panel_(panel) {}
+  std::string html() && { return std::move(body_); }
+  int height() const { return height_; }
 
-  PanelPage page(const std::string& title) {
-    for (const PanelControl& control : panel_.controls) {
-      add(control);
-      if (!panel_.hints_of(LWXPTAG_DIVIDER, control.id).empty()) {
-        body_ += "<hr>\n";
-        height_ += divider_height;
-      }
+  void add(const PanelRow& row) {
+    if (row.drawing) {
+      add_drawing(row, *row.drawing);
+    } else {
+      body_ += R"(<div class="row"><span class="label">)" + escaped(row.label) + R"(</span><span class="value">)" + value(row) +
+               "</span></div>\n";
+      height_ += row_height;
     }
-    const std::string name = escaped(title);
-    return {"<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n<title>" + name + "</title>\n<style>" +
-                std::string(style) + "</style>\n<main>\n<h1>" + name + "</h1>\n" + body_ + "</main>\n</html>\n",
-            page_width, height_ + 2 * margin + title_height};
+    if (row.divider_below) {
+      body_ += "<hr>\n";
+      height_ += divider_height;
+    }
   }
 
  private:
-  void add(const PanelControl& control) {
-    if (!panel_.hints_of(LWXPTAG_DRAWCALLBACK, control.id).empty()) {
-      add_drawing(control);
-      return;
-    }
-    body_ += R"(<div class="row"><span class="label">)" + escaped(control.label) + R"(</span><span class="value">)" +
-             value(control) + "</span></div>\n";
-    height_ += row_height;
-  }
-
-  void add_drawing(const PanelControl& control) {
-    const standin::Picture picture = panel_.draw(control.id, drawing_width, drawing_height);
-    const int height = painted_height(picture);
-    body_ += R"(<div class="drawing"><img alt=")" + escaped(control.label) + "\" width=\"" + std::to_string(picture.width()) +
-             "\" height=\"" + std::to_string(height) + "\" src=\"" + png_data_uri(picture, height) + "\">";
+  void add_drawing(const PanelRow& row, const standin::Picture& picture) {
+    body_ += R"(<div class="drawing"><img alt=")" + escaped(row.label) + "\" width=\"" + std::to_string(picture.width()) +
+             "\" height=\"" + std::to_string(picture.height()) + "\" src=\"" + png_data_uri(picture) + "\">";
     for (const auto& text : picture.texts) {
       body_ += "<span style=\"left:" + std::to_string(text.x) + "px;top:" + std::to_string(text.y) + "px\">" +
                escaped(text.text) + "</span>";
     }
     body_ += "</div>\n";
-    height_ += height;
+    height_ += picture.height();
   }
 
-  std::string value(const PanelControl& control) const {
-    const PanelData* data = panel_.data_of(control.id);
-    if (data == nullptr || panel_.get(control.id) == nullptr) return "";
-    if (data->type == "string") return escaped(panel_.get_text(control.id));
-    if (data->type == "integer") return integer(control, panel_.get_integer(control.id));
-    if (data->type == "float") return field(shown(control.control_class, panel_.get_float(control.id)));
-    const standin::Parameter* parameter = host_.parameters.table.find(panel_.get_envelope(control.id));
-    if (parameter == nullptr) return "";
-    return field(shown(control.control_class, parameter->at(host_.time_seconds()))) + "<button class=\"e" +
-           (parameter->envelope.animated() ? " on" : "") + R"(" type="button">E</button>)";
+  static std::string value(const PanelRow& row) {
+    if (row.data_type == "string") return escaped(row.value);
+    const auto number = number_in(row.value);
+    if (!number) return "";
+    if (row.data_type == "integer") return integer(row, static_cast<int>(*number));
+    std::string text = field(shown(row.control_class, *number));
+    if (row.data_type == "float") return text;
+    return text + "<button class=\"e" + (row.animated ? " on" : "") + R"(" type="button">E</button>)";
   }
 
   static std::string field(const std::string& text, const char* more = "") {
     return std::string("<span class=\"field") + more + "\">" + escaped(text) + "</span>";
   }
 
-  std::string integer(const PanelControl& control, int value) const {
-    if (control.control_class == "iBoolean") {
-      return std::string("<input type=\"checkbox\"") + (value != 0 ? " checked>" : ">");
+  static std::string integer(const PanelRow& row, int value) {
+    if (row.control_class == "iBoolean") {
+      return "<input" + named(row) + " type=\"checkbox\"" + (value != 0 ? " checked>" : ">");
     }
-    const auto choices = panel_.choices(control.id);
-    if (!choices.empty()) {
-      std::string html = "<select>";
-      for (std::size_t i = 0; i < choices.size(); ++i) {
+    if (!row.choices.empty()) {
+      std::string html = "<select" + named(row) + ">";
+      for (std::size_t i = 0; i < row.choices.size(); ++i) {
         const bool chosen = value >= 0 && static_cast<std::size_t>(value) == i;
-        html += std::string("<option") + (chosen ? " selected>" : ">") + escaped(choices[i]) + "</option>";
+        html += std::string("<option") + (chosen ? " selected>" : ">") + escaped(row.choices[i]) + "</option>";
       }
       return html + "</select>";
     }
-    if (control.control_class.find("Slider") == std::string::npos) return field(std::to_string(value));
-    const long long low = limit(LWXPTAG_MIN, control).value_or(0);
-    const long long high = limit(LWXPTAG_MAX, control).value_or(std::max(2LL * value, low + 100));
-    return field(std::to_string(value), " narrow") + R"(<input type="range" min=")" + std::to_string(low) + "\" max=\"" +
-           std::to_string(high) + "\" value=\"" + std::to_string(value) + "\">";
+    if (row.control_class.find("Slider") == std::string::npos) return field(std::to_string(value));
+    const auto low = static_cast<long long>(row.minimum.value_or(0.0));
+    const auto high = static_cast<long long>(row.maximum.value_or(static_cast<double>(std::max(2LL * value, low + 100))));
+    return field(std::to_string(value), " narrow") + "<input" + named(row) + R"( type="range" min=")" + std::to_string(low) +
+           "\" max=\"" + std::to_string(high) + "\" value=\"" + std::to_string(value) + "\">";
   }
 
-  /// A smallest or greatest value that the hints give.
-  std::optional<long long> limit(LWXPanelHint tag, const PanelControl& control) const {
-    const std::size_t in_range = tag == LWXPTAG_MIN ? 1 : 2;
-    if (const auto own = panel_.hints_of(tag, control.id); !own.empty()) {
-      return static_cast<std::int32_t>(own.back()->arguments.at(1));
-    }
-    if (const auto range = panel_.hints_of(LWXPTAG_RANGE, control.id); !range.empty()) {
-      return static_cast<std::int32_t>(range.back()->arguments.at(in_range));
-    }
-    return std::nullopt;
-  }
+  /// For people who do not see which label stands beside it.
+  static std::string named(const PanelRow& row) { return " aria-label=\"" + escaped(row.label) + "\""; }
 
-  const standin::Host& host_;
-  const Panel& panel_;
   std::string body_;
   int height_ = 0;
 };
 
+RowWriter written(std::span<const PanelRow> rows) {
+  RowWriter writer;
+  for (const PanelRow& row : rows) writer.add(row);
+  return writer;
+}
+
 }  // namespace
 
-PanelPage panel_page(const standin::Host& host, const Panel& panel, const std::string& title) {
-  return PageWriter(host, panel).page(title);
+std::string panel_fragment(std::span<const PanelRow> rows) { return written(rows).html(); }
+
+PanelPage panel_page(std::span<const PanelRow> rows, const std::string& title) {
+  RowWriter writer = written(rows);
+  const int height = writer.height() + 2 * margin + title_height;
+  const std::string name = escaped(title);
+  return {"<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n<title>" + name + "</title>\n<style>" +
+              std::string(style) + "</style>\n<main>\n<h1>" + name + "</h1>\n" + std::move(writer).html() +
+              "</main>\n</html>\n",
+          page_width, height};
 }
 
 }  // namespace tool

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <span>
 #include <string>
 
-#include "standin/host.h"
-#include "standin/panel.h"
+#include "standin/introspection.h"
 
 namespace tool {
 
@@ -14,7 +14,11 @@ struct PanelPage {
   int height = 0;
 };
 
-/// The panel as the host would lay it out from its controls, values and hints at the host's present time. Threads: one.
-PanelPage panel_page(const standin::Host& host, const standin::Panel& panel, const std::string& title);
+/// A panel as the host would lay it out from its rows. Threads: any.
+PanelPage panel_page(std::span<const standin::PanelRow> rows, const std::string& title);
+
+/// The rows alone, for a page that has a style for them: every row is a `div.row` of `span.label` and `span.value`, or a
+/// `div.drawing`; an `hr` divides.
+std::string panel_fragment(std::span<const standin::PanelRow> rows);
 
 }  // namespace tool

@@ -27,6 +27,7 @@
 #include "tool/frame_range.h"
 #include "tool/frame_renderer.h"
 #include "tool/gizmo_picture.h"
+#include "tool/option_text.h"
 #include "tool/picture.h"
 #include "tool/progress.h"
 #include "tool/render_scene.h"
@@ -67,23 +68,11 @@ bool allowed(Size size) {
 std::string limits() { return "width and height must be from 1 to " + std::to_string(largest_picture_side) + " pixels"; }
 
 Size parse_size(std::string_view text) {
-  Size size;
-  const char* end = text.data() + text.size();
-  const auto [separator, width_error] = std::from_chars(text.data(), end, size.width);
-  const bool has_separator = width_error == std::errc() && separator != end && *separator == 'x';
-  const auto [rest, height_error] = has_separator ? std::from_chars(separator + 1, end, size.height)
-                                                  : std::from_chars_result{separator, std::errc::invalid_argument};
-  const bool written_right = has_separator && height_error == std::errc() && rest == end;
-  if (!written_right) throw UsageError("--size " + std::string(text) + ": give WIDTHxHEIGHT in pixels, such as 640x480");
+  const auto numbers = two_numbers(text);
+  if (!numbers) throw UsageError("--size " + std::string(text) + ": give WIDTHxHEIGHT in pixels, such as 640x480");
+  const Size size{numbers->first, numbers->second};
   if (!allowed(size)) throw UsageError("--size " + std::string(text) + ": " + limits());
   return size;
-}
-
-standin::Eye parse_eye(std::string_view text) {
-  if (text == "centre") return standin::Eye::centre;
-  if (text == "left") return standin::Eye::left;
-  if (text == "right") return standin::Eye::right;
-  throw UsageError("--eye " + std::string(text) + ": give centre, left or right");
 }
 
 std::string frame_line(const FrameJob& job, const RayCounts& rays, double seconds, const std::filesystem::path& file) {
@@ -95,12 +84,7 @@ std::string frame_line(const FrameJob& job, const RayCounts& rays, double second
 }
 
 void render(const Arguments& arguments) {
-  standin::SessionOptions options;
-  options.scene_file = arguments.camera.scene;
-  options.module_file = arguments.camera.module_file();
-  options.camera_name = arguments.camera.camera;
-  options.server_name = arguments.camera.server;
-  options.settings = arguments.camera.parsed_settings();
+  standin::SessionOptions options = arguments.camera.session_options();
   options.motion_blur = arguments.motion_blur;
   options.depth_of_field = arguments.depth_of_field;
   Size size;

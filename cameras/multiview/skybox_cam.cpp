@@ -123,7 +123,7 @@ void set_panel_value(CameraPlugin& camera, const decltype(panel_rows)& rows, std
 
 using framework::panel_value;
 
-#include "cameras/multiview/multiview_evaluation.inc"
+#include "framework/evaluation.inc"
 
 OVICAM_EXPORT int CameraHandler(int version, GlobalFunc* global, void* local, void* server_data) {
   return framework::activate_handler(framework::services<Camera>, handler_callbacks, version, global, local, server_data);

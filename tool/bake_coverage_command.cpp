@@ -1,0 +1,116 @@
+#include "tool/bake_coverage_command.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iostream>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "sdk/handlers.h"
+#include "standin/ray_service.h"
+#include "standin/scene.h"
+#include "standin/session.h"
+#include "tool/camera_options.h"
+#include "tool/option_text.h"
+#include "tool/picture.h"
+#include "tool/usage_error.h"
+
+namespace tool {
+namespace {
+
+constexpr const char* baking_server = "QuorinBakingCam";
+
+constexpr Pixel covered{1.0F, 1.0F, 1.0F, 1.0F};
+constexpr Pixel uncovered{0.01F, 0.012F, 0.02F, 1.0F};
+
+struct Arguments {
+  CameraOptions camera;
+  std::string size;
+  std::string picture;
+};
+
+bool allowed(int side_pixels) { return side_pixels > 0 && side_pixels <= largest_picture_side; }
+
+standin::SessionOptions session_options(const Arguments& arguments, const standin::Scene& scene) {
+  const std::string limits = "width and height must be from 1 to " + std::to_string(largest_picture_side) + " pixels";
+  standin::SessionOptions options;
+  options.scene_file = arguments.camera.scene;
+  options.module_file = arguments.camera.module_file();
+  options.camera_name = arguments.camera.camera;
+  options.server_name = baking_server;
+  options.settings = arguments.camera.parsed_settings();
+  const standin::CameraSettings& camera = *arguments.camera.find_camera(scene).camera;
+  options.width_pixels = camera.width_pixels;
+  options.height_pixels = camera.height_pixels;
+  if (!arguments.size.empty()) {
+    const auto size = two_numbers(arguments.size);
+    if (!size) throw UsageError("--size " + arguments.size + ": give WIDTHxHEIGHT in pixels, such as 640x480");
+    if (!allowed(size->first) || !allowed(size->second)) throw UsageError("--size " + arguments.size + ": " + limits);
+    options.width_pixels = size->first;
+    options.height_pixels = size->second;
+  }
+  if (!allowed(options.width_pixels) || !allowed(options.height_pixels)) {
+    throw std::runtime_error(arguments.camera.scene + ": " + limits + "; give --size");
+  }
+  return options;
+}
+
+/// How many pixels of the row are covered: the camera has no ray for them.
+std::size_t show_row(standin::Session& session, std::span<const standin::RayQuery> queries, std::span<Pixel> pixels) {
+  std::vector<standin::RayAnswer> answers(queries.size());
+  session.evaluate(queries, answers);
+  const auto is_covered = [](const standin::RayAnswer& answer) { return answer.result == LWCAMEVAL_NONE; };
+  std::ranges::transform(answers, pixels.begin(), [&](const auto& answer) { return is_covered(answer) ? covered : uncovered; });
+  return static_cast<std::size_t>(std::ranges::count_if(answers, is_covered));
+}
+
+void write_coverage(const Arguments& arguments) {
+  if (!arguments.camera.server.empty() && arguments.camera.server != baking_server) {
+    throw UsageError("--server " + arguments.camera.server + ": only " + baking_server + " has a coverage");
+  }
+  if (!PictureFile::is_picture_name(arguments.picture)) {
+    throw UsageError("-o " + arguments.picture + ": the name must end in .png or .exr");
+  }
+  const standin::Scene scene = standin::read_scene_file(arguments.camera.scene);
+  const standin::SessionOptions options = session_options(arguments, scene);
+  const int width = options.width_pixels;
+  const int height = options.height_pixels;
+  const auto session = standin::open_session_for(options);
+  const standin::FrameSetup setup = session->begin_frame(scene.first_frame);
+  PictureFile picture(arguments.picture, width, height);
+
+  std::vector<standin::RayQuery> queries(static_cast<std::size_t>(width));
+  std::vector<Pixel> pixels(queries.size());
+  std::size_t covered_pixels = 0;
+  for (int row = 0; row < height; ++row) {
+    for (int column = 0; column < width; ++column) {
+      standin::RayQuery& query = queries[static_cast<std::size_t>(column)];
+      query.film_x = ((column + 0.5) / width - 0.5) * setup.film_width;
+      query.film_y = (0.5 - (row + 0.5) / height) * setup.film_height;
+    }
+    covered_pixels += show_row(*session, queries, pixels);
+    picture.write_rows(pixels);
+  }
+  picture.finish();
+  std::cout << width << 'x' << height << " pixels, " << covered_pixels << " of them covered -> " << arguments.picture << '\n';
+}
+
+}  // namespace
+
+void add_bake_coverage_command(CLI::App& app) {
+  auto* command = app.add_subcommand("bake-coverage",
+                                     "Shows which pixels an object's texture map covers, as the surface baking camera has it.");
+  command->footer(
+      "Covered pixels are white. --set Mesh=NAME and --set \"UV Map\"=NAME choose what is shown; with --set \"Bake "
+      "surroundings\"=1 the polygons' edges count as well as their corners.");
+  const auto arguments = std::make_shared<Arguments>();
+  arguments->camera.add_to(*command);
+  command->add_option("--size", arguments->size, "WIDTHxHEIGHT in pixels (default: as the scene has it)");
+  command->add_option("-o,--output", arguments->picture, "Picture, .png or .exr")->required();
+  command->callback([arguments] { write_coverage(*arguments); });
+}
+
+}  // namespace tool
