@@ -8,6 +8,8 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "standin/ray_protocol.h"
@@ -53,16 +55,18 @@ std::optional<std::vector<char>> read_message() {
   return bytes;
 }
 
-bool write_message(std::FILE* out, const Writer& message) {
+/// A message, and the rays that go with it.
+bool write_message(std::FILE* out, const Writer& message, std::span<const RayAnswer> rays) {
   const auto size = static_cast<std::uint32_t>(message.bytes().size());
   return std::fwrite(&size, sizeof size, 1, out) == 1 && std::fwrite(message.bytes().data(), 1, size, out) == size &&
-         std::fflush(out) == 0;
+         std::fwrite(rays.data(), sizeof(RayAnswer), rays.size(), out) == rays.size() && std::fflush(out) == 0;
 }
 
 class Service {
  public:
-  /// Throws with a sentence for a person.
+  /// Throws with a sentence for a person. The answer's rays are in rays() until the next one.
   Writer answer(Reader request) {
+    if (!answers_.empty()) spare_ = std::exchange(answers_, {});
     const auto kind = request.take<Kind>();
     if (kind == Kind::open) {
       open(request);
@@ -83,7 +87,7 @@ class Service {
         put_setup(reply, session_->begin_frame(request.take<std::int32_t>()));
         break;
       case Kind::evaluate:
-        evaluate(request, reply);
+        evaluate(request);
         break;
       case Kind::project:
         project(request, reply);
@@ -93,6 +97,8 @@ class Service {
     }
     return reply;
   }
+
+  std::span<const RayAnswer> rays() const { return answers_; }
 
  private:
   static void check_version(Reader& request) {
@@ -107,20 +113,19 @@ class Service {
     session_ = open_session(take_options(request));
   }
 
-  void evaluate(Reader& request, Writer& reply) {
+  void evaluate(Reader& request) {
     const auto count = request.take<std::uint32_t>();
     if (count > most_rays) {
       throw std::runtime_error("The ray service was asked for too many rays at once");
     }
-    std::vector<RayQuery> queries(count);
-    for (RayQuery& query : queries) {
-      query = take_query(request);
+    queries_.resize(count);
+    if (std::fread(queries_.data(), sizeof(RayQuery), count, stdin) != count) {
+      throw std::runtime_error("The ray service's input ended within a request");
     }
-    std::vector<RayAnswer> answers(count);
-    session_->evaluate(queries, answers);
-    for (const RayAnswer& ray : answers) {
-      put_answer(reply, ray);
-    }
+    std::vector<RayAnswer> answers = std::exchange(spare_, {});
+    answers.resize(count);
+    session_->evaluate(queries_, answers);
+    answers_ = std::move(answers);
   }
 
   void project(Reader& request, Writer& reply) {
@@ -133,6 +138,11 @@ class Service {
   }
 
   std::unique_ptr<Session> session_;
+  std::vector<RayQuery> queries_;
+  /// Of a request that went well.
+  std::vector<RayAnswer> answers_;
+  /// Memory for the next ones.
+  std::vector<RayAnswer> spare_;
 };
 
 Writer answer_or_failure(Service& service, std::vector<char> request) {
@@ -154,7 +164,8 @@ int main() {
   }
   Service service;
   while (auto request = read_message()) {
-    if (!write_message(out, answer_or_failure(service, std::move(*request)))) {
+    const Writer reply = answer_or_failure(service, std::move(*request));
+    if (!write_message(out, reply, service.rays())) {
       return EXIT_FAILURE;
     }
   }

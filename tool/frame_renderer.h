@@ -21,10 +21,18 @@ struct FrameJob {
   standin::Eye eye = standin::Eye::centre;
 };
 
-/// Rays that were asked for, and those among them with a number that is not finite or with no direction: they count as none.
+/// The rays of a rendering, and how fast Embree alone is with rays like these.
 struct RayCounts {
+  /// Of the camera; `broken` are those among them with a number that is not finite or with no direction: they count as none.
   std::uint64_t asked = 0;
   std::uint64_t broken = 0;
+  /// Of the camera, and toward the light.
+  std::uint64_t traced = 0;
+  /// A sample of them, traced once more by Embree alone, and the time of one thread for it.
+  std::uint64_t traced_alone = 0;
+  double alone_seconds = 0.0;
+
+  RayCounts& operator+=(const RayCounts& other);
 };
 
 /// Renders the frame, whose session and scene are set to it, from the top down into the file with all threads of the caller's

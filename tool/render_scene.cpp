@@ -35,6 +35,14 @@ RTCRay make_ray(Vec3 position, Vec3 direction, double fractional_time) {
   return ray;
 }
 
+/// For rays of neighbouring pixels: Embree takes many of them along one way.
+RTCIntersectContext alike_rays() {
+  RTCIntersectContext context;
+  rtcInitIntersectContext(&context);
+  context.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
+  return context;
+}
+
 Vec3 vector_at(const std::array<float, 12>& matrix, std::size_t column) {
   return {matrix[3 * column], matrix[3 * column + 1], matrix[3 * column + 2]};
 }
@@ -144,45 +152,76 @@ void RenderScene::place(const Instance& instance, double start_seconds, double d
   }
   rtcCommitGeometry(geometry.get());
   rtcAttachGeometryByID(frame_.get(), geometry.get(), static_cast<unsigned>(placed_.size()));
-  placed_.push_back(instance.mesh);
+  placed_.push_back({instance.mesh, placements.size() > 1, Place(placements.front())});
 }
 
-std::optional<Hit> RenderScene::intersect(Vec3 position, Vec3 direction, double fractional_time) const {
-  RTCRayHit met{};
-  met.ray = make_ray(position, direction, fractional_time);
-  met.hit.geomID = RTC_INVALID_GEOMETRY_ID;
-  met.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+RenderScene::Place::Place(const Placement& matrix)
+    : object{vector_at(matrix, 3), vector_at(matrix, 0), vector_at(matrix, 1), vector_at(matrix, 2)},
+      right_cofactor(cross(object.up, object.forward)),
+      up_cofactor(cross(object.forward, object.right)),
+      forward_cofactor(cross(object.right, object.up)) {}
+
+RenderScene::Place RenderScene::place_at(unsigned instance, float fractional_time) const {
+  Placement matrix{};
+  rtcGetGeometryTransform(rtcGetGeometry(frame_.get(), instance), fractional_time, RTC_FORMAT_FLOAT3X4_COLUMN_MAJOR,
+                          matrix.data());
+  return Place(matrix);
+}
+
+RTCRayHit RenderScene::ray_from(Vec3 position, Vec3 direction, double fractional_time) {
+  RTCRayHit ray{};
+  ray.ray = make_ray(position, direction, fractional_time);
+  ray.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+  ray.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+  return ray;
+}
+
+RTCRay RenderScene::ray_from_surface(Vec3 position, Vec3 direction, double fractional_time) {
+  RTCRay ray = make_ray(position, direction, fractional_time);
+  ray.tnear =
+      static_cast<float>(shadow_gap * std::max({1.0, std::abs(position.x), std::abs(position.y), std::abs(position.z)}));
+  return ray;
+}
+
+void RenderScene::trace(std::span<RTCRayHit> rays) const {
+  RTCIntersectContext context = alike_rays();
+  rtcIntersect1M(frame_.get(), &context, rays.data(), static_cast<unsigned>(rays.size()), sizeof(RTCRayHit));
+}
+
+void RenderScene::trace(std::span<RTCRay> rays) const {
+  RTCIntersectContext context = alike_rays();
+  rtcOccluded1M(frame_.get(), &context, rays.data(), static_cast<unsigned>(rays.size()), sizeof(RTCRay));
+}
+
+void RenderScene::trace_one_by_one(std::span<RTCRayHit> rays, std::span<RTCRay> shadow_rays) const {
   RTCIntersectContext context;
   rtcInitIntersectContext(&context);
-  rtcIntersect1(frame_.get(), &context, &met);
+  for (RTCRayHit& ray : rays) rtcIntersect1(frame_.get(), &context, &ray);
+  for (RTCRay& ray : shadow_rays) rtcOccluded1(frame_.get(), &context, &ray);
+}
+
+std::optional<Hit> RenderScene::hit(const RTCRayHit& met, Vec3 position, Vec3 direction) const {
   if (met.hit.geomID == RTC_INVALID_GEOMETRY_ID) return std::nullopt;
 
-  const Mesh& mesh = *placed_[met.hit.instID[0]];
-  Placement matrix{};
-  rtcGetGeometryTransform(rtcGetGeometry(frame_.get(), met.hit.instID[0]), met.ray.time, RTC_FORMAT_FLOAT3X4_COLUMN_MAJOR,
-                          matrix.data());
-  const standin::Pose object{vector_at(matrix, 3), vector_at(matrix, 0), vector_at(matrix, 1), vector_at(matrix, 2)};
-  // Normals turn with the axes' cofactors, so that unequal scales keep them upright on their surface.
-  Vec3 normal = cross(object.up, object.forward) * met.hit.Ng_x + cross(object.forward, object.right) * met.hit.Ng_y +
-                cross(object.right, object.up) * met.hit.Ng_z;
+  const Placed& placed = placed_[met.hit.instID[0]];
+  Place moved;
+  if (placed.moves) moved = place_at(met.hit.instID[0], met.ray.time);
+  const Place& place = placed.moves ? moved : placed.place;
+  Vec3 normal = place.right_cofactor * met.hit.Ng_x + place.up_cofactor * met.hit.Ng_y + place.forward_cofactor * met.hit.Ng_z;
   const double size = length(normal);
   normal = size > 0.0 ? normal * (1.0 / size) : direction * -1.0;
   if (dot(normal, direction) > 0.0) normal = normal * -1.0;
 
+  const Mesh& mesh = *placed.mesh;
   const std::uint32_t surface = mesh.surface_of_triangle[met.hit.primID];
   static const standin::Surface plain;
-  return Hit{position + direction * met.ray.tfar, normal, object,
-             surface < mesh.surfaces->size() ? &(*mesh.surfaces)[surface] : &plain};
+  return Hit{position + direction * met.ray.tfar, normal, surface < mesh.surfaces->size() ? &(*mesh.surfaces)[surface] : &plain,
+             met.hit.instID[0], met.ray.time};
 }
 
-bool RenderScene::occluded(Vec3 position, Vec3 direction, double fractional_time) const {
-  RTCRay ray = make_ray(position, direction, fractional_time);
-  ray.tnear =
-      static_cast<float>(shadow_gap * std::max({1.0, std::abs(position.x), std::abs(position.y), std::abs(position.z)}));
-  RTCIntersectContext context;
-  rtcInitIntersectContext(&context);
-  rtcOccluded1(frame_.get(), &context, &ray);
-  return ray.tfar < 0.0F;
+standin::Pose RenderScene::object_of(const Hit& hit) const {
+  const Placed& placed = placed_[hit.instance];
+  return placed.moves ? place_at(hit.instance, hit.fractional_time).object : placed.place.object;
 }
 
 void RenderScene::check_device() const {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <span>
 #include <vector>
 
 #include "standin/object_file.h"
@@ -29,9 +30,10 @@ using EmbreeGeometry = std::unique_ptr<RTCGeometryTy, EmbreeRelease>;
 struct Hit {
   standin::Vec3 position;
   standin::Vec3 normal;
-  /// Where the object is at the ray's time; its axes scaled as it is.
-  standin::Pose object;
   const standin::Surface* surface = nullptr;
+  /// For RenderScene::object_of.
+  unsigned instance = 0;
+  float fractional_time = 0.0F;
 };
 
 /// The light that comes from one side: `towards_sun` has length one.
@@ -50,12 +52,27 @@ class RenderScene {
   /// Places the objects for `duration_seconds` from `start_seconds`. Threads: one, with no tracing meanwhile.
   void set_frame(double start_seconds, double duration_seconds);
 
-  /// The nearest surface along the ray at the given fraction of the frame's duration. Direction of length one.
-  /// Threads: any number at once.
-  std::optional<Hit> intersect(standin::Vec3 position, standin::Vec3 direction, double fractional_time) const;
+  /// A ray at the given fraction of the frame's duration; direction of length one. Threads: any.
+  static RTCRayHit ray_from(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
 
-  /// Whether anything stands between the point and whatever is endlessly far in the direction. Threads: any number at once.
-  bool occluded(standin::Vec3 position, standin::Vec3 direction, double fractional_time) const;
+  /// The same from a surface, which it does not meet itself.
+  static RTCRay ray_from_surface(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
+
+  /// Finds the nearest surface along every ray, of neighbouring pixels best. Threads: any number at once.
+  void trace(std::span<RTCRayHit> rays) const;
+
+  /// Finds whether there is any surface along every ray: `is_blocked` tells then. Threads: any number at once.
+  void trace(std::span<RTCRay> rays) const;
+  static bool is_blocked(const RTCRay& ray) { return ray.tfar < 0.0F; }
+
+  /// Both in a bare loop, ray by ray, as a measure of speed. Threads: any number at once.
+  void trace_one_by_one(std::span<RTCRayHit> rays, std::span<RTCRay> shadow_rays) const;
+
+  /// What a traced ray met, if anything. Position and direction are the ray's own, as exact as they were.
+  std::optional<Hit> hit(const RTCRayHit& ray, standin::Vec3 position, standin::Vec3 direction) const;
+
+  /// Where the object that was met is at the ray's time; its axes scaled as it is. Threads: any number at once.
+  standin::Pose object_of(const Hit& hit) const;
 
   /// Of the frame set last: the scene's first distant light, or a default.
   const Sun& sun() const { return sun_; }
@@ -72,10 +89,29 @@ class RenderScene {
   };
   /// Position, right, up and forward, as Embree wants them.
   using Placement = std::array<float, 12>;
+  /// Where an object is at one moment. Normals turn with the axes' cofactors, so that unequal scales keep them upright on
+  /// their surface.
+  struct Place {
+    Place() = default;
+    explicit Place(const Placement& matrix);
+
+    standin::Pose object;
+    standin::Vec3 right_cofactor;
+    standin::Vec3 up_cofactor;
+    standin::Vec3 forward_cofactor;
+  };
+
+  struct Placed {
+    const Mesh* mesh = nullptr;
+    bool moves = false;
+    /// Of one that does not move.
+    Place place;
+  };
 
   Mesh make_mesh(const PlacedLayer& placed) const;
   Placement placement(const Instance& instance, double time_seconds) const;
   void place(const Instance& instance, double start_seconds, double duration_seconds);
+  Place place_at(unsigned instance, float fractional_time) const;
   void check_device() const;
 
   const standin::Scene& scene_;
@@ -84,7 +120,7 @@ class RenderScene {
   std::vector<Instance> instances_;
   EmbreeScene frame_;
   /// By number of the instance in `frame_`.
-  std::vector<const Mesh*> placed_;
+  std::vector<Placed> placed_;
   Sun sun_;
 };
 

@@ -44,32 +44,42 @@ double stratum(std::uint32_t index, std::uint32_t count, std::uint64_t seed) {
   return (index + unit(mix(seed, index))) / count;
 }
 
+constexpr std::uint32_t reversed(std::uint32_t bits) {
+  bits = (bits >> 1 & 0x55555555U) | (bits & 0x55555555U) << 1;
+  bits = (bits >> 2 & 0x33333333U) | (bits & 0x33333333U) << 2;
+  bits = (bits >> 4 & 0x0F0F0F0FU) | (bits & 0x0F0F0F0FU) << 4;
+  bits = (bits >> 8 & 0x00FF00FFU) | (bits & 0x00FF00FFU) << 8;
+  return bits >> 16 | bits << 16;
+}
+
 /// Bits of the index mirrored about the binary point, then scrambled: evenly spread for every run of indices.
 double mirrored(std::uint32_t index, std::uint64_t seed) {
-  std::uint32_t bits = 0;
-  for (int i = 0; i < 32; ++i) bits |= ((index >> i) & 1U) << (31 - i);
-  return (bits ^ static_cast<std::uint32_t>(seed >> 32)) * 0x1p-32;
+  return (reversed(index) ^ static_cast<std::uint32_t>(seed >> 32)) * 0x1p-32;
 }
 
 }  // namespace
 
-PixelSample pixel_sample(std::uint32_t column, std::uint32_t row, std::uint32_t index, std::uint32_t count) {
-  const std::uint64_t pixel = mix((static_cast<std::uint64_t>(row) << 32) | column);
-  PixelSample sample{0.5, 0.5, 0.0, 0.0, 0.0};
-  if (count > 1) {
-    sample.x = stratum(index, count, mix(pixel, 0));
-    sample.y = mirrored(index, mix(pixel, 1));
-  }
+PixelSamples::PixelSamples(std::uint32_t column, std::uint32_t row, std::uint32_t count)
+    : pixel_(mix((static_cast<std::uint64_t>(row) << 32) | column)),
+      count_(count),
+      x_seed_(mix(pixel_, 0)),
+      y_seed_(mix(pixel_, 1)) {}
 
+PixelPoint PixelSamples::point(std::uint32_t index) const {
+  if (count_ < 2) return {};
+  return {stratum(index, count_, x_seed_), mirrored(index, y_seed_)};
+}
+
+LensSample PixelSamples::lens(std::uint32_t index) const {
   // Equal areas of the square go to equal areas of the disc: radius by one number, angle by the other.
-  const std::uint32_t lens_index = shuffled(index, count, mix(pixel, 2));
-  const double radius = std::sqrt(stratum(lens_index, count, mix(pixel, 3)));
-  const double angle = 2.0 * std::numbers::pi * mirrored(lens_index, mix(pixel, 4));
-  sample.lens_x = radius * std::cos(angle);
-  sample.lens_y = radius * std::sin(angle);
+  const std::uint32_t place = shuffled(index, count_, mix(pixel_, 2));
+  const double radius = std::sqrt(stratum(place, count_, mix(pixel_, 3)));
+  const double angle = 2.0 * std::numbers::pi * mirrored(place, mix(pixel_, 4));
+  return {radius * std::cos(angle), radius * std::sin(angle)};
+}
 
-  sample.time = stratum(shuffled(index, count, mix(pixel, 5)), count, mix(pixel, 6));
-  return sample;
+double PixelSamples::time(std::uint32_t index) const {
+  return stratum(shuffled(index, count_, mix(pixel_, 5)), count_, mix(pixel_, 6));
 }
 
 }  // namespace tool

@@ -4,17 +4,35 @@
 
 namespace tool {
 
-/// Where one sample of one pixel falls, each number in 0 to 1 (1 excluded), the lens in the unit disc.
-struct PixelSample {
-  double x = 0.0;
-  double y = 0.0;
-  double lens_x = 0.0;
-  double lens_y = 0.0;
-  double time = 0.0;
+/// Where a sample falls within its pixel, each number in 0 to 1 (1 excluded).
+struct PixelPoint {
+  double x = 0.5;
+  double y = 0.5;
 };
 
-/// Sample `index` of `count` of the pixel: the samples of a pixel are spread evenly over pixel, lens and time, and depend on
-/// nothing but the arguments. A single sample goes through the pixel's centre. Threads: any.
-PixelSample pixel_sample(std::uint32_t column, std::uint32_t row, std::uint32_t index, std::uint32_t count);
+/// Where it falls on the lens, in the unit disc.
+struct LensSample {
+  double x = 0.0;
+  double y = 0.0;
+};
+
+/// The samples of one pixel, numbered from 0 to count - 1: they are spread evenly over pixel, lens and time, and depend on
+/// nothing but column, row, index and count. A single sample goes through the pixel's centre. Threads: any.
+class PixelSamples {
+ public:
+  PixelSamples(std::uint32_t column, std::uint32_t row, std::uint32_t count);
+
+  PixelPoint point(std::uint32_t index) const;
+  LensSample lens(std::uint32_t index) const;
+  /// 0 to 1, 1 excluded.
+  double time(std::uint32_t index) const;
+
+ private:
+  std::uint64_t pixel_;
+  std::uint32_t count_;
+  /// Of the point, which every sample needs.
+  std::uint64_t x_seed_;
+  std::uint64_t y_seed_;
+};
 
 }  // namespace tool

@@ -35,16 +35,17 @@ Vec3 sky_light(Vec3 normal) {
 
 /// A surface that nobody coloured shows a checker, so that shape, scale and distortion can be seen. It is fixed to the object;
 /// its squares keep their size in the world.
-Vec3 surface_color(const Hit& hit) {
+Vec3 surface_color(const RenderScene& scene, const Hit& hit) {
   static const Vec3 untouched = standin::Surface{}.color;
   const Vec3 color = hit.surface->color;
   // The host writes its default as 0.78 or as 200/255.
   const auto near = [](double a, double b) { return std::abs(a - b) < 5e-3; };
   if (!near(color.x, untouched.x) || !near(color.y, untouched.y) || !near(color.z, untouched.z)) return color;
+  const standin::Pose object = scene.object_of(hit);
   // A step inwards keeps a face that lies just between two squares from flickering.
-  const Vec3 from_origin = hit.position - hit.normal * (1e-3 * checker_size) - hit.object.position;
+  const Vec3 from_origin = hit.position - hit.normal * (1e-3 * checker_size) - object.position;
   double squares = 0.0;
-  for (const Vec3 axis : {hit.object.right, hit.object.up, hit.object.forward}) {
+  for (const Vec3 axis : {object.right, object.up, object.forward}) {
     squares += std::floor(dot(from_origin, normalized(axis)) / checker_size);
   }
   return untouched * (std::fmod(std::abs(squares), 2.0) < 0.5 ? 1.0 : 0.45);
@@ -52,18 +53,36 @@ Vec3 surface_color(const Hit& hit) {
 
 }  // namespace
 
-Vec3 radiance(const RenderScene& scene, Vec3 position, Vec3 direction, double fractional_time) {
-  const auto hit = scene.intersect(position, direction, fractional_time);
-  if (!hit) return sky(direction);
+void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::span<Vec3> light, TraceWork& work) {
+  work.rays.clear();
+  for (const ViewRay& ray : rays) work.rays.push_back(RenderScene::ray_from(ray.position, ray.direction, ray.fractional_time));
+  scene.trace(work.rays);
 
-  Vec3 light = sky_light(hit->normal);
+  // Surfaces that the sun can reach only wait for their shadow rays, which are traced together.
+  work.shadow_rays.clear();
+  work.shadow_of.clear();
+  work.sunlight.clear();
   const Sun& sun = scene.sun();
-  const double slant = dot(hit->normal, sun.towards_sun);
-  if (slant > 0.0 && !scene.occluded(hit->position, sun.towards_sun, fractional_time)) {
-    light = light + sun.color * (slant * sun_strength);
+  for (std::size_t i = 0; i < rays.size(); ++i) {
+    const auto hit = scene.hit(work.rays[i], rays[i].position, rays[i].direction);
+    if (!hit) {
+      light[i] = sky(rays[i].direction);
+      continue;
+    }
+    const Vec3 color = surface_color(scene, *hit);
+    const Vec3 reflected = color * hit->surface->diffuse;
+    light[i] = filtered(sky_light(hit->normal), reflected) + color * hit->surface->luminosity;
+    const double slant = dot(hit->normal, sun.towards_sun);
+    if (slant <= 0.0) continue;
+    work.shadow_rays.push_back(RenderScene::ray_from_surface(hit->position, sun.towards_sun, rays[i].fractional_time));
+    work.shadow_of.push_back(i);
+    work.sunlight.push_back(filtered(sun.color * (slant * sun_strength), reflected));
   }
-  const Vec3 color = surface_color(*hit);
-  return filtered(light, color) * hit->surface->diffuse + color * hit->surface->luminosity;
+  scene.trace(work.shadow_rays);
+  for (std::size_t i = 0; i < work.shadow_rays.size(); ++i) {
+    if (!RenderScene::is_blocked(work.shadow_rays[i])) light[work.shadow_of[i]] = light[work.shadow_of[i]] + work.sunlight[i];
+  }
+  work.traced += rays.size() + work.shadow_rays.size();
 }
 
 }  // namespace tool
