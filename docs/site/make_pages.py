@@ -1,0 +1,463 @@
+#!/usr/bin/python3
+"""Makes the gallery's page and the reference: docs/site/make_pages.py [--module FILE] [--tool FILE] [--output FOLDER]
+
+Tables, panels and drawings come from the module itself; pages under docs say what they mean. A page that names what the
+module does not have, or leaves out what it has, is an error.
+"""
+
+import argparse
+import html
+import json
+import math
+import os
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import tomllib
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+from xml.etree import ElementTree
+
+import jinja2
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).parent))
+from ray_drawing import film_and_rays
+
+SITE = Path(__file__).resolve().parent
+ROOT = SITE.parent.parent
+SECTIONS = ("What it is for", "Mapping", "Projection", "Worth knowing")
+DEVELOPER_PAGES = ("link-file", "euler-angles")
+MATHML = "http://www.w3.org/1998/Math/MathML"
+INCLUDED_FILES = ("link/camera_link.h", "framework/euler.h", "examples/read_camera_link.c", "examples/read_camera_link.py")
+
+
+class PageError(Exception):
+    """What a person has to change, in a sentence."""
+
+
+# --- Pages as they are written.
+
+
+def split_page(file):
+    """Front matter and Markdown of a page."""
+    parts = re.split(r"^\+\+\+\n", file.read_text(encoding="utf-8"), maxsplit=2, flags=re.MULTILINE)
+    if len(parts) != 3 or parts[0]:
+        raise PageError(f"{file}: the page must begin with its settings between two lines +++")
+    try:
+        return tomllib.loads(parts[1]), parts[2]
+    except tomllib.TOMLDecodeError as error:
+        raise PageError(f"{file}: the settings between the lines +++ are no TOML: {error}") from error
+
+
+def without_math(markdown):
+    return re.sub(r"\$\$.*?\$\$|\$[^$]*\$", "", markdown, flags=re.DOTALL)
+
+
+def html_of(markdown):
+    run = subprocess.run(
+        ["pandoc", "-f", "markdown", "-t", "html5", "--mathml", "--no-highlight"], input=markdown, text=True, capture_output=True
+    )
+    # Pandoc writes mathematics that it does not understand as it stands, and warns.
+    if run.returncode or run.stderr:
+        raise PageError(f"pandoc says: {run.stderr.strip()}")
+    return re.sub(r"<math.*?</math>", lambda match: with_plain_brackets(match[0]), run.stdout, flags=re.DOTALL)
+
+
+def with_plain_brackets(math_element):
+    """Brackets grow around fractions only: without a font for mathematics they grow where they need not."""
+    ElementTree.register_namespace("", MATHML)
+    tree = ElementTree.fromstring(math_element)
+    for row in tree.iter(f"{{{MATHML}}}mrow"):
+        if not any(element.tag.endswith(("mfrac", "mtable")) for element in row.iter()):
+            for bracket in row.findall(f"{{{MATHML}}}mo[@stretchy='true']"):
+                bracket.set("stretchy", "false")
+    return ElementTree.tostring(tree, encoding="unicode")
+
+
+class CameraPage:
+    """A page under docs/cameras, with its sections as HTML."""
+
+    def __init__(self, file):
+        self.file = file
+        self.slug = file.stem
+        self.settings, self.markdown = split_page(file)
+        for key in ("title", "servers", "summary", "parameters"):
+            if key not in self.settings:
+                raise PageError(f'{file}: the settings lack "{key}"')
+        self.title = self.settings["title"]
+        self.summary = self.settings["summary"]
+        self.servers = self.settings["servers"]
+        self.parameters = self.settings["parameters"]
+        self.drawing = self.settings.get("drawing")
+
+    def make_sections(self):
+        parts = re.split(r"<h2 id=\"[^\"]*\">(.*?)</h2>", html_of(self.markdown))
+        found = dict(zip((html.unescape(title) for title in parts[1::2]), parts[2::2]))
+        if tuple(found) != SECTIONS:
+            raise PageError(f"{self.file}: the sections must be: {', '.join(SECTIONS)}; they are: {', '.join(found)}")
+        self.sections = found
+
+
+# --- What the module says.
+
+
+def is_parameter(row):
+    """Whether a row is something to describe: not a drawing, and not the version, which every panel shows."""
+    return not row["drawn"] and row["label"] != "Version"
+
+
+def row_key(row):
+    """What a page calls the row by: its label, or the channel where it has none."""
+    return row["label"] or row["channel_name"]
+
+
+def channels_without_row(camera):
+    shown = {row["channel_name"] for row in camera["panel_rows"]}
+    return [parameter for parameter in camera["parameters"] if parameter["channel_name"] not in shown]
+
+
+def parameter_keys(camera):
+    keys = [row_key(row) for row in camera["panel_rows"] if is_parameter(row)]
+    return keys + [parameter["channel_name"] for parameter in channels_without_row(camera)]
+
+
+def check_names(page, cameras):
+    """The page describes exactly the parameters there are. In its text, bold words and `code` are names: of panel rows,
+    choices, channels, or programs and functions, which start with `ovicam` or end with `Handler`."""
+    keys = list(dict.fromkeys(key for camera in cameras for key in parameter_keys(camera)))
+    unknown = [key for key in page.parameters if key not in keys]
+    if unknown:
+        raise PageError(f"{page.file}: the module has no parameter {quoted(unknown)}; it has: {quoted(keys)}")
+    missing = [key for key in keys if key not in page.parameters]
+    if missing:
+        raise PageError(f"{page.file}: [parameters] does not say what {quoted(missing)} does")
+    names = set(keys)
+    for camera in cameras:
+        names.update(parameter["channel_name"] for parameter in camera["parameters"])
+        for row in camera["panel_rows"]:
+            names.update([row["label"], *row["choices"]])
+    used = re.findall(r"\*\*(.+?)\*\*|`(.+?)`", without_math(page.markdown), flags=re.DOTALL)
+    for name in (" ".join((bold or code).split()) for bold, code in used):
+        if name not in names and not name.startswith("ovicam ") and not name.endswith("Handler") and name != "ovicam":
+            raise PageError(f'{page.file}: the text names "{name}", which the module does not have; it has: {quoted(sorted(names))}')
+
+
+def quoted(names):
+    return ", ".join(f'"{name}"' for name in names)
+
+
+def number(value):
+    return f"{value:.7g}".replace("-", "−")
+
+
+def with_unit(control_class, value):
+    """A number as the panel shows it."""
+    if control_class.startswith("angle"):
+        return f"{number(math.degrees(value))}°"
+    if control_class.startswith("percent"):
+        return f"{number(value * 100)} %"
+    if control_class.startswith("distance"):
+        return f"{number(value)} m"
+    return number(value)
+
+
+def unit(row):
+    for start, text in (
+        ("angle", "angle; radians in the channel"),
+        ("percent", "percent; 1 is 100 % in the channel"),
+        ("distance", "length; metres"),
+    ):
+        if row["control_class"].startswith(start):
+            return text
+    if row["choices"] or row["control_class"] == "iBoolean" or row["data_type"] == "string":
+        return "–"
+    return "whole number" if row["data_type"] == "integer" else "number"
+
+
+def value_range(row):
+    if row["data_type"] == "string":
+        return "–"
+    if row["control_class"] == "iBoolean":
+        return "on, off"
+    if row["choices"] == ["(none)"]:
+        others = {"cameras": "another camera of the scene", "objects": "an object of the scene"}
+        return f"(none) or {others.get(row['choices_of'], 'one of those in the scene')}"
+    if row["choices"]:
+        return ", ".join(choice.strip() for choice in row["choices"])
+    low, high = row["minimum"], row["maximum"]
+    shown = lambda value: with_unit(row["control_class"], value)
+    if low is not None and high is not None:
+        return f"{shown(low)} to {shown(high)}"
+    if low is not None:
+        return f"{shown(low)} and above"
+    return "any" if high is None else f"{shown(high)} and below"
+
+
+def default(row):
+    if row["data_type"] == "string" or not row["value"]:
+        return row["value"] or "–"
+    if row["control_class"] == "iBoolean":
+        return "on" if row["value"] != "0" else "off"
+    if row["choices"]:
+        return row["choices"][int(row["value"])]
+    return with_unit(row["control_class"], float(row["value"]))
+
+
+def parameter_rows(page, camera):
+    saved_kind = {name: item["kind"] for item in camera["saved_items"] for name in item["channel_names"]}
+
+    def animatable(channel):
+        if not channel:
+            return "no"
+        kind = saved_kind.get(channel)
+        return {"envelope": "yes", None: "yes, but not kept with the scene"}.get(kind, "yes, but the scene keeps one value")
+
+    rows = []
+    for row in filter(is_parameter, camera["panel_rows"]):
+        rows.append(
+            {
+                "name": row["label"] or "(no label)",
+                "channel": row["channel_name"] or "–",
+                "unit": unit(row),
+                "range": value_range(row),
+                "default": default(row),
+                "animatable": animatable(row["channel_name"]),
+                "text": page.parameters[row_key(row)],
+            }
+        )
+    for parameter in channels_without_row(camera):
+        rows.append(
+            {
+                "name": "(not on the panel)",
+                "channel": parameter["channel_name"],
+                "unit": "number",
+                "range": "any",
+                "default": number(parameter["default"]),
+                "animatable": animatable(parameter["channel_name"]),
+                "text": page.parameters[parameter["channel_name"]],
+            }
+        )
+    return rows
+
+
+def saved_rows(camera):
+    kinds = {
+        "envelope": "animated value, a VParm block",
+        "float": "number of 4 bytes",
+        "integer": "whole number of 4 bytes; base 16 in a scene's text",
+    }
+    rows = []
+    for item in camera["saved_items"]:
+        names = item["labels"] or item["channel_names"]
+        what = ", ".join(names) if names else "kept, shown nowhere"
+        if item["labels"] and item["channel_names"] and item["labels"] != item["channel_names"]:
+            what += f" ({', '.join(item['channel_names'])})"
+        rows.append({"kind": kinds.get(item["kind"], item["kind"]), "what": what})
+    return rows
+
+
+# --- Programs.
+
+
+class Programs:
+    def __init__(self, tool, module):
+        self.tool, self.module = tool, module
+        # Cameras that publish their exposure do so for the user who renders, not for one who makes pages.
+        self.temporary = tempfile.TemporaryDirectory(prefix="ovicam-pages-")
+        self.environment = {**os.environ, "TMPDIR": self.temporary.name}
+
+    def json(self, *arguments):
+        run = subprocess.run([self.tool, *arguments, "--json"], text=True, capture_output=True, env=self.environment)
+        if run.returncode:
+            raise PageError(f"{' '.join(map(str, (self.tool, *arguments)))}: {run.stderr.strip()}")
+        return json.loads(run.stdout)
+
+    def module_description(self):
+        return self.json("info", self.module)
+
+    def rays(self, settings, grid):
+        arguments = ["rays", ROOT / settings.get("scene", "samples/cameras.lws"), "--module", self.module]
+        arguments += ["--camera", settings["camera"], "--grid", grid]
+        if "server" in settings:
+            arguments += ["--server", settings["server"]]
+        for setting in settings.get("set", []):
+            arguments += ["--set", setting]
+        return self.json(*arguments)
+
+
+def drawings(page, programs):
+    """The figures of film and rays, or none for a camera without rays."""
+    if page.drawing is None:
+        return []
+    grid = page.drawing.get("grid", "84x63" if "tiles" in page.drawing else "13x9")
+    compare = page.drawing.get("compare")
+    try:
+        return film_and_rays(page.drawing, programs.rays(page.drawing, grid), programs.rays(compare, grid) if compare else None)
+    except KeyError as error:
+        raise PageError(f"{page.file}: [drawing] lacks {error}") from error
+
+
+# --- Pictures.
+
+
+def png_size(file):
+    with open(file, "rb") as stream:
+        head = stream.read(24)
+    if head[:8] != b"\x89PNG\r\n\x1a\n":
+        raise PageError(f"{file} is no PNG picture; render the gallery again")
+    return struct.unpack(">II", head[16:24])
+
+
+def read_pictures(list_file, folder):
+    """The pictures that are there, in the list's order, with their sizes; and the pinhole pictures by file."""
+    if not list_file.exists():
+        return [], {}
+    listed = tomllib.loads(list_file.read_text(encoding="utf-8"))
+
+    def present(entries):
+        for entry in entries:
+            if (folder / entry["file"]).exists():
+                width, height = png_size(folder / entry["file"])
+                yield {**entry, "width": width, "height": height}
+
+    pinholes = {entry["file"]: entry for entry in present(listed.get("pinhole", []))}
+    return list(present(listed.get("picture", []))), pinholes
+
+
+# --- Putting it together.
+
+
+def developer_page(slug):
+    settings, markdown = split_page(ROOT / "docs" / f"{slug}.md")
+
+    def included(match):
+        if match[1] not in INCLUDED_FILES:
+            raise PageError(f"docs/{slug}.md: {match[1]} cannot be included; files that can: {', '.join(INCLUDED_FILES)}")
+        file = ROOT / match[1]
+        language = {".h": "c", ".c": "c", ".py": "python"}[file.suffix]
+        return f"~~~~ {{.{language}}}\n{file.read_text(encoding='utf-8').rstrip()}\n~~~~"
+
+    return {**settings, "slug": slug, "body": html_of(re.sub(r"^\{\{include (\S+)\}\}$", included, markdown, flags=re.MULTILINE))}
+
+
+def write_if_changed(file, text):
+    if not file.exists() or file.read_text(encoding="utf-8") != text:
+        file.write_text(text, encoding="utf-8")
+
+
+def make_pages(module, tool, output, pages_folder):
+    programs = Programs(tool, module)
+    page_files = sorted(pages_folder.glob("*.md"))
+    if not page_files:
+        raise PageError(f"{pages_folder} holds no page")
+    pages = [CameraPage(file) for file in page_files]
+    with ThreadPoolExecutor(max_workers=os.cpu_count() or 2) as pool:
+        described = pool.submit(programs.module_description)
+        drawn = {page.slug: pool.submit(drawings, page, programs) for page in pages}
+        written = [pool.submit(page.make_sections) for page in pages]
+        developer = [pool.submit(developer_page, slug) for slug in DEVELOPER_PAGES]
+        description = described.result()
+        for task in written:
+            task.result()
+        drawn = {slug: task.result() for slug, task in drawn.items()}
+        developer = [task.result() for task in developer]
+
+    by_name = {camera["server_name"]: camera for camera in description["unregistered_cameras"] + description["cameras"]}
+    registered = [camera["server_name"] for camera in description["cameras"]]
+    page_of = {server: page for page in pages for server in page.servers}
+    without_page = [server for server in registered if server not in page_of]
+    if without_page:
+        raise PageError(f"{pages_folder}: no page is about {quoted(without_page)}")
+
+    pictures, pinholes = read_pictures(ROOT / "samples" / "gallery.toml", output / "pictures")
+    servers = [
+        {
+            "server_name": name,
+            "user_name": by_name[name]["user_name"],
+            "page": page_of[name].slug,
+            "title": page_of[name].title,
+            "summary": page_of[name].summary,
+        }
+        for name in registered
+    ]
+    shared = {
+        "servers": servers,
+        "pages": pages,
+        "developer_pages": developer,
+        "pinholes": pinholes,
+        "pictures": {page.slug: [entry for entry in pictures if entry["page"] == page.slug] for page in pages},
+    }
+    # The panel's drawings are links in themselves; everything else that goes into a page as it stands was made here.
+    environment = jinja2.Environment(
+        loader=jinja2.FileSystemLoader(SITE), autoescape=True, undefined=jinja2.StrictUndefined, trim_blocks=True, lstrip_blocks=True
+    )
+    (output / "reference").mkdir(parents=True, exist_ok=True)
+    shutil.copyfile(SITE / "style.css", output / "style.css")
+
+    def write(name, template, **values):
+        root = "../" if "/" in name else ""
+        write_if_changed(output / name, environment.get_template(template).render(root=root, **shared, **values))
+
+    for page in pages:
+        cameras = [by_name[name] for name in page.servers if name in by_name]
+        if cameras:
+            check_names(page, cameras)
+        first = cameras[0] if cameras else None
+        write(
+            f"reference/{page.slug}.html",
+            "camera.html",
+            title=page.title,
+            page=page,
+            cameras=cameras,
+            registered=[camera for camera in cameras if camera["server_name"] in registered],
+            panel=first and first["panel_html"],
+            parameters=parameter_rows(page, first) if first else None,
+            saved=saved_rows(first) if first else None,
+            figures=drawn[page.slug],
+        )
+    for page in developer:
+        write(f"reference/{page['slug']}.html", "developer.html", title=page["title"], page=page)
+    write("reference/index.html", "reference.html", title="Reference")
+    write("index.html", "gallery.html", title="OviCam")
+    return len(pages) + len(developer) + 2
+
+
+def is_made(stamp, arguments, inputs):
+    """Whether the pages were made with the same arguments, after the last change of every input."""
+    if not stamp.exists() or stamp.read_text(encoding="utf-8") != arguments:
+        return False
+    made = stamp.stat().st_mtime_ns
+    # A folder changes when a file in it comes or goes.
+    return all(file.exists() and file.stat().st_mtime_ns < made for file in inputs)
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Makes the gallery's page and the reference from the module and docs.")
+    parser.add_argument("--module", type=Path, default=ROOT / "build/windows/OviCam.p", help="module file (default: %(default)s)")
+    parser.add_argument("--tool", type=Path, default=ROOT / "build/native/ovicam", help="the program ovicam (default: %(default)s)")
+    parser.add_argument("--output", type=Path, default=ROOT / "build/gallery", help="folder (default: %(default)s)")
+    parser.add_argument("--pages", type=Path, default=ROOT / "docs/cameras", help="folder of the camera pages (default: %(default)s)")
+    arguments = parser.parse_args()
+    for file in (arguments.module, arguments.tool):
+        if not file.exists():
+            sys.exit(f"make_pages.py: there is no {file}; build it first, for example with: make module")
+    stamp = arguments.output / "reference" / ".made"
+    inputs = [arguments.module, arguments.tool, arguments.output / "pictures", *SITE.glob("*"), *arguments.pages.rglob("*"), arguments.pages]
+    inputs += [*(ROOT / "docs").glob("*.md"), *(ROOT / "samples").glob("*.*"), *(ROOT / file for file in INCLUDED_FILES)]
+    if is_made(stamp, repr(arguments), inputs):
+        print(f"The pages in {arguments.output} are made")
+        return
+    try:
+        count = make_pages(arguments.module, arguments.tool, arguments.output, arguments.pages)
+    except PageError as error:
+        sys.exit(f"make_pages.py: {error}")
+    stamp.write_text(repr(arguments), encoding="utf-8")
+    print(f"{count} pages are in {arguments.output}")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,337 @@
+#!/usr/bin/python3
+"""Renders the pictures that samples/gallery.toml lists through the shipped Windows module, and only what has changed since."""
+
+import argparse
+import concurrent.futures
+import fcntl
+import functools
+import hashlib
+import json
+import os
+import shlex
+import subprocess
+import sys
+import tomllib
+from dataclasses import dataclass
+from pathlib import Path
+
+from tqdm import tqdm
+
+ROOT = Path(__file__).resolve().parent.parent
+SECONDS_FOR_A_PICTURE = 600
+
+# Their pictures depend on other cameras of the scene.
+SERVERS_THAT_SHOW_CAMERAS = {"QuorinMultiCam", "Quorin4UpCam", "Quorin12UpCam", "QuorinOverscanCam", "QuorinDpiCam"}
+
+
+class CatalogueError(Exception):
+    """The list of pictures, or the command line, asks for what cannot be."""
+
+
+@dataclass(frozen=True)
+class Picture:
+    file: str
+    kind: str
+    camera: str
+    arguments: tuple[str, ...]
+    pinhole: str | None
+
+
+# --- The list of pictures ---------------------------------------------------------------------------------------------
+
+
+def read_picture(entry: dict, kind: str, where: str) -> Picture:
+    """An entry of the list, checked. Raises CatalogueError."""
+    file = entry.get("file")
+    if not isinstance(file, str) or not file.endswith(".png") or Path(file).name != file or file.startswith("."):
+        raise CatalogueError(f'{where}: "file" must be the name of a PNG picture without a folder, not {file!r}')
+    camera = entry.get("camera")
+    if not isinstance(camera, str) or not camera:
+        raise CatalogueError(f'{where}: {file}: "camera" must name a camera of the scene')
+    arguments = entry.get("arguments", [])
+    if not isinstance(arguments, list) or not all(isinstance(argument, str) for argument in arguments):
+        raise CatalogueError(f'{where}: {file}: "arguments" must be a list of texts')
+    if kind not in COMMANDS:
+        raise CatalogueError(f'{where}: {file}: "kind" must be one of {", ".join(COMMANDS)}, not {kind!r}')
+    return Picture(file, kind, camera, tuple(arguments), entry.get("pinhole"))
+
+
+def read_catalogue(path: Path) -> dict[str, Picture]:
+    """All pictures by file name. Raises CatalogueError."""
+    try:
+        catalogue = tomllib.loads(path.read_text(encoding="utf-8"))
+    except (OSError, UnicodeDecodeError, tomllib.TOMLDecodeError) as error:
+        raise CatalogueError(f"{path}: {error}") from error
+    where = path.name
+    pinholes = [read_picture(entry, "render", where) for entry in catalogue.get("pinhole", [])]
+    shown = [read_picture(entry, entry.get("kind"), where) for entry in catalogue.get("picture", [])]
+    pictures: dict[str, Picture] = {}
+    for picture in pinholes + shown:
+        if picture.file in pictures:
+            raise CatalogueError(f"{where}: {picture.file} is listed twice")
+        pictures[picture.file] = picture
+    plain = {picture.file for picture in pinholes}
+    for picture in shown:
+        if picture.pinhole is not None and picture.pinhole not in plain:
+            raise CatalogueError(f"{where}: {picture.file}: there is no [[pinhole]] with the file {picture.pinhole!r}")
+    return pictures
+
+
+def chosen_pictures(pictures: dict[str, Picture], names: list[str]) -> list[Picture]:
+    """The named pictures with their pinholes, or all. Raises CatalogueError."""
+    if not names:
+        return list(pictures.values())
+    chosen = {}
+    for name in names:
+        file = name if name.endswith(".png") else name + ".png"
+        if file not in pictures:
+            raise CatalogueError(f"no picture is called {name}; there are {', '.join(pictures)}")
+        for wanted in (file, pictures[file].pinhole):
+            if wanted is not None:
+                chosen[wanted] = pictures[wanted]
+    return list(chosen.values())
+
+
+# --- What a picture depends on ----------------------------------------------------------------------------------------
+
+
+@functools.cache
+def hash_of_file(path: Path) -> str:
+    return hashlib.sha256(path.read_bytes()).hexdigest()
+
+
+class SceneFile:
+    """A scene's text, apart in its cameras and everything else."""
+
+    def __init__(self, path: Path):
+        self.path = path
+        self._cameras: dict[str, list[str]] = {}
+        self._others: list[str] = []
+        self._objects: list[str] = []
+        block = self._others
+        for line in path.read_text(encoding="utf-8", errors="surrogateescape").splitlines():
+            word, _, rest = line.partition(" ")
+            if word == "AddCamera":
+                # The item's number in this line depends on how many cameras there are, and the picture does not.
+                block = []
+                continue
+            if not line:
+                block = self._others
+                continue
+            if word == "CameraName" and block is not self._others:
+                self._cameras[rest] = block
+            block.append(line)
+            if word == "LoadObjectLayer":
+                self._objects.append(rest.split(" ", 2)[-1])
+
+    def content_for(self, camera: str) -> list:
+        """What the picture of a camera depends on in the scene and in its objects' files."""
+        own = self._cameras.get(camera)
+        servers = {word for line in own or [] if line.startswith("Plugin CameraHandler ") for word in line.split()[3:4]}
+        alone = own is not None and not servers & SERVERS_THAT_SHOW_CAMERAS
+        cameras = own if alone else self._cameras
+        return [self._others, cameras, self._object_hashes]
+
+    @functools.cached_property
+    def _object_hashes(self) -> dict[str, str]:
+        files = {name: self.path.parent / name for name in self._objects}
+        return {name: hash_of_file(file) for name, file in files.items() if file.is_file()}
+
+
+@dataclass(frozen=True)
+class Renderer:
+    """The programs and files that pictures come from."""
+
+    tool: Path
+    module: Path
+    local_module: Path
+    scene: SceneFile
+
+    def command(self, picture: Picture, output: Path) -> list[str]:
+        words, module = COMMANDS[picture.kind]
+        return [str(self.tool), words[0], str(self.scene.path), "--module", str(getattr(self, module)), "--camera",
+                picture.camera, *words[1:], *picture.arguments, "-o", str(output)]
+
+    def key(self, picture: Picture) -> str:
+        """Changes with everything that the picture depends on."""
+        words, module = COMMANDS[picture.kind]
+        module_file = getattr(self, module)
+        binaries = [self.tool, module_file, *module_file.parent.glob("ovicam-ray-service*")]
+        parts = [words, picture.camera, picture.arguments, [hash_of_file(file) for file in sorted(binaries) if file.is_file()],
+                 self.scene.content_for(picture.camera)]
+        return hashlib.sha256(json.dumps(parts).encode()).hexdigest()
+
+
+# By kind: the words of the command, and the module that it takes. Gizmos are drawn by this machine's build of the module.
+COMMANDS = {
+    "render": (["render"], "module"),
+    "gizmo": (["render", "--gizmo"], "local_module"),
+    "coverage": (["bake-coverage"], "module"),
+}
+
+
+# --- The gallery's folder ---------------------------------------------------------------------------------------------
+
+
+class Gallery:
+    """A folder of pictures, and the file beside it that says what each was rendered from."""
+
+    def __init__(self, folder: Path):
+        self.pictures = folder / "pictures"
+        self.pictures.mkdir(parents=True, exist_ok=True)
+        self._key_file = folder / "pictures.json"
+        # Held until the program ends: two runs at once would take each other's pictures for their own.
+        self._lock = os.open(folder, os.O_RDONLY)
+        try:
+            fcntl.flock(self._lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            print(f"gallery: waiting for another run in {folder}", file=sys.stderr, flush=True)
+            fcntl.flock(self._lock, fcntl.LOCK_EX)
+        try:
+            self._keys = dict(json.loads(self._key_file.read_text(encoding="utf-8")))
+        except (OSError, ValueError, TypeError):
+            self._keys = {}
+
+    def has(self, picture: Picture, key: str) -> bool:
+        return self._keys.get(picture.file) == key and (self.pictures / picture.file).is_file()
+
+    def forget(self, files: list[str]) -> None:
+        """What is rendered anew does not count as done until it is."""
+        for file in files:
+            self._keys.pop(file, None)
+        self._save()
+
+    def remember(self, picture: Picture, key: str) -> None:
+        self._keys[picture.file] = key
+        self._save()
+
+    def remove_leftovers(self, listed: dict[str, Picture]) -> list[str]:
+        """Deletes pictures that were rendered for entries which are gone, and what stopped runs left; says which."""
+        left = [file for file in self._keys if file not in listed]
+        unfinished = [path.name for path in self.pictures.glob(".*.unfinished-*")]
+        for file in left + unfinished:
+            (self.pictures / Path(file).name).unlink(missing_ok=True)
+        self.forget(left)
+        return left
+
+    def _save(self) -> None:
+        new = self._key_file.with_suffix(".unfinished")
+        new.write_text(json.dumps(self._keys, indent=1, sort_keys=True) + "\n", encoding="utf-8")
+        new.replace(self._key_file)
+
+
+class Progress:
+    """A bar in a terminal; elsewhere a line now and then."""
+
+    def __init__(self, total: int):
+        self._total = total
+        self._done = 0
+        terminal = sys.stderr.isatty()
+        self._bar = tqdm(total=total, desc="Gallery", unit="picture", disable=not terminal)
+        self._every = None if terminal else max(1, -(-total // 5))
+
+    def step(self) -> None:
+        self._done += 1
+        self._bar.update()
+        if self._every and (self._done % self._every == 0 or self._done == self._total):
+            print(f"gallery: {self._done} of {self._total} pictures", file=sys.stderr, flush=True)
+
+    def say(self, text: str) -> None:
+        self._bar.clear()
+        print(text, file=sys.stderr, flush=True)
+        self._bar.refresh()
+
+    def close(self) -> None:
+        self._bar.close()
+
+
+# --- Rendering --------------------------------------------------------------------------------------------------------
+
+
+def render(command: list[str], output: Path) -> str:
+    """What went wrong; empty when the picture is there."""
+    try:
+        run = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace",
+                             timeout=SECONDS_FOR_A_PICTURE, check=False)
+    except subprocess.TimeoutExpired:
+        return f"it took more than {SECONDS_FOR_A_PICTURE} s and was stopped"
+    except OSError as error:
+        return str(error)
+    if run.returncode != 0:
+        return (run.stderr + run.stdout).strip() or f"it ended with {run.returncode} and said nothing"
+    return "" if output.is_file() else "it said that all is well, and wrote no picture"
+
+
+def render_all(renderer: Renderer, gallery: Gallery, waiting: dict[Picture, str], jobs: int) -> int:
+    """Renders the pictures, each with its key; returns how many failed."""
+    gallery.forget([picture.file for picture in waiting])
+    progress = Progress(len(waiting))
+    failures = 0
+    with concurrent.futures.ThreadPoolExecutor(jobs) as threads:
+        try:
+            running = {}
+            for picture in waiting:
+                output = gallery.pictures / picture.file
+                command = renderer.command(picture, output)
+                running[threads.submit(render, command, output)] = picture, command
+            for done in concurrent.futures.as_completed(running):
+                picture, command = running[done]
+                problem = done.result()
+                if problem:
+                    failures += 1
+                    progress.say(f"gallery: {picture.file} could not be rendered\n  by: {shlex.join(command)}\n  it says: {problem}")
+                else:
+                    gallery.remember(picture, waiting[picture])
+                progress.step()
+        except BaseException:
+            threads.shutdown(cancel_futures=True)
+            raise
+        finally:
+            progress.close()
+    return failures
+
+
+def arguments() -> argparse.Namespace:
+    parser = argparse.ArgumentParser(description=__doc__, epilog="Example: samples/render_gallery.py fisheye_power_two stereo")
+    parser.add_argument("names", nargs="*", metavar="PICTURE", help="names of pictures; their pinhole pictures come along (default: all)")
+    parser.add_argument("--tool", type=Path, default=ROOT / "build/native/ovicam", help="the ovicam program")
+    parser.add_argument("--module", type=Path, default=ROOT / "build/windows/OviCam.p", help="module that renders")
+    parser.add_argument("--local-module", type=Path,
+                        help="this machine's build of the module, for gizmos (default: OviCam.so beside the tool)")
+    parser.add_argument("--output", type=Path, default=ROOT / "build/gallery", help="the gallery's folder")
+    parser.add_argument("--catalogue", type=Path, default=ROOT / "samples/gallery.toml", help="list of the pictures")
+    parser.add_argument("--scene", type=Path, default=ROOT / "samples/cameras.lws", help="scene with the cameras")
+    # Each render uses all processors; a second one uses them while the first starts its programs.
+    parser.add_argument("--jobs", type=int, default=2, help="renders at a time")
+    given = parser.parse_args()
+    given.local_module = given.local_module or given.tool.parent / "OviCam.so"
+    for file in (given.tool, given.module, given.local_module, given.scene):
+        if not file.is_file():
+            parser.error(f"{file} is not there; build it with: make gallery")
+    if given.jobs < 1:
+        parser.error(f"--jobs {given.jobs}: give 1 or more")
+    return given
+
+
+def main() -> int:
+    given = arguments()
+    pictures = read_catalogue(given.catalogue)
+    chosen = chosen_pictures(pictures, given.names)
+    renderer = Renderer(given.tool.resolve(), given.module, given.local_module, SceneFile(given.scene))
+    gallery = Gallery(given.output)
+    removed = gallery.remove_leftovers(pictures)
+    keys = {picture: renderer.key(picture) for picture in chosen}
+    waiting = {picture: key for picture, key in keys.items() if not gallery.has(picture, key)}
+    failures = render_all(renderer, gallery, waiting, given.jobs) if waiting else 0
+    print(f"gallery: {len(waiting) - failures} rendered, {len(keys) - len(waiting)} unchanged, {len(removed)} removed, "
+          f"{failures} failed; in {gallery.pictures}", file=sys.stderr)
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except CatalogueError as error:
+        sys.exit(f"gallery: {error}")
+    except KeyboardInterrupt:
+        sys.exit("gallery: stopped; the next run goes on from here")

@@ -1,0 +1,273 @@
+#!/usr/bin/python3
+"""The gallery's page and the reference: what a browser makes of them, and which mistakes of a page are told.
+
+site_test.py --module OviCam.so --tool ovicam [unittest arguments]"""
+
+import argparse
+import re
+import struct
+import subprocess
+import sys
+import tempfile
+import tomllib
+import unittest
+import zlib
+from pathlib import Path
+from urllib.parse import unquote, urlsplit
+
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+
+ROOT = Path(__file__).resolve().parent.parent
+MAKE_PAGES = ROOT / "docs" / "site" / "make_pages.py"
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(MAKE_PAGES.parent))
+import make_pages
+
+ARGUMENTS = None
+
+# What a page shows that it should not: boxes that leave the page, and texts that leave their boxes.
+FIND_OVERFLOW = """
+const found = [];
+const page = document.documentElement;
+if (page.scrollWidth > page.clientWidth) found.push(`the page is ${page.scrollWidth} wide`);
+const about = (node) => `${node.tagName} "${node.textContent.trim().slice(0, 40)}"`;
+for (const element of document.body.querySelectorAll('*')) {
+  if (element.closest('pre') || element.tagName === 'OPTION') continue;
+  const box = element.getBoundingClientRect();
+  // What is for screen readers alone is a pixel wide.
+  if (box.width <= 1) continue;
+  if (box.left < -0.5 || box.right > page.clientWidth + 0.5) found.push(`${about(element)} leaves the page`);
+  const drawing = element.closest('svg');
+  if (drawing && element.tagName === 'text') {
+    const frame = drawing.getBoundingClientRect();
+    if (box.left < frame.left - 1 || box.right > frame.right + 1 || box.top < frame.top - 1 || box.bottom > frame.bottom + 1)
+      found.push(`${about(element)} leaves its drawing`);
+  }
+  if (drawing || getComputedStyle(element).display === 'inline' || element.closest('math')) continue;
+  for (const node of element.childNodes) {
+    if (node.nodeType !== Node.TEXT_NODE || !node.textContent.trim()) continue;
+    const range = document.createRange();
+    range.selectNodeContents(node);
+    const text = range.getBoundingClientRect();
+    if (text.width && (text.left < box.left - 1 || text.right > box.right + 1 || text.bottom > box.bottom + 3))
+      found.push(`the text "${node.textContent.trim().slice(0, 40)}" leaves its ${element.tagName}`);
+  }
+}
+return found;
+"""
+
+LOAD_IMAGES = """
+const done = arguments[0];
+const images = [...document.images];
+for (const image of images) image.loading = 'eager';
+Promise.all(images.map((image) => image.decode().then(() => null, () => image.getAttribute('src').slice(0, 80))))
+  .then((sources) => done(sources.filter((source) => source !== null)));
+"""
+
+FIND_TARGETS = """
+return [...document.querySelectorAll('a[href], link[href], img[src]')].map((each) => each.getAttribute('href') ?? each.getAttribute('src'));
+"""
+
+
+def png(width, height):
+    """A grey picture."""
+
+    def chunk(kind, data):
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+
+    rows = (b"\0" + b"\x80" * width) * height
+    header = struct.pack(">IIBBBBB", width, height, 8, 0, 0, 0, 0)
+    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
+
+
+def run_make_pages(*arguments):
+    return subprocess.run(
+        [MAKE_PAGES, "--module", ARGUMENTS.module, "--tool", ARGUMENTS.tool, *map(str, arguments)], text=True, capture_output=True
+    )
+
+
+class Pages(unittest.TestCase):
+    """The finished pages in a browser."""
+
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory(prefix="ovicam-site-test-")
+        cls.addClassCleanup(cls.folder.cleanup)
+        cls.site = Path(cls.folder.name) / "gallery"
+        (cls.site / "pictures").mkdir(parents=True)
+        listed = tomllib.loads((ROOT / "samples" / "gallery.toml").read_text(encoding="utf-8"))
+        for number, entry in enumerate(listed["picture"] + listed["pinhole"]):
+            size = [(640, 360), (960, 240), (360, 360)][number % 3]
+            (cls.site / "pictures" / entry["file"]).write_bytes(png(*size))
+        run = run_make_pages("--output", cls.site)
+        assert run.returncode == 0, run.stderr
+        cls.pages = sorted(cls.site.rglob("*.html"))
+
+        options = webdriver.ChromeOptions()
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+        for flag in (
+            "--headless=new --no-sandbox --disable-gpu --no-first-run --disable-background-networking "
+            "--disable-component-update --disable-sync"
+        ).split():
+            options.add_argument(flag)
+        options.add_argument(f"--user-data-dir={cls.folder.name}/profile")
+        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        cls.addClassCleanup(cls.browser.quit)
+
+    def show(self, page, width, theme):
+        self.browser.execute_cdp_cmd(
+            "Emulation.setDeviceMetricsOverride", {"width": width, "height": 900, "deviceScaleFactor": 1, "mobile": width < 600}
+        )
+        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": theme}]})
+        self.browser.get(page.as_uri())
+
+    def test_there_is_a_page_for_every_page_of_the_docs(self):
+        names = {page.name for page in (self.site / "reference").glob("*.html")}
+        self.assertEqual(names, {file.stem + ".html" for file in ROOT.glob("docs/**/*.md")} | {"index.html"})
+        self.assertIn(self.site / "index.html", self.pages)
+
+    def test_every_page_fits_phone_and_desk_in_light_and_dark_without_a_complaint(self):
+        for page in self.pages:
+            for width in (390, 1280):
+                for theme in ("light", "dark"):
+                    with self.subTest(page=page.name, width=width, theme=theme):
+                        self.show(page, width, theme)
+                        self.assertEqual(self.browser.execute_async_script(LOAD_IMAGES), [], "images that are broken")
+                        self.assertEqual(self.browser.execute_script(FIND_OVERFLOW), [])
+                        dark = self.browser.execute_script("return getComputedStyle(document.body).backgroundColor") == "rgb(24, 26, 30)"
+                        self.assertEqual(dark, theme == "dark")
+                        self.assertEqual([entry["message"] for entry in self.browser.get_log("browser")], [])
+
+    def test_every_link_leads_somewhere_on_this_disk(self):
+        ids = {page: set(re.findall(r'\bid="([^"]+)"', page.read_text(encoding="utf-8"))) for page in self.pages}
+        for page in self.pages:
+            self.show(page, 1280, "light")
+            targets = self.browser.execute_script(FIND_TARGETS)
+            self.assertGreater(len(targets), 3, page)
+            for target in targets:
+                with self.subTest(page=page.name, target=target[:80]):
+                    parts = urlsplit(target)
+                    if parts.scheme == "data":
+                        continue
+                    self.assertEqual((parts.scheme, parts.netloc), ("", ""))
+                    file = (page.parent / unquote(parts.path)).resolve() if parts.path else page
+                    self.assertTrue(file.is_file(), f"{file} is not there")
+                    if parts.fragment:
+                        self.assertIn(parts.fragment, ids[file])
+
+    def test_camera_pages_show_what_the_module_says(self):
+        page = (self.site / "reference" / "stereo.html").read_text(encoding="utf-8")
+        for part in (
+            'src="data:image/png;base64,',  # the panel's mark
+            "Convergence Toe In",
+            '<code>HorizontalShiftFactor</code>',
+            "1 to 360",
+            "6 cm",  # in the panel
+            "0.06 m",  # in the table
+            "kept, shown nowhere",
+            "yes, but the scene keeps one value",
+            "(none) or an object of the scene",
+            "<svg",
+            "<math",
+            "pictures/stereo",
+        ):
+            self.assertIn(part, page)
+        self.assertIn("−500 % to 500 %", (self.site / "reference" / "advanced-panoramic.html").read_text(encoding="utf-8"))
+        self.assertIn("projects: no", (self.site / "reference" / "skybox.html").read_text(encoding="utf-8"))
+        self.assertNotIn("<script", page)
+
+    def test_pages_that_are_made_are_left_alone(self):
+        # The first of the two makes up for whatever was edited since the pages were made.
+        run_make_pages("--output", self.site)
+        again = run_make_pages("--output", self.site)
+        self.assertEqual((again.returncode, again.stderr), (0, ""))
+        self.assertIn("are made", again.stdout)
+
+
+class Mistakes(unittest.TestCase):
+    """What is told of a page that does not suit the module."""
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory(prefix="ovicam-site-test-")
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = Path(folder.name)
+        programs = make_pages.Programs(ARGUMENTS.tool, ARGUMENTS.module)
+        cls.addClassCleanup(programs.temporary.cleanup)
+        cls.cameras = {camera["server_name"]: camera for camera in programs.module_description()["cameras"]}
+
+    def mistake(self, slug, *changes):
+        """What is said of a page in which the first text of each change is replaced by the second; empty when nothing is."""
+        text = (ROOT / "docs" / "cameras" / f"{slug}.md").read_text(encoding="utf-8")
+        for old, new in changes:
+            self.assertIn(old, text)
+            text = text.replace(old, new)
+        file = self.folder / f"{slug}.md"
+        file.write_text(text, encoding="utf-8")
+        try:
+            page = make_pages.CameraPage(file)
+            make_pages.check_names(page, [self.cameras[name] for name in page.servers])
+            page.make_sections()
+        except make_pages.PageError as error:
+            self.assertIn(str(file), str(error))
+            return str(error)
+        return ""
+
+    def test_pages_as_they_are_have_none(self):
+        for slug in ("panoramic", "perspective", "cylinder", "stereo"):
+            self.assertEqual(self.mistake(slug), "")
+
+    def test_a_parameter_that_the_module_does_not_have(self):
+        told = self.mistake("panoramic", ('"Horizontal FOV angle" =', '"Horizontal FOV" ='))
+        self.assertIn('no parameter "Horizontal FOV"', told)
+        self.assertIn('"Upper Vertical FOV angle"', told)
+
+    def test_a_parameter_without_a_description(self):
+        told = self.mistake("panoramic", ('"Horizontal FOV angle" =', '#'))
+        self.assertIn('does not say what "Horizontal FOV angle" does', told)
+        self.assertIn('"SizeAxis"', self.mistake("perspective", ('"SizeAxis" =', "#")))
+
+    def test_a_name_in_the_text_that_the_module_does_not_have(self):
+        self.assertIn('the text names "Toe In"', self.mistake("stereo", ("whatever **Convergence Toe In** says", "whatever **Toe In** says")))
+        self.assertIn('the text names "Upright Axis"', self.mistake("cylinder", ("`Vertical Axis`", "`Upright Axis`")))
+
+    def test_sections_that_are_not_the_four(self):
+        self.assertIn("the sections must be", self.mistake("panoramic", ("## Projection", "## Projections")))
+
+    def test_settings_that_are_not_there_or_no_toml(self):
+        self.assertIn("between two lines +++", self.mistake("panoramic", ("+++\n", "---\n")))
+        self.assertIn("no TOML", self.mistake("panoramic", ("title = ", "title ")))
+        self.assertIn('lack "summary"', self.mistake("panoramic", ("summary =", "summaries =")))
+
+    def test_mathematics_that_pandoc_does_not_understand(self):
+        page = self.folder / "panoramic.md"
+        text = (ROOT / "docs" / "cameras" / "panoramic.md").read_text(encoding="utf-8")
+        page.write_text(text.replace(r"\frac xW", r"\fraction xW"), encoding="utf-8")
+        with self.assertRaisesRegex(make_pages.PageError, "pandoc"):
+            make_pages.CameraPage(page).make_sections()
+
+    def test_the_program_ends_with_the_sentence(self):
+        pages = self.folder / "pages"
+        pages.mkdir()
+        for file in ROOT.glob("docs/cameras/*.md"):
+            if file.stem != "dual":
+                (pages / file.name).write_bytes(file.read_bytes())
+        output = self.folder / "gallery"
+        run = run_make_pages("--output", output, "--pages", pages)
+        self.assertEqual((run.returncode, run.stdout), (1, ""))
+        self.assertIn('no page is about "QuorinMultiCam"', run.stderr)
+        self.assertEqual(list(output.rglob("*.html")), [])
+        run = run_make_pages("--output", output, "--module", self.folder / "gone.so")
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("there is no", run.stderr)
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--module", required=True)
+    parser.add_argument("--tool", required=True)
+    ARGUMENTS, rest = parser.parse_known_args()
+    unittest.main(argv=[sys.argv[0], *rest])
