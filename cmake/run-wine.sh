@@ -7,6 +7,8 @@ export WINEDEBUG="${WINEDEBUG:--all}"
 # Neither .NET nor a web browser is needed, and without them the prefix is made without asking or downloading.
 export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe="
 unset DISPLAY
+# Wine reads names of files in the character set of the locale, and they are UTF-8.
+export LC_ALL=C.UTF-8
 # Debian's own name for it first: the "wine" in the path complains of a 32-bit Wine that nothing here needs.
 for wine in /usr/lib/wine/wine64 wine64 wine; do
   command -v "$wine" >/dev/null && break

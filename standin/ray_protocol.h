@@ -22,7 +22,7 @@ namespace standin::ray_protocol {
 
 static_assert(std::endian::native == std::endian::little, "values are copied as they lie in memory");
 
-constexpr std::uint32_t version = 0x4F560004;
+constexpr std::uint32_t version = 0x4F560005;
 /// Rays per request: long enough that the pipe's cost is shared, short enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 constexpr std::uint32_t most_bytes = 64U << 20;
@@ -43,6 +43,11 @@ class Writer {
   void put_text(const std::string& text) {
     put(static_cast<std::uint32_t>(text.size()));
     bytes_.insert(bytes_.end(), text.begin(), text.end());
+  }
+  /// As UTF-8: a Windows program would take a narrow text for one in its code page.
+  void put_path(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    put_text({text.begin(), text.end()});
   }
   void put_vector(Vec3 value) {
     put(value.x);
@@ -70,6 +75,10 @@ class Reader {
     const auto size = take<std::uint32_t>();
     return {advance(size), size};
   }
+  std::filesystem::path take_path() {
+    const std::string text = take_text();
+    return std::u8string(text.begin(), text.end());
+  }
   Vec3 take_vector() {
     const auto x = take<double>();
     const auto y = take<double>();
@@ -92,8 +101,8 @@ class Reader {
 };
 
 inline void put_options(Writer& message, const SessionOptions& options) {
-  message.put_text(options.scene_file.string());
-  message.put_text(options.module_file.string());
+  message.put_path(options.scene_file);
+  message.put_path(options.module_file);
   message.put_text(options.camera_name);
   message.put_text(options.server_name);
   message.put(static_cast<std::uint32_t>(options.settings.size()));
@@ -110,8 +119,8 @@ inline void put_options(Writer& message, const SessionOptions& options) {
 
 inline SessionOptions take_options(Reader& message) {
   SessionOptions options;
-  options.scene_file = message.take_text();
-  options.module_file = message.take_text();
+  options.scene_file = message.take_path();
+  options.module_file = message.take_path();
   options.camera_name = message.take_text();
   options.server_name = message.take_text();
   for (auto left = message.take<std::uint32_t>(); left > 0; --left) {

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <iterator>
 #include <mutex>
 #include <poll.h>
 #include <spawn.h>
@@ -320,14 +321,19 @@ class RemoteSession : public Session {
     Writer request(Kind::open);
     request.put(version);
     put_options(request, translated);
-    service_.ask(request);
+    Reader reply = service_.ask(request);
+    warnings_ = take_texts(reply);
   }
+
+  std::vector<std::string> take_warnings() override { return std::exchange(warnings_, {}); }
 
   FrameSetup begin_frame(int frame) override {
     Writer request(Kind::begin_frame);
     request.put(static_cast<std::int32_t>(frame));
     Reader reply = service_.ask(request);
-    return take_setup(reply);
+    const FrameSetup setup = take_setup(reply);
+    std::ranges::move(take_texts(reply), std::back_inserter(warnings_));
+    return setup;
   }
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
@@ -356,6 +362,7 @@ class RemoteSession : public Session {
 
  private:
   Service service_;
+  std::vector<std::string> warnings_;
 };
 
 }  // namespace
@@ -366,7 +373,7 @@ ModuleDescription describe_remote_module(const std::filesystem::path& module_fil
   Service service(module_file);
   Writer request(Kind::describe);
   request.put(version);
-  request.put_text(service.path(module_file).string());
+  request.put_path(service.path(module_file));
   Reader reply = service.ask(request);
   return take_description(reply);
 }

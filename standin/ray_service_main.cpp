@@ -70,12 +70,14 @@ class Service {
     const auto kind = request.take<Kind>();
     if (kind == Kind::open) {
       open(request);
-      return Writer(Kind::done);
+      Writer reply(Kind::done);
+      put_texts(reply, session_->take_warnings());
+      return reply;
     }
     if (kind == Kind::describe) {
       check_version(request);
       Writer reply(Kind::done);
-      put_description(reply, describe_module(request.take_text()));
+      put_description(reply, describe_module(request.take_path()));
       return reply;
     }
     if (session_ == nullptr) {
@@ -85,6 +87,7 @@ class Service {
     switch (kind) {
       case Kind::begin_frame:
         put_setup(reply, session_->begin_frame(request.take<std::int32_t>()));
+        put_texts(reply, session_->take_warnings());
         break;
       case Kind::evaluate:
         evaluate(request);

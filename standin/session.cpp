@@ -1,6 +1,9 @@
 #include "standin/session.h"
 
+#include <map>
+#include <set>
 #include <stdexcept>
+#include <utility>
 
 #include "standin/instance.h"
 #include "standin/name_list.h"
@@ -24,6 +27,24 @@ Item& chosen_camera(Scene& scene, const std::string& name) {
   }
   throw std::runtime_error("The scene has no camera" +
                            (names.empty() ? std::string() : " called \"" + name + "\"; it has: " + joined(names)));
+}
+
+/// One sentence for each camera server that the module does not have, with the cameras that the scene gives it to.
+std::vector<std::string> missing_servers(const Scene& scene, const Module& module) {
+  std::map<std::string, std::vector<std::string>> cameras_of;
+  for (const Item& item : scene.items) {
+    if (!item.camera || !item.camera->handler) continue;
+    const std::string& server = item.camera->handler->server_name;
+    if (server == perspective_name || module.find(LWCAMERA_HANDLER_CLASS, server) != nullptr) continue;
+    cameras_of[server].push_back(item.name);
+  }
+  std::vector<std::string> sentences;
+  sentences.reserve(cameras_of.size());
+  for (const auto& [server, cameras] : cameras_of) {
+    sentences.push_back("the module has no camera server \"" + server + "\", which the scene gives to " + joined(cameras) +
+                        "; rendered as a plain perspective");
+  }
+  return sentences;
 }
 
 /// The scene as the options change it, and which camera of it is rendered through which server.
@@ -62,6 +83,17 @@ class LocalSession : public Session {
     if (camera_) {
       camera_->clean_up();
     }
+  }
+
+  std::vector<std::string> take_warnings() override {
+    const std::vector<Message> messages = host_.messages();
+    for (; told_messages_ < messages.size(); ++told_messages_) {
+      std::string sentence;
+      for (const std::string& line : messages[told_messages_].lines) sentence += (sentence.empty() ? "" : ": ") + line;
+      // Cameras that lead back to one another give the same message again and again.
+      if (told_.insert(sentence).second) warnings_.push_back(sentence);
+    }
+    return std::exchange(warnings_, {});
   }
 
   FrameSetup begin_frame(int frame) override {
@@ -106,14 +138,21 @@ class LocalSession : public Session {
         options_{options.motion_blur, options.motion_steps, options.depth_of_field},
         host_(std::move(choice.scene)),
         plain_(host_.scene(), camera_number_) {
-    if (choice.server_name.empty()) {
+    if (!choice.server_name.empty()) {
+      module_ = std::make_unique<Module>(options.module_file);
+      warnings_ = missing_servers(host_.scene(), *module_);
+    }
+    const bool is_missing = options.server_name.empty() && module_ != nullptr &&
+                            module_->find(LWCAMERA_HANDLER_CLASS, choice.server_name) == nullptr;
+    if (module_ == nullptr || is_missing) {
       if (!options.settings.empty()) {
-        throw std::runtime_error("The host's own perspective camera has no settings; choose a camera server for \"" +
+        throw std::runtime_error((is_missing ? "The module has no camera server \"" + choice.server_name + "\", and the host's"
+                                             : std::string("The host's")) +
+                                 " own perspective camera has no settings; choose a camera server for \"" +
                                  options.settings.front().first + "\"");
       }
       return;
     }
-    module_ = std::make_unique<Module>(options.module_file);
     camera_ = std::make_unique<CameraInstance>(host_, *module_, choice.server_name, item());
     camera_->load_saved();
     for (const auto& [name, value] : options.settings) {
@@ -140,6 +179,9 @@ class LocalSession : public Session {
   PlainCamera plain_;
   std::unique_ptr<Module> module_;
   std::unique_ptr<CameraInstance> camera_;
+  std::vector<std::string> warnings_;
+  std::size_t told_messages_ = 0;
+  std::set<std::string> told_;
 };
 
 }  // namespace

@@ -70,6 +70,10 @@ class Session {
  public:
   virtual ~Session() = default;
 
+  /// What a person should know and was not told by an earlier call, in sentences: cameras of the scene whose server the module
+  /// does not have, which are plain perspectives, and what module and host said meanwhile. Threads: one.
+  virtual std::vector<std::string> take_warnings() = 0;
+
   /// Threads: one; no ray may be asked for meanwhile.
   virtual FrameSetup begin_frame(int frame) = 0;
 

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -33,6 +34,7 @@ std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
 /// Runs a command of the shell; standard output and standard error come together.
 Outcome run(const std::string& command) {
   Outcome outcome;
+  // NOLINTNEXTLINE(cert-env33-c): commands as a person types them, of the test's own making
   FILE* pipe = popen((command + " 2>&1").c_str(), "r");
   if (pipe == nullptr) return outcome;
   std::array<char, 4096> part{};
@@ -375,6 +377,87 @@ TEST_F(NativeTool, TheShippedModuleSeesWhatThisMachinesModuleSees) {
   EXPECT_EQ(difference.exit_code, 0) << difference.output;
 }
 
+TEST_F(NativeTool, CamerasOfServersThatTheModuleLacksArePlainPerspectives) {
+  ASSERT_EQ(render("plain.png").exit_code, 0);
+  standin::Scene scene = standin::read_scene_file(scene_);
+  standin::Item& camera = scene.items.back();
+  camera.camera->handler = standin::PluginBlock{"CameraHandler", 1, "AnotherMakersCam", {}};
+  standin::Item second = camera;
+  second.id += 1;
+  second.name = "Second";
+  scene.items.push_back(second);
+  standin::write_scene_file(scene, scene_);
+
+  const std::string told =
+      "warning: the module has no camera server \"AnotherMakersCam\", which the scene gives to Front, Second; rendered as a "
+      "plain "
+      "perspective\n";
+  const Outcome outcome = render("foreign.png");
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_EQ(outcome.output.find(told), 0U) << outcome.output;
+  EXPECT_TRUE(contents(out("foreign.png")) == contents(out("plain.png")));
+
+  const Outcome with_setting = render("set.png", "--set Power=2");
+  EXPECT_EQ(with_setting.exit_code, 1);
+  EXPECT_NE(with_setting.output.find("no camera server \"AnotherMakersCam\""), std::string::npos) << with_setting.output;
+  EXPECT_NE(with_setting.output.find("choose a camera server for \"Power\""), std::string::npos) << with_setting.output;
+  const Outcome asked_for = render("asked.png", "--server AnotherMakersCam");
+  EXPECT_EQ(asked_for.exit_code, 1);
+  EXPECT_NE(asked_for.output.find("QuorinFisheyeCam"), std::string::npos) << asked_for.output;
+
+  if (shipped_module().empty()) GTEST_SKIP() << "build/windows holds no OviCam.p with its ray service";
+  const Outcome shipped = render("shipped.png", "--module " + quoted(shipped_module()));
+  EXPECT_EQ(shipped.output.find(told), 0U) << shipped.output;
+  EXPECT_TRUE(contents(out("shipped.png")) == contents(out("plain.png")));
+}
+
+TEST_F(NativeTool, CamerasThatLeadBackToOneAnotherAreToldOfOnce) {
+  standin::Scene scene = standin::read_scene_file(scene_);
+  standin::Item& camera = scene.items.back();
+  // Both halves show the only other camera.
+  camera.camera->handler = standin::PluginBlock{"CameraHandler", 1, "QuorinMultiCam", {"1", "1"}};
+  standin::Item second = camera;
+  second.id += 1;
+  second.name = "Second";
+  scene.items.push_back(second);
+  standin::write_scene_file(scene, scene_);
+  std::vector<std::string> options{""};
+  if (!shipped_module().empty()) options.push_back("--module " + quoted(shipped_module()));
+  for (const std::string& option : options) {
+    const Outcome outcome = render("ring.png", option);
+    EXPECT_EQ(outcome.exit_code, 0);
+    const auto told = outcome.output.find("lead back to one another");
+    ASSERT_NE(told, std::string::npos) << outcome.output;
+    EXPECT_LE(std::ranges::count(outcome.output, '\n'), 4) << outcome.output;
+  }
+}
+
+TEST_F(NativeTool, RenderEndsWithItsSpeedBesideEmbrees) {
+  const Outcome outcome = render("out.png");
+  const auto last = outcome.output.rfind("traced ");
+  ASSERT_NE(last, std::string::npos) << outcome.output;
+  const std::string line = outcome.output.substr(last);
+  // 64 x 48 pixels with 4 samples each, and the rays from lit surfaces toward the sun.
+  std::smatch found;
+  ASSERT_TRUE(std::regex_search(line, found, std::regex("traced ([0-9.]+) k rays, [^:]*: ([0-9]+) % of Embree's own ")))
+      << line;
+  const double traced_thousands = std::stod(found[1]);
+  EXPECT_GE(traced_thousands, 12.2);
+  EXPECT_LE(traced_thousands, 2 * 12.3);
+  EXPECT_GT(std::stoi(found[2]), 0);
+  EXPECT_EQ(std::ranges::count(line, '\n'), 1) << line;
+}
+
+TEST_F(NativeTool, EveryCommandHelpsWithAnExample) {
+  for (const std::string command : {"", "info", "render", "panel", "rays", "skybox", "skybox split", "bake-coverage", "link"}) {
+    const Outcome outcome = run_tool(command + " --help");
+    EXPECT_EQ(outcome.exit_code, 0) << command;
+    const auto example = outcome.output.find("Example");
+    ASSERT_NE(example, std::string::npos) << outcome.output;
+    EXPECT_NE(outcome.output.find("\n  ovicam " + command, example), std::string::npos) << outcome.output;
+  }
+}
+
 TEST_F(NativeTool, InfoTellsTheSameOfTheShippedModule) {
   if (shipped_module().empty()) GTEST_SKIP() << "build/windows holds no OviCam.p with its ray service";
   const Outcome shipped = run_tool("info " + quoted(shipped_module()));
@@ -591,17 +674,11 @@ struct CutFace {
 };
 
 std::vector<CutFace> cut_faces(const std::string& output) {
+  static const std::regex pattern("([a-z]+): ([0-9]+)x([0-9]+) pixels from column ([0-9]+), row ([0-9]+)");
   std::vector<CutFace> faces;
-  std::istringstream lines(output);
-  for (std::string line; std::getline(lines, line);) {
-    std::array<char, 16> name{};
-    CutFace face;
-    if (sscanf(line.c_str(), "%15[a-z]: %dx%d pixels from column %d, row %d", name.data(), &face.width, &face.height,
-               &face.column, &face.row) != 5) {
-      continue;
-    }
-    face.name = name.data();
-    faces.push_back(face);
+  for (std::sregex_iterator found(output.begin(), output.end(), pattern); found != std::sregex_iterator(); ++found) {
+    const auto number = [&](std::size_t group) { return std::stoi((*found)[group]); };
+    faces.push_back({(*found)[1], number(2), number(3), number(4), number(5)});
   }
   return faces;
 }
@@ -625,6 +702,10 @@ TEST_F(NativeTool, SkyboxFacesAreTheCamerasOwnCellsAndReassemble) {
       const Colors frame = read_picture(frame_file);
       const Colors alpha = read_picture(frame_file, "A,A,A");
       std::vector<int> times_covered(static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height));
+      const auto times = [&](int column, int row) -> int& {
+        return times_covered[static_cast<std::size_t>(row) * static_cast<std::size_t>(frame.width) +
+                             static_cast<std::size_t>(column)];
+      };
       for (const CutFace& face : faces) {
         const Colors cut = read_picture(out("faces" + type) / (face.name + ".png"));
         ASSERT_EQ(cut.width, face.width);
@@ -632,15 +713,14 @@ TEST_F(NativeTool, SkyboxFacesAreTheCamerasOwnCellsAndReassemble) {
         for (int row = 0; row < cut.height; ++row) {
           for (int column = 0; column < cut.width; ++column) {
             ASSERT_EQ(cut.at(column, row), frame.at(face.column + column, face.row + row)) << face.name << ' ' << size;
-            ++times_covered[static_cast<std::size_t>((face.row + row) * frame.width + face.column + column)];
+            ++times(face.column + column, face.row + row);
           }
         }
       }
       // One sample goes through a pixel's centre: the camera sees something there if and only if the pixel is of a face.
       for (int row = 0; row < frame.height; ++row) {
         for (int column = 0; column < frame.width; ++column) {
-          ASSERT_EQ(times_covered[static_cast<std::size_t>(row * frame.width + column)], alpha.at(column, row)[0] > 0 ? 1 : 0)
-              << size << " column " << column << " row " << row;
+          ASSERT_EQ(times(column, row), alpha.at(column, row)[0] > 0 ? 1 : 0) << size << " column " << column << " row " << row;
         }
       }
     }
@@ -718,7 +798,7 @@ TEST_F(NativeTool, PanelPictureIsThePage) {
 
 class NativeToolLink : public NativeTool {
  protected:
-  Outcome link(const fs::path& temporary) const {
+  static Outcome link(const fs::path& temporary) {
     return run("TMPDIR=" + quoted(temporary) + " " + quoted(test_support::module_file().parent_path() / "ovicam") + " link");
   }
   void write_link(const std::string& text) const {
@@ -750,7 +830,7 @@ TEST_F(NativeToolLink, SaysWhyThereIsNoRecord) {
   };
   expect(link(folder_ / "gone"), "temporary directory is not there");
   expect(link(folder_ / std::string(300, 'x')), "TMPDIR");
-  write_link(std::string("\0\xff[CameraLink\n=\n", 17));
+  write_link(std::string("\0\xff[CameraLink\n=\n", 16));
   expect(link(folder_), "no version");
   write_link("[CameraLink]\nversion=2\n");
   expect(link(folder_), "version is 2");

@@ -32,32 +32,6 @@ struct Arguments {
   std::string picture;
 };
 
-bool allowed(int side_pixels) { return side_pixels > 0 && side_pixels <= largest_picture_side; }
-
-standin::SessionOptions session_options(const Arguments& arguments, const standin::Scene& scene) {
-  const std::string limits = "width and height must be from 1 to " + std::to_string(largest_picture_side) + " pixels";
-  standin::SessionOptions options;
-  options.scene_file = arguments.camera.scene;
-  options.module_file = arguments.camera.module_file();
-  options.camera_name = arguments.camera.camera;
-  options.server_name = baking_server;
-  options.settings = arguments.camera.parsed_settings();
-  const standin::CameraSettings& camera = *arguments.camera.find_camera(scene).camera;
-  options.width_pixels = camera.width_pixels;
-  options.height_pixels = camera.height_pixels;
-  if (!arguments.size.empty()) {
-    const auto size = two_numbers(arguments.size);
-    if (!size) throw UsageError("--size " + arguments.size + ": give WIDTHxHEIGHT in pixels, such as 640x480");
-    if (!allowed(size->first) || !allowed(size->second)) throw UsageError("--size " + arguments.size + ": " + limits);
-    options.width_pixels = size->first;
-    options.height_pixels = size->second;
-  }
-  if (!allowed(options.width_pixels) || !allowed(options.height_pixels)) {
-    throw std::runtime_error(arguments.camera.scene + ": " + limits + "; give --size");
-  }
-  return options;
-}
-
 /// How many pixels of the row are covered: the camera has no ray for them.
 std::size_t show_row(standin::Session& session, std::span<const standin::RayQuery> queries, std::span<Pixel> pixels) {
   std::vector<standin::RayAnswer> answers(queries.size());
@@ -75,11 +49,15 @@ void write_coverage(const Arguments& arguments) {
     throw UsageError("-o " + arguments.picture + ": the name must end in .png or .exr");
   }
   const standin::Scene scene = standin::read_scene_file(arguments.camera.scene);
-  const standin::SessionOptions options = session_options(arguments, scene);
-  const int width = options.width_pixels;
-  const int height = options.height_pixels;
+  const auto [width, height] =
+      picture_size(arguments.size, *arguments.camera.find_camera(scene).camera, arguments.camera.scene);
+  standin::SessionOptions options = arguments.camera.session_options();
+  options.server_name = baking_server;
+  options.width_pixels = width;
+  options.height_pixels = height;
   const auto session = standin::open_session_for(options);
   const standin::FrameSetup setup = session->begin_frame(scene.first_frame);
+  tell_warnings(*session, std::cerr);
   PictureFile picture(arguments.picture, width, height);
 
   std::vector<standin::RayQuery> queries(static_cast<std::size_t>(width));
@@ -104,6 +82,7 @@ void add_bake_coverage_command(CLI::App& app) {
   auto* command = app.add_subcommand("bake-coverage",
                                      "Shows which pixels an object's texture map covers, as the surface baking camera has it.");
   command->footer(
+      "Example:\n  ovicam bake-coverage samples/cameras.lws --camera Baking -o coverage.png\n"
       "Covered pixels are white. --set Mesh=NAME and --set \"UV Map\"=NAME choose what is shown; with --set \"Bake "
       "surroundings\"=1 the polygons' edges count as well as their corners.");
   const auto arguments = std::make_shared<Arguments>();

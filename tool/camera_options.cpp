@@ -85,6 +85,10 @@ const standin::Item& CameraOptions::find_camera(const standin::Scene& from) cons
   throw std::runtime_error(scene + ": the scene has no camera \"" + camera + "\"; it has " + standin::joined(names));
 }
 
+void tell_warnings(standin::Session& session, std::ostream& out) {
+  for (const std::string& warning : session.take_warnings()) out << "warning: " << warning << '\n';
+}
+
 OpenCamera::OpenCamera(const CameraOptions& options)
     : host(standin::read_scene_file(options.scene)),
       module(local_module_file(options)),

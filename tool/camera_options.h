@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,6 +38,9 @@ struct CameraOptions {
   /// Throws with the names there are when the scene has no such camera.
   const standin::Item& find_camera(const standin::Scene& from) const;
 };
+
+/// Writes what the session has to say to a person by now, a line each.
+void tell_warnings(standin::Session& session, std::ostream& out);
 
 /// A camera of the module in this process, loaded from the scene and set as the command line wants, with the host around it.
 class OpenCamera {

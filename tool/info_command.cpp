@@ -146,6 +146,7 @@ struct Arguments {
 
 void add_info_command(CLI::App& app) {
   auto* command = app.add_subcommand("info", "Shows a module's servers, and each camera's parameters and panel.");
+  command->footer("Example:\n  ovicam info build/native/OviCam.so");
   const auto arguments = std::make_shared<Arguments>();
   command->add_option("MODULE", arguments->module_file, "Module file, such as OviCam.so")->required();
   command->add_flag("--json", arguments->json,

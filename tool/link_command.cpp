@@ -167,6 +167,7 @@ void show_link(const Arguments& arguments) {
 
 void add_link_command(CLI::App& app) {
   auto* command = app.add_subcommand("link", "Shows what the cameras publish in the camera link file.");
+  command->footer("Example:\n  ovicam link --watch");
   const auto arguments = std::make_shared<Arguments>();
   arguments->options.add_module_to(*command);
   command->add_flag("--watch", arguments->watch, "Shows it again whenever it changes, until interrupted");

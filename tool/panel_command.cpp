@@ -46,6 +46,7 @@ void show_panel(const Arguments& arguments) {
 
 void add_panel_command(CLI::App& app) {
   auto* command = app.add_subcommand("panel", "Shows a camera's panel as a page and, with Chromium, as a picture beside it.");
+  command->footer("Example:\n  ovicam panel samples/cameras.lws --camera \"Skybox Cross\" -o panel.html");
   const auto arguments = std::make_shared<Arguments>();
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->page, "Page, .html; the picture gets the same name with .png")->required();

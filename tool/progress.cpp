@@ -60,7 +60,7 @@ void Progress::draw() const {
   std::cerr << line.str() << std::flush;
 }
 
-void Progress::note(const std::string& line) {
+void Progress::note(const std::string& line) const {
   if (!terminal_) std::cerr << line << '\n';
 }
 

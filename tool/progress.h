@@ -24,7 +24,7 @@ class Progress {
   void add(std::uint64_t rays);
 
   /// A line for those who keep a log: left out on a terminal, where the bar says the same. Threads: one.
-  void note(const std::string& line);
+  void note(const std::string& line) const;
 
  private:
   using Clock = std::chrono::steady_clock;

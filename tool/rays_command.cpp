@@ -125,6 +125,7 @@ void show_rays(const Arguments& arguments) {
   const standin::Item& item = arguments.camera.find_camera(scene);
   const auto session = standin::open_session_for(arguments.camera.session_options());
   const standin::FrameSetup setup = session->begin_frame(arguments.frame.value_or(scene.first_frame));
+  tell_warnings(*session, std::cerr);
   const auto rays = asked_rays(*session, setup, grid, eye);
   if (!arguments.json) {
     write_table(rays);
@@ -151,6 +152,7 @@ void show_rays(const Arguments& arguments) {
 void add_rays_command(CLI::App& app) {
   auto* command = app.add_subcommand(
       "rays", "Shows which ray the module gives for which film position; everything in metres, in the scene's world.");
+  command->footer("Example:\n  ovicam rays samples/cameras.lws --camera Panoramic --grid 5x3");
   const auto arguments = std::make_shared<Arguments>();
   arguments->camera.add_to(*command);
   command->add_option("--grid", arguments->grid, "COLUMNSxROWS of film positions, from edge to edge")->capture_default_str();

@@ -56,25 +56,6 @@ struct Arguments {
   std::string output;
 };
 
-struct Size {
-  int width = 0;
-  int height = 0;
-};
-
-bool allowed(Size size) {
-  return size.width > 0 && size.height > 0 && size.width <= largest_picture_side && size.height <= largest_picture_side;
-}
-
-std::string limits() { return "width and height must be from 1 to " + std::to_string(largest_picture_side) + " pixels"; }
-
-Size parse_size(std::string_view text) {
-  const auto numbers = two_numbers(text);
-  if (!numbers) throw UsageError("--size " + std::string(text) + ": give WIDTHxHEIGHT in pixels, such as 640x480");
-  const Size size{numbers->first, numbers->second};
-  if (!allowed(size)) throw UsageError("--size " + std::string(text) + ": " + limits());
-  return size;
-}
-
 std::string frame_line(const FrameJob& job, const RayCounts& rays, double seconds, const std::filesystem::path& file) {
   std::ostringstream line;
   line << "frame " << job.setup.frame << ": " << job.width << 'x' << job.height << ", " << job.samples_per_pixel
@@ -100,10 +81,6 @@ void render(const Arguments& arguments) {
   standin::SessionOptions options = arguments.camera.session_options();
   options.motion_blur = arguments.motion_blur;
   options.depth_of_field = arguments.depth_of_field;
-  Size size;
-  if (!arguments.size.empty()) size = parse_size(arguments.size);
-  options.width_pixels = size.width;
-  options.height_pixels = size.height;
   if (!PictureFile::is_picture_name(arguments.output)) {
     throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
   }
@@ -113,13 +90,15 @@ void render(const Arguments& arguments) {
 
   const standin::Scene scene = standin::read_scene_file(arguments.camera.scene);
   const standin::CameraSettings& camera = *arguments.camera.find_camera(scene).camera;
-  if (arguments.size.empty()) size = {camera.width_pixels, camera.height_pixels};
-  if (!allowed(size)) throw std::runtime_error(arguments.camera.scene + ": " + limits() + "; give --size");
+  const PictureSize size = picture_size(arguments.size, camera, arguments.camera.scene);
+  options.width_pixels = size.width;
+  options.height_pixels = size.height;
   if (arguments.frames.empty()) frames = {scene.first_frame, scene.first_frame, 1};
   const FrameName name(arguments.output, !frames.single());
 
   RenderScene render_scene(scene, std::cerr);
   const auto session = standin::open_session_for(options);
+  tell_warnings(*session, std::cerr);
   const double pixels = static_cast<double>(size.width) * size.height;
   RayCounts all_rays;
   double all_seconds = 0.0;
@@ -141,6 +120,7 @@ void render(const Arguments& arguments) {
       progress.note(frame_line(job, rays, seconds, file));
     }
   }
+  tell_warnings(*session, std::cerr);
   std::cerr << speed_line(all_rays, all_seconds) << '\n';
   if (all_rays.broken > 0)
     std::cerr << "warning: " << all_rays.broken << " rays had no finite position and direction; they count as none\n";
@@ -175,8 +155,8 @@ std::vector<standin::GizmoElement> drawn_gizmo(standin::CameraInstance& camera, 
 void draw_gizmo(const Arguments& arguments) {
   if (!arguments.output.ends_with(".png"))
     throw UsageError("-o " + arguments.output + ": with --gizmo the name must end in .png");
-  constexpr Size viewport{800, 600};
-  const Size size = arguments.size.empty() ? viewport : parse_size(arguments.size);
+  constexpr PictureSize viewport{800, 600};
+  const PictureSize size = arguments.size.empty() ? viewport : parse_size(arguments.size);
   std::optional<standin::Vec3> view_from;
   std::optional<standin::Vec3> look_at;
   if (!arguments.view_from.empty()) view_from = parse_point("--view-from", arguments.view_from);
@@ -216,6 +196,11 @@ void render_with_threads(const Arguments& arguments) {
 
 void add_render_command(CLI::App& app) {
   auto* command = app.add_subcommand("render", "Renders a scene through one of its cameras into PNG or EXR pictures.");
+  command->footer(
+      "Examples:\n"
+      "  ovicam render samples/plaza.lws --camera Panorama -o plaza.png\n"
+      "  ovicam render samples/plaza.lws --module build/windows/OviCam.p --frames 0-120:10 -o tram.####.png\n"
+      "A frame depends on nothing but the scene and its number: a render farm can split a range anywhere.");
   const auto arguments = std::make_shared<Arguments>();
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->output, "Picture; %04d or #### in its name stands for the frame's number")

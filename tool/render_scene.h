@@ -69,7 +69,7 @@ class RenderScene {
   void trace_one_by_one(std::span<RTCRayHit> rays, std::span<RTCRay> shadow_rays) const;
 
   /// What a traced ray met, if anything. Position and direction are the ray's own, as exact as they were.
-  std::optional<Hit> hit(const RTCRayHit& ray, standin::Vec3 position, standin::Vec3 direction) const;
+  std::optional<Hit> hit(const RTCRayHit& met, standin::Vec3 position, standin::Vec3 direction) const;
 
   /// Where the object that was met is at the ray's time; its axes scaled as it is. Threads: any number at once.
   standin::Pose object_of(const Hit& hit) const;

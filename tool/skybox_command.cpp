@@ -195,9 +195,11 @@ void split(const Arguments& arguments) {
 
 void add_skybox_command(CLI::App& app) {
   auto* skybox = app.add_subcommand("skybox", "Works on frames of the skybox camera.");
+  skybox->footer("Example:\n  ovicam skybox split skybox.png -o faces");
   skybox->require_subcommand(1);
   auto* command = skybox->add_subcommand("split", "Cuts a skybox frame into left, front, right, back, top and bottom.");
   command->footer(
+      "Example:\n  ovicam skybox split build/gallery/pictures/skybox_cross.png -o faces\n"
       "A pixel goes to the face that its centre lies on. The camera's grid is not quite centred, so the outermost faces are a "
       "pixel narrower or wider than the others; sizes that 4 and 3 do not divide shift that by another pixel.");
   const auto arguments = std::make_shared<Arguments>();
