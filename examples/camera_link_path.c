@@ -1,8 +1,9 @@
 /*
- * Prints where cameras publish their values. Linked against the module's import library instead of loading it by name:
+ * Prints where cameras publish their values. Linked against the module's import library instead of loading it by name; in
+ * the unpacked package, where OviCam.p is beside the program:
  *
- *   x86_64-w64-mingw32-gcc -I. examples/camera_link_path.c libOviCam.a -o camera_link_path.exe    (OviCam.p beside it)
- *   cl /I. examples\camera_link_path.c OviCam.lib
+ *   x86_64-w64-mingw32-gcc -Iinclude examples/camera_link_path.c lib/libOviCam.a -o camera_link_path.exe
+ *   cl /Iinclude examples\camera_link_path.c lib\OviCam.lib
  */
 #include <stdio.h>
 

@@ -1,8 +1,13 @@
 /*
- * Prints what a rendering camera published, or why there is nothing to print.
+ * Prints what a rendering camera published, or why there is nothing to print. In the unpacked package:
+ *
+ *   x86_64-w64-mingw32-gcc -Iinclude examples/read_camera_link.c -o read_camera_link.exe
+ *   cl /Iinclude examples\read_camera_link.c
+ *   read_camera_link.exe OviCam.p
+ *
+ * With a build of the module for this machine, in the sources' folder:
  *
  *   cc -I. examples/read_camera_link.c -ldl -o read_camera_link && ./read_camera_link OviCam.so
- *   x86_64-w64-mingw32-gcc -I. examples/read_camera_link.c -o read_camera_link.exe    (then with OviCam.p)
  */
 #include <stdio.h>
 #include <string.h>
