@@ -36,8 +36,8 @@ struct CameraServer {
   const TagInfo* tags;
 };
 
-constexpr auto server_records(const std::array<CameraServer, 17>& cameras) {
-  std::array<ServerRecord, 17 * 3 + 1> records{};
+constexpr auto server_records(const std::array<CameraServer, module::camera_count>& cameras) {
+  std::array<ServerRecord, module::server_count + 1> records{};
   std::size_t next = 0;
   for (const CameraServer& camera : cameras) {
     records[next++] = {LWCAMERA_HANDLER_CLASS, camera.name, camera.handler, camera.tags->data()};
@@ -76,7 +76,7 @@ OVICAM_EXPORT extern constexpr TagInfo tagInfo24 = user_name("Quorin Immersive C
 
 // Made by the compiler: nothing runs, and nothing can throw, when the module is loaded.
 // NOLINTNEXTLINE(cert-err58-cpp)
-OVICAM_EXPORT extern constinit const std::array<ServerRecord, 17 * 3 + 1> ServerDesc = server_records({{
+OVICAM_EXPORT extern constinit const std::array<ServerRecord, module::server_count + 1> ServerDesc = server_records({{
     {"QuorinMultiCam", MultiCam::CameraHandler, MultiCam::CameraInterface, MultiCam::CameraGizmo, &tagInfo1},
     {"Quorin4UpCam", FourUpCam::CameraHandler, FourUpCam::CameraInterface, FourUpCam::CameraGizmo, &tagInfo2},
     {"Quorin12UpCam", TwelveUpCam::CameraHandler, TwelveUpCam::CameraInterface, TwelveUpCam::CameraGizmo, &tagInfo3},
