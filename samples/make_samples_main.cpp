@@ -20,7 +20,7 @@ void write(const std::filesystem::path& file, const std::vector<std::uint8_t>& b
 }  // namespace
 
 int main(int argc, char** argv) try {
-  if (argc != 2) {
+  if (argc != 2 || *argv[1] == '-') {
     std::cerr << "Usage: make-samples FOLDER\nWrites the sample scene and its objects into the folder.\n";
     return EXIT_FAILURE;
   }
