@@ -270,11 +270,13 @@ def fan_names(fans, place, across, upward, length):
         x, y = place((tip[across], tip[upward]))
         dx, dy = ray.direction[across], -ray.direction[upward]
         size = math.hypot(dx, dy) or 1.0
-        x, y = (start[0], start[1] + 15) if apart else (x + 10 * dx / size, y + 4 + 9 * dy / size)
+        half_width = 2.8 * len(fan.name)
+        beside = (5 + half_width) * dx / size
+        x, y = (start[0], start[1] + 15) if apart else (x + beside, y + 4 + 9 * dy / size)
         while any(abs(x - other[0]) < 26 and abs(y - other[1]) < 11 for other in written):
             y += 11
         written.append((x, y))
-        yield text(min(max(x, 16), VIEW_SIZE - 16), y, fan.name, class_="halo")
+        yield text(min(max(x, half_width + 2), VIEW_SIZE - half_width - 2), y, fan.name, class_="halo")
 
 
 def scale_step(extent):
