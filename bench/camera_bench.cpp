@@ -35,8 +35,10 @@ struct FilmGrid {
 
   FilmGrid(double width, double height) {
     for (std::size_t i = 0; i < points.size(); ++i) {
-      const double u = static_cast<double>(i % 32) / 31.0 - 0.5;
-      const double v = static_cast<double>(i / 32) / 31.0 - 0.5;
+      const std::size_t column = i % 32;
+      const std::size_t row = i / 32;
+      const double u = static_cast<double>(column) / 31.0 - 0.5;
+      const double v = static_cast<double>(row) / 31.0 - 0.5;
       points[i] = {u * width, v * height};
     }
   }
@@ -194,7 +196,7 @@ StereoCam::Lens stereo() {
 
 int main(int argc, char** argv) try {
   if (argc != 2) {
-    std::fprintf(stderr, "Usage: camera_bench MODULE\n");
+    static_cast<void>(std::fprintf(stderr, "Usage: camera_bench MODULE\n"));
     return 2;
   }
   const standin::Module module(argv[1]);
@@ -243,6 +245,6 @@ int main(int argc, char** argv) try {
   }
   return 0;
 } catch (const std::exception& error) {
-  std::fprintf(stderr, "%s\n", error.what());
+  static_cast<void>(std::fprintf(stderr, "%s\n", error.what()));
   return 1;
 }

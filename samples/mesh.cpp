@@ -161,7 +161,7 @@ void Mesh::turned(Vec3 foot, std::span<const ProfilePoint> outline, int sides, c
   };
   const Paint first = paints_[current_paint_];
   for (int side = 0; side < sides; ++side) {
-    if (second) paint(side % 2 == 0 ? first : *second);
+    if (second != nullptr) paint(side % 2 == 0 ? first : *second);
     for (std::size_t i = 0; i + 1 < outline.size(); ++i) {
       const ProfilePoint& lower = outline[i];
       const ProfilePoint& upper = outline[i + 1];
@@ -171,7 +171,7 @@ void Mesh::turned(Vec3 foot, std::span<const ProfilePoint> outline, int sides, c
       polygon(face);
     }
   }
-  if (second) paint(first);
+  if (second != nullptr) paint(first);
   std::vector<Vec3> cap;
   for (int side = 0; side < sides && outline.back().radius > 0.0; ++side) cap.push_back(rim_point(outline.back(), side));
   if (!cap.empty()) polygon(cap);

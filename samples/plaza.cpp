@@ -474,7 +474,8 @@ Mesh west_offices() {
     mesh.paint(palette::pale_stone);
     mesh.box({office.left - 0.15, office.height, office.front - 0.3}, {office.right + 0.15, office.height + 0.35, 31.2});
     constexpr double storey = 1.9;
-    for (double sill = 6.1; sill + 1.2 < office.height; sill += storey) {
+    double sill = 6.1;
+    while (sill + 1.2 < office.height) {
       mesh.paint(palette::pale_stone);
       mesh.box({office.left + 0.4, sill - 0.15, office.front - 0.25}, {office.right - 0.4, sill, office.front});
       mesh.paint(palette::bright_glass);
@@ -485,6 +486,7 @@ Mesh west_offices() {
         const double x = office.left + 0.5 + (office.right - office.left - 1.0) * i / mullions;
         mesh.quad({x - 0.05, sill, office.front - 0.1}, {0.1, 0, 0}, {0, 1.2, 0});
       }
+      sill += storey;
     }
   }
   side_plaque(mesh, west, {0, 14.6, 21.2}, 1.2);
@@ -943,6 +945,7 @@ std::vector<SampleObject> plaza_objects() {
       Maker{"skyline", skyline},
   };
   std::vector<SampleObject> objects;
+  objects.reserve(makers.size());
   for (const Maker& maker : makers)
     objects.push_back({"objects/" + maker.name + ".lwo", maker.name, maker.make(), maker.headings_degrees});
   return objects;

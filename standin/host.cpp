@@ -278,7 +278,7 @@ std::vector<std::string> Host::violations() const {
   }
   for (const auto& mesh : scene_objects.meshes) {
     if (!mesh->record.intact()) {
-      sentences.push_back("LWMeshInfo: the module wrote past the record");
+      sentences.emplace_back("LWMeshInfo: the module wrote past the record");
     }
   }
   return sentences;

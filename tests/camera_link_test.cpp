@@ -651,7 +651,7 @@ TEST_F(CameraLink, NoFileWritesOutsideTheRecord) {
     QrmLinkRecord record;
     std::array<unsigned char, 64> after;
   };
-  std::mt19937 random(5);  // NOLINT(cert-msc32-c, cert-msc51-cpp): the same run every time
+  std::mt19937 random(5);
   constexpr std::string_view pieces[] = {
       "version=", "stmap_path=", "camera_name=", "cam_pos=", "iso=", "1", ",", "\n", "=", "\r"};
   for (int run = 0; run < 300; ++run) {
@@ -768,7 +768,7 @@ TEST_F(CameraLink, ProcessesPublishTheValuesOfOneCall) {
 
 TEST_F(CameraLink, ProcessEndedAtAnyMomentLeavesAWholeFile) {
   const std::set<std::string> possible = possible_contents(library, file, 2);
-  std::mt19937 random(11);  // NOLINT(cert-msc32-c, cert-msc51-cpp): the same run every time
+  std::mt19937 random(11);
   int ended_while_writing = 0;
   for (int run = 0; run < 25; ++run) {
     fs::remove(file);

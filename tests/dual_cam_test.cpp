@@ -60,7 +60,7 @@ struct StrangeList {
     table.next = next;
     table.name = [](LWItemID) { return "listed"; };
     override_.emplace(stage.module, "QuorinMultiCam", LWITEMINFO_GLOBAL, &table);
-    const auto hint = panel->hints_of(LWXPTAG_POPFUNCS, 0x8006).at(0);
+    const auto* const hint = panel->hints_of(LWXPTAG_POPFUNCS, 0x8006).at(0);
     count = reinterpret_cast<LWXPanelPopCountFunc*>(hint->arguments.at(1));
     name = reinterpret_cast<LWXPanelPopNameFunc*>(hint->arguments.at(2));
   }

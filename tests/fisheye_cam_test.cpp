@@ -387,7 +387,8 @@ TEST_F(FisheyeCam, DrawsTheSurfaceThatItsRaysSweep) {
     };
     for (int pass = 0; pass < 2; ++pass) {
       for (int cell = 0; cell < 100; ++cell) {
-        const standin::GizmoElement& quad = drawing.elements[static_cast<std::size_t>(pass * 100 + cell)];
+        const standin::GizmoElement& quad =
+            drawing.elements[static_cast<std::size_t>(pass) * 100 + static_cast<std::size_t>(cell)];
         ASSERT_EQ(quad.shape, standin::GizmoShape::quad);
         EXPECT_EQ(quad.coordinate_system, LWCSYS_WORLD);
         EXPECT_EQ(quad.color[3], pass == 0 ? 0.3F : 1.0F);

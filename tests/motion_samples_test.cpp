@@ -65,7 +65,7 @@ class MotionSamples : public testing::Test {
   void SetUp() override {
     // Corners between the samples of any count, so that a wrong sample or weight shows.
     standin::Item& item = stage.host.item("Camera");
-    std::mt19937 random(7);  // NOLINT(cert-msc32-c, cert-msc51-cpp): the same run every time
+    std::mt19937 random(7);
     std::uniform_real_distribution<double> value(-3.0, 3.0);
     for (std::size_t channel = 0; channel < 6; ++channel) {
       item.motion[channel].keys.clear();
@@ -361,7 +361,7 @@ TEST_F(MotionSamples, RayDoesNotDependOnWhatWasAskedBefore) {
   std::vector<RayBits> rays;
   rays.reserve(51);
   for (int i = 0; i <= 50; ++i) rays.push_back(bits_of(camera->evaluate({.film_x = 0.002, .fractional_time = i / 50.0})));
-  std::mt19937 random(11);  // NOLINT(cert-msc32-c, cert-msc51-cpp): the same run every time
+  std::mt19937 random(11);
   for (int i = 0; i < 1000; ++i) {
     const auto which = random() % rays.size();
     EXPECT_EQ(bits_of(camera->evaluate({.film_x = 0.002, .fractional_time = static_cast<double>(which) / 50.0})), rays[which]);

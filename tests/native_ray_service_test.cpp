@@ -144,13 +144,13 @@ TEST_F(RayService, AProgramThatDiesWhileAnotherKeepsItsPipesIsASentence) {
 }
 
 TEST_F(RayService, AnAnswerThatMakesNoSenseIsASentence) {
-  use_script("printf '\\377\\377\\377\\177abcdefgh'; cat >/dev/null");
+  use_script(R"(printf '\377\377\377\177abcdefgh'; cat >/dev/null)");
   EXPECT_NE(refusal().find("makes no sense"), std::string::npos) << refusal();
 }
 
 TEST_F(RayService, AnAnswerShorterThanItSaysIsASentence) {
   // Length 2, kind 6 (failed), and a text that is not there.
-  use_script("printf '\\002\\000\\000\\000\\006\\000'; cat >/dev/null");
+  use_script(R"(printf '\002\000\000\000\006\000'; cat >/dev/null)");
   EXPECT_NE(refusal().find("shorter than it says"), std::string::npos) << refusal();
 }
 

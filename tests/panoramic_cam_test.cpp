@@ -368,7 +368,7 @@ TEST_F(PanoramicCam, CameraMotionMovesTheRays) {
 }
 
 TEST_F(PanoramicCam, RaysAgreeWithTheReference) {
-  std::mt19937_64 random(20281026);  // NOLINT(cert-msc32-c, cert-msc51-cpp): the same run every time
+  std::mt19937_64 random(20281026);
   const auto between = [&](double low, double high) { return std::uniform_real_distribution<double>(low, high)(random); };
   double largest = 0.0;
   for (int i = 0; i < 2000; ++i) {
@@ -398,7 +398,7 @@ TEST_F(PanoramicCam, RaysAgreeWithTheReference) {
 }
 
 TEST_F(PanoramicCam, ProjectionsAgreeWithTheReference) {
-  std::mt19937_64 random(42);  // NOLINT(cert-msc32-c, cert-msc51-cpp): the same run every time
+  std::mt19937_64 random(42);
   const auto between = [&](double low, double high) { return std::uniform_real_distribution<double>(low, high)(random); };
   double largest = 0.0;
   for (int i = 0; i < 2000; ++i) {
@@ -422,7 +422,7 @@ TEST_F(PanoramicCam, ProjectionsAgreeWithTheReference) {
 }
 
 TEST_F(PanoramicCam, FilmToWorldAndBackOnRandomSettings) {
-  std::mt19937_64 random(1);  // NOLINT(cert-msc32-c, cert-msc51-cpp): the same run every time
+  std::mt19937_64 random(1);
   const auto between = [&](double low, double high) { return std::uniform_real_distribution<double>(low, high)(random); };
   double largest = 0.0;
   for (int i = 0; i < 10000; ++i) {
@@ -446,7 +446,7 @@ TEST_F(PanoramicCam, FilmToWorldAndBackOnRandomSettings) {
 }
 
 TEST_F(PanoramicCam, CallbackIsThePlainFunctionToTheBit) {
-  std::mt19937_64 random(99);  // NOLINT(cert-msc32-c, cert-msc51-cpp): the same run every time
+  std::mt19937_64 random(99);
   const auto between = [&](double low, double high) { return std::uniform_real_distribution<double>(low, high)(random); };
   const auto vector = [](const double* v) { return framework::Vector{v[0], v[1], v[2]}; };
   for (int i = 0; i < 2000; ++i) {

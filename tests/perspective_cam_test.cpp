@@ -13,7 +13,6 @@
 
 namespace {
 
-using standin::CameraInstance;
 using standin::CameraSettings;
 using standin::Envelope;
 using standin::Pose;

@@ -22,6 +22,7 @@ using standin::CameraInstance;
 using standin::RayAnswer;
 using standin::RayQuery;
 using test_support::LinkFile;
+using test_support::LinkFolder;
 using test_support::number;
 
 constexpr std::uint32_t iso_control = 0x8014;
@@ -80,7 +81,7 @@ class PhotographicPublishing : public testing::TestWithParam<Publisher> {
     return file.value_or(LinkFile{});
   }
 
-  test_support::LinkFolder link;
+  LinkFolder link;
   test_support::Stage stage;
 };
 
@@ -291,7 +292,7 @@ TEST_P(PhotographicPublishing, LoadedValuesNotAboveZeroBecomeTheDefaults) {
 TEST_P(PhotographicPublishing, AFailedWriteIsTriedAgainAtTheNextRay) {
   const auto camera = ready();
   const fs::path missing = link.folder() / "missing";
-  link.point_to(missing);
+  LinkFolder::point_to(missing);
   const RayAnswer ray = evaluate(*camera, 0.5);
   EXPECT_NE(ray.result, 0);
   EXPECT_NEAR(standin::length(ray.direction), 1.0, 1e-6);
@@ -310,7 +311,7 @@ TEST_P(PhotographicPublishing, AFailedWriteIsTriedAgainAtTheNextRay) {
 TEST_P(PhotographicPublishing, AFailedChangeKeepsWhatWasPublishedBefore) {
   const auto camera = ready();
   evaluate(*camera);
-  link.point_to(link.folder() / "missing");
+  LinkFolder::point_to(link.folder() / "missing");
   camera->parameter("PhotoISO").set_constant(100.0);
   evaluate(*camera);
   link.point_back();
@@ -328,7 +329,7 @@ TEST_P(PhotographicPublishing, UnusableTemporaryDirectoriesCostNoRay) {
   const auto camera = ready();
   std::ofstream(link.folder() / "file") << "no directory";
   for (const fs::path& directory : {link.folder() / "file", link.folder() / std::string(300, 'd')}) {
-    link.point_to(directory);
+    LinkFolder::point_to(directory);
     EXPECT_NE(evaluate(*camera).result, 0);
   }
   link.point_back();
@@ -398,7 +399,7 @@ thread_local bool is_held = false;
 std::atomic<bool> let_go = false;
 std::atomic<int> reads_of_held = 0;
 
-double read_time_and_wait(LWVParmID, LWTime time, void*, double* result) {
+double read_time_and_wait(LWVParmID /*parameter*/, LWTime time, void* /*data*/, double* result) {
   if (is_held && ++reads_of_held == 3) {
     while (!let_go) std::this_thread::yield();
   }
@@ -483,7 +484,7 @@ TEST_P(RenderThreads, RaysAreThoseOfOneThread) {
 
 TEST_P(RenderThreads, AMissingTemporaryDirectoryCostsNoRay) {
   const auto camera = ready();
-  link.point_to(link.folder() / "missing");
+  LinkFolder::point_to(link.folder() / "missing");
   std::atomic<int> rays = 0;
   run(
       [&](int) {

@@ -29,8 +29,9 @@ struct Law {
 
   /// Steep enough up to there to be inverted without losing many digits.
   bool is_steep_to(double end) const {
-    for (double s = 0.0; s <= end; s += 0.01) {
-      if (slope(s) < 0.2L) return false;
+    const auto hundredths = static_cast<int>(end * 100.0);
+    for (int hundredth = 0; hundredth <= hundredths; ++hundredth) {
+      if (slope(hundredth * 0.01) < 0.2L) return false;
     }
     return true;
   }

@@ -12,7 +12,6 @@
 namespace {
 
 using standin::CameraSettings;
-using standin::Envelope;
 using standin::Pose;
 using standin::RayAnswer;
 using standin::RayQuery;

@@ -89,7 +89,7 @@ class StandInHost : public Test {
     return id;
   }
 
-  double value_at(LWVParmID id, double seconds) {
+  static double value_at(LWVParmID id, double seconds) {
     std::array<double, 3> values{};
     return vparms().getVal(id, seconds, nullptr, values.data());
   }
@@ -316,7 +316,7 @@ TEST_F(StandInHost, UnknownParameterNameListsTheNames) {
   const LWVParmID id = make_parameter("Width", 4.0);
   try {
     host.find_parameter("Left", "Height");
-    FAIL() << "it was found";
+    ADD_FAILURE() << "it was found";
   } catch (const std::runtime_error& error) {
     EXPECT_NE(std::string(error.what()).find("Width"), std::string::npos) << error.what();
   }
@@ -597,13 +597,13 @@ class StandInPanel : public StandInHost {
     }
     return id <= 2 ? LWXPRC_DRAW : LWXPRC_NONE;
   }
-  static void draw(LWXPanelID, std::uint32_t, void* area, int width, int height) {
+  static void draw(LWXPanelID /*panel*/, std::uint32_t /*id*/, void* area, int width, int height) {
     LWXPDrawFuncs& functions = *panels().drawf;
     functions.drawRGBBox(area, 0, 0, 0, 0, 0, width, height);
     functions.drawRGBPixel(area, 10, 20, 30, 2, 1);
     functions.drawRGBPixel(area, 10, 20, 30, width, 0);
   }
-  static int count(void*) { return 2; }
+  static int count(void* /*data*/) { return 2; }
   static const char* name(void* data, int index) { return index == 0 ? "none" : static_cast<const char*>(data); }
 
   LWXPanelID make_panel() {

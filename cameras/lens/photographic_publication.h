@@ -122,9 +122,9 @@ template <class Camera>
   // The host may fill three numbers from where it is told to: what one reading leaves behind its own, the next one replaces.
   std::array<double, 5> readings;
   const LWVParmFuncs* vparmf = camera.host().vparmf;
-  read<&Lens::photo_iso>(camera, vparmf, fractional_time, &readings[0]);
-  read<&Lens::photo_iris>(camera, vparmf, fractional_time, &readings[1]);
-  read<&Lens::photo_shutter_degrees>(camera, vparmf, fractional_time, &readings[2]);
+  read<&Lens::photo_iso>(camera, vparmf, fractional_time, readings.data());
+  read<&Lens::photo_iris>(camera, vparmf, fractional_time, readings.data() + 1);
+  read<&Lens::photo_shutter_degrees>(camera, vparmf, fractional_time, readings.data() + 2);
   const auto kept_difference = [](double& value, double now) {
     return difference(kept(value).load(std::memory_order_relaxed), now);
   };

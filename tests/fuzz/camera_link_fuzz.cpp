@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(file != nullptr);
   QrmLinkRecord record = {};
   camera_link::read(file, record);
-  std::fclose(file);
+  require(std::fclose(file) == 0);
 
   for (const std::string_view field : {std::string_view(record.plugin, sizeof record.plugin),
                                        {record.plugin_version, sizeof record.plugin_version},

@@ -24,7 +24,7 @@ class Random {
  private:
   // The standard library's own distributions differ from one library to the next.
   double fraction() { return static_cast<double>(engine_() >> 11) * 0x1p-53; }
-  std::mt19937_64 engine_{20261028};  // NOLINT(cert-msc32-c,cert-msc51-cpp): meant to be predictable
+  std::mt19937_64 engine_{20261028};
 };
 
 /// What a projection answered, and the three numbers of its output afterwards.

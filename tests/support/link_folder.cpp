@@ -11,7 +11,7 @@ LinkFolder::LinkFolder() : folder_(scratch_folder()) { point_back(); }
 
 LinkFolder::~LinkFolder() { point_to(usual_); }
 
-void LinkFolder::point_to(const std::filesystem::path& directory) const {
+void LinkFolder::point_to(const std::filesystem::path& directory) {
 #ifdef _WIN32
   set_environment("TMP", directory.string());
 #else

@@ -23,7 +23,7 @@ class LinkFolder {
   std::filesystem::path file() const { return folder_ / "Quorin_CameraLink.ini"; }
 
   /// Lets the module look for another temporary directory, and back.
-  void point_to(const std::filesystem::path& directory) const;
+  static void point_to(const std::filesystem::path& directory);
   void point_back() const { point_to(folder_); }
 
   bool exists() const { return std::filesystem::exists(file()); }

@@ -37,7 +37,7 @@ std::vector<Pose> motion_samples(const standin::Host& host, const std::string& i
 Pose pose_at(const std::vector<Pose>& samples, double fractional_time) {
   if (fractional_time <= 0.0) return samples.front();
   if (fractional_time >= 1.0) return samples.back();
-  const double count = static_cast<double>(samples.size());
+  const auto count = static_cast<double>(samples.size());
   const double index = std::floor((count - 2.0) * fractional_time);
   const double weight = fractional_time - index / count;
   const Pose& a = samples[static_cast<std::size_t>(index)];

@@ -40,8 +40,7 @@ std::filesystem::path host_scene_folder() {
 std::filesystem::path scratch_folder() {
   static int count = 0;
   const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-  const auto folder =
-      std::filesystem::temp_directory_path() / ("ovicam-" + std::to_string(ticks) + "-" + std::to_string(count++));
+  auto folder = std::filesystem::temp_directory_path() / ("ovicam-" + std::to_string(ticks) + "-" + std::to_string(count++));
   std::filesystem::create_directories(folder);
   return folder;
 }

@@ -71,7 +71,8 @@ class TileCameraTest : public testing::TestWithParam<TileCamera> {
     return indexes;
   }
   std::vector<std::uint32_t> all_the_same(std::uint32_t index) const {
-    return std::vector<std::uint32_t>(facts.tile_count, index);
+    std::vector<std::uint32_t> indexes(facts.tile_count, index);
+    return indexes;
   }
   void load(const std::vector<std::uint32_t>& indexes) { camera->load_text(as_text(words(indexes))); }
   /// Every tile shows a camera of its own.
