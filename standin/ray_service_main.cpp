@@ -66,7 +66,7 @@ class Service {
  public:
   /// Throws with a sentence for a person. The answer's rays are in rays() until the next one.
   Writer answer(Reader request) {
-    if (!answers_.empty()) spare_ = std::exchange(answers_, {});
+    rays_ = {};
     const auto kind = request.take<Kind>();
     if (kind == Kind::open) {
       open(request);
@@ -101,7 +101,7 @@ class Service {
     return reply;
   }
 
-  std::span<const RayAnswer> rays() const { return answers_; }
+  std::span<const RayAnswer> rays() const { return rays_; }
 
  private:
   static void check_version(Reader& request) {
@@ -125,10 +125,9 @@ class Service {
     if (std::fread(queries_.data(), sizeof(RayQuery), count, stdin) != count) {
       throw std::runtime_error("The ray service's input ended within a request");
     }
-    std::vector<RayAnswer> answers = std::exchange(spare_, {});
-    answers.resize(count);
-    session_->evaluate(queries_, answers);
-    answers_ = std::move(answers);
+    answers_.resize(count);
+    session_->evaluate(queries_, answers_);
+    rays_ = answers_;
   }
 
   void project(Reader& request, Writer& reply) {
@@ -142,10 +141,9 @@ class Service {
 
   std::unique_ptr<Session> session_;
   std::vector<RayQuery> queries_;
-  /// Of a request that went well.
   std::vector<RayAnswer> answers_;
-  /// Memory for the next ones.
-  std::vector<RayAnswer> spare_;
+  /// All the answers, of a request that went well.
+  std::span<const RayAnswer> rays_;
 };
 
 Writer answer_or_failure(Service& service, std::vector<char> request) {

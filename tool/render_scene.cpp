@@ -204,9 +204,8 @@ std::optional<Hit> RenderScene::hit(const RTCRayHit& met, Vec3 position, Vec3 di
   if (met.hit.geomID == RTC_INVALID_GEOMETRY_ID) return std::nullopt;
 
   const Placed& placed = placed_[met.hit.instID[0]];
-  Place moved;
-  if (placed.moves) moved = place_at(met.hit.instID[0], met.ray.time);
-  const Place& place = placed.moves ? moved : placed.place;
+  std::optional<Place> moved;
+  const Place& place = placed.moves ? moved.emplace(place_at(met.hit.instID[0], met.ray.time)) : placed.place;
   Vec3 normal = place.right_cofactor * met.hit.Ng_x + place.up_cofactor * met.hit.Ng_y + place.forward_cofactor * met.hit.Ng_z;
   const double size = length(normal);
   normal = size > 0.0 ? normal * (1.0 / size) : direction * -1.0;
