@@ -70,6 +70,7 @@ format: lint-packages
 lint: packages lint-packages
 	shellcheck .ci/run $$(git ls-files '*.sh')
 	pyflakes3 $$(git ls-files '*.py')
+	cmake/check_layout.py
 	clang-format --dry-run -Werror $(cpp_files)
 	cmake --preset lint
 	run-clang-tidy -quiet -j 2 -p build/lint '\.cpp$$'

@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "sdk/host.h"
-#include "standin/host.h"
-#include "standin/instance.h"
-#include "standin/module.h"
-#include "standin/object_file.h"
+#include "standin/host/host.h"
+#include "standin/host/hosted_camera.h"
+#include "standin/host/module.h"
+#include "standin/scene/object_file.h"
 
 namespace {
 
@@ -132,7 +132,7 @@ double seconds(const std::function<void()>& action) {
 }
 
 /// The fastest of three frames.
-double scan_seconds(standin::CameraInstance& camera, bool surroundings) {
+double scan_seconds(standin::HostedCamera& camera, bool surroundings) {
   camera.panel().set_integer(mesh_id, 1);
   camera.panel().set_integer(uv_map_id, 1);
   camera.panel().set_integer(surroundings_id, surroundings ? 1 : 0);
@@ -143,7 +143,7 @@ double scan_seconds(standin::CameraInstance& camera, bool surroundings) {
 }
 
 /// Of positions all over a film of `share` times the size.
-double nanoseconds_per_ray(standin::CameraInstance& camera, double share) {
+double nanoseconds_per_ray(standin::HostedCamera& camera, double share) {
   const LWCameraAccess& access = camera.access();
   const auto evaluate = camera.handler().evaluate;
   LWCameraRay ray{};
@@ -179,7 +179,7 @@ int main(int argc, char** argv) try {
   host.camera("Camera").width_pixels = 1920;
   host.camera("Camera").height_pixels = 1080;
   const standin::Module module(argv[1]);
-  standin::CameraInstance camera(host, module, server, "Camera");
+  standin::HostedCamera camera(host, module, server, "Camera");
   const std::string what = std::to_string(triangle_count) + " triangles, ";
 
   // The table of the last activation counts.

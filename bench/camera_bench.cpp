@@ -12,17 +12,17 @@
 #include <utility>
 #include <vector>
 
-#include "cameras/lens/advanced_panoramic_cam.h"
-#include "cameras/lens/cylinder_cam.h"
-#include "cameras/lens/fisheye_cam.h"
-#include "cameras/lens/panoramic_cam.h"
-#include "cameras/lens/perspective_cam.h"
-#include "cameras/lens/radial_shift_cam.h"
-#include "cameras/lens/spherical_cam.h"
-#include "cameras/lens/stereo_cam.h"
-#include "standin/host.h"
-#include "standin/instance.h"
-#include "standin/module.h"
+#include "cameras/advanced_panoramic/advanced_panoramic_cam.h"
+#include "cameras/cylinder/cylinder_cam.h"
+#include "cameras/fisheye/fisheye_cam.h"
+#include "cameras/panoramic/panoramic_cam.h"
+#include "cameras/perspective/perspective_cam.h"
+#include "cameras/radial_shift/radial_shift_cam.h"
+#include "cameras/spherical/spherical_cam.h"
+#include "cameras/stereo/stereo_cam.h"
+#include "standin/host/host.h"
+#include "standin/host/hosted_camera.h"
+#include "standin/host/module.h"
 
 namespace {
 
@@ -103,7 +103,7 @@ void compare(const standin::Module& module, const char* server_name, double time
   standin::Host host{standin::Scene{}};
   const Exposure exposure;
   host.add_camera("Camera", {1.0, 2.0, 3.0});
-  standin::CameraInstance camera(host, module, server_name, "Camera");
+  standin::HostedCamera camera(host, module, server_name, "Camera");
   for (const auto& [channel_name, value] : settings) camera.parameter(channel_name).set_constant(value);
   camera.new_time(0, 0.0);
   camera.new_frame(0, 0.0, 1.0 / 60.0, 8);
@@ -138,7 +138,7 @@ void compare_threads(const standin::Module& module, const char* server_name) {
   constexpr int rays = 2'000'000;
   standin::Host host{standin::Scene{}};
   host.add_camera("Camera", {1.0, 2.0, 3.0});
-  standin::CameraInstance camera(host, module, server_name, "Camera");
+  standin::HostedCamera camera(host, module, server_name, "Camera");
   camera.new_time(0, 0.0);
   camera.new_frame(0, 0.0, 1.0 / 60.0, 8);
   const FilmGrid film(camera.access().filmSize[0], camera.access().filmSize[1]);

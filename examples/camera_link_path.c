@@ -7,7 +7,7 @@
  */
 #include <stdio.h>
 
-#include "link/camera_link.h"
+#include "interop/camera_link.h"
 
 int main(void) {
   char path[260];

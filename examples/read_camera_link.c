@@ -12,7 +12,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "link/camera_link.h"
+#include "interop/camera_link.h"
 
 #ifdef _WIN32
 #include <windows.h>

@@ -11,7 +11,7 @@ VECTOR = ctypes.c_double * 3
 
 
 class Record(ctypes.Structure):
-    """The record of link/camera_link.h; the order of the fields is the layout."""
+    """The record of interop/camera_link.h; the order of the fields is the layout."""
 
     _fields_ = [
         ("version", ctypes.c_int32),

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "module/module_block.h"
+#include "framework/module_block.h"
 
 namespace framework {
 namespace {
@@ -13,7 +13,7 @@ void acquire(const Table*& table, GlobalFunc* global, const char* service, LWGlo
 }
 
 void remember_global(HostServices& services, GlobalFunc* global, void* server_data) {
-  if (server_data != nullptr) static_cast<module::ModuleBlock*>(server_data)->global = global;
+  if (server_data != nullptr) static_cast<framework::ModuleBlock*>(server_data)->global = global;
   services.pGlobal = global;
 }
 

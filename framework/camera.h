@@ -7,4 +7,4 @@
 #include "framework/panel.h"
 #include "framework/parameters.h"
 #include "framework/scene_items.h"
-#include "module/export.h"
+#include "platform/export.h"

@@ -1,4 +1,4 @@
-#include "module/diagnostic_log.h"
+#include "platform/diagnostic_log.h"
 
 namespace {
 

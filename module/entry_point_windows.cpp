@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "module/diagnostic_log.h"
+#include "platform/diagnostic_log.h"
 
 /// Called by the system under its loader lock; never refuses.
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID /*reserved*/) {

@@ -1,8 +1,8 @@
 #include <new>
 
-#include "module/diagnostic_log.h"
-#include "module/module_block.h"
+#include "framework/module_block.h"
 #include "module/server_table.h"
+#include "platform/diagnostic_log.h"
 
 namespace {
 
@@ -16,13 +16,13 @@ extern "C" {
 /// memory has run out.
 OVICAM_EXPORT void* Startup() {
   diagnostic_log("Module Startup");
-  return new (std::nothrow) module::ModuleBlock{banner, nullptr};
+  return new (std::nothrow) framework::ModuleBlock{banner, nullptr};
 }
 
 /// Called by the host once before unloading, with the block of `Startup` or null.
 OVICAM_EXPORT void Shutdown(void* block) {
   diagnostic_log("Module Shutdown");
-  delete static_cast<module::ModuleBlock*>(block);
+  delete static_cast<framework::ModuleBlock*>(block);
 }
 
 /// What the host looks for in a module file.

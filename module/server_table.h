@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-#include "module/export.h"
+#include "platform/export.h"
 #include "sdk/loading.h"
 
 namespace module {

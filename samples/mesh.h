@@ -9,11 +9,11 @@
 #include <string_view>
 #include <vector>
 
-#include "standin/vector.h"
+#include "standin/scene/vector.h"
 
 namespace samples {
 
-using standin::Pose;
+using standin::ItemPose;
 using standin::Vec3;
 
 /// What a surface of an object file looks like: red, green and blue from 0 to 1, and how much of it comes from the lights
@@ -37,8 +37,8 @@ struct ProfilePoint {
 class Mesh {
  public:
   /// The shapes that follow are placed in this frame of the object.
-  void place(const Pose& frame) { frame_ = frame; }
-  const Pose& frame() const { return frame_; }
+  void place(const ItemPose& frame) { frame_ = frame; }
+  const ItemPose& frame() const { return frame_; }
 
   /// The shapes that follow get this surface, which is created when its name is new.
   void paint(const Paint& paint);
@@ -80,7 +80,7 @@ class Mesh {
 
   void stroke(Vec3 origin, Vec3 right, Vec3 up, std::span<const std::array<double, 2>> line, double half_width);
 
-  Pose frame_;
+  ItemPose frame_;
   std::vector<Paint> paints_;
   std::uint16_t current_paint_ = 0;
   /// In tenths of a millimetre: whole numbers, so that rounding in a machine's sine cannot change the file.

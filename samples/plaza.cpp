@@ -48,15 +48,15 @@ const std::array<const Paint*, side_count> side_colors{&palette::red, &palette::
 constexpr std::array<std::string_view, side_count> side_letters{"N", "E", "S", "W"};
 
 /// Quarter turns leave whole numbers whole, which a sine would not.
-Pose facing(std::size_t side, Vec3 position = {}) {
+ItemPose facing(std::size_t side, Vec3 position = {}) {
   constexpr std::array<Vec3, side_count> ways{Vec3{0, 0, 1}, Vec3{1, 0, 0}, Vec3{0, 0, -1}, Vec3{-1, 0, 0}};
-  return Pose{position, ways[(side + 1) % side_count], {0, 1, 0}, ways[side]};
+  return ItemPose{position, ways[(side + 1) % side_count], {0, 1, 0}, ways[side]};
 }
 
 /// A frame turned to a heading in degrees, clockwise from the north as seen from above.
-Pose turned_to(double heading_degrees, Vec3 position) {
+ItemPose turned_to(double heading_degrees, Vec3 position) {
   const double heading = heading_degrees * pi / 180.0;
-  return Pose{position, {std::cos(heading), 0, -std::sin(heading)}, {0, 1, 0}, {std::sin(heading), 0, std::cos(heading)}};
+  return ItemPose{position, {std::cos(heading), 0, -std::sin(heading)}, {0, 1, 0}, {std::sin(heading), 0, std::cos(heading)}};
 }
 
 /// A box by the middle of its underside and its size.
@@ -132,7 +132,7 @@ Mesh grid() {
       const double x = (column + 0.5) * tile_side - floor_half_side;
       const double z = (row + 0.5) * tile_side - floor_half_side;
       // Upright for somebody who stands in the middle.
-      const Pose way = facing(side_of(x, z));
+      const ItemPose way = facing(side_of(x, z));
       const bool innermost = std::abs(x) < tile_side && std::abs(z) < tile_side;
       mesh.lettering({x, inlay_height, z}, way.right, way.forward, tile_name(column, row), innermost ? 1.0 : 1.5);
     }
@@ -646,7 +646,7 @@ Mesh furniture() {
   }
   for (const std::size_t side : {north, south}) {
     for (const double sign : {-1.0, 1.0}) {
-      Pose spot = facing(side);
+      ItemPose spot = facing(side);
       spot.position = spot.point_to_world({sign * 6.0, 0, 14.6});
       mesh.place(spot);
       bench(mesh);
@@ -672,7 +672,7 @@ constexpr double line_end = 200.0;
 
 Mesh tram_line() {
   Mesh mesh;
-  mesh.place(Pose{{tram_line_east, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}});
+  mesh.place(ItemPose{{tram_line_east, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}});
   mesh.paint(palette::gravel);
   mesh.box({-1.3, 0, -line_end}, {1.3, 0.03, line_end});
   mesh.paint(palette::iron);
@@ -805,16 +805,16 @@ void far_tower(Mesh& mesh, Vec3 foot, double width, double height, const Paint& 
   mesh.paint(wall);
   block(mesh, {}, {width, height, width});
   mesh.paint(palette::bright_glass);
-  const Pose tower = mesh.frame();
+  const ItemPose tower = mesh.frame();
   const auto turn = [&](Vec3 way) { return tower.right * way.x + tower.forward * way.z; };
   constexpr int bands = 6;
   const double storey = height / (bands + 1);
   for (std::size_t side = 0; side < side_count; ++side) {
-    const Pose face = facing(side);
+    const ItemPose face = facing(side);
     const Vec3 inwards = turn(face.forward);
     // Sides that face away from the plaza stay bare.
     if (dot(inwards, foot) < width) continue;
-    mesh.place(Pose{foot, turn(face.right), face.up, inwards});
+    mesh.place(ItemPose{foot, turn(face.right), face.up, inwards});
     for (int band = 0; band < bands; ++band) {
       mesh.quad({-width * 0.42, (band + 0.9) * storey, -width / 2 - 0.1}, {width * 0.84, 0, 0}, {0, storey * 0.55, 0});
     }

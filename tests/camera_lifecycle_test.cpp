@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "standin/save_state.h"
+#include "standin/host/save_state.h"
 #include "tests/support/camera_facts.h"
 #include "tests/support/saved_settings.h"
 
 namespace {
 
-using standin::CameraInstance;
 using standin::Host;
-using standin::Parameter;
+using standin::HostedCamera;
+using standin::VariantParameter;
 using test_support::as_binary;
 using test_support::as_text;
 using test_support::CameraFacts;
@@ -28,14 +28,14 @@ using test_support::ValueFacts;
 constexpr const char* could_not_copy = "Could not copy";
 
 /// The contents of a camera's envelopes, in order.
-std::vector<standin::Envelope> envelopes_of(const CameraInstance& camera) {
+std::vector<standin::Envelope> envelopes_of(const HostedCamera& camera) {
   std::vector<standin::Envelope> contents;
-  for (const Parameter* parameter : camera.parameters()) contents.push_back(parameter->envelope);
+  for (const VariantParameter* parameter : camera.parameters()) contents.push_back(parameter->envelope);
   return contents;
 }
 
 /// The words and numbers that the panel shows.
-std::vector<double> plain_values_of(CameraInstance& camera, const CameraFacts& facts) {
+std::vector<double> plain_values_of(HostedCamera& camera, const CameraFacts& facts) {
   std::vector<double> values;
   const standin::Panel& panel = camera.panel();
   for (const ValueFacts& value : facts.values) {
@@ -46,7 +46,7 @@ std::vector<double> plain_values_of(CameraInstance& camera, const CameraFacts& f
 }
 
 /// Everything that the host may ask of an instance, in its order.
-void live_a_whole_life(CameraInstance& camera) {
+void live_a_whole_life(HostedCamera& camera) {
   camera.init_render(LWRM_RENDER);
   for (int frame = 0; frame < 3; ++frame) {
     const double seconds = frame / 30.0;
@@ -70,7 +70,7 @@ void live_a_whole_life(CameraInstance& camera) {
 
 class CameraLifecycle : public testing::TestWithParam<CameraFacts> {
  protected:
-  std::unique_ptr<CameraInstance> create(const std::string& item = "Camera") {
+  std::unique_ptr<HostedCamera> create(const std::string& item = "Camera") {
     return stage.create(GetParam().server_name, item);
   }
   void TearDown() override { stage.expect_clean(); }
@@ -90,7 +90,7 @@ TEST_P(CameraLifecycle, TellsItsNameAndFlags) {
 
 TEST_P(CameraLifecycle, CreatesItsEnvelopesInOrder) {
   const auto camera = create();
-  const std::vector<Parameter*> parameters = camera->parameters();
+  const std::vector<VariantParameter*> parameters = camera->parameters();
   ASSERT_EQ(parameters.size(), facts.channels.size());
   for (std::size_t i = 0; i < parameters.size(); ++i) {
     SCOPED_TRACE(facts.channels[i].name);
@@ -108,7 +108,7 @@ TEST_P(CameraLifecycle, StartsWithTheZoomOfItsOwnCameraAtTheHostsTime) {
                                                    {5.0, 1.0, standin::Span::linear, {}}};
   stage.host.set_time(7, 0.25);
   const auto camera = create("Other 3");
-  for (const Parameter* parameter : camera->parameters()) {
+  for (const VariantParameter* parameter : camera->parameters()) {
     EXPECT_EQ(parameter->group, Host::channel_group_of(stage.host.item("Other 3")));
     if (parameter->channel_name != "ZoomFactor") continue;
     EXPECT_EQ(parameter->envelope, standin::Envelope::constant(2.0));
@@ -312,9 +312,9 @@ TEST_P(CameraLifecycle, MissingInstanceIsSurvived) {
 TEST_P(CameraLifecycle, CopyTakesOverEverySetting) {
   const auto source = create();
   source->load_text(as_text(distinct_settings(facts)));
-  for (Parameter* parameter : source->parameters()) parameter->set_keys({{0.0, 0.75}, {1.0, 1.5}});
+  for (VariantParameter* parameter : source->parameters()) parameter->set_keys({{0.0, 0.75}, {1.0, 1.5}});
   const auto target = create("Other 1");
-  const std::vector<Parameter*> own = target->parameters();
+  const std::vector<VariantParameter*> own = target->parameters();
   target->copy_from(*source);
 
   EXPECT_EQ(target->parameters(), own);
@@ -379,7 +379,7 @@ TEST_P(CameraLifecycle, RefusedEnvelopeIsSurvivedThroughTheWholeLife) {
     stage.host.parameters.refusal.arm(static_cast<int>(refused) + 1);
     const auto camera = create();
     std::vector<std::string> names;
-    for (const Parameter* parameter : camera->parameters()) names.push_back(parameter->channel_name);
+    for (const VariantParameter* parameter : camera->parameters()) names.push_back(parameter->channel_name);
     std::vector<std::string> expected_names;
     std::vector<SavedValue> settings;
     for (const ChannelFacts& facts_of_channel : facts.channels) {
@@ -425,7 +425,7 @@ TEST_P(CameraLifecycle, InstanceWithoutAnyEnvelopeLivesItsWholeLife) {
 
 TEST_P(CameraLifecycle, InstancesKeepTheirSettingsApart) {
   constexpr int count = 100;
-  std::vector<std::unique_ptr<CameraInstance>> cameras;
+  std::vector<std::unique_ptr<HostedCamera>> cameras;
   cameras.reserve(count);
   for (int i = 0; i < count; ++i) {
     cameras.push_back(create("Other " + std::to_string(i % 12 + 1)));

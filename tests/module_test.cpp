@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "standin/dynamic_library.h"
+#include "standin/host/dynamic_library.h"
 #include "tests/support/camera_facts.h"
 #include "tests/support/paths.h"
 

@@ -17,7 +17,7 @@
 
 namespace {
 
-using standin::CameraInstance;
+using standin::HostedCamera;
 using standin::RayAnswer;
 using standin::RayQuery;
 using standin::Vec3;
@@ -78,7 +78,7 @@ class MotionSamples : public testing::Test {
   void TearDown() override { stage.expect_clean(); }
 
   /// The ray of a film position by the reference, from the host's own samples.
-  static void expect_rays_of(CameraInstance& camera, double start, double duration, unsigned samples, double time) {
+  static void expect_rays_of(HostedCamera& camera, double start, double duration, unsigned samples, double time) {
     const HostSamples told(camera.item_id(), start, duration, samples);
     const RealPose pose = told.at(time);
     const LWCameraAccess& access = camera.access();

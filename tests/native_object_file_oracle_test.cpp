@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <map>
 
-#include "standin/object_file.h"
+#include "standin/scene/object_file.h"
 #include "tests/support/paths.h"
 
 namespace {

@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "standin/ray_protocol.h"
-#include "standin/ray_service.h"
+#include "standin/remote/ray_protocol.h"
+#include "standin/remote/ray_service.h"
 #include "tests/support/paths.h"
 
 namespace standin {

@@ -14,8 +14,8 @@
 #include <utility>
 #include <vector>
 
-#include "standin/introspection.h"
-#include "standin/scene.h"
+#include "standin/scene/scene.h"
+#include "standin/session/introspection.h"
 #include "tests/support/paths.h"
 #include "tests/support/write_object.h"
 
@@ -601,7 +601,7 @@ TEST_F(NativeTool, EveryCameraOfTheModuleRenders) {
     const Outcome outcome = render("out.png", "--size 32x24 --server " + camera.server_name);
     EXPECT_EQ(outcome.exit_code, 0) << camera.server_name << "\n" << outcome.output;
     // Cameras that look through others, or at an object, see nothing until somebody chooses those.
-    const bool has_open_choice = std::ranges::any_of(camera.panel_rows, [](const standin::PanelRow& row) {
+    const bool has_open_choice = std::ranges::any_of(camera.panel_rows, [](const standin::ControlDescription& row) {
       return std::ranges::find(row.choices, "(none)") != row.choices.end();
     });
     if (camera.parameters.empty() || has_open_choice) continue;

@@ -1,4 +1,4 @@
-#include "standin/object_file.h"
+#include "standin/scene/object_file.h"
 
 #include <bit>
 #include <cmath>
@@ -7,7 +7,7 @@
 #include <limits>
 #include <random>
 
-#include "standin/file_error.h"
+#include "standin/scene/file_error.h"
 #include "tests/support/paths.h"
 
 namespace {

@@ -26,7 +26,7 @@ NEEDED_OF_WINDOWS = ("OviCam.p", "OviCam.lib", "libOviCam.a", "ovicam-ray-servic
 # For CTest: the test did not take place.
 SKIPPED = 77
 # What the script reads besides what is built.
-SOURCES = ("CMakeLists.txt", "CHANGELOG.md", "LICENSE", "cmake", "docs/package", "examples", "framework", "link", "samples")
+SOURCES = ("CMakeLists.txt", "CHANGELOG.md", "LICENSE", "cmake", "docs/package", "examples", "interop", "platform", "samples")
 PNG = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAAAAAA6fptVAAAACklEQVR4nGNoAAAAggCBd81ytgAAAABJRU5ErkJggg==")
 
 ARGUMENTS = None
@@ -133,8 +133,8 @@ class Bytes(Package):
             "OviCam.p": ARGUMENTS.windows_build / "OviCam.p",
             "lib/OviCam.lib": ARGUMENTS.windows_build / "OviCam.lib",
             "lib/libOviCam.a": ARGUMENTS.windows_build / "libOviCam.a",
-            "include/link/camera_link.h": ROOT / "link/camera_link.h",
-            "include/framework/euler.h": ROOT / "framework/euler.h",
+            "include/interop/camera_link.h": ROOT / "interop/camera_link.h",
+            "include/interop/euler.h": ROOT / "interop/euler.h",
             "README.txt": ROOT / "docs/package/README.txt",
             "LICENSE": ROOT / "LICENSE",
             "CHANGELOG.md": ROOT / "CHANGELOG.md",
@@ -219,7 +219,7 @@ class Use(Package):
         program, object_file = self.folder / "uses_both.c", self.folder / "uses_both.obj"
         # Without a C runtime, so that one program suits both; Microsoft's compiler then asks for a word that the runtime has.
         program.write_text(
-            '#include "framework/euler.h"\n#include "link/camera_link.h"\nint _fltused;\n'
+            '#include "interop/euler.h"\n#include "interop/camera_link.h"\nint _fltused;\n'
             "int start(void) {\n  char path[260];\n  Quat half_turn = Eul_ToQuat(Eul_(3.14159265f, 0.0f, 0.0f, 0));\n"
             "  return QrmLink_SidecarPath(path, 260) * 10 + (int)(half_turn.x + 0.5f);\n}\n"
         )

@@ -14,7 +14,7 @@
 
 namespace {
 
-using standin::CameraInstance;
+using standin::HostedCamera;
 using standin::Panel;
 using standin::PanelHint;
 using test_support::CameraFacts;
@@ -108,7 +108,7 @@ class CameraPanel : public testing::TestWithParam<CameraFacts> {
 
   const CameraFacts& facts = GetParam();
   Stage stage;
-  std::unique_ptr<CameraInstance> camera;
+  std::unique_ptr<HostedCamera> camera;
 };
 
 INSTANTIATE_TEST_SUITE_P(All, CameraPanel, testing::ValuesIn(test_support::all_cameras()),
@@ -154,7 +154,7 @@ TEST_P(CameraPanel, AnswersEveryIdOfItsOwn) {
         EXPECT_EQ(panel().get(value.id), nullptr);
         break;
       case ValueFacts::Kind::envelope: {
-        const standin::Parameter* parameter = stage.host.parameters.table.find(panel().get_envelope(value.id));
+        const standin::VariantParameter* parameter = stage.host.parameters.table.find(panel().get_envelope(value.id));
         EXPECT_EQ(parameter, &camera->parameter(value.text));
         break;
       }

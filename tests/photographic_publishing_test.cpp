@@ -18,7 +18,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using standin::CameraInstance;
+using standin::HostedCamera;
 using standin::RayAnswer;
 using standin::RayQuery;
 using test_support::LinkFile;
@@ -48,20 +48,20 @@ class PhotographicPublishing : public testing::TestWithParam<Publisher> {
  protected:
   void TearDown() override { stage.expect_clean(); }
 
-  std::unique_ptr<CameraInstance> create() { return stage.create(GetParam().server); }
+  std::unique_ptr<HostedCamera> create() { return stage.create(GetParam().server); }
 
-  std::unique_ptr<CameraInstance> ready() {
+  std::unique_ptr<HostedCamera> ready() {
     auto camera = create();
     camera->new_frame(0, 0.0, 1.0);
     return camera;
   }
 
-  static RayAnswer evaluate(const CameraInstance& camera, double time = 0.0) {
+  static RayAnswer evaluate(const HostedCamera& camera, double time = 0.0) {
     return camera.evaluate({0.001, 0.002, 0.1, 0.2, time, standin::Eye::centre});
   }
 
   /// Values that tell the time they were read at.
-  static void key_exposure(CameraInstance& camera) {
+  static void key_exposure(HostedCamera& camera) {
     camera.parameter("PhotoISO").set_keys({{0.0, 100.0}, {1.0, 1100.0}});
     camera.parameter("PhotoIris").set_keys({{0.0, 1.0}, {1.0, 21.0}});
     camera.parameter("PhotoShutter").set_keys({{0.0, 10.0}, {1.0, 350.0}});
@@ -429,7 +429,7 @@ TEST_P(RenderThreads, AnEvaluationPublishesItsOwnValuesWhateverOthersReadMeanwhi
 }
 
 TEST_P(RenderThreads, SeveralInstancesNeverMixTheirValues) {
-  std::vector<std::unique_ptr<CameraInstance>> cameras;
+  std::vector<std::unique_ptr<HostedCamera>> cameras;
   for (int i = 0; i < thread_count; ++i) {
     cameras.push_back(create());
     key_exposure(*cameras.back());

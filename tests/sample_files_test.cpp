@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "standin/object_file.h"
-#include "standin/scene.h"
+#include "standin/scene/object_file.h"
+#include "standin/scene/scene.h"
 #include "tests/support/paths.h"
 
 namespace {

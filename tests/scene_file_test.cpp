@@ -9,8 +9,8 @@
 #include <random>
 #include <sstream>
 
-#include "standin/file_error.h"
-#include "standin/scene.h"
+#include "standin/scene/file_error.h"
+#include "standin/scene/scene.h"
 #include "tests/support/paths.h"
 
 namespace {

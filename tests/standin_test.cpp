@@ -14,13 +14,13 @@
 #include <vector>
 
 #include "sdk/host.h"
-#include "standin/host.h"
-#include "standin/instance.h"
-#include "standin/introspection.h"
-#include "standin/module.h"
-#include "standin/plain_camera.h"
-#include "standin/save_state.h"
-#include "standin/session.h"
+#include "standin/host/host.h"
+#include "standin/host/hosted_camera.h"
+#include "standin/host/module.h"
+#include "standin/host/plain_camera.h"
+#include "standin/host/save_state.h"
+#include "standin/session/introspection.h"
+#include "standin/session/session.h"
 #include "tests/support/paths.h"
 
 namespace standin {
@@ -240,7 +240,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, ParameterInEitherForm, testing::Values(LWIO_TEXT
 TEST(ParameterBlock, TextIsTheSceneFilesOwnStyle) {
   SaveState saved(LWIO_TEXT);
   save_parameter(saved, Envelope::constant(0.5));
-  Parameter keyed;
+  VariantParameter keyed;
   keyed.set_keys({{0.0, 1.0}, {1.0, 2.0}});
   save_parameter(saved, keyed.envelope);
   EXPECT_EQ(saved.lines(), (Sentences{"{ VParm", "  0.5", "}", "{ VParm", "  { Envelope", "    2", "    Key 1 0 3 0 0 0 0 0 0",
@@ -693,7 +693,7 @@ TEST_F(StandInHost, DepthOfFieldIsSharpAtTheFocalDistance) {
 }
 
 TEST_F(StandInHost, MotionBlurMovesThePerspectiveCamera) {
-  Parameter x;
+  VariantParameter x;
   x.set_keys({{0.0, 0.0}, {1.0, 10.0}});
   host.item("Left").motion[0] = x.envelope;
   PlainCamera camera(host.scene(), host.item("Left").id);
@@ -895,13 +895,13 @@ TEST_P(EveryCamera, LivesRendersAndEndsWithoutAViolation) {
   Host host(small_scene());
   {
     const Module module(test_support::module_file());
-    CameraInstance camera(host, module, GetParam(), "Left");
+    HostedCamera camera(host, module, GetParam(), "Left");
     const Sentences text = camera.save_text();
     camera.load_text(text);
     EXPECT_EQ(camera.save_text(), text);
     camera.load_binary(camera.save_binary());
     EXPECT_EQ(camera.save_text(), text);
-    CameraInstance copy(host, module, GetParam(), "Right");
+    HostedCamera copy(host, module, GetParam(), "Right");
     copy.copy_from(camera);
     camera.init_render();
     for (const int frame : {0, 1}) {
@@ -937,7 +937,7 @@ TEST_F(StandInHost, AnEvaluatorRunsTheModulesCameraOfThatItem) {
   {
     const Module module(test_support::module_file());
     host.camera("Right").handler = handler_block("QuorinPanoramicCam", {});
-    CameraInstance split(host, module, "QuorinMultiCam", "Left");
+    HostedCamera split(host, module, "QuorinMultiCam", "Left");
     split.panel().set_integer(split.panel().control("Cam 1 (Left Side of Frame)").id, 1);
     split.init_render();
     host.evaluators.record_requests(true);
@@ -964,7 +964,7 @@ TEST_F(StandInHost, CamerasThatShowOneAnotherEnd) {
     const Module module(test_support::module_file());
     host.camera("Left").handler = handler_block("QuorinMultiCam", {"1", "0"});
     host.camera("Right").handler = handler_block("QuorinMultiCam", {"1", "0"});
-    CameraInstance split(host, module, "QuorinMultiCam", "Left");
+    HostedCamera split(host, module, "QuorinMultiCam", "Left");
     split.load_saved();
     split.init_render();
     split.begin_frame(0);
@@ -1038,8 +1038,8 @@ class DescribedCamera : public testing::Test {
     if (found == module.cameras.end()) throw std::runtime_error("no " + server_name);
     return *found;
   }
-  static const PanelRow& row(const CameraDescription& camera, const std::string& label) {
-    const auto found = std::ranges::find(camera.panel_rows, label, &PanelRow::label);
+  static const ControlDescription& row(const CameraDescription& camera, const std::string& label) {
+    const auto found = std::ranges::find(camera.panel_rows, label, &ControlDescription::label);
     if (found == camera.panel_rows.end()) throw std::runtime_error("no " + label);
     return *found;
   }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "module/export.h"
+#include "platform/export.h"
 
 extern "C" {
 

@@ -32,7 +32,7 @@ ROOT = SITE.parent.parent
 SECTIONS = ("What it is for", "Mapping", "Projection", "Worth knowing")
 DEVELOPER_PAGES = ("link-file", "euler-angles")
 MATHML = "http://www.w3.org/1998/Math/MathML"
-INCLUDED_FILES = ("link/camera_link.h", "framework/euler.h", "examples/read_camera_link.c", "examples/read_camera_link.py")
+INCLUDED_FILES = ("interop/camera_link.h", "interop/euler.h", "examples/read_camera_link.c", "examples/read_camera_link.py")
 
 
 class PageError(Exception):
@@ -79,7 +79,7 @@ def with_plain_brackets(math_element):
 
 
 class CameraPage:
-    """A page under docs/cameras, with its sections as HTML."""
+    """A page in a camera's folder, with its sections as HTML."""
 
     def __init__(self, file):
         self.file = file
@@ -351,7 +351,7 @@ def write_if_changed(file, text):
 
 def make_pages(module, tool, output, pages_folder):
     programs = Programs(tool, module)
-    page_files = sorted(pages_folder.glob("*.md"))
+    page_files = sorted(pages_folder.rglob("*.md"), key=lambda file: file.stem)
     if not page_files:
         raise PageError(f"{pages_folder} holds no page")
     pages = [CameraPage(file) for file in page_files]
@@ -440,7 +440,7 @@ def main():
     parser.add_argument("--module", type=Path, default=ROOT / "build/windows/OviCam.p", help="module file (default: %(default)s)")
     parser.add_argument("--tool", type=Path, default=ROOT / "build/native/ovicam", help="the program ovicam (default: %(default)s)")
     parser.add_argument("--output", type=Path, default=ROOT / "build/gallery", help="folder (default: %(default)s)")
-    parser.add_argument("--pages", type=Path, default=ROOT / "docs/cameras", help="folder of the camera pages (default: %(default)s)")
+    parser.add_argument("--pages", type=Path, default=ROOT / "cameras", help="folder of the cameras and their pages (default: %(default)s)")
     arguments = parser.parse_args()
     for file in (arguments.module, arguments.tool):
         if not file.exists():

@@ -1,6 +1,6 @@
 /// Feeds any bytes to the reader of the camera link file. Build and run, from the top of the repository:
 ///   clang++ -std=c++20 -g -O1 -I. -fsanitize=fuzzer,address,undefined tests/fuzz/camera_link_fuzz.cpp
-///       link/camera_link_text.cpp link/number_text.cpp -o build/camera_link_fuzz
+///       interop/camera_link_text.cpp interop/number_text.cpp -o build/camera_link_fuzz
 ///   build/camera_link_fuzz -max_total_time=60 build/camera_link_found tests/fuzz/camera_link_corpus
 /// The first folder, which must exist, receives new inputs.
 
@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "link/camera_link_text.h"
+#include "interop/camera_link_text.h"
 
 namespace {
 

@@ -436,8 +436,8 @@ standin::Scene test_scene() {
 
 Stage::Stage() : module(module_file()) {}
 
-std::unique_ptr<standin::CameraInstance> Stage::create(const std::string& server_name, const std::string& camera) {
-  return std::make_unique<standin::CameraInstance>(host, module, server_name, camera);
+std::unique_ptr<standin::HostedCamera> Stage::create(const std::string& server_name, const std::string& camera) {
+  return std::make_unique<standin::HostedCamera>(host, module, server_name, camera);
 }
 
 void Stage::expect_clean() const {

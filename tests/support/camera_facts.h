@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "standin/host.h"
-#include "standin/instance.h"
-#include "standin/module.h"
+#include "standin/host/host.h"
+#include "standin/host/hosted_camera.h"
+#include "standin/host/module.h"
 
 namespace test_support {
 
@@ -100,7 +100,7 @@ struct Stage {
   standin::Module module;
 
   Stage();
-  std::unique_ptr<standin::CameraInstance> create(const std::string& server_name, const std::string& camera = "Camera");
+  std::unique_ptr<standin::HostedCamera> create(const std::string& server_name, const std::string& camera = "Camera");
   /// Fails the running test for everything that the module did wrong or left behind. No instance may be alive.
   void expect_clean() const;
 };

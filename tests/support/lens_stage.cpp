@@ -6,7 +6,7 @@
 #include <iostream>
 #include <limits>
 
-#include "standin/gizmo_drawing.h"
+#include "standin/host/gizmo_drawing.h"
 #include "tests/support/paths.h"
 
 namespace test_support {
@@ -205,7 +205,7 @@ void LensStage::expect_survives_bad_numbers() {
   next_frame();
   try_points("ordinary settings");
   for (const double bad : bad_numbers()) {
-    for (standin::Parameter* parameter : camera().parameters()) {
+    for (standin::VariantParameter* parameter : camera().parameters()) {
       const Envelope before = std::exchange(parameter->envelope, Envelope::constant(bad));
       next_frame();
       try_points(parameter->channel_name + " " + std::to_string(bad));

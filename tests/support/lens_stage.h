@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "standin/host.h"
-#include "standin/instance.h"
-#include "standin/module.h"
+#include "standin/host/host.h"
+#include "standin/host/hosted_camera.h"
+#include "standin/host/module.h"
 #include "tests/support/long_vector.h"
 
 namespace test_support {
@@ -46,7 +46,7 @@ class LensStage {
   LensStage(const LensStage&) = delete;
   LensStage& operator=(const LensStage&) = delete;
 
-  standin::CameraInstance& camera() { return *camera_; }
+  standin::HostedCamera& camera() { return *camera_; }
   standin::CameraSettings& settings() { return host.camera(camera_name); }
 
   /// A constant in the place of a parameter's keys.
@@ -103,7 +103,7 @@ class LensStage {
   standin::Module module;
 
  private:
-  std::optional<standin::CameraInstance> camera_;
+  std::optional<standin::HostedCamera> camera_;
   int frame_ = 0;
 };
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "standin/vector.h"
+#include "standin/scene/vector.h"
 
 namespace test_support {
 

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 #include <random>
 
-#include "standin/plain_camera.h"
+#include "standin/host/plain_camera.h"
 
 namespace test_support {
 
-using standin::Pose;
+using standin::ItemPose;
 using standin::Vec3;
 
 void send(standin::Item& item, const Journey& journey) {
@@ -23,27 +23,27 @@ void send(standin::Item& item, const Journey& journey) {
   channel(5, journey.turned_from.z, journey.turned_to.z);
 }
 
-std::vector<Pose> motion_samples(const standin::Host& host, const std::string& item, double start_seconds,
-                                 double duration_seconds, unsigned count) {
+std::vector<ItemPose> motion_samples(const standin::Host& host, const std::string& item, double start_seconds,
+                                     double duration_seconds, unsigned count) {
   const standin::Item& found = *host.find(host.id_of(item));
   const double step = duration_seconds / count;
-  std::vector<Pose> samples;
+  std::vector<ItemPose> samples;
   for (unsigned i = 0; i < count; ++i) {
     samples.push_back(standin::with_unit_axes(host.scene().world_pose(found, start_seconds + i * step)));
   }
   return samples;
 }
 
-Pose pose_at(const std::vector<Pose>& samples, double fractional_time) {
+ItemPose pose_at(const std::vector<ItemPose>& samples, double fractional_time) {
   if (fractional_time <= 0.0) return samples.front();
   if (fractional_time >= 1.0) return samples.back();
   const auto count = static_cast<double>(samples.size());
   const double index = std::floor((count - 2.0) * fractional_time);
   const double weight = fractional_time - index / count;
-  const Pose& a = samples[static_cast<std::size_t>(index)];
-  const Pose& b = samples[static_cast<std::size_t>(index) + 1];
-  const auto blend = [&](Vec3 Pose::*vector) { return a.*vector * (1.0 - weight) + b.*vector * weight; };
-  return {blend(&Pose::position), blend(&Pose::right), blend(&Pose::up), blend(&Pose::forward)};
+  const ItemPose& a = samples[static_cast<std::size_t>(index)];
+  const ItemPose& b = samples[static_cast<std::size_t>(index) + 1];
+  const auto blend = [&](Vec3 ItemPose::*vector) { return a.*vector * (1.0 - weight) + b.*vector * weight; };
+  return {blend(&ItemPose::position), blend(&ItemPose::right), blend(&ItemPose::up), blend(&ItemPose::forward)};
 }
 
 std::vector<standin::RayQuery> ray_queries(double film_width, double film_height, int count, standin::Eye eye) {

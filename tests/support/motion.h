@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "standin/host.h"
-#include "standin/session.h"
-#include "standin/vector.h"
+#include "standin/host/host.h"
+#include "standin/scene/vector.h"
+#include "standin/session/session.h"
 
 namespace test_support {
 
@@ -19,11 +19,11 @@ struct Journey {
 void send(standin::Item& item, const Journey& journey);
 
 /// Position and unit axes of an item at each motion sample of a frame, worked out from the scene.
-std::vector<standin::Pose> motion_samples(const standin::Host& host, const std::string& item, double start_seconds,
-                                          double duration_seconds, unsigned count);
+std::vector<standin::ItemPose> motion_samples(const standin::Host& host, const std::string& item, double start_seconds,
+                                              double duration_seconds, unsigned count);
 
 /// The samples at a fractional time, by the cameras' rule: index by count - 2, weight by 1 / count.
-standin::Pose pose_at(const std::vector<standin::Pose>& samples, double fractional_time);
+standin::ItemPose pose_at(const std::vector<standin::ItemPose>& samples, double fractional_time);
 
 /// Film and lens positions all over a film of that size, with fractional times from before to after the frame.
 std::vector<standin::RayQuery> ray_queries(double film_width, double film_height, int count,

@@ -1,6 +1,6 @@
 #include "tests/support/saved_settings.h"
 
-#include "standin/save_state.h"
+#include "standin/host/save_state.h"
 
 namespace test_support {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "standin/envelope.h"
+#include "standin/scene/envelope.h"
 #include "tests/support/camera_facts.h"
 
 namespace test_support {

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "sdk/host.h"
-#include "standin/host.h"
-#include "standin/module.h"
+#include "standin/host/host.h"
+#include "standin/host/module.h"
 
 namespace test_support {
 

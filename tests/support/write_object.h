@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "standin/vector.h"
+#include "standin/scene/vector.h"
 
 namespace test_support {
 

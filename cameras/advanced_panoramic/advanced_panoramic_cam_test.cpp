@@ -1,0 +1,249 @@
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <numbers>
+
+#include "tests/support/lens_stage.h"
+#include "tests/support/panorama_formula.h"
+
+namespace {
+
+using namespace test_support;
+using standin::RayQuery;
+
+constexpr double pi = std::numbers::pi;
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+class AdvPanCam : public testing::Test {
+ protected:
+  LensStage stage{"QuorinAdvPanCam"};
+  standin::HostedCamera& camera = stage.camera();
+
+  PanoramaFormula formula() {
+    const auto value = [&](const char* name) { return camera.parameter(name).at(stage.frame_seconds()); };
+    return {value("HorizontalFOVradians"),
+            value("MaxVerticalFOVradians"),
+            value("MinVerticalFOVradians"),
+            value("HScalePos"),
+            value("HScaleNeg"),
+            value("VScalePos"),
+            value("VScaleNeg"),
+            value("HShift"),
+            value("VShift")};
+  }
+
+  void set_random_field(Random& random) {
+    stage.set("HorizontalFOVradians", random.between(0.1, 2.0 * pi));
+    stage.set("MaxVerticalFOVradians", random.between(0.05, 1.5));
+    stage.set("MinVerticalFOVradians", random.between(-1.5, -0.05));
+  }
+};
+
+TEST_F(AdvPanCam, HasNoFlags) { EXPECT_EQ(camera.flags(), 0U); }
+
+TEST_F(AdvPanCam, CentreLooksForwardAndEdgesBackAndHalfARightAngleUpAndDown) {
+  stage.set_oblique_pose();
+  stage.next_frame();
+  const LongPose pose = stage.pose();
+  const double right = stage.film_width() * 0.5;
+  const double top = stage.film_height() * 0.5;
+  expect_near(stage.ray(0.0, 0.0).direction, pose.forward, 1e-15);
+  expect_near(stage.ray(right, 0.0).direction, pose.forward * -1.0L, 1e-15);
+  expect_near(stage.ray(-right, 0.0).direction, pose.forward * -1.0L, 1e-15);
+  expect_near(stage.ray(0.0, top).direction, normalized(pose.forward + pose.up), 1e-15);
+  expect_near(stage.ray(0.0, -top).direction, normalized(pose.forward - pose.up), 1e-15);
+  expect_near(stage.ray(right * 0.5, 0.0).direction, pose.right, 1e-15);
+  EXPECT_EQ(stage.ray(right, top).film_normal, stage.ray(right, top).direction);
+  EXPECT_EQ(camera.evaluate({.film_x = 0.01, .lens_x = 0.7, .lens_y = 0.7}).position, rounded(pose.position));
+}
+
+TEST_F(AdvPanCam, EqualLimitsAreOneRowThatDoesNotProject) {
+  stage.set("MaxVerticalFOVradians", 0.3);
+  stage.set("MinVerticalFOVradians", 0.3);
+  stage.next_frame();
+  for (const double y : {-0.012, 0.0, 0.5}) EXPECT_NEAR(stage.ray(0.003, y).direction.y, std::sin(0.3), 1e-15);
+  stage.expect_refused({0.1L, 0.2L, 3.0L});
+}
+
+TEST_F(AdvPanCam, AHorizontalShiftOfOneMovesTheCentreByHalfTheField) {
+  stage.set("HorizontalFOVradians", 2.0);
+  stage.set("HShift", 1.0);
+  stage.next_frame();
+  expect_near(stage.ray(0.0, 0.0).direction, {std::sin(1.0L), 0.0L, std::cos(1.0L)}, 1e-15);
+  stage.set("HShift", 0.0);
+  stage.set("VShift", -1.0);
+  stage.next_frame();
+  expect_near(stage.ray(0.0, 0.0).direction, {0.0L, -std::sqrt(0.5L), std::sqrt(0.5L)}, 1e-15);
+}
+
+TEST_F(AdvPanCam, ARightScaleOfNothingCollapsesTheRightHalf) {
+  stage.set_oblique_pose();
+  stage.set("HScalePos", 0.0);
+  stage.next_frame();
+  const LongPose pose = stage.pose();
+  for (const double x : {1e-6, 0.004, 0.012}) {
+    EXPECT_NEAR(static_cast<double>(dot(widened(stage.ray(x, 0.004).direction), pose.right)), 0.0, 1e-15);
+    EXPECT_LT(static_cast<double>(dot(widened(stage.ray(-x, 0.004).direction), pose.right)), -1e-5);
+  }
+}
+
+TEST_F(AdvPanCam, EachScaleStretchesItsOwnSide) {
+  struct Side {
+    const char* name;
+    double x, y;
+    bool horizontal;
+  };
+  for (const Side& side : {Side{"HScalePos", 0.004, 0.003, true}, Side{"HScaleNeg", -0.004, 0.003, true},
+                           Side{"VScalePos", 0.004, 0.003, false}, Side{"VScaleNeg", 0.004, -0.003, false}}) {
+    stage.next_frame();
+    const standin::Vec3 plain = stage.ray(side.x, side.y).direction;
+    const standin::Vec3 opposite = stage.ray(-side.x, -side.y).direction;
+    for (const double scale : {2.0, -3.0}) {
+      stage.set(side.name, scale);
+      stage.next_frame();
+      LongVector stretched = widened(plain);
+      (side.horizontal ? stretched.x : stretched.y) *= scale;
+      expect_near(stage.ray(side.x, side.y).direction, normalized(stretched));
+      EXPECT_EQ(stage.ray(-side.x, -side.y).direction, opposite) << side.name;
+    }
+    stage.set(side.name, 1.0);
+  }
+}
+
+TEST_F(AdvPanCam, ScalesOfNothingLeaveNoDirectionAtRightAngles) {
+  for (const char* name : {"HScalePos", "HScaleNeg", "VScalePos", "VScaleNeg"}) stage.set(name, 0.0);
+  stage.next_frame();
+  EXPECT_EQ(stage.ray(0.002, 0.0).result, LWCAMEVAL_RAY);
+  expect_near(stage.ray(0.002, 0.003).direction, {0.0L, 0.0L, 1.0L}, 1e-15);
+  stage.set("HorizontalFOVradians", 0.0);
+  stage.set("MaxVerticalFOVradians", infinity);
+  stage.next_frame();
+  EXPECT_EQ(stage.ray(0.002, 0.003).result, LWCAMEVAL_RAY);
+}
+
+TEST_F(AdvPanCam, RaysFollowTheFormula) {
+  Random random;
+  expect_small_errors("advanced panoramic rays", 1e-12, [&] {
+    stage.set_random_camera(random);
+    set_random_field(random);
+    for (const char* name : {"HScalePos", "HScaleNeg", "VScalePos", "VScaleNeg"}) {
+      stage.set(name, random.between(0.2, 5.0) * (random.coin() ? 1.0 : -1.0));
+    }
+    for (const char* name : {"HShift", "VShift"}) stage.set(name, random.between(-1.0, 1.0));
+    stage.next_frame();
+    const auto [x, y] = stage.random_film_point(random, 1.5);
+    const RayQuery query{.film_x = x, .film_y = y, .lens_x = 0.5};
+    return ray_error(camera.evaluate(query), formula().ray(stage, query));
+  });
+}
+
+TEST_F(AdvPanCam, RaysAndProjectionsFollowTheMotionOfTheCamera) {
+  stage.expect_follows_motion([&](const RayQuery& query) { return formula().ray(stage, query); },
+                              [&](LongVector world, double time) { return formula().film(stage, world, time); });
+}
+
+TEST_F(AdvPanCam, ParametersMoveWithTheirKeysAndWithTheTime) {
+  double end = 0.3;
+  for (standin::VariantParameter* parameter : camera.parameters()) {
+    if (parameter->channel_name != "ZoomFactor") parameter->set_keys({{0.0, -0.2}, {1.0, end += 0.2}});
+  }
+  const RayQuery query{.film_x = 0.004, .film_y = -0.01};
+  for (int i = 0; i < 10; ++i) {
+    stage.next_frame();
+    const LongRay expected = formula().ray(stage, query);
+    EXPECT_LE(ray_error(camera.evaluate(query), expected), 1e-12) << i;
+    camera.tell_time(i, 0.95);
+    EXPECT_GT(ray_error(camera.evaluate(query), expected), 1e-3) << i;
+    camera.tell_time(i, stage.frame_seconds());
+    EXPECT_LE(ray_error(camera.evaluate(query), expected), 1e-12) << i;
+  }
+}
+
+TEST_F(AdvPanCam, ProjectionFollowsTheFormula) {
+  Random random;
+  expect_small_errors("advanced panoramic projections", 1e-12, [&] {
+    stage.set_random_camera(random);
+    set_random_field(random);
+    for (const char* name : {"HShift", "VShift"}) stage.set(name, random.between(-1.0, 1.0));
+    stage.next_frame();
+    const standin::Vec3 world = stage.random_point_around(random);
+    return stage.projection_error(world, formula().film(stage, widened(world)));
+  });
+}
+
+TEST_F(AdvPanCam, ProjectionUndoesTheMapping) {
+  Random random;
+  expect_small_errors("advanced panoramic round trips", 1e-10, [&] {
+    stage.set_random_camera(random);
+    set_random_field(random);
+    stage.next_frame();
+    return round_trip_error(stage, random, stage.random_film_point(random, 0.98));
+  });
+}
+
+TEST_F(AdvPanCam, ProjectionTakesTheShiftsOff) {
+  Random random;
+  expect_small_errors("shifted round trips", 1e-10, [&] {
+    stage.set_random_camera(random);
+    stage.set("HorizontalFOVradians", random.between(0.1, pi));
+    stage.set("MaxVerticalFOVradians", random.between(0.05, 0.7));
+    stage.set("MinVerticalFOVradians", random.between(-0.7, -0.05));
+    for (const char* name : {"HShift", "VShift"}) stage.set(name, random.between(-0.9, 0.9));
+    stage.next_frame();
+    return round_trip_error(stage, random, stage.random_film_point(random));
+  });
+}
+
+TEST_F(AdvPanCam, ProjectionIgnoresTheScales) {
+  stage.next_frame();
+  const RawProjection plain = stage.project_raw({0.3L, -0.2L, 2.0L});
+  EXPECT_EQ(plain.result, 1);
+  for (const char* name : {"HScalePos", "HScaleNeg", "VScalePos", "VScaleNeg"}) stage.set(name, 0.25);
+  stage.next_frame();
+  EXPECT_EQ(stage.project_raw({0.3L, -0.2L, 2.0L}).film, plain.film);
+}
+
+TEST_F(AdvPanCam, ProjectionSeesAllAround) {
+  stage.next_frame();
+  const RawProjection up = stage.project_raw({0.0L, 5.0L, 0.0L});
+  EXPECT_EQ(up.result, 1);
+  EXPECT_NEAR(up.film[1], stage.film_height(), 1e-15);
+  const RawProjection back = stage.project_raw({1e-300L, 0.0L, -5.0L});
+  EXPECT_NEAR(back.film[0], stage.film_width() * 0.5, 1e-15);
+  EXPECT_EQ(back.film[2], 0.0);
+}
+
+TEST_F(AdvPanCam, ProjectionNeedsADistanceAFilmAndAField) {
+  const LongVector world{0.1L, 0.2L, 1.0L};
+  stage.next_frame();
+  stage.expect_refused({0.0L, 0.0L, 0.0L});
+  stage.expect_refused({0.0L, 1e-9L, 0.0L});
+  stage.expect_refused({0.0L, std::numeric_limits<long double>::quiet_NaN(), 0.0L});
+  EXPECT_EQ(stage.project_raw({0.0L, 1.1e-9L, 0.0L}).result, 1);
+  stage.set("HorizontalFOVradians", 2e-9);
+  stage.next_frame();
+  stage.expect_refused(world);
+  stage.set("HorizontalFOVradians", -2.2e-9);
+  stage.next_frame();
+  EXPECT_EQ(stage.project_raw(world).result, 1);
+  stage.set("MaxVerticalFOVradians", 0.5);
+  stage.set("MinVerticalFOVradians", 0.5 + 0.9e-9);
+  stage.next_frame();
+  stage.expect_refused(world);
+  stage.set("MinVerticalFOVradians", 0.6);
+  stage.next_frame();
+  EXPECT_EQ(stage.project_raw(world).result, 1);
+  stage.camera().access().filmSize[0] = 2e-9;
+  stage.expect_refused(world);
+  stage.camera().access().filmSize[0] = 1.0;
+  stage.camera().access().filmSize[1] = 0.0;
+  stage.expect_refused(world);
+}
+
+TEST_F(AdvPanCam, ProjectionNeedsInstanceAndRecord) { stage.expect_projection_needs_instance_and_record(); }
+
+TEST_F(AdvPanCam, GizmoDrawsNothingAndAnswersNothing) { stage.expect_empty_gizmo(0); }
+
+TEST_F(AdvPanCam, SurvivesBadNumbers) { stage.expect_survives_bad_numbers(); }
+
+}  // namespace

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "sdk/services.h"
+#include "standin/host/audit.h"
+#include "standin/host/handle_table.h"
+#include "standin/host/ray_query.h"
+
+namespace standin {
+
+class HostedCamera;
+class PlainCamera;
+
+/// One evaluator: a scene camera seen through whatever it renders with, either a handler of the module or the host's own
+/// perspective camera. The frame is prepared by itself when a ray is asked for before new-frame; before new-time, it is the
+/// host's current one.
+struct Evaluator {
+  Evaluator();
+  ~Evaluator();
+
+  std::string camera_name;
+  LWItemID camera = nullptr;
+  /// 1: made by the camera that is rendered; 2: made by a camera that another evaluator runs; and so on.
+  int depth = 1;
+  std::unique_ptr<HostedCamera> instance;
+  std::unique_ptr<PlainCamera> plain;
+
+  int frame = 0;
+  double time_seconds = 0.0;
+  bool has_time = false;
+  std::atomic<bool> ready = false;
+  std::mutex preparing;
+  /// What the last refused call answered.
+  std::string error;
+};
+
+struct EvaluatorRequest {
+  std::string camera_name;
+  RayQuery query;
+};
+
+/// The evaluators that the module has created and not destroyed. Threads: evaluate, project and the counters from any number
+/// at once.
+class EvaluatorService {
+ public:
+  static constexpr int max_depth = 8;
+  static constexpr std::size_t max_alive = 512;
+
+  HandleTable<Evaluator, LWCameraEvaluatorID, 0x1A03> table;
+  /// Makes `create` return null.
+  Refusal refusal;
+  std::atomic<std::uint64_t> evaluations = 0;
+  std::atomic<std::uint64_t> projections = 0;
+
+  /// Every call but evaluate and project, in order, as "create Left", "init Left 1", "newTime Left 3 0.1", "newFrame Left",
+  /// "preview Left", "cleanUp Left", "destroy Left".
+  std::vector<std::string> calls() const;
+  void log(const std::string& call);
+
+  /// Keeps what every evaluate asks for, from now on; for tests, since it takes turns.
+  void record_requests(bool on) { recording_ = on; }
+  bool recording() const noexcept { return recording_.load(std::memory_order_relaxed); }
+  void record(const EvaluatorRequest& request);
+  std::vector<EvaluatorRequest> requests() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> calls_;
+  std::vector<EvaluatorRequest> requests_;
+  std::atomic<bool> recording_ = false;
+};
+
+}  // namespace standin

@@ -1,0 +1,383 @@
+#ifndef _WIN32
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <iterator>
+#include <mutex>
+#include <poll.h>
+#include <spawn.h>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+#include "standin/remote/ray_protocol.h"
+#include "standin/remote/ray_service.h"
+
+#ifndef OVICAM_RUN_WINE
+#define OVICAM_RUN_WINE "wine"
+#endif
+
+namespace standin {
+namespace {
+
+using namespace ray_protocol;
+
+[[noreturn]] void fail_with_system_error(const char* what) {
+  throw std::runtime_error(std::string(what) + ": " + std::generic_category().message(errno));
+}
+
+/// One end of a pipe.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int number) : number_(number) {}
+  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+  }
+  ~Descriptor() { close(); }
+
+  int number() const { return number_; }
+  void close() {
+    if (number_ >= 0) {
+      ::close(std::exchange(number_, -1));
+    }
+  }
+
+ private:
+  int number_ = -1;
+};
+
+struct Pipe {
+  Descriptor from;
+  Descriptor to;
+};
+
+Pipe make_pipe() {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    fail_with_system_error("The ray service cannot be reached");
+  }
+#ifdef F_SETPIPE_SZ
+  // Room for a whole request saves both processes from waking one another for every 64 KiB; without it, it only takes longer.
+  constexpr int one_request = 1 << 20;
+  fcntl(ends[0], F_SETPIPE_SZ, one_request);
+#endif
+  return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
+/// While it lives, writing to a closed pipe is an error and not the end of this program. Of this thread only.
+class BrokenPipeGuard {
+ public:
+  BrokenPipeGuard() {
+    sigemptyset(&broken_pipe_);
+    sigaddset(&broken_pipe_, SIGPIPE);
+    sigset_t pending;
+    sigpending(&pending);
+    was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &broken_pipe_, &before_);
+  }
+  ~BrokenPipeGuard() {
+    if (!was_pending_) {
+      const timespec no_wait{};
+      while (sigtimedwait(&broken_pipe_, nullptr, &no_wait) < 0 && errno == EINTR) {
+      }
+    }
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+  BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+
+ private:
+  sigset_t broken_pipe_{};
+  sigset_t before_{};
+  bool was_pending_ = false;
+};
+
+/// The service's process and the pipes to it; it ends with this.
+class Process {
+ public:
+  explicit Process(std::vector<std::string> command) {
+    Pipe input = make_pipe();
+    Pipe output = make_pipe();
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, input.from.number(), STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, output.to.number(), STDOUT_FILENO);
+    std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
+    for (std::string& word : command) {
+      arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    const int error = posix_spawnp(&pid_, arguments[0], &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) {
+      throw std::runtime_error("The ray service " + command.back() + " cannot be started with " + command.front() + ": " +
+                               std::generic_category().message(error));
+    }
+    to_service_ = std::move(input.to);
+    from_service_ = std::move(output.from);
+  }
+
+  ~Process() {
+    // The end of its input ends the service; one that does not heed it is ended.
+    to_service_.close();
+    using namespace std::chrono_literals;
+    for (const auto patience = std::chrono::steady_clock::now() + 10s; !ended();) {
+      if (std::chrono::steady_clock::now() > patience) {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+        return;
+      }
+      std::this_thread::sleep_for(5ms);
+    }
+  }
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  void write(const void* data, std::size_t size) {
+    const BrokenPipeGuard guard;
+    const char* next = static_cast<const char*>(data);
+    while (size > 0) {
+      const ssize_t written = ::write(to_service_.number(), next, size);
+      if (written < 0 && errno == EINTR) {
+        continue;
+      }
+      if (written <= 0) {
+        fail_as_dead();
+      }
+      next += written;
+      size -= static_cast<std::size_t>(written);
+    }
+  }
+
+  void read(void* data, std::size_t size) {
+    char* next = static_cast<char*>(data);
+    while (size > 0) {
+      wait_for_data();
+      const ssize_t got = ::read(from_service_.number(), next, size);
+      if (got < 0 && errno == EINTR) {
+        continue;
+      }
+      if (got <= 0) {
+        fail_as_dead();
+      }
+      next += got;
+      size -= static_cast<std::size_t>(got);
+    }
+  }
+
+ private:
+  /// Wine's own server may keep the pipe open after the service has died: its end alone would be waited for in vain.
+  void wait_for_data() {
+    constexpr int look_every_milliseconds = 250;
+    pollfd readable{from_service_.number(), POLLIN, 0};
+    while (true) {
+      const bool over = ended();
+      const int count = poll(&readable, 1, over ? 0 : look_every_milliseconds);
+      if (count > 0) {
+        return;
+      }
+      if (count == 0 && over) {
+        fail_as_dead();
+      }
+    }
+  }
+
+  bool ended() {
+    if (!ended_ && waitpid(pid_, &status_, WNOHANG) != 0) {
+      ended_ = true;
+    }
+    return ended_;
+  }
+
+  [[noreturn]] void fail_as_dead() {
+    // Its pipes close a moment before the process has ended.
+    for (int wait = 0; wait < 100 && !ended(); ++wait) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    std::string how;
+    if (ended() && WIFEXITED(status_)) {
+      how = " (exit code " + std::to_string(WEXITSTATUS(status_)) + ")";
+    } else if (ended() && WIFSIGNALED(status_)) {
+      how = " (signal " + std::to_string(WTERMSIG(status_)) + ")";
+    }
+    throw std::runtime_error("The ray service has died" + how + "; see its messages above, and that " +
+                             std::string(OVICAM_RUN_WINE) + " and its program can be run");
+  }
+
+  pid_t pid_ = -1;
+  bool ended_ = false;
+  int status_ = 0;
+  Descriptor to_service_;
+  Descriptor from_service_;
+};
+
+/// A path as a Windows program under Wine knows it.
+std::filesystem::path windows_path(const std::filesystem::path& file) {
+  if (file.empty()) {
+    return {};
+  }
+  std::string text = "Z:" + std::filesystem::absolute(file).lexically_normal().string();
+  std::replace(text.begin(), text.end(), '/', '\\');
+  return text;
+}
+
+std::filesystem::path service_program(const std::filesystem::path& module_file) {
+  if (const char* program = std::getenv("OVICAM_RAY_SERVICE"); program != nullptr && *program != '\0') {
+    return program;
+  }
+  const char* name = is_windows_binary(module_file) ? "ovicam-ray-service.exe" : "ovicam-ray-service";
+  return std::filesystem::absolute(module_file).parent_path() / name;
+}
+
+/// Throws when there is none.
+std::filesystem::path existing_service_program(const std::filesystem::path& module_file) {
+  std::filesystem::path program = service_program(module_file);
+  if (!std::filesystem::is_regular_file(program)) {
+    throw std::runtime_error("There is no ray service " + program.string() +
+                             "; build it beside the module, or name it in OVICAM_RAY_SERVICE");
+  }
+  return program;
+}
+
+/// A running service for one module.
+class Service {
+ public:
+  explicit Service(const std::filesystem::path& module_file) : Service(Program{existing_service_program(module_file)}) {}
+
+  /// A path as the service knows it.
+  std::filesystem::path path(const std::filesystem::path& file) const { return under_wine_ ? windows_path(file) : file; }
+
+  /// The reader of the answer, behind its kind. Threads take turns.
+  Reader ask(const Writer& request) {
+    const std::lock_guard lock(mutex_);
+    send(request);
+    return receive();
+  }
+
+  /// One answer per query, for at most `most_rays` of them. Threads take turns.
+  void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) {
+    Writer request(Kind::evaluate);
+    request.put(static_cast<std::uint32_t>(queries.size()));
+    const std::lock_guard lock(mutex_);
+    send(request);
+    process_.write(queries.data(), queries.size_bytes());
+    receive();
+    process_.read(answers.data(), answers.size_bytes());
+  }
+
+ private:
+  void send(const Writer& request) {
+    const auto size = static_cast<std::uint32_t>(request.bytes().size());
+    process_.write(&size, sizeof size);
+    process_.write(request.bytes().data(), size);
+  }
+
+  Reader receive() {
+    std::uint32_t size = 0;
+    process_.read(&size, sizeof size);
+    if (size > most_bytes) {
+      throw std::runtime_error("The ray service's answer makes no sense; is its program of the same build as this one?");
+    }
+    std::vector<char> bytes(size);
+    process_.read(bytes.data(), size);
+    Reader reply(std::move(bytes));
+    if (reply.take<Kind>() != Kind::done) {
+      throw std::runtime_error(reply.take_text());
+    }
+    return reply;
+  }
+
+  struct Program {
+    std::filesystem::path file;
+  };
+
+  explicit Service(const Program& program)
+      : under_wine_(is_windows_binary(program.file)),
+        process_(under_wine_ ? std::vector<std::string>{OVICAM_RUN_WINE, program.file.string()}
+                             : std::vector<std::string>{program.file.string()}) {}
+
+  bool under_wine_;
+  std::mutex mutex_;
+  Process process_;
+};
+
+class RemoteSession : public Session {
+ public:
+  explicit RemoteSession(const SessionOptions& options) : service_(options.module_file) {
+    SessionOptions translated = options;
+    translated.scene_file = service_.path(options.scene_file);
+    translated.module_file = service_.path(options.module_file);
+    Writer request(Kind::open);
+    request.put(version);
+    put_options(request, translated);
+    Reader reply = service_.ask(request);
+    warnings_ = take_texts(reply);
+  }
+
+  std::vector<std::string> take_warnings() override { return std::exchange(warnings_, {}); }
+
+  FrameSetup begin_frame(int frame) override {
+    Writer request(Kind::begin_frame);
+    request.put(static_cast<std::int32_t>(frame));
+    Reader reply = service_.ask(request);
+    const FrameSetup setup = take_setup(reply);
+    std::ranges::move(take_texts(reply), std::back_inserter(warnings_));
+    return setup;
+  }
+
+  void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
+    if (queries.size() != answers.size()) {
+      throw std::runtime_error("A session needs room for one answer per query");
+    }
+    while (!queries.empty()) {
+      const std::size_t count = std::min(queries.size(), most_rays);
+      service_.evaluate(queries.first(count), answers.first(count));
+      queries = queries.subspan(count);
+      answers = answers.subspan(count);
+    }
+  }
+
+  std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
+    Writer request(Kind::project);
+    request.put_vector(world);
+    request.put(fractional_time);
+    request.put(eye);
+    Reader reply = service_.ask(request);
+    const auto found = reply.take<bool>();
+    const auto x = reply.take<double>();
+    const auto y = reply.take<double>();
+    return found ? std::optional(std::pair{x, y}) : std::nullopt;
+  }
+
+ private:
+  Service service_;
+  std::vector<std::string> warnings_;
+};
+
+}  // namespace
+
+std::unique_ptr<Session> open_remote_session(const SessionOptions& options) { return std::make_unique<RemoteSession>(options); }
+
+ModuleDescription describe_remote_module(const std::filesystem::path& module_file) {
+  Service service(module_file);
+  Writer request(Kind::describe);
+  request.put(version);
+  request.put_path(service.path(module_file));
+  Reader reply = service.ask(request);
+  return take_description(reply);
+}
+
+}  // namespace standin
+
+#endif

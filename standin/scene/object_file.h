@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "standin/scene/vector.h"
+
+namespace standin {
+
+struct Surface {
+  std::string name;
+  Vec3 color{0.78, 0.78, 0.78};
+  double diffuse = 1.0;
+  double luminosity = 0.0;
+};
+
+/// A texture map by name: values of points, and of points as seen from one polygon (which win).
+struct UvMap {
+  std::string name;
+  int dimension = 2;
+  std::map<std::uint32_t, std::vector<float>> of_point;
+  std::map<std::pair<std::uint32_t, std::uint32_t>, std::vector<float>> of_point_in_polygon;
+};
+
+struct Polygon {
+  /// Indices of the layer's points, in the file's order (clockwise seen from the front).
+  std::vector<std::uint32_t> points;
+  /// Index into the object's surfaces.
+  std::uint32_t surface = 0;
+};
+
+struct Layer {
+  /// As in the object file: one less than the number that a scene calls the layer by.
+  int number = 0;
+  int parent = -1;
+  bool hidden = false;
+  std::string name;
+  Vec3 pivot;
+  std::vector<Vec3> points;
+  std::vector<Polygon> polygons;
+  std::vector<UvMap> uv_maps;
+};
+
+/// One object file: layers of points, polygons and texture maps, and the surfaces they share.
+struct ObjectFile {
+  std::vector<Layer> layers;
+  std::vector<Surface> surfaces;
+};
+
+/// Reads an object of form LWO2. Throws FileError (standin/scene/file_error.h), which names file, byte offset and reason, for a
+/// file that is missing, truncated, corrupt, or of the older form LWOB. Threads: any.
+ObjectFile read_object_file(const std::filesystem::path& file);
+
+/// The same from memory; `name` is what errors call it.
+ObjectFile read_object(std::span<const std::uint8_t> bytes, const std::string& name);
+
+}  // namespace standin

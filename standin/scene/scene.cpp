@@ -1,0 +1,176 @@
+#include "standin/scene/scene.h"
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <system_error>
+
+#include "standin/scene/scene_keywords.h"
+
+namespace standin {
+namespace {
+
+constexpr std::string_view blanks = " \t\r\v\f";
+
+Vec3 rotated(Vec3 v, double heading, double pitch, double bank) {
+  const Vec3 banked{v.x * std::cos(bank) - v.y * std::sin(bank), v.x * std::sin(bank) + v.y * std::cos(bank), v.z};
+  const Vec3 pitched{banked.x, banked.y * std::cos(pitch) - banked.z * std::sin(pitch),
+                     banked.y * std::sin(pitch) + banked.z * std::cos(pitch)};
+  return {pitched.x * std::cos(heading) + pitched.z * std::sin(heading), pitched.y,
+          pitched.z * std::cos(heading) - pitched.x * std::sin(heading)};
+}
+
+/// In the space of the item's parent.
+ItemPose pose_in_parent(const Item& item, double time_seconds) {
+  std::array<double, 9> channel{};
+  std::ranges::transform(item.motion, channel.begin(), [&](const Envelope& e) { return e.at(time_seconds); });
+  const auto axis = [&](Vec3 v) { return rotated(v, channel[3], channel[4], channel[5]); };
+  ItemPose pose;
+  pose.right = axis({channel[6], 0.0, 0.0});
+  pose.up = axis({0.0, channel[7], 0.0});
+  pose.forward = axis({0.0, 0.0, channel[8]});
+  // The position is where the pivot comes to lie; the pose tells where the item's own origin does.
+  pose.position = {channel[0], channel[1], channel[2]};
+  pose.position = pose.point_to_world(item.pivot * -1.0);
+  return pose;
+}
+
+ItemPose within(const ItemPose& parent, const ItemPose& child) {
+  const auto turned = [&](Vec3 v) { return parent.right * v.x + parent.up * v.y + parent.forward * v.z; };
+  return {parent.point_to_world(child.position), turned(child.right), turned(child.up), turned(child.forward)};
+}
+
+bool same_letters(const std::string& a, const std::string& b) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+  return std::ranges::equal(a, b, {}, lower, lower);
+}
+
+/// The file of that relative path under the folder, names compared without regard to case; empty when it is not there.
+std::filesystem::path find_in_folder(std::filesystem::path folder, std::span<const std::string> names) {
+  std::error_code error;
+  for (const std::string& name : names) {
+    auto found = folder / name;
+    if (!std::filesystem::exists(found, error)) {
+      found.clear();
+      for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        if (same_letters(entry->path().filename().string(), name)) {
+          found = entry->path();
+          break;
+        }
+      }
+    }
+    if (found.empty()) {
+      return {};
+    }
+    folder = found;
+  }
+  return std::filesystem::is_regular_file(folder, error) ? folder : std::filesystem::path();
+}
+
+std::vector<std::string> split_at_slashes(const std::string& written) {
+  std::vector<std::string> names(1);
+  for (const char c : written) {
+    if (c != '/' && c != '\\') {
+      names.back() += c;
+    } else if (!names.back().empty()) {
+      names.emplace_back();
+    }
+  }
+  return names;
+}
+
+std::filesystem::path find_object_file(const Scene& scene, const std::string& written) {
+  std::string with_slashes = written;
+  std::ranges::replace(with_slashes, '\\', '/');
+  const std::filesystem::path as_written(with_slashes);
+  if (as_written.is_absolute()) {
+    auto found = find_in_folder(as_written.root_path(), split_at_slashes(as_written.relative_path().string()));
+    if (!found.empty()) {
+      return found;
+    }
+  }
+  // A path of another machine still ends as the content folder has it, so its front is dropped name by name.
+  const std::vector<std::string> names = split_at_slashes(written);
+  const auto scene_folder = std::filesystem::absolute(scene.folder.empty() ? "." : scene.folder);
+  for (std::span<const std::string> tail = names; !tail.empty(); tail = tail.subspan(1)) {
+    for (auto folder = scene_folder;; folder = folder.parent_path()) {
+      auto found = find_in_folder(folder, tail);
+      if (!found.empty()) {
+        return found;
+      }
+      if (folder == folder.parent_path()) {
+        break;
+      }
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(blanks);
+  return first == std::string_view::npos ? std::string_view() : text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string_view first_word(std::string_view line) {
+  const std::string_view text = trimmed(line);
+  return text.substr(0, std::min(text.find_first_of(blanks), text.size()));
+}
+
+bool starts_scene_section(std::string_view keyword) {
+  return std::ranges::find(scene_section_keywords, keyword) != scene_section_keywords.end();
+}
+
+Motion motion_at_rest() {
+  Motion motion;
+  for (std::size_t i = 0; i < motion.size(); ++i) {
+    motion[i] = Envelope::constant(i < 6 ? 0.0 : 1.0);
+  }
+  return motion;
+}
+
+const Item* Scene::find(std::uint32_t id) const {
+  const auto found = std::ranges::find(items, id, &Item::id);
+  return found == items.end() ? nullptr : &*found;
+}
+
+const Item* Scene::find_camera(const std::string& name) const {
+  const auto found =
+      std::ranges::find_if(items, [&](const Item& item) { return item.camera.has_value() && item.name == name; });
+  return found == items.end() ? nullptr : &*found;
+}
+
+ItemPose Scene::world_pose(const Item& item, double time_seconds) const {
+  ItemPose pose = pose_in_parent(item, time_seconds);
+  std::vector<std::uint32_t> met{item.id};
+  for (std::uint32_t next = item.parent_id; next != 0 && std::ranges::find(met, next) == met.end();) {
+    const Item* parent = find(next);
+    if (parent == nullptr) {
+      break;
+    }
+    pose = within(pose_in_parent(*parent, time_seconds), pose);
+    met.push_back(next);
+    next = parent->parent_id;
+  }
+  return pose;
+}
+
+std::array<double, 2> film_size(const CameraSettings& camera) {
+  const double shape = static_cast<double>(camera.width_pixels) / camera.height_pixels * camera.pixel_aspect.at(0.0);
+  return {camera.aperture_height * shape, camera.aperture_height};
+}
+
+std::filesystem::path resolve_object_file(const Scene& scene, const std::string& written) {
+  if (written.empty()) {
+    return {};
+  }
+  try {
+    return find_object_file(scene, written);
+  } catch (const std::system_error&) {
+    // A name that this system cannot even express names no file here.
+    return {};
+  }
+}
+
+}  // namespace standin

@@ -1,0 +1,191 @@
+#include "standin/session/session.h"
+
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "standin/host/hosted_camera.h"
+#include "standin/host/plain_camera.h"
+#include "standin/scene/name_list.h"
+#include "standin/session/settings.h"
+
+namespace standin {
+namespace {
+
+constexpr const char* perspective_name = "Perspective";
+
+Item& chosen_camera(Scene& scene, const std::string& name) {
+  std::vector<std::string> names;
+  for (Item& item : scene.items) {
+    if (item.camera) {
+      if (name.empty() || item.name == name) {
+        return item;
+      }
+      names.push_back(item.name);
+    }
+  }
+  throw std::runtime_error("The scene has no camera" +
+                           (names.empty() ? std::string() : " called \"" + name + "\"; it has: " + joined(names)));
+}
+
+/// One sentence for each camera server that the module does not have, with the cameras that the scene gives it to.
+std::vector<std::string> missing_servers(const Scene& scene, const Module& module) {
+  std::map<std::string, std::vector<std::string>> cameras_of;
+  for (const Item& item : scene.items) {
+    if (!item.camera || !item.camera->handler) continue;
+    const std::string& server = item.camera->handler->server_name;
+    if (server == perspective_name || module.find(LWCAMERA_HANDLER_CLASS, server) != nullptr) continue;
+    cameras_of[server].push_back(item.name);
+  }
+  std::vector<std::string> sentences;
+  sentences.reserve(cameras_of.size());
+  for (const auto& [server, cameras] : cameras_of) {
+    sentences.push_back("the module has no camera server \"" + server + "\", which the scene gives to " + joined(cameras) +
+                        "; rendered as a plain perspective");
+  }
+  return sentences;
+}
+
+/// The scene as the options change it, and which camera of it is rendered through which server.
+struct Choice {
+  Scene scene;
+  std::uint32_t camera_number = 0;
+  /// Empty: the host's own perspective camera.
+  std::string server_name;
+};
+
+Choice choose(const SessionOptions& options) {
+  Choice choice{read_scene_file(options.scene_file), 0, options.server_name};
+  Item& item = chosen_camera(choice.scene, options.camera_name);
+  choice.camera_number = item.id;
+  CameraSettings& camera = *item.camera;
+  if (options.width_pixels > 0) {
+    camera.width_pixels = options.width_pixels;
+  }
+  if (options.height_pixels > 0) {
+    camera.height_pixels = options.height_pixels;
+  }
+  if (choice.server_name.empty() && camera.handler) {
+    choice.server_name = camera.handler->server_name;
+  }
+  if (choice.server_name == perspective_name) {
+    choice.server_name.clear();
+  }
+  return choice;
+}
+
+class LocalSession : public Session {
+ public:
+  explicit LocalSession(const SessionOptions& options) : LocalSession(options, choose(options)) {}
+
+  ~LocalSession() override {
+    if (camera_) {
+      camera_->clean_up();
+    }
+  }
+
+  std::vector<std::string> take_warnings() override {
+    const std::vector<Message> messages = host_.messages();
+    for (; told_messages_ < messages.size(); ++told_messages_) {
+      std::string sentence;
+      for (const std::string& line : messages[told_messages_].lines) sentence += (sentence.empty() ? "" : ": ") + line;
+      // Cameras that lead back to one another give the same message again and again.
+      if (told_.insert(sentence).second) warnings_.push_back(sentence);
+    }
+    return std::exchange(warnings_, {});
+  }
+
+  FrameSetup begin_frame(int frame) override {
+    const CameraSettings& settings = *item().camera;
+    FrameOptions options = options_;
+    options.motion_blur = options.motion_blur || settings.motion_blur != 0;
+    options.depth_of_field = options.depth_of_field || settings.depth_of_field;
+    const double start = host_.scene().time_of(frame);
+    FrameSetup setup;
+    setup.frame = frame;
+    setup.start_seconds = start;
+    setup.duration_seconds = options.motion_blur ? blur_seconds(host_.scene(), item(), start) : 0.0;
+    setup.film_width = film_size(settings)[0];
+    setup.film_height = film_size(settings)[1];
+    setup.depth_of_field = options.depth_of_field;
+    if (camera_) {
+      setup.depth_of_field = options.depth_of_field && (camera_->flags() & LWCAMFLAG_DEPTH_OF_FIELD) != 0;
+      camera_->begin_frame(frame, options);
+    } else {
+      host_.set_time(frame, start);
+      plain_.begin_frame(start, setup.duration_seconds, setup.depth_of_field);
+    }
+    return setup;
+  }
+
+  void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
+    if (queries.size() != answers.size()) {
+      throw std::runtime_error("A session needs room for one answer per query");
+    }
+    for (std::size_t i = 0; i < queries.size(); ++i) {
+      answers[i] = camera_ ? camera_->evaluate(queries[i]) : plain_.evaluate(queries[i]);
+    }
+  }
+
+  std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
+    return camera_ ? camera_->project(world, fractional_time, eye) : plain_.project(world, 0.0, 0.0, fractional_time, eye);
+  }
+
+ private:
+  LocalSession(const SessionOptions& options, Choice choice)
+      : camera_number_(choice.camera_number),
+        options_{options.motion_blur, options.motion_steps, options.depth_of_field},
+        host_(std::move(choice.scene)),
+        plain_(host_.scene(), camera_number_) {
+    if (!choice.server_name.empty()) {
+      module_ = std::make_unique<Module>(options.module_file);
+      warnings_ = missing_servers(host_.scene(), *module_);
+    }
+    const bool is_missing = options.server_name.empty() && module_ != nullptr &&
+                            module_->find(LWCAMERA_HANDLER_CLASS, choice.server_name) == nullptr;
+    if (module_ == nullptr || is_missing) {
+      if (!options.settings.empty()) {
+        throw std::runtime_error((is_missing ? "The module has no camera server \"" + choice.server_name + "\", and the host's"
+                                             : std::string("The host's")) +
+                                 " own perspective camera has no settings; choose a camera server for \"" +
+                                 options.settings.front().first + "\"");
+      }
+      return;
+    }
+    camera_ = std::make_unique<HostedCamera>(host_, *module_, choice.server_name, item());
+    camera_->load_saved();
+    for (const auto& [name, value] : options.settings) {
+      apply_setting(host_, *camera_, name, value);
+    }
+    show_panel();
+    camera_->init_render();
+  }
+
+  const Item& item() const { return *host_.scene().find(camera_number_); }
+
+  /// Whoever renders a camera has looked at its panel first, at some time of the scene. Some values follow only then: the
+  /// print camera works out its film while it shows the resolution.
+  void show_panel() {
+    const int frame = host_.scene().first_frame;
+    camera_->new_time(frame, host_.scene().time_of(frame));
+    const Panel& panel = camera_->panel();
+    for (const PanelData& row : panel.data) panel.get(row.id);
+  }
+
+  std::uint32_t camera_number_;
+  FrameOptions options_;
+  Host host_;
+  PlainCamera plain_;
+  std::unique_ptr<Module> module_;
+  std::unique_ptr<HostedCamera> camera_;
+  std::vector<std::string> warnings_;
+  std::size_t told_messages_ = 0;
+  std::set<std::string> told_;
+};
+
+}  // namespace
+
+std::unique_ptr<Session> open_session(const SessionOptions& options) { return std::make_unique<LocalSession>(options); }
+
+}  // namespace standin

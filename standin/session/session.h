@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "standin/host/ray_query.h"
+#include "standin/scene/vector.h"
+
+namespace standin {
+
+/// What the renderer needs to know of the camera it renders through, for one frame.
+struct FrameSetup {
+  int frame = 0;
+  double start_seconds = 0.0;
+  /// Of the motion-blur interval; 0 without motion blur.
+  double duration_seconds = 0.0;
+  double film_width = 0.0;
+  double film_height = 0.0;
+  bool depth_of_field = false;
+};
+
+struct SessionOptions {
+  std::filesystem::path scene_file;
+  std::filesystem::path module_file;
+  /// Empty: the scene's first camera.
+  std::string camera_name;
+  /// Empty: the server that the scene gives the camera. The host's own perspective camera is called "Perspective".
+  std::string server_name;
+  /// Envelopes by channel name and panel values by control label, set on the instance after loading.
+  std::vector<std::pair<std::string, std::string>> settings;
+  /// 0: as the scene has it. The film height stays; its width follows the shape.
+  int width_pixels = 0;
+  int height_pixels = 0;
+  /// Samples of the motion-blur interval that the module is told to take.
+  unsigned motion_steps = 2;
+  bool motion_blur = false;
+  bool depth_of_field = false;
+};
+
+/// One camera of one scene, seen through the module's callbacks in the host's order: activation, creation, loading, render
+/// set-up, and per frame new time and new frame. Failure anywhere throws std::runtime_error with a sentence for a person.
+class Session {
+ public:
+  virtual ~Session() = default;
+
+  /// What a person should know and was not told by an earlier call, in sentences: cameras of the scene whose server the module
+  /// does not have, which are plain perspectives, and what module and host said meanwhile. Threads: one.
+  virtual std::vector<std::string> take_warnings() = 0;
+
+  /// Threads: one; no ray may be asked for meanwhile.
+  virtual FrameSetup begin_frame(int frame) = 0;
+
+  /// Asks the module for one ray per query. Threads: any number at once.
+  virtual void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) = 0;
+
+  /// Film position of a world point, or none. Threads: any number at once.
+  virtual std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) = 0;
+};
+
+/// In this process: the module is loaded with the system's own loader.
+std::unique_ptr<Session> open_session(const SessionOptions& options);
+
+}  // namespace standin

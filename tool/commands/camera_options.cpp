@@ -1,0 +1,100 @@
+#include "tool/commands/camera_options.h"
+
+#include <stdexcept>
+
+#include "standin/remote/ray_service.h"
+#include "standin/scene/name_list.h"
+#include "standin/session/settings.h"
+#include "tool/commands/usage_error.h"
+
+namespace tool {
+namespace {
+
+constexpr const char* own_camera = "Perspective";
+
+std::filesystem::path local_module_file(const CameraOptions& options) {
+  auto file = options.module_file();
+  if (standin::is_windows_binary(file)) {
+    throw std::runtime_error(file.string() +
+                             ": panels and gizmos of a module for Windows cannot be shown on this system; give the OviCam.so "
+                             "of the same build");
+  }
+  return file;
+}
+
+std::string server_name(const CameraOptions& options, const standin::Item& item) {
+  std::string name = options.server;
+  if (name.empty() && item.camera->handler) name = item.camera->handler->server_name;
+  if (name.empty() || name == own_camera) {
+    throw std::runtime_error("\"" + item.name +
+                             "\" is the host's own perspective camera; choose a camera of the module with "
+                             "--camera or --server");
+  }
+  return name;
+}
+
+}  // namespace
+
+void CameraOptions::add_to(CLI::App& command) {
+  command.add_option("SCENE", scene, "Scene file")->required();
+  add_module_to(command);
+  command.add_option("--camera", camera, "Camera by name (default: the scene's first)");
+  command.add_option("--server", server, "Camera server (default: as the scene has it)");
+  command.add_option("--set", settings, "PARAMETER=VALUE by channel name or panel label; may be repeated")
+      ->allow_extra_args(false);
+}
+
+void CameraOptions::add_module_to(CLI::App& command) {
+  command.add_option("--module", module, "Module file (default: OviCam.so beside this program)");
+}
+
+std::filesystem::path CameraOptions::module_file() const {
+  if (module.empty()) return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "OviCam.so";
+  if (!std::filesystem::is_regular_file(module)) throw std::runtime_error(module + ": there is no such module file");
+  return module;
+}
+
+std::vector<std::pair<std::string, std::string>> CameraOptions::parsed_settings() const {
+  std::vector<std::pair<std::string, std::string>> pairs;
+  for (const std::string& setting : settings) {
+    const std::size_t equals = setting.find('=');
+    if (equals == std::string::npos || equals == 0) throw UsageError("--set " + setting + ": give PARAMETER=VALUE");
+    pairs.emplace_back(setting.substr(0, equals), setting.substr(equals + 1));
+  }
+  return pairs;
+}
+
+standin::SessionOptions CameraOptions::session_options() const {
+  standin::SessionOptions options;
+  options.scene_file = scene;
+  options.module_file = module_file();
+  options.camera_name = camera;
+  options.server_name = server;
+  options.settings = parsed_settings();
+  return options;
+}
+
+const standin::Item& CameraOptions::find_camera(const standin::Scene& from) const {
+  std::vector<std::string> names;
+  for (const standin::Item& item : from.items) {
+    if (!item.camera) continue;
+    if (camera.empty() || item.name == camera) return item;
+    names.push_back(item.name);
+  }
+  if (names.empty()) throw std::runtime_error(scene + ": the scene has no camera");
+  throw std::runtime_error(scene + ": the scene has no camera \"" + camera + "\"; it has " + standin::joined(names));
+}
+
+void tell_warnings(standin::Session& session, std::ostream& out) {
+  for (const std::string& warning : session.take_warnings()) out << "warning: " << warning << '\n';
+}
+
+OpenCamera::OpenCamera(const CameraOptions& options)
+    : host(standin::read_scene_file(options.scene)),
+      module(local_module_file(options)),
+      camera(host, module, server_name(options, options.find_camera(host.scene())), options.find_camera(host.scene())) {
+  camera.load_saved();
+  for (const auto& [name, text] : options.parsed_settings()) standin::apply_setting(host, camera, name, text);
+}
+
+}  // namespace tool

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "standin/scene/scene.h"
+#include "standin/session/session.h"
+
+namespace tool {
+
+/// The numbers of a text such as 640x480; none when it is written otherwise.
+std::optional<std::pair<int, int>> two_numbers(std::string_view text);
+
+struct PictureSize {
+  int width = 0;
+  int height = 0;
+};
+
+/// The size that --size names, in pixels. Throws UsageError.
+PictureSize parse_size(std::string_view text);
+
+/// The same, or with an empty text the camera's own size. Throws std::runtime_error, which names the scene's file, when no
+/// picture can have that.
+PictureSize picture_size(std::string_view text, const standin::CameraSettings& camera, const std::string& scene_file);
+
+/// The eye that --eye names. Throws UsageError.
+standin::Eye parse_eye(std::string_view text);
+
+}  // namespace tool

@@ -1,0 +1,225 @@
+#include "tool/commands/render_command.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <iomanip>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <tbb/global_control.h>
+#include <tbb/task_arena.h>
+#include <utility>
+#include <vector>
+
+#include "standin/remote/ray_service.h"
+#include "standin/scene/scene.h"
+#include "standin/session/session.h"
+#include "tool/commands/camera_options.h"
+#include "tool/commands/frame_range.h"
+#include "tool/commands/option_text.h"
+#include "tool/commands/usage_error.h"
+#include "tool/output/picture.h"
+#include "tool/output/progress.h"
+#include "tool/render/frame_renderer.h"
+#include "tool/render/gizmo_picture.h"
+#include "tool/render/render_scene.h"
+#include "tool/render/scene_layers.h"
+
+namespace tool {
+namespace {
+
+constexpr std::uint32_t most_samples = 65536;
+constexpr int most_threads = 1024;
+
+/// The command line as it was written.
+struct Arguments {
+  CameraOptions camera;
+  std::string frames;
+  std::string size;
+  std::uint32_t samples = 16;
+  int threads = 0;
+  std::string eye = "centre";
+  bool motion_blur = false;
+  bool depth_of_field = false;
+  bool gizmo = false;
+  std::string view_from;
+  std::string look_at;
+  std::string output;
+};
+
+std::string frame_line(const FrameJob& job, const RayCounts& rays, double seconds, const std::filesystem::path& file) {
+  std::ostringstream line;
+  line << "frame " << job.setup.frame << ": " << job.width << 'x' << job.height << ", " << job.samples_per_pixel
+       << (job.samples_per_pixel == 1 ? " sample, " : " samples, ") << short_count(static_cast<double>(rays.asked)) << " rays, "
+       << std::fixed << std::setprecision(1) << seconds << " s -> " << file.string();
+  return line.str();
+}
+
+/// The speed of camera, tracing, shading and files together, and beside it Embree's in a bare loop on as many threads.
+std::string speed_line(const RayCounts& rays, double seconds) {
+  const double per_second = static_cast<double>(rays.traced) / std::max(seconds, 1e-9);
+  std::ostringstream line;
+  line << "traced " << short_count(static_cast<double>(rays.traced)) << " rays, " << short_count(per_second) << " a second";
+  if (rays.traced_alone > 0 && rays.alone_seconds > 0.0) {
+    const double alone = static_cast<double>(rays.traced_alone) / rays.alone_seconds * tbb::this_task_arena::max_concurrency();
+    line << ": " << std::lround(100.0 * per_second / alone) << " % of Embree's own " << short_count(alone)
+         << " in a bare loop over rays like these";
+  }
+  return line.str();
+}
+
+void render(const Arguments& arguments) {
+  standin::SessionOptions options = arguments.camera.session_options();
+  options.motion_blur = arguments.motion_blur;
+  options.depth_of_field = arguments.depth_of_field;
+  if (!PictureFile::is_picture_name(arguments.output)) {
+    throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
+  }
+  FrameRange frames;
+  if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
+  const standin::Eye eye = parse_eye(arguments.eye);
+
+  const standin::Scene scene = standin::read_scene_file(arguments.camera.scene);
+  const standin::CameraSettings& camera = *arguments.camera.find_camera(scene).camera;
+  const PictureSize size = picture_size(arguments.size, camera, arguments.camera.scene);
+  options.width_pixels = size.width;
+  options.height_pixels = size.height;
+  if (arguments.frames.empty()) frames = {scene.first_frame, scene.first_frame, 1};
+  const FrameName name(arguments.output, !frames.single());
+
+  RenderScene render_scene(scene, std::cerr);
+  const auto session = standin::open_session_for(options);
+  tell_warnings(*session, std::cerr);
+  const double pixels = static_cast<double>(size.width) * size.height;
+  RayCounts all_rays;
+  double all_seconds = 0.0;
+  {
+    Progress progress(pixels * arguments.samples * static_cast<double>(frames.count()));
+    for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
+      const auto start = std::chrono::steady_clock::now();
+      const auto file = name.of(static_cast<int>(frame));
+      PictureFile picture(file, size.width, size.height);
+      const FrameJob job{*session,   render_scene, session->begin_frame(static_cast<int>(frame)),
+                         size.width, size.height,  arguments.samples,
+                         eye};
+      render_scene.set_frame(job.setup.start_seconds, job.setup.duration_seconds);
+      const RayCounts rays = render_frame(job, picture, progress);
+      picture.finish();
+      const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+      all_rays += rays;
+      all_seconds += seconds;
+      progress.note(frame_line(job, rays, seconds, file));
+    }
+  }
+  tell_warnings(*session, std::cerr);
+  std::cerr << speed_line(all_rays, all_seconds) << '\n';
+  if (all_rays.broken > 0)
+    std::cerr << "warning: " << all_rays.broken << " rays had no finite position and direction; they count as none\n";
+}
+
+standin::Vec3 parse_point(const std::string& option, const std::string& text) {
+  std::array<double, 3> numbers{};
+  const char* next = text.data();
+  const char* end = next + text.size();
+  bool written_right = true;
+  for (std::size_t i = 0; i < numbers.size() && written_right; ++i) {
+    const auto [rest, error] = std::from_chars(next, end, numbers[i]);
+    const bool last = i + 1 == numbers.size();
+    written_right = error == std::errc() && std::isfinite(numbers[i]) && (last ? rest == end : rest != end && *rest == ',');
+    next = rest + (last ? 0 : 1);
+  }
+  if (!written_right) throw UsageError(option + " " + text + ": give X,Y,Z in metres, such as 0,5,-8");
+  return {numbers[0], numbers[1], numbers[2]};
+}
+
+std::vector<standin::GizmoElement> drawn_gizmo(standin::HostedCamera& camera, const ViewLine& line) {
+  standin::GizmoDrawing drawing;
+  LWCustomObjAccess& access = *drawing.access;
+  const standin::Vec3 way = line.at - line.from;
+  const standin::Vec3 direction = length(way) > 0.0 ? normalized(way) : standin::Vec3{0.0, 0.0, 1.0};
+  std::ranges::copy(std::array{line.from.x, line.from.y, line.from.z}, std::begin(access.viewPos));
+  std::ranges::copy(std::array{direction.x, direction.y, direction.z}, std::begin(access.viewDir));
+  camera.draw_gizmo(drawing);
+  return std::move(drawing.elements);
+}
+
+void draw_gizmo(const Arguments& arguments) {
+  if (!arguments.output.ends_with(".png"))
+    throw UsageError("-o " + arguments.output + ": with --gizmo the name must end in .png");
+  constexpr PictureSize viewport{800, 600};
+  const PictureSize size = arguments.size.empty() ? viewport : parse_size(arguments.size);
+  std::optional<standin::Vec3> view_from;
+  std::optional<standin::Vec3> look_at;
+  if (!arguments.view_from.empty()) view_from = parse_point("--view-from", arguments.view_from);
+  if (!arguments.look_at.empty()) look_at = parse_point("--look-at", arguments.look_at);
+  FrameRange frames;
+  if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
+
+  OpenCamera open(arguments.camera);
+  const standin::Scene& scene = open.host.scene();
+  if (arguments.frames.empty()) frames = {scene.first_frame, scene.first_frame, 1};
+  const standin::Item& item = arguments.camera.find_camera(scene);
+  const auto layers = placed_layers(scene, std::cerr);
+  const FrameName name(arguments.output, !frames.single());
+  for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
+    open.camera.begin_frame(static_cast<int>(frame));
+    const double seconds = scene.time_of(static_cast<double>(frame));
+    // What the gizmo draws decides where it is looked at from, unless the command line does.
+    ViewLine line = view_of_gizmo(scene.world_pose(item, seconds), drawn_gizmo(open.camera, {}));
+    line = {view_from.value_or(line.from), look_at.value_or(line.at)};
+    const auto elements = drawn_gizmo(open.camera, line);
+    if (elements.empty()) std::cerr << "note: the gizmo of \"" << item.name << "\" draws nothing\n";
+    const auto file = name.of(static_cast<int>(frame));
+    write_gizmo_picture({scene, layers, item, elements, line, seconds, size.width, size.height}, file);
+    std::cerr << "frame " << frame << ": " << elements.size() << " shapes of the gizmo -> " << file.string() << '\n';
+  }
+}
+
+void render_with_threads(const Arguments& arguments) {
+  const auto threads =
+      static_cast<std::size_t>(arguments.threads > 0 ? arguments.threads : tbb::this_task_arena::max_concurrency());
+  const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+  tbb::task_arena arena(static_cast<int>(threads));
+  arena.execute([&] { render(arguments); });
+}
+
+}  // namespace
+
+void add_render_command(CLI::App& app) {
+  auto* command = app.add_subcommand("render", "Renders a scene through one of its cameras into PNG or EXR pictures.");
+  command->footer(
+      "Examples:\n"
+      "  ovicam render samples/plaza.lws --camera Panorama -o plaza.png\n"
+      "  ovicam render samples/plaza.lws --module build/windows/OviCam.p --frames 0-120:10 -o tram.####.png\n"
+      "A frame depends on nothing but the scene and its number: a render farm can split a range anywhere.");
+  const auto arguments = std::make_shared<Arguments>();
+  arguments->camera.add_to(*command);
+  command->add_option("-o,--output", arguments->output, "Picture; %04d or #### in its name stands for the frame's number")
+      ->required();
+  command->add_option("--frames", arguments->frames, "A, A-B or A-B:STEP (default: the scene's first frame)");
+  command->add_option("--size", arguments->size, "WIDTHxHEIGHT in pixels (default: as the scene has it)");
+  command->add_option("--samples", arguments->samples, "Samples per pixel")
+      ->check(CLI::Range(std::uint32_t{1}, most_samples))
+      ->capture_default_str();
+  command->add_option("--threads", arguments->threads, "Threads (default: one per processor)")
+      ->check(CLI::Range(1, most_threads));
+  command->add_option("--eye", arguments->eye, "centre, left or right")->capture_default_str();
+  command->add_flag("--motion-blur", arguments->motion_blur, "Blur motion even where the scene does not");
+  command->add_flag("--depth-of-field", arguments->depth_of_field, "Blur by distance even where the scene does not");
+  auto* gizmo = command->add_flag("--gizmo", arguments->gizmo,
+                                  "Draws what the camera's gizmo draws over the scene's edges, as a viewport shows it");
+  command->add_option("--view-from", arguments->view_from, "X,Y,Z: where the viewport looks from, metres")->needs(gizmo);
+  command->add_option("--look-at", arguments->look_at, "X,Y,Z: what the viewport looks at, metres")->needs(gizmo);
+  command->callback([arguments] { arguments->gizmo ? draw_gizmo(*arguments) : render_with_threads(*arguments); });
+}
+
+}  // namespace tool

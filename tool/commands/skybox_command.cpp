@@ -1,0 +1,215 @@
+#include "tool/commands/skybox_command.h"
+
+#include <OpenImageIO/imagebuf.h>
+#include <OpenImageIO/imagebufalgo.h>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "standin/scene/scene.h"
+#include "tool/commands/usage_error.h"
+#include "tool/output/new_file.h"
+#include "tool/output/picture.h"
+
+namespace tool {
+namespace {
+
+constexpr std::size_t column_count = 4;
+constexpr std::size_t row_count = 3;
+/// The camera moves its grid by that share of a pixel towards smaller film positions.
+constexpr double grid_shift_pixels = 0.95;
+
+enum class Layout { cross, alternate };
+
+struct Face {
+  std::string_view name;
+  /// Columns from the left and rows from the top, from 0.
+  std::size_t column = 0;
+  std::size_t row = 0;
+};
+
+constexpr std::array<Face, 6> faces_of(Layout layout) {
+  return {{{"left", 0, 1},
+           {"front", 1, 1},
+           {"right", 2, 1},
+           {"back", 3, 1},
+           {"top", layout == Layout::cross ? std::size_t{1} : std::size_t{3}, 0},
+           {"bottom", 1, 2}}};
+}
+
+/// Where the camera's cells begin and end, in whole pixels: a pixel belongs to the cell that its centre lies in.
+struct Grid {
+  std::array<int, column_count + 1> columns{};
+  std::array<int, row_count + 1> rows{};
+};
+
+/// The layout's film sizes are cut to four decimals.
+double cut(double film_size) { return std::floor(film_size * 10000.0) / 10000.0; }
+
+Grid grid_of(int width, int height, double film_height) {
+  standin::CameraSettings camera;
+  camera.width_pixels = width;
+  camera.height_pixels = height;
+  camera.aperture_height = film_height;
+  const auto [film_width, same_height] = standin::film_size(camera);
+  const double split_x = -grid_shift_pixels / width * film_width;
+  const double split_y = -grid_shift_pixels / height * film_height;
+
+  Grid grid;
+  grid.columns.back() = width;
+  for (int column = width - 1; column >= 0; --column) {
+    const double x = ((column + 0.5) / width - 0.5) * film_width;
+    for (std::size_t boundary = 1; boundary < column_count; ++boundary) {
+      const double at = split_x + (static_cast<double>(boundary) - 2.0) * 0.25 * cut(film_width);
+      if (x > at) grid.columns[boundary] = column;
+    }
+  }
+  grid.rows.back() = height;
+  for (int row = 0; row < height; ++row) {
+    const double y = (0.5 - (row + 0.5) / height) * film_height;
+    if (y > split_y + cut(film_height) / 6.0) grid.rows[1] = row + 1;
+    if (y > split_y - cut(film_height) / 6.0) grid.rows[2] = row + 1;
+  }
+  return grid;
+}
+
+OIIO::ROI region(const Grid& grid, const Face& face, int channels) {
+  return {grid.columns[face.column],
+          grid.columns[face.column + 1],
+          grid.rows[face.row],
+          grid.rows[face.row + 1],
+          0,
+          1,
+          0,
+          channels};
+}
+
+bool has_room(const OIIO::ROI& cell) { return cell.width() > 0 && cell.height() > 0; }
+
+std::runtime_error unusable(const std::string& file, const std::string& reason) {
+  return std::runtime_error(file + ": " + reason);
+}
+
+OIIO::ImageBuf read_picture(const std::string& file) {
+  if (!std::filesystem::is_regular_file(file)) throw unusable(file, "there is no such picture");
+  OIIO::ImageSpec as_stored;
+  as_stored.attribute("oiio:UnassociatedAlpha", 1);
+  OIIO::ImageBuf picture(file, 0, 0, nullptr, &as_stored);
+  if (!picture.init_spec(file, 0, 0)) throw unusable(file, "it is no picture that can be read; give a PNG or EXR file");
+  const OIIO::ImageSpec& layout = picture.spec();
+  if (layout.width > largest_picture_side || layout.height > largest_picture_side || layout.depth > 1) {
+    throw unusable(file, "it is larger than " + std::to_string(largest_picture_side) + " pixels");
+  }
+  if (!picture.read(0, 0, true)) throw unusable(file, "it cannot be read to its end: " + picture.geterror());
+  return picture;
+}
+
+/// Whether every pixel of a cell is transparent, but for the edges, which samples of the next cell may have reached.
+bool is_empty(const OIIO::ImageBuf& picture, const OIIO::ROI& cell) {
+  const int alpha = picture.spec().alpha_channel;
+  for (int row = cell.ybegin + 1; row < cell.yend - 1; ++row) {
+    for (int column = cell.xbegin + 1; column < cell.xend - 1; ++column) {
+      if (picture.getchannel(column, row, 0, alpha) > 0.0F) return false;
+    }
+  }
+  return true;
+}
+
+Layout detect_layout(const OIIO::ImageBuf& picture, const Grid& grid, const std::string& file) {
+  const std::string remedy = "; give --layout cross or --layout alternate";
+  if (picture.spec().alpha_channel < 0) throw unusable(file, "it has no alpha that tells the empty cells" + remedy);
+  std::array<std::array<bool, column_count>, row_count> empty{};
+  for (std::size_t row = 0; row < row_count; ++row) {
+    for (std::size_t column = 0; column < column_count; ++column) {
+      empty[row][column] = is_empty(picture, region(grid, {"", column, row}, picture.nchannels()));
+    }
+  }
+  for (const Layout layout : {Layout::cross, Layout::alternate}) {
+    std::array<std::array<bool, column_count>, row_count> expected{};
+    for (auto& row : expected) row.fill(true);
+    for (const Face& face : faces_of(layout)) expected[face.row][face.column] = false;
+    if (empty == expected) return layout;
+  }
+  throw unusable(file, "its empty cells are those of neither skybox layout" + remedy);
+}
+
+std::optional<Layout> parse_layout(const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  if (text == "cross") return Layout::cross;
+  if (text == "alternate") return Layout::alternate;
+  throw UsageError("--layout " + text + ": give cross or alternate");
+}
+
+struct Arguments {
+  std::string picture;
+  std::string folder;
+  std::string layout;
+  double film_height = standin::CameraSettings().aperture_height;
+};
+
+void split(const Arguments& arguments) {
+  const auto wanted_layout = parse_layout(arguments.layout);
+  const OIIO::ImageBuf picture = read_picture(arguments.picture);
+  const int width = picture.spec().width;
+  const int height = picture.spec().height;
+  const std::string size = std::to_string(width) + 'x' + std::to_string(height);
+  const Grid grid = grid_of(width, height, arguments.film_height);
+  for (const Layout layout : {Layout::cross, Layout::alternate}) {
+    for (const Face& face : faces_of(layout)) {
+      if (!has_room(region(grid, face, 1))) {
+        throw unusable(arguments.picture, "a picture of " + size + " pixels has no room for the six faces");
+      }
+    }
+  }
+  const Layout layout = wanted_layout ? *wanted_layout : detect_layout(picture, grid, arguments.picture);
+
+  std::error_code error;
+  std::filesystem::create_directories(arguments.folder, error);
+  if (error) throw unusable(arguments.folder, "the folder cannot be made: " + error.message());
+  const std::string extension = std::filesystem::path(arguments.picture).extension().string();
+  std::array<std::unique_ptr<NewFile>, 6> files;
+  const auto faces = faces_of(layout);
+  // All six are written before the first gets its name.
+  for (std::size_t i = 0; i < faces.size(); ++i) {
+    files[i] = std::make_unique<NewFile>(std::filesystem::path(arguments.folder) / (std::string(faces[i].name) + extension));
+    OIIO::ImageBuf face = OIIO::ImageBufAlgo::cut(picture, region(grid, faces[i], picture.nchannels()));
+    if (face.has_error() || !face.write(files[i]->unfinished().string())) files[i]->fail(face.geterror());
+  }
+  for (std::size_t i = 0; i < faces.size(); ++i) {
+    files[i]->finish();
+    const OIIO::ROI cell = region(grid, faces[i], 1);
+    std::cout << faces[i].name << ": " << cell.width() << 'x' << cell.height() << " pixels from column " << cell.xbegin
+              << ", row " << cell.ybegin << " -> " << files[i]->name().string() << '\n';
+  }
+}
+
+}  // namespace
+
+void add_skybox_command(CLI::App& app) {
+  auto* skybox = app.add_subcommand("skybox", "Works on frames of the skybox camera.");
+  skybox->footer("Example:\n  ovicam skybox split skybox.png -o faces");
+  skybox->require_subcommand(1);
+  auto* command = skybox->add_subcommand("split", "Cuts a skybox frame into left, front, right, back, top and bottom.");
+  command->footer(
+      "Example:\n  ovicam skybox split build/gallery/pictures/skybox_cross.png -o faces\n"
+      "A pixel goes to the face that its centre lies on. The camera's grid is not quite centred, so the outermost faces are a "
+      "pixel narrower or wider than the others; sizes that 4 and 3 do not divide shift that by another pixel.");
+  const auto arguments = std::make_shared<Arguments>();
+  command->add_option("PICTURE", arguments->picture, "Rendered skybox frame, PNG or EXR")->required();
+  command->add_option("-o,--output", arguments->folder, "Folder for the six faces; made when it is not there")->required();
+  command->add_option("--layout", arguments->layout, "cross or alternate (default: by which cells are empty)");
+  command->add_option("--film-height", arguments->film_height, "Film height of the camera, metres")
+      ->check(CLI::Range(0.001, 1.0))
+      ->capture_default_str();
+  command->callback([arguments] { split(*arguments); });
+}
+
+}  // namespace tool

@@ -1,0 +1,118 @@
+#include "tool/output/browser.h"
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <optional>
+#include <spawn.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "tool/output/new_file.h"
+
+namespace tool {
+namespace {
+
+constexpr std::chrono::seconds patience{30};
+
+std::optional<std::filesystem::path> find_browser() {
+  const char* folders = std::getenv("PATH");
+  for (const std::string name : {"chromium", "chromium-browser", "google-chrome"}) {
+    std::istringstream path(folders != nullptr ? folders : "");
+    for (std::string folder; std::getline(path, folder, ':');) {
+      const auto file = std::filesystem::path(folder) / name;
+      if (!folder.empty() && access(file.c_str(), X_OK) == 0 && std::filesystem::is_regular_file(file)) return file;
+    }
+  }
+  return std::nullopt;
+}
+
+/// A folder of its own for the browser, gone with this.
+class ScratchFolder {
+ public:
+  ScratchFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "ovicam-browser-XXXXXX").string();
+    if (mkdtemp(pattern.data()) != nullptr) folder_ = pattern;
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  /// Empty when it could not be made.
+  const std::filesystem::path& folder() const { return folder_; }
+
+ private:
+  std::filesystem::path folder_;
+};
+
+/// The exit code, or none when the program did not start or was ended for taking too long.
+std::optional<int> run_quietly(const std::vector<std::string>& command) {
+  std::vector<char*> words;
+  words.reserve(command.size() + 1);
+  for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+  words.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
+  }
+  pid_t child = 0;
+  const int failed = posix_spawn(&child, command[0].c_str(), &actions, nullptr, words.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (failed != 0) return std::nullopt;
+
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  int status = 0;
+  while (waitpid(child, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(child, SIGKILL);
+      waitpid(child, &status, 0);
+      return std::nullopt;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
+}
+
+}  // namespace
+
+PagePicture take_page_picture(const std::filesystem::path& page, int width, int height, const std::filesystem::path& picture) {
+  const auto browser = find_browser();
+  if (!browser) return {"no Chromium is installed"};
+  NewFile file(picture);
+  const ScratchFolder scratch;
+  if (scratch.folder().empty()) return {"the temporary folder takes no files"};
+  const std::vector<std::string> command{browser->string(),
+                                         "--headless",
+                                         "--no-sandbox",
+                                         "--disable-gpu",
+                                         "--disable-quic",
+                                         "--no-first-run",
+                                         "--disable-background-networking",
+                                         "--disable-component-update",
+                                         "--disable-sync",
+                                         "--hide-scrollbars",
+                                         "--user-data-dir=" + scratch.folder().string(),
+                                         "--window-size=" + std::to_string(width) + "," + std::to_string(height),
+                                         "--screenshot=" + std::filesystem::absolute(file.unfinished()).string(),
+                                         "file://" + std::filesystem::absolute(page).string()};
+  const auto exit_code = run_quietly(command);
+  std::error_code missing;
+  if (exit_code != 0 || std::filesystem::file_size(file.unfinished(), missing) == 0 || missing) {
+    return {browser->string() + " made none"};
+  }
+  file.finish();
+  return {};
+}
+
+}  // namespace tool

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <OpenImageIO/imageio.h>
+#include <filesystem>
+#include <memory>
+#include <span>
+
+#include "tool/output/new_file.h"
+
+namespace tool {
+
+/// Largest width and height of a picture, pixels.
+inline constexpr int largest_picture_side = 32768;
+
+/// Linear light times alpha, and alpha: the share of the pixel's samples that had a ray.
+struct Pixel {
+  float red = 0.0F;
+  float green = 0.0F;
+  float blue = 0.0F;
+  float alpha = 0.0F;
+};
+
+/// A PNG (8 bits, sRGB) or EXR (half floats, linear) that is written from the top down and appears under its name only when
+/// it is whole. Failures throw std::runtime_error with the file's name and the reason. Threads: one.
+class PictureFile {
+ public:
+  /// The extension of `file` gives the format; its folder must be there.
+  PictureFile(std::filesystem::path file, int width, int height);
+
+  /// The next whole rows.
+  void write_rows(std::span<const Pixel> rows);
+
+  /// After the last row: closes the file and gives it its name, in place of a file that had it.
+  void finish();
+
+  /// Whether the name's extension is one that can be written.
+  static bool is_picture_name(const std::filesystem::path& file);
+
+ private:
+  NewFile file_;
+  /// Closed before the file's end.
+  std::unique_ptr<OIIO::ImageOutput> output_;
+  int width_;
+  int next_row_ = 0;
+  bool eight_bits_ = false;
+};
+
+}  // namespace tool

@@ -1,0 +1,236 @@
+#include "tool/render/frame_renderer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <tbb/blocked_range2d.h>
+#include <tbb/enumerable_thread_specific.h>
+#include <tbb/parallel_for.h>
+#include <vector>
+
+#include "tool/render/sampling.h"
+#include "tool/render/tracer.h"
+
+namespace tool {
+namespace {
+
+using standin::RayAnswer;
+using standin::RayQuery;
+using standin::Vec3;
+
+constexpr int tile_size = 32;
+/// In one tile of so many Embree is measured, with so many rays: often enough for a figure, and seldom enough not to be felt.
+constexpr int measured_tiles = 5;
+constexpr std::size_t measured_at_once = 1024;
+/// Enough for a session in another process to be worth the way there, and little memory per thread.
+constexpr std::uint32_t batch_size = 16384;
+/// Rays that are traced together: few enough for the processor's nearest caches.
+constexpr std::size_t rays_at_once = 256;
+/// Rows that are held in memory at once stay below this.
+constexpr std::size_t band_bytes = std::size_t{64} << 20;
+
+struct Tile {
+  int left = 0;
+  int top = 0;
+  int right = 0;
+  int bottom = 0;
+
+  int pixels() const { return (right - left) * (bottom - top); }
+};
+
+/// Light and count of a pixel's rays, before they are divided by the number of samples.
+struct PixelSum {
+  Vec3 light;
+  std::uint32_t rays = 0;
+};
+
+/// What one thread works with.
+struct Workspace {
+  std::vector<RayQuery> queries;
+  std::vector<RayAnswer> answers;
+  std::vector<PixelSum> sums;
+  /// Of the rays that are traced together: themselves, whose light they bring, and that light.
+  std::vector<ViewRay> rays;
+  std::vector<std::size_t> pixels;
+  std::vector<Vec3> light;
+  TraceWork trace;
+  /// The next rays also measure Embree.
+  bool is_measured = false;
+  std::vector<RTCRayHit> measured_rays;
+  std::vector<RTCRay> measured_shadow_rays;
+  RayCounts counts;
+};
+
+bool finite(Vec3 v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
+
+/// None when the tracer could do nothing with the ray.
+std::optional<ViewRay> usable(const RayAnswer& answer, double fractional_time) {
+  if (!finite(answer.position)) return std::nullopt;
+  const double squared = dot(answer.direction, answer.direction);
+  if (squared > 1e-200 && squared < 1e200)
+    return ViewRay{answer.position, answer.direction * (1.0 / std::sqrt(squared)), fractional_time};
+  // Numbers at the edge of what a double holds would overflow while the length is taken.
+  const double largest = std::max({std::abs(answer.direction.x), std::abs(answer.direction.y), std::abs(answer.direction.z)});
+  if (!finite(answer.direction) || largest == 0.0) return std::nullopt;
+  const Vec3 scaled{answer.direction.x / largest, answer.direction.y / largest, answer.direction.z / largest};
+  return ViewRay{answer.position, normalized(scaled), fractional_time};
+}
+
+/// The queries for samples `first` to `end` - 1 of every pixel of a tile, pixel by pixel.
+void make_queries(const FrameJob& job, const Tile& tile, std::uint32_t first, std::uint32_t end,
+                  std::vector<RayQuery>& queries) {
+  queries.resize(static_cast<std::size_t>(tile.pixels()) * (end - first));
+  auto query = queries.begin();
+  for (int row = tile.top; row < tile.bottom; ++row) {
+    for (int column = tile.left; column < tile.right; ++column) {
+      const PixelSamples samples(static_cast<std::uint32_t>(column), static_cast<std::uint32_t>(row), job.samples_per_pixel);
+      for (std::uint32_t sample = first; sample < end; ++sample, ++query) {
+        const PixelPoint point = samples.point(sample);
+        *query = {.film_x = ((column + point.x) / job.width - 0.5) * job.setup.film_width,
+                  .film_y = (0.5 - (row + point.y) / job.height) * job.setup.film_height,
+                  .eye = job.eye};
+        if (job.setup.depth_of_field) {
+          const LensSample lens = samples.lens(sample);
+          query->lens_x = lens.x;
+          query->lens_y = lens.y;
+        }
+        if (job.setup.duration_seconds > 0.0) query->fractional_time = samples.time(sample);
+      }
+    }
+  }
+}
+
+/// Keeps the rays that were traced last as they were before.
+void keep_for_measurement(Workspace& work) {
+  for (const ViewRay& ray : work.rays) {
+    work.measured_rays.push_back(RenderScene::ray_from(ray.position, ray.direction, ray.fractional_time));
+  }
+  for (RTCRay ray : work.trace.shadow_rays) {
+    ray.tfar = std::numeric_limits<float>::infinity();
+    work.measured_shadow_rays.push_back(ray);
+  }
+  work.is_measured = work.measured_rays.size() < measured_at_once;
+}
+
+/// Traces the rays that were kept once more in a bare loop: what Embree alone takes for them.
+void measure(const RenderScene& scene, Workspace& work) {
+  double seconds = 0.0;
+  // Only the second time counts: a loop over a whole picture would find the processor used to it.
+  for (int time = 0; time < 2; ++time) {
+    std::vector<RTCRayHit> rays = work.measured_rays;
+    std::vector<RTCRay> shadow_rays = work.measured_shadow_rays;
+    const auto start = std::chrono::steady_clock::now();
+    scene.trace_one_by_one(rays, shadow_rays);
+    seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
+  work.counts.alone_seconds += seconds;
+  work.counts.traced_alone += work.measured_rays.size() + work.measured_shadow_rays.size();
+  work.measured_rays.clear();
+  work.measured_shadow_rays.clear();
+}
+
+/// Traces the rays that have been gathered and adds their light to their pixels.
+void trace_gathered(const RenderScene& scene, Workspace& work) {
+  work.light.resize(work.rays.size());
+  trace_light(scene, work.rays, work.light, work.trace);
+  for (std::size_t i = 0; i < work.rays.size(); ++i) {
+    PixelSum& sum = work.sums[work.pixels[i]];
+    sum.light = sum.light + work.light[i];
+    ++sum.rays;
+  }
+  if (work.is_measured) keep_for_measurement(work);
+  work.rays.clear();
+  work.pixels.clear();
+}
+
+void render_tile(const FrameJob& job, const Tile& tile, Workspace& work) {
+  work.sums.assign(static_cast<std::size_t>(tile.pixels()), {});
+  const std::uint32_t samples_at_once = std::max(1U, batch_size / static_cast<std::uint32_t>(tile.pixels()));
+  for (std::uint32_t first = 0; first < job.samples_per_pixel; first += samples_at_once) {
+    const std::uint32_t end = std::min(job.samples_per_pixel, first + samples_at_once);
+    make_queries(job, tile, first, end, work.queries);
+    work.answers.resize(work.queries.size());
+    job.session.evaluate(work.queries, work.answers);
+    work.counts.asked += work.queries.size();
+    for (std::size_t i = 0; i < work.answers.size(); ++i) {
+      if (work.answers[i].result == 0) continue;
+      const auto ray = usable(work.answers[i], work.queries[i].fractional_time);
+      if (!ray) {
+        ++work.counts.broken;
+        continue;
+      }
+      work.rays.push_back(*ray);
+      work.pixels.push_back(i / (end - first));
+      if (work.rays.size() == rays_at_once) trace_gathered(job.scene, work);
+    }
+    trace_gathered(job.scene, work);
+    work.is_measured = false;
+    if (!work.measured_rays.empty()) measure(job.scene, work);
+  }
+}
+
+Pixel mean(const PixelSum& sum, std::uint32_t samples) {
+  const double scale = 1.0 / samples;
+  return {static_cast<float>(sum.light.x * scale), static_cast<float>(sum.light.y * scale),
+          static_cast<float>(sum.light.z * scale), static_cast<float>(sum.rays * scale)};
+}
+
+int rows_at_once(int width) {
+  const std::size_t rows = band_bytes / (sizeof(Pixel) * static_cast<std::size_t>(width));
+  return std::max(tile_size, static_cast<int>(rows) / tile_size * tile_size);
+}
+
+}  // namespace
+
+RayCounts& RayCounts::operator+=(const RayCounts& other) {
+  asked += other.asked;
+  broken += other.broken;
+  traced += other.traced;
+  traced_alone += other.traced_alone;
+  alone_seconds += other.alone_seconds;
+  return *this;
+}
+
+RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& progress) {
+  tbb::enumerable_thread_specific<Workspace> workspaces;
+  const int band_rows = std::min(job.height, rows_at_once(job.width));
+  std::vector<Pixel> band(static_cast<std::size_t>(job.width) * static_cast<std::size_t>(band_rows));
+
+  for (int band_top = 0; band_top < job.height; band_top += band_rows) {
+    const int band_bottom = std::min(job.height, band_top + band_rows);
+    const int tile_rows = (band_bottom - band_top + tile_size - 1) / tile_size;
+    const int tile_columns = (job.width + tile_size - 1) / tile_size;
+    const auto render_tiles = [&](const tbb::blocked_range2d<int>& range) {
+      Workspace& work = workspaces.local();
+      const int left = range.cols().begin() * tile_size;
+      const int top = band_top + range.rows().begin() * tile_size;
+      const int number = range.rows().begin() * tile_columns + range.cols().begin();
+      const Tile tile{left, top, std::min(left + tile_size, job.width), std::min(top + tile_size, band_bottom)};
+      work.is_measured = number % measured_tiles == 0;
+      render_tile(job, tile, work);
+      progress.add(static_cast<std::uint64_t>(tile.pixels()) * job.samples_per_pixel);
+      auto sum = work.sums.cbegin();
+      for (int row = tile.top; row < tile.bottom; ++row) {
+        const auto band_row = static_cast<std::size_t>(row - band_top) * static_cast<std::size_t>(job.width);
+        for (int column = tile.left; column < tile.right; ++column) {
+          band[band_row + static_cast<std::size_t>(column)] = mean(*sum++, job.samples_per_pixel);
+        }
+      }
+    };
+    // One tile at a time, so that the batches stay whole and the last tiles are shared out.
+    tbb::parallel_for(tbb::blocked_range2d<int>(0, tile_rows, 1, 0, tile_columns, 1), render_tiles, tbb::simple_partitioner());
+    picture.write_rows(
+        std::span(band).first(static_cast<std::size_t>(job.width) * static_cast<std::size_t>(band_bottom - band_top)));
+  }
+  RayCounts counts;
+  for (const Workspace& work : workspaces) {
+    counts += work.counts;
+    counts.traced += work.trace.traced;
+  }
+  return counts;
+}
+
+}  // namespace tool

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+
+#include "standin/host/gizmo_drawing.h"
+#include "standin/scene/scene.h"
+#include "tool/render/scene_layers.h"
+
+namespace tool {
+
+/// Where a viewport looks from, and the point in its middle.
+struct ViewLine {
+  standin::Vec3 from;
+  standin::Vec3 at;
+};
+
+/// From above and behind the camera, far enough to have it and what its gizmo draws in view.
+ViewLine view_of_gizmo(const standin::ItemPose& camera, std::span<const standin::GizmoElement> elements);
+
+/// What a perspective viewport shows at a time.
+struct GizmoView {
+  const standin::Scene& scene;
+  std::span<const PlacedLayer> layers;
+  const standin::Item& camera;
+  std::span<const standin::GizmoElement> elements;
+  ViewLine line;
+  double time_seconds = 0.0;
+  int width = 0;
+  int height = 0;
+};
+
+/// Draws the scene's edges, the camera, and over them what its gizmo drew, into a PNG. Failure to write throws
+/// std::runtime_error. Threads: one.
+void write_gizmo_picture(const GizmoView& view, const std::filesystem::path& file);
+
+}  // namespace tool

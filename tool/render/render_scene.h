@@ -1,0 +1,127 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <embree3/rtcore.h>
+#include <map>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <span>
+#include <vector>
+
+#include "standin/scene/object_file.h"
+#include "standin/scene/scene.h"
+#include "tool/render/scene_layers.h"
+
+namespace tool {
+
+/// Gives an Embree handle back when its owner goes.
+struct EmbreeRelease {
+  void operator()(RTCDeviceTy* device) const { rtcReleaseDevice(device); }
+  void operator()(RTCSceneTy* scene) const { rtcReleaseScene(scene); }
+  void operator()(RTCGeometryTy* geometry) const { rtcReleaseGeometry(geometry); }
+};
+using EmbreeDevice = std::unique_ptr<RTCDeviceTy, EmbreeRelease>;
+using EmbreeScene = std::unique_ptr<RTCSceneTy, EmbreeRelease>;
+using EmbreeGeometry = std::unique_ptr<RTCGeometryTy, EmbreeRelease>;
+
+/// What a ray met. The normal has length one and looks against the ray, whichever side was met.
+struct Hit {
+  standin::Vec3 position;
+  standin::Vec3 normal;
+  const standin::Surface* surface = nullptr;
+  /// For RenderScene::object_of.
+  unsigned instance = 0;
+  float fractional_time = 0.0F;
+};
+
+/// The light that comes from one side: `towards_sun` has length one.
+struct Sun {
+  standin::Vec3 towards_sun;
+  standin::Vec3 color;
+};
+
+/// The objects of a scene as triangles for tracing, set in their places frame by frame.
+class RenderScene {
+ public:
+  /// Reads every object; `scene` must outlive this. A missing file is left out with a line to `warnings`, and so is an object
+  /// without that layer; a file that cannot be read throws standin::FileError.
+  RenderScene(const standin::Scene& scene, std::ostream& warnings);
+
+  /// Places the objects for `duration_seconds` from `start_seconds`. Threads: one, with no tracing meanwhile.
+  void set_frame(double start_seconds, double duration_seconds);
+
+  /// A ray at the given fraction of the frame's duration; direction of length one. Threads: any.
+  static RTCRayHit ray_from(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
+
+  /// The same from a surface, which it does not meet itself.
+  static RTCRay ray_from_surface(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
+
+  /// Finds the nearest surface along every ray, of neighbouring pixels best. Threads: any number at once.
+  void trace(std::span<RTCRayHit> rays) const;
+
+  /// Finds whether there is any surface along every ray: `is_blocked` tells then. Threads: any number at once.
+  void trace(std::span<RTCRay> rays) const;
+  static bool is_blocked(const RTCRay& ray) { return ray.tfar < 0.0F; }
+
+  /// Both in a bare loop, ray by ray, as a measure of speed. Threads: any number at once.
+  void trace_one_by_one(std::span<RTCRayHit> rays, std::span<RTCRay> shadow_rays) const;
+
+  /// What a traced ray met, if anything. Position and direction are the ray's own, as exact as they were.
+  std::optional<Hit> hit(const RTCRayHit& met, standin::Vec3 position, standin::Vec3 direction) const;
+
+  /// Where the object that was met is at the ray's time; its axes scaled as it is. Threads: any number at once.
+  standin::ItemPose object_of(const Hit& hit) const;
+
+  /// Of the frame set last: the scene's first distant light, or a default.
+  const Sun& sun() const { return sun_; }
+
+ private:
+  struct Mesh {
+    EmbreeScene triangles;
+    std::vector<std::uint32_t> surface_of_triangle;
+    std::shared_ptr<const std::vector<standin::Surface>> surfaces;
+  };
+  struct Instance {
+    PlacedLayer layer;
+    const Mesh* mesh = nullptr;
+  };
+  /// Position, right, up and forward, as Embree wants them.
+  using Placement = std::array<float, 12>;
+  /// Where an object is at one moment. Normals turn with the axes' cofactors, so that unequal scales keep them upright on
+  /// their surface.
+  struct Place {
+    Place() = default;
+    explicit Place(const Placement& matrix);
+
+    standin::ItemPose object;
+    standin::Vec3 right_cofactor;
+    standin::Vec3 up_cofactor;
+    standin::Vec3 forward_cofactor;
+  };
+
+  struct Placed {
+    const Mesh* mesh = nullptr;
+    bool moves = false;
+    /// Of one that does not move.
+    Place place;
+  };
+
+  Mesh make_mesh(const PlacedLayer& placed) const;
+  Placement placement(const Instance& instance, double time_seconds) const;
+  void place(const Instance& instance, double start_seconds, double duration_seconds);
+  Place place_at(unsigned instance, float fractional_time) const;
+  void check_device() const;
+
+  const standin::Scene& scene_;
+  EmbreeDevice device_;
+  std::map<const standin::Layer*, Mesh> meshes_;
+  std::vector<Instance> instances_;
+  EmbreeScene frame_;
+  /// By number of the instance in `frame_`.
+  std::vector<Placed> placed_;
+  Sun sun_;
+};
+
+}  // namespace tool

@@ -1,0 +1,88 @@
+#include "tool/render/tracer.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tool {
+namespace {
+
+using standin::Vec3;
+
+constexpr Vec3 zenith{0.16, 0.33, 0.66};
+constexpr Vec3 haze{0.72, 0.80, 0.88};
+constexpr Vec3 far_ground{0.30, 0.27, 0.23};
+constexpr Vec3 nadir{0.14, 0.12, 0.10};
+constexpr double sun_strength = 0.75;
+constexpr double sky_strength = 0.55;
+/// Edge of a square of the checker, metres.
+constexpr double checker_size = 0.25;
+
+Vec3 blend(Vec3 a, Vec3 b, double weight) { return a * (1.0 - weight) + b * weight; }
+Vec3 filtered(Vec3 light, Vec3 color) { return {light.x * color.x, light.y * color.y, light.z * color.z}; }
+
+/// The horizon is a clear edge, so that a level camera can be told from a tilted one.
+Vec3 sky(Vec3 direction) {
+  const double height = std::clamp(direction.y, -1.0, 1.0);
+  return height >= 0.0 ? blend(haze, zenith, std::sqrt(height)) : blend(far_ground, nadir, std::sqrt(-height));
+}
+
+/// Light of the whole sky on a surface: the even mixture of its two halves that the surface sees.
+Vec3 sky_light(Vec3 normal) {
+  constexpr Vec3 above{0.50, 0.62, 0.80};
+  constexpr Vec3 below{0.24, 0.21, 0.18};
+  return blend(below, above, 0.5 + 0.5 * normal.y) * sky_strength;
+}
+
+/// A surface that nobody coloured shows a checker, so that shape, scale and distortion can be seen. It is fixed to the object;
+/// its squares keep their size in the world.
+Vec3 surface_color(const RenderScene& scene, const Hit& hit) {
+  static const Vec3 untouched = standin::Surface{}.color;
+  const Vec3 color = hit.surface->color;
+  // The host writes its default as 0.78 or as 200/255.
+  const auto near = [](double a, double b) { return std::abs(a - b) < 5e-3; };
+  if (!near(color.x, untouched.x) || !near(color.y, untouched.y) || !near(color.z, untouched.z)) return color;
+  const standin::ItemPose object = scene.object_of(hit);
+  // A step inwards keeps a face that lies just between two squares from flickering.
+  const Vec3 from_origin = hit.position - hit.normal * (1e-3 * checker_size) - object.position;
+  double squares = 0.0;
+  for (const Vec3 axis : {object.right, object.up, object.forward}) {
+    squares += std::floor(dot(from_origin, normalized(axis)) / checker_size);
+  }
+  return untouched * (std::fmod(std::abs(squares), 2.0) < 0.5 ? 1.0 : 0.45);
+}
+
+}  // namespace
+
+void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::span<Vec3> light, TraceWork& work) {
+  work.rays.clear();
+  for (const ViewRay& ray : rays) work.rays.push_back(RenderScene::ray_from(ray.position, ray.direction, ray.fractional_time));
+  scene.trace(work.rays);
+
+  // Surfaces that the sun can reach only wait for their shadow rays, which are traced together.
+  work.shadow_rays.clear();
+  work.shadow_of.clear();
+  work.sunlight.clear();
+  const Sun& sun = scene.sun();
+  for (std::size_t i = 0; i < rays.size(); ++i) {
+    const auto hit = scene.hit(work.rays[i], rays[i].position, rays[i].direction);
+    if (!hit) {
+      light[i] = sky(rays[i].direction);
+      continue;
+    }
+    const Vec3 color = surface_color(scene, *hit);
+    const Vec3 reflected = color * hit->surface->diffuse;
+    light[i] = filtered(sky_light(hit->normal), reflected) + color * hit->surface->luminosity;
+    const double slant = dot(hit->normal, sun.towards_sun);
+    if (slant <= 0.0) continue;
+    work.shadow_rays.push_back(RenderScene::ray_from_surface(hit->position, sun.towards_sun, rays[i].fractional_time));
+    work.shadow_of.push_back(i);
+    work.sunlight.push_back(filtered(sun.color * (slant * sun_strength), reflected));
+  }
+  scene.trace(work.shadow_rays);
+  for (std::size_t i = 0; i < work.shadow_rays.size(); ++i) {
+    if (!RenderScene::is_blocked(work.shadow_rays[i])) light[work.shadow_of[i]] = light[work.shadow_of[i]] + work.sunlight[i];
+  }
+  work.traced += rays.size() + work.shadow_rays.size();
+}
+
+}  // namespace tool

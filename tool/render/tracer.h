@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "standin/scene/vector.h"
+#include "tool/render/render_scene.h"
+
+namespace tool {
+
+/// Direction of length one, and the fraction of the frame's duration.
+struct ViewRay {
+  standin::Vec3 position;
+  standin::Vec3 direction;
+  double fractional_time = 0.0;
+};
+
+/// One thread's memory for tracing, and a count of what it has traced.
+struct TraceWork {
+  std::uint64_t traced = 0;
+  std::vector<RTCRayHit> rays;
+  std::vector<standin::Vec3> sunlight;
+  std::vector<RTCRay> shadow_rays;
+  /// For each shadow ray, which of the light it decides on.
+  std::vector<std::size_t> shadow_of;
+};
+
+/// Linear light that comes along each ray, red, green and blue: a surface lit by sun and sky, or the sky itself. `light` has
+/// room for all. Threads: any number at once, each with memory of its own.
+void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::span<standin::Vec3> light, TraceWork& work);
+
+}  // namespace tool
