@@ -71,6 +71,11 @@ using Settings = std::vector<std::pair<const char*, double>>;
 
 constexpr framework::LensPoint lens_point{0.25, 0.125};
 
+framework::Ray with_film_normal(framework::Ray ray, framework::Vector film_normal) {
+  ray.film_normal = film_normal;
+  return ray;
+}
+
 /// Three envelopes as the publishing cameras read them with every ray: the host's own share of their time.
 class Exposure {
  public:
@@ -202,42 +207,51 @@ int main(int argc, char** argv) try {
   }
   const standin::Module module(argv[1]);
   for (const double time : {0.0, 0.4}) {
-    compare(module, "QuorinPanoramicCam", time,
-            [lens = PanoramicCam::Lens{}](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
+    compare(module, "QuorinPanoramicCam", time, [lens = PanoramicCam::Lens{}](auto at, auto film, const auto& pose) {
+      return pinhole_ray(pose, direction(lens, film, at));
+    });
     compare(module, "QuorinFisheyeCam", time,
-            [lens = opaque(fisheye())](auto at, auto film, const auto& pose) { return map(lens, film, pose, at, lens_point); },
+            [lens = opaque(fisheye())](auto at, auto film, const auto& pose) {
+              const framework::Vector toward = direction(lens, film, at);
+              return with_film_normal(thin_lens_ray(pose, toward, lens.focal_distance,
+                                                    framework::lens_offset(lens.lens_factor * toward.z, lens_point)),
+                                      pose.forward);
+            },
             {{"FisheyePower", fisheye().distortion_power}});
     compare(
         module, "QuorinRadialShiftCam", time,
-        [lens = opaque(radial_shift())](auto at, auto /*film*/, const auto& pose) { return map(lens, pose, at, lens_point); },
+        [lens = opaque(radial_shift())](auto at, auto film, const auto& pose) {
+          const framework::Vector offset = framework::lens_offset(framework::rounded_to_single(lens.lens_radius), lens_point);
+          return with_film_normal(thin_lens_ray(pose, direction(lens, film, at), lens.focal_distance, offset), pose.forward);
+        },
         {{"RadialShiftA", radial_shift().distortion_a}, {"RadialShiftC", radial_shift().distortion_c}});
-    compare(module, "QuorinAdvPanCam", time,
-            [lens = opaque(AdvPanCam::Lens{})](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
-    compare(module, "QuorinImmersiveCam", time,
-            [lens = opaque(immersive())](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
+    compare(module, "QuorinAdvPanCam", time, [lens = opaque(AdvPanCam::Lens{})](auto at, auto film, const auto& pose) {
+      return pinhole_ray(pose, direction(lens, film, at));
+    });
+    compare(module, "QuorinImmersiveCam", time, [lens = opaque(immersive())](auto at, auto film, const auto& pose) {
+      return pinhole_ray(pose, direction(lens, film, at));
+    });
     compare(module, "QuorinCylinderCam", time,
             [lens = opaque(CylinderCam::Lens{})](auto at, auto film, const auto& pose) { return map(lens, film, pose, at); });
     compare(
         module, "QuorinPerspectiveCam", time,
-        [lens = opaque(perspective())](auto at, auto /*film*/, const framework::Pose& pose) {
+        [lens = opaque(perspective())](auto at, auto film, const framework::Pose& pose) {
           const PerspectiveCam::Pose single{rounded(pose.position), rounded(pose.right), rounded(pose.up),
                                             rounded(pose.forward)};
-          return map(lens, single, at, lens_point);
+          return thin_lens_ray(lens, single, direction(lens, film, at), lens_point);
         },
         {}, true);
     compare(
         module, "QuorinSphericalCam", time,
-        [lens = opaque(SphericalCam::Lens{.reference_radius = 0.0075})](auto at, auto /*film*/, const auto& pose) {
-          return map(lens, pose, at);
+        [lens = opaque(SphericalCam::Lens{.reference_radius = 0.0075})](auto at, auto film, const auto& pose) {
+          return SphericalCam::world_ray(pose, direction(lens, film, at));
         },
         {}, true);
     compare(
         module, "QuorinStereoCam", time,
         [lens = opaque(stereo())](auto at, auto film, const framework::Pose& pose) {
           const StereoCam::StereoPose stereo_pose{pose.position, pose.right, pose.up, pose.forward, {}};
-          framework::Ray ray = map(lens, stereo_pose, side_by_side(lens, film.width, at), lens_point);
-          ray.film_normal = pose.forward;
-          return ray;
+          return with_film_normal(eye_ray(lens, stereo_pose, side_by_side(lens, film.width, at), lens_point), pose.forward);
         },
         {}, true);
   }

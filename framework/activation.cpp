@@ -13,7 +13,7 @@ void acquire(const Table*& table, GlobalFunc* global, const char* service, LWGlo
 }
 
 void remember_global(HostServices& services, GlobalFunc* global, void* server_data) {
-  if (server_data != nullptr) static_cast<framework::ModuleBlock*>(server_data)->global = global;
+  if (server_data != nullptr) static_cast<ModuleBlock*>(server_data)->global = global;
   services.pGlobal = global;
 }
 
@@ -24,8 +24,9 @@ unsigned system_id(GlobalFunc* global) {
 
 }  // namespace
 
-int activate_handler(HostServices& services, const HandlerCallbacks& callbacks, int version, GlobalFunc* global, void* local,
-                     void* server_data) {
+int activate_handler(HostServices& services, const HandlerCallbacks& callbacks, bool wants_evaluators,
+                     const Activation& activation) {
+  const auto [version, global, local, server_data] = activation;
   if (version != LWCAMERA_HANDLER_VERSION) return AFUNC_BADVERSION;
   if (global == nullptr) return AFUNC_BADGLOBAL;
   if (local == nullptr) return AFUNC_BADLOCAL;
@@ -57,18 +58,13 @@ int activate_handler(HostServices& services, const HandlerCallbacks& callbacks, 
   handler.evaluate = callbacks.evaluate;
   handler.flags = callbacks.flags;
   handler.project = callbacks.project;
+  if (wants_evaluators) acquire(services.camevalfuncs, global, LWCAMERAEVALUATION_GLOBAL);
   return AFUNC_OK;
 }
 
-int activate_viewing_handler(HostServices& services, const HandlerCallbacks& callbacks, int version, GlobalFunc* global,
-                             void* local, void* server_data) {
-  const int result = activate_handler(services, callbacks, version, global, local, server_data);
-  if (result == AFUNC_OK) acquire(services.camevalfuncs, global, LWCAMERAEVALUATION_GLOBAL);
-  return result;
-}
-
-int activate_interface(HostServices& services, LWXPanelID (*create_panel)(GlobalFunc* global, void* instance), int version,
-                       GlobalFunc* global, void* local, void* server_data) {
+int activate_interface(HostServices& services, LWXPanelID (*create_panel)(GlobalFunc* global, void* instance),
+                       const Activation& activation) {
+  const auto [version, global, local, server_data] = activation;
   if (version != LWCAMERA_INTERFACE_VERSION) return AFUNC_BADVERSION;
   if (global == nullptr) return AFUNC_BADGLOBAL;
   if (local == nullptr) return AFUNC_BADLOCAL;
@@ -83,8 +79,8 @@ int activate_interface(HostServices& services, LWXPanelID (*create_panel)(Global
   return AFUNC_OK;
 }
 
-int activate_gizmo(HostServices& services, const LWGizmoFuncs& callbacks, int version, GlobalFunc* global, void* local,
-                   void* server_data) {
+int activate_gizmo(HostServices& services, const LWGizmoFuncs& callbacks, const Activation& activation) {
+  const auto [version, global, local, server_data] = activation;
   if (version != LWCAMERA_GIZMO_VERSION) return AFUNC_BADVERSION;
   auto* gizmo = static_cast<LWGizmo*>(local);
   if (gizmo == nullptr || gizmo->gizmo == nullptr) return AFUNC_BADLOCAL;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "framework/host_services.h"
-#include "framework/panel.h"
 
 namespace framework {
 
@@ -16,24 +15,30 @@ struct HandlerCallbacks {
   decltype(LWCameraHandler::project) project;
 };
 
-/// Acquires the services, and fills the host's handler record. Returns 0, 1 for a version other than 4, 2 when a needed
-/// service is missing (a render node can do without messages, parameters and panels), 3 without a record; unless it returns
-/// 0 the record is untouched. Threads: the host's main thread.
-int activate_handler(HostServices& services, const HandlerCallbacks& callbacks, int version, GlobalFunc* global, void* local,
-                     void* server_data);
+/// What the host hands to every activation.
+struct Activation {
+  int version;
+  GlobalFunc* global;
+  /// The record of the class, to be filled.
+  void* local;
+  /// The module block.
+  void* server_data;
+};
 
-/// The same for a camera that looks through other cameras: it asks for the evaluation service beside, which may be missing.
-int activate_viewing_handler(HostServices& services, const HandlerCallbacks& callbacks, int version, GlobalFunc* global,
-                             void* local, void* server_data);
+/// Acquires the services, the evaluators of other cameras among them where they are wanted, and fills the host's handler
+/// record. Returns 0, 1 for a version other than 4, 2 when a needed service is missing (a render node can do without messages,
+/// parameters and panels, every host without evaluators), 3 without a record; unless it returns 0 the record is untouched.
+/// Threads: the host's main thread.
+int activate_handler(HostServices& services, const HandlerCallbacks& callbacks, bool wants_evaluators,
+                     const Activation& activation);
 
 /// Acquires the panel service, makes the panel with `create_panel` and fills the host's interface record with it. Returns 0,
 /// or as `activate_handler` (version 5). Threads: the host's main thread.
-int activate_interface(HostServices& services, LWXPanelID (*create_panel)(GlobalFunc* global, void* instance), int version,
-                       GlobalFunc* global, void* local, void* server_data);
+int activate_interface(HostServices& services, LWXPanelID (*create_panel)(GlobalFunc* global, void* instance),
+                       const Activation& activation);
 
 /// Fills the host's gizmo record with everything but its newest slot. Returns 0, 1 for a version other than 5, 3 without a
 /// record.
-int activate_gizmo(HostServices& services, const LWGizmoFuncs& callbacks, int version, GlobalFunc* global, void* local,
-                   void* server_data);
+int activate_gizmo(HostServices& services, const LWGizmoFuncs& callbacks, const Activation& activation);
 
 }  // namespace framework

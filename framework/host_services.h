@@ -23,8 +23,4 @@ struct HostServices {
   LWTime current_time() const { return timer != nullptr ? timer->time : 0.0; }
 };
 
-/// Each camera's own copy: nothing is shared between camera namespaces.
-template <class Camera>
-inline constinit HostServices services{};
-
 }  // namespace framework

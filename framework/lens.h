@@ -28,7 +28,7 @@ constexpr Scalar dot(BasicVector<Scalar> a, BasicVector<Scalar> b) {
 
 template <class Scalar>
 Scalar length(BasicVector<Scalar> v) {
-  return square_root(dot(v, v));
+  return math::sqrt(dot(v, v));
 }
 
 template <class Scalar>
@@ -58,6 +58,12 @@ using Pose = BasicPose<double>;
 inline Vector camera_from_world(const Pose& pose, Vector world) {
   const Vector offset = world - pose.position;
   return {dot(offset, pose.right), dot(offset, pose.up), dot(offset, pose.forward)};
+}
+
+/// The way back: what lies so far along the camera's right, up and forward axes, as a direction of the world.
+template <class Scalar>
+constexpr BasicVector<Scalar> world_from_camera(const BasicPose<Scalar>& pose, BasicVector<Scalar> in_camera) {
+  return pose.right * in_camera.x + pose.up * in_camera.y + pose.forward * in_camera.z;
 }
 
 /// Film size in metres.
@@ -92,11 +98,11 @@ struct PolarPoint {
 /// at angle 0.
 inline PolarPoint polar(double x, double y) {
   const double squared = x * x + y * y;
-  const double radius = square_root(squared);
+  const double radius = math::sqrt(squared);
   // Squares below this bound have lost digits, and the quotients with them.
   if (squared > 1e-280 && squared < 1e300) return {radius, x / radius, y / radius};
-  const double angle = arc_tangent(y, x);
-  return {radius, cosine(angle), sine(angle)};
+  const double angle = math::atan2(y, x);
+  return {radius, math::cos(angle), math::sin(angle)};
 }
 
 struct Ray {
@@ -105,12 +111,27 @@ struct Ray {
   Vector film_normal;
 };
 
-/// The ray of a thin lens whose centre would send its own ray `toward`, a vector of any length: both meet at the focal
-/// distance. It starts off the centre by a world-space offset. Its film normal is its direction.
-inline Ray thin_lens_ray(Vector centre, Vector toward, double focal_distance, Vector offset) {
+/// The ray from the camera's position in a direction of camera space, of any length; its direction is also its film normal. A
+/// direction of no length gives non-finite components.
+inline Ray pinhole_ray(const Pose& pose, Vector in_camera) {
+  const Vector direction = normalized(world_from_camera(pose, in_camera));
+  return {pose.position, direction, direction};
+}
+
+/// Where on the lens a ray starts, from the lens's centre. A position on the lens counts along the world's X and Y axes and
+/// not along the camera's: that is the depth of field which scenes rendered with these cameras have, so it stays.
+constexpr Vector lens_offset(double lens_radius, LensPoint through) {
+  return {lens_radius * through.x, lens_radius * through.y, 0.0};
+}
+
+/// The ray through a point of a thin lens around the camera's position: the pinhole's ray in that direction of camera space
+/// and this one meet at the focal distance, so that what is in focus is a sphere around the camera. Its film normal is its
+/// direction. Not finite for a direction of no length.
+inline Ray thin_lens_ray(const Pose& pose, Vector in_camera, double focal_distance, Vector offset) {
+  const Vector toward = world_from_camera(pose, in_camera);
   const Vector focus = toward * (focal_distance / length(toward));
   const Vector direction = normalized(focus - offset);
-  return {centre + offset, direction, direction};
+  return {pose.position + offset, direction, direction};
 }
 
 }  // namespace framework

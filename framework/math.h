@@ -15,34 +15,40 @@ inline constexpr double quarter_pi = 0.7853981633974483;
 /// Below this a depth, distance, film size or angular span is too small to project with.
 inline constexpr double projection_tolerance = 1e-9;
 
+namespace math {
+
 #ifdef _WIN32
 /// The import table's own entries: naming them is the only way past the copies that the linker would prefer.
-namespace c_runtime {
 extern "C" {
-extern double (*const sine)(double) asm("__imp_sin");
-extern double (*const cosine)(double) asm("__imp_cos");
-extern double (*const arc_sine)(double) asm("__imp_asin");
-extern double (*const arc_cosine)(double) asm("__imp_acos");
-extern double (*const arc_tangent)(double, double) asm("__imp_atan2");
-extern double (*const raise)(double, double) asm("__imp_pow");
+extern double (*const imported_sin)(double) asm("__imp_sin");
+extern double (*const imported_cos)(double) asm("__imp_cos");
+extern double (*const imported_asin)(double) asm("__imp_asin");
+extern double (*const imported_acos)(double) asm("__imp_acos");
+extern double (*const imported_atan2)(double, double) asm("__imp_atan2");
+extern double (*const imported_pow)(double, double) asm("__imp_pow");
 }
-}  // namespace c_runtime
-inline double sine(double radians) { return c_runtime::sine(radians); }
-inline double cosine(double radians) { return c_runtime::cosine(radians); }
-inline double arc_sine(double ratio) { return c_runtime::arc_sine(ratio); }
-inline double arc_cosine(double ratio) { return c_runtime::arc_cosine(ratio); }
-inline double arc_tangent(double y, double x) { return c_runtime::arc_tangent(y, x); }
-inline double power(double base, double exponent) { return c_runtime::raise(base, exponent); }
+inline double sin(double radians) { return imported_sin(radians); }
+inline double cos(double radians) { return imported_cos(radians); }
+inline double asin(double ratio) { return imported_asin(ratio); }
+inline double acos(double ratio) { return imported_acos(ratio); }
+inline double atan2(double y, double x) { return imported_atan2(y, x); }
+inline double pow(double base, double exponent) { return imported_pow(base, exponent); }
 #else
-inline double sine(double radians) { return std::sin(radians); }
-inline double cosine(double radians) { return std::cos(radians); }
-inline double arc_sine(double ratio) { return std::asin(ratio); }
-inline double arc_cosine(double ratio) { return std::acos(ratio); }
-inline double arc_tangent(double y, double x) { return std::atan2(y, x); }
-inline double power(double base, double exponent) { return std::pow(base, exponent); }
+inline double sin(double radians) { return std::sin(radians); }
+inline double cos(double radians) { return std::cos(radians); }
+inline double asin(double ratio) { return std::asin(ratio); }
+inline double acos(double ratio) { return std::acos(ratio); }
+inline double atan2(double y, double x) { return std::atan2(y, x); }
+inline double pow(double base, double exponent) { return std::pow(base, exponent); }
 #endif
 
-inline double magnitude(double value) { return __builtin_fabs(value); }
+inline double abs(double value) { return __builtin_fabs(value); }
+
+/// One instruction on every machine the module runs on.
+inline double sqrt(double value) { return __builtin_sqrt(value); }
+inline float sqrt(float value) { return __builtin_sqrtf(value); }
+
+}  // namespace math
 
 constexpr double clamped(double value, double low, double high) { return value < low ? low : value > high ? high : value; }
 
@@ -60,9 +66,5 @@ Scalar rounded_to(double value) {
 
 /// The nearest number of single precision, in double precision again.
 inline double rounded_to_single(double value) { return rounded_to<float>(value); }
-
-/// One instruction on every machine the module runs on.
-inline double square_root(double value) { return __builtin_sqrt(value); }
-inline float square_root(float value) { return __builtin_sqrtf(value); }
 
 }  // namespace framework

@@ -22,10 +22,14 @@ struct SampleBlend {
   bool alone = true;
 };
 
-/// For n >= 2 samples. Between 0 and 1 the index counts in steps of 1/(n-2), the weight in steps of 1/n: two scales, and meant
-/// so, because evaluation and projection must agree on this mapping. `by_reciprocal` multiplies the index by 1/n where
-/// otherwise it is divided by n: the last bit can differ.
-inline SampleBlend blend_samples(std::size_t n, double t, bool by_reciprocal) {
+/// How a sample's index becomes the time that its weight counts from: the index over n, or the index times 1/n. The last bit
+/// can differ.
+enum class SampleWeight { by_division, by_reciprocal };
+
+/// For n >= 2 samples. Between 0 and 1 the index counts in steps of 1/(n-2) and the weight in steps of 1/n. The two scales do
+/// not fit each other, and stay: evaluation and projection share this blend, and the blur of every scene rendered with it.
+template <SampleWeight weight>
+SampleBlend blend_samples(std::size_t n, double t) {
   if (t <= 0.0) return {};
   if (t >= 1.0) return {.first = n - 1};
   const double position = static_cast<double>(static_cast<std::int64_t>(n) - 2) * t;
@@ -33,11 +37,12 @@ inline SampleBlend blend_samples(std::size_t n, double t, bool by_reciprocal) {
   const std::int64_t first = position > 0.0 ? static_cast<std::int64_t>(position) : 0;
   const auto index = static_cast<double>(first);
   const auto count = static_cast<double>(static_cast<std::int64_t>(n));
-  return {static_cast<std::size_t>(first), t - (by_reciprocal ? index * (1.0 / count) : index / count), false};
+  return {static_cast<std::size_t>(first), t - (weight == SampleWeight::by_reciprocal ? index * (1.0 / count) : index / count),
+          false};
 }
 
 /// A 3-vector from samples of three doubles each. Threads: any.
-inline void interpolate_samples(const double* samples, const SampleBlend& blend, double* out) {
+inline void interpolate(const double* samples, const SampleBlend& blend, double* out) {
   const double* from = samples + 3 * blend.first;
   if (blend.alone) {
     for (int axis = 0; axis < 3; ++axis) out[axis] = from[axis];

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <type_traits>
 
 #include "framework/host_services.h"
 
@@ -70,10 +71,10 @@ constexpr SavedItem<Lens> saved_plain_number(double Lens::*value) {
 }
 
 /// Where a value stands in a camera's parameter table, and so among its envelopes; the table's size when it has none.
-template <class Lens, std::size_t Count>
-constexpr std::size_t index_of(const std::array<Parameter<Lens>, Count>& parameters, double Lens::*value) {
+template <class Lens>
+constexpr std::size_t index_of(std::type_identity_t<std::span<const Parameter<Lens>>> parameters, double Lens::*value) {
   std::size_t index = 0;
-  while (index < Count && parameters[index].value != value) ++index;
+  while (index < parameters.size() && parameters[index].value != value) ++index;
   return index;
 }
 

@@ -1,52 +1,51 @@
 #include "cameras/advanced_panoramic/advanced_panoramic_cam.h"
 
-#include "framework/camera.h"
+#include "framework/camera_source.h"
+
+constexpr framework::TagTable tagInfo12 = framework::tag_table("Quorin SuperPano Camera");
 
 namespace AdvPanCam {
 
-struct Camera {
-  using Lens = AdvPanCam::Lens;
-  using PoseType = framework::Pose;
-
-  static constexpr const char* server_name = "QuorinAdvPanCam";
-  static constexpr const char* description = "QuorinAdvPanCam Oct 28 2026 01:01:51";
-  static constexpr unsigned flags = 0;
-  static constexpr int no_handle = 0;
-  static constexpr auto parameters = AdvPanCam::parameters;
-  static constexpr auto saved = AdvPanCam::saved;
+using Row = framework::PanelRow<Lens>;
+constexpr std::array panel{
+    Row::logo(0x8005),
+    Row::version(0x8001),
+    Row::zoom(0x8000, &Lens::zoom_factor).hidden(),
+    Row::angle(0x8006, "Horizontal FOV angle", &Lens::horizontal_fov_radians).divider().sensitive(),
+    Row::angle(0x8007, "Upper Vertical FOV angle", &Lens::upper_angle_radians).sensitive(),
+    Row::angle(0x8008, "Lower Vertical FOV angle", &Lens::lower_angle_radians).divider().sensitive(),
+    Row::percentage(0x800a, "Right Horizontal Scale", &Lens::right_scale).sensitive().limits(-5, 5),
+    Row::percentage(0x8009, "Top Vertical Scale", &Lens::top_scale).sensitive().limits(-5, 5),
+    Row::percentage(0x800c, "Left Horizontal Scale", &Lens::left_scale).sensitive().limits(-5, 5),
+    Row::percentage(0x800b, "Bottom Vertical Scale", &Lens::bottom_scale).divider().sensitive().limits(-5, 5),
+    Row::percentage(0x800e, "Horizontal Shift", &Lens::horizontal_shift).sensitive(),
+    Row::percentage(0x800d, "Vertical Shift", &Lens::vertical_shift).divider().sensitive(),
 };
 
-using CameraPlugin = framework::CameraInstance<Camera>;
+constexpr framework::CameraTables<Lens> tables{.server_name = server.name,
+                                               .description = "QuorinAdvPanCam Oct 28 2026 01:01:51",
+                                               .parameters = parameters,
+                                               .saved = saved,
+                                               .panel = panel,
+                                               .gizmo_handle = 0};
 
-constexpr std::array panel_rows{
-    framework::drawing_row<Lens>(0x8005),
-    framework::version_row<Lens>(0x8001),
-    framework::hidden_envelope_row(0x8000, &Lens::zoom_factor),
-    framework::envelope_row(0x8006, "Horizontal FOV angle", "angle-env", &Lens::horizontal_fov_radians),
-    framework::envelope_row(0x8007, "Upper Vertical FOV angle", "angle-env", &Lens::upper_angle_radians),
-    framework::envelope_row(0x8008, "Lower Vertical FOV angle", "angle-env", &Lens::lower_angle_radians),
-    framework::envelope_row(0x800a, "Right Horizontal Scale", "percent-env", &Lens::right_scale),
-    framework::envelope_row(0x8009, "Top Vertical Scale", "percent-env", &Lens::top_scale),
-    framework::envelope_row(0x800c, "Left Horizontal Scale", "percent-env", &Lens::left_scale),
-    framework::envelope_row(0x800b, "Bottom Vertical Scale", "percent-env", &Lens::bottom_scale),
-    framework::envelope_row(0x800e, "Horizontal Shift", "percent-env", &Lens::horizontal_shift),
-    framework::envelope_row(0x800d, "Vertical Shift", "percent-env", &Lens::vertical_shift),
+constinit framework::HostServices services;
+
+class CameraPlugin final : public framework::LensCamera<Lens> {
+ public:
+  explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
+
+  int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) {
+    if (record == nullptr) return LWCAMEVAL_NONE;
+    const framework::Vector toward = direction(values, framework::film_of(*record), sample.film);
+    return framework::store(framework::pinhole_ray(cached_pose_at(sample.time), toward), ray);
+  }
+
+  int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& record) const {
+    return framework::store(film_point(values, framework::film_of(record), in_camera(sample)), film);
+  }
 };
 
-LWXPanelDrawFunc PanelControlDrawFunc;
-
-constexpr auto panel_hints =
-    framework::hint_list(framework::no_focus(), framework::full_size(0x8005), framework::drawn_by(0x8005, PanelControlDrawFunc),
-                         framework::divider_after(0x8001), framework::divider_after(0x8006), framework::divider_after(0x8008),
-                         framework::divider_after(0x800b), framework::divider_after(0x800d), framework::sensitivity(0x8006),
-                         framework::sensitivity(0x8007), framework::sensitivity(0x8008), framework::sensitivity(0x800a),
-                         framework::sensitivity(0x8009), framework::sensitivity(0x800c), framework::sensitivity(0x800b),
-                         framework::sensitivity(0x800e), framework::sensitivity(0x800d), framework::minimum(0x800a, -5),
-                         framework::maximum(0x800a, 5), framework::minimum(0x8009, -5), framework::maximum(0x8009, 5),
-                         framework::minimum(0x800c, -5), framework::maximum(0x800c, 5), framework::minimum(0x800b, -5),
-                         framework::maximum(0x800b, 5));
-
-#include "framework/camera_callbacks.inc"
-#include "framework/lens_activation.inc"
+#include "framework/lens_thunks.inc"
 
 }  // namespace AdvPanCam

@@ -5,7 +5,12 @@
 
 #include "framework/lens.h"
 #include "framework/parameters.h"
-#include "sdk/loading.h"
+#include "framework/server.h"
+#include "platform/export.h"
+
+extern "C" {
+OVICAM_EXPORT extern const framework::TagTable tagInfo12;
+}
 
 /// A panorama with vertical limits of its own above and below, a scale for each side of the axis, and two shifts.
 namespace AdvPanCam {
@@ -23,6 +28,38 @@ struct Lens {
   double horizontal_shift = 0.0;
   double vertical_shift = 0.0;
 };
+
+/// Direction of a film position in camera space. The scales stretch it, each on its side of the axis, so that its length is 1
+/// only while all of them are 1; on the axis the left and the bottom one hold. Never refused; scales of 0 can leave no
+/// direction. Formula: the plate carree (equirectangular) projection, stretched. Threads: any.
+inline framework::Vector direction(const Lens& lens, framework::Film film, framework::FilmPoint at) {
+  using namespace framework;
+  const double azimuth = (at.x / film.half_width() + lens.horizontal_shift) * lens.horizontal_fov_radians * 0.5;
+  const double elevation =
+      (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5 +
+      (at.y / film.half_height() + lens.vertical_shift) * (lens.upper_angle_radians - lens.lower_angle_radians) * 0.5;
+  const double cosine_elevation = math::cos(elevation);
+  return {math::sin(azimuth) * cosine_elevation * (azimuth > 0.0 ? lens.right_scale : lens.left_scale),
+          math::sin(elevation) * (elevation > 0.0 ? lens.top_scale : lens.bottom_scale), math::cos(azimuth) * cosine_elevation};
+}
+
+/// The film position that sees a point of camera space, as if every scale were 1, and the inverse of `direction` only then:
+/// the host places what it projects by this. None at the camera's own position, and for a film, a field or a span of
+/// elevations too small to divide by. Threads: any.
+inline std::optional<framework::FilmPoint> film_point(const Lens& lens, framework::Film film, framework::Vector in_camera) {
+  using namespace framework;
+  const double half_fov = lens.horizontal_fov_radians * 0.5;
+  const double span = lens.upper_angle_radians - lens.lower_angle_radians;
+  if (too_small(film.half_width()) || too_small(film.half_height())) return std::nullopt;
+  if (too_small(math::abs(half_fov)) || too_small(math::abs(span))) return std::nullopt;
+  const double distance = length(in_camera);
+  if (too_small(distance)) return std::nullopt;
+  const double azimuth = math::atan2(in_camera.x, in_camera.z);
+  const double elevation = math::asin(clamped(in_camera.y / distance, -1.0, 1.0));
+  const double middle = (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5;
+  return FilmPoint{(azimuth / half_fov - lens.horizontal_shift) * film.half_width(),
+                   ((elevation - middle) / (span * 0.5) - lens.vertical_shift) * film.half_height()};
+}
 
 /// The parameter family, in order of creation and of saving; the immersive camera has the same.
 inline constexpr std::array parameters{
@@ -50,42 +87,8 @@ inline constexpr std::array saved{
     framework::saved_envelope(&Lens::bottom_scale),
 };
 
-/// The ray of a film position, from the camera's position; its direction is also its film normal. The scales stretch the
-/// direction, each on its side of the axis; on the axis the left and the bottom one hold. Never refused: where scales of 0
-/// leave no direction, it is not finite. Threads: any.
-inline framework::Ray map(const Lens& lens, framework::Film film, const framework::Pose& pose, framework::FilmPoint at) {
-  using namespace framework;
-  const double azimuth = (at.x / film.half_width() + lens.horizontal_shift) * lens.horizontal_fov_radians * 0.5;
-  const double elevation =
-      (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5 +
-      (at.y / film.half_height() + lens.vertical_shift) * (lens.upper_angle_radians - lens.lower_angle_radians) * 0.5;
-  const double cosine_elevation = cosine(elevation);
-  const double sideways = sine(azimuth) * cosine_elevation * (azimuth > 0.0 ? lens.right_scale : lens.left_scale);
-  const double upward = sine(elevation) * (elevation > 0.0 ? lens.top_scale : lens.bottom_scale);
-  const Vector direction =
-      normalized(pose.right * sideways + pose.up * upward + pose.forward * (cosine(azimuth) * cosine_elevation));
-  return {pose.position, direction, direction};
-}
-
-/// The film position of a world point, as if every scale were 1: meant so, the exact inverse only then. None at the camera's
-/// own position, and for a film, a field or a span of elevations too small to divide by. Threads: any.
-inline std::optional<framework::FilmPoint> project(const Lens& lens, framework::Film film, const framework::Pose& pose,
-                                                   framework::Vector world) {
-  using namespace framework;
-  const double half_fov = lens.horizontal_fov_radians * 0.5;
-  const double span = lens.upper_angle_radians - lens.lower_angle_radians;
-  if (too_small(film.half_width()) || too_small(film.half_height())) return std::nullopt;
-  if (too_small(magnitude(half_fov)) || too_small(magnitude(span))) return std::nullopt;
-  const Vector seen = camera_from_world(pose, world);
-  const double distance = length(seen);
-  if (too_small(distance)) return std::nullopt;
-  const double azimuth = arc_tangent(seen.x, seen.z);
-  const double elevation = arc_sine(clamped(seen.y / distance, -1.0, 1.0));
-  const double middle = (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5;
-  return FilmPoint{(azimuth / half_fov - lens.horizontal_shift) * film.half_width(),
-                   ((elevation - middle) / (span * 0.5) - lens.vertical_shift) * film.half_height()};
-}
-
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
+
+inline constexpr framework::CameraServer server{"QuorinAdvPanCam", &tagInfo12, CameraHandler, CameraInterface, CameraGizmo};
 
 }  // namespace AdvPanCam

@@ -1,90 +1,82 @@
 #include "cameras/cylinder/cylinder_cam.h"
 
-#include "framework/camera.h"
+#include "framework/camera_source.h"
+
+constexpr framework::TagTable tagInfo7 = framework::tag_table("Quorin Cylinder Camera");
 
 namespace CylinderCam {
 
-struct Camera {
-  using Lens = CylinderCam::Lens;
-  using PoseType = framework::Pose;
+constexpr std::array parameters{
+    framework::parameter("SizeAxis", &Lens::cylinder_size),
+    framework::parameter("MaxVerticalFOVradians", &Lens::maximum_angle_radians),
+    framework::parameter("MinVerticalFOVradians", &Lens::minimum_angle_radians),
+};
 
-  static constexpr const char* server_name = "QuorinCylinderCam";
-  static constexpr const char* description = "QuorinCylinderCam Oct 28 2026 01:02:09";
-  static constexpr unsigned flags = 0;
+constexpr std::array saved{
+    framework::saved_envelope(&Lens::cylinder_size),
+    framework::saved_envelope(&Lens::maximum_angle_radians),
+    framework::saved_envelope(&Lens::minimum_angle_radians),
+    framework::saved_word(&Lens::axis_choice),
+};
 
-  static constexpr std::array parameters{
-      framework::parameter("SizeAxis", &Lens::cylinder_size),
-      framework::parameter("MaxVerticalFOVradians", &Lens::maximum_angle_radians),
-      framework::parameter("MinVerticalFOVradians", &Lens::minimum_angle_radians),
-  };
+constexpr std::array axis_choices{"Horizontal Axis", "Vertical Axis"};
 
-  static constexpr std::array saved{
-      framework::saved_envelope(&Lens::cylinder_size),
-      framework::saved_envelope(&Lens::maximum_angle_radians),
-      framework::saved_envelope(&Lens::minimum_angle_radians),
-      framework::saved_word(&Lens::axis_choice),
-  };
+using Row = framework::PanelRow<Lens>;
+constexpr std::array panel{
+    Row::logo(0x8005),
+    Row::version(0x8001),
+    Row::popup(0x8007, "Size", &Lens::axis_choice),
+    Row::distance(0x8006, "", &Lens::cylinder_size).divider().sensitive(),
+    Row::angle(0x8008, "Maximum FOV Angle", &Lens::maximum_angle_radians).data("Upper FOV Angle").sensitive(),
+    Row::angle(0x8009, "Minimum FOV Angle", &Lens::minimum_angle_radians).data("Lower FOV Angle").sensitive(),
+};
 
-  static constexpr std::array popup_choices{"Horizontal Axis", "Vertical Axis"};
+constexpr framework::CameraTables<Lens> tables{.server_name = server.name,
+                                               .description = "QuorinCylinderCam Oct 28 2026 01:02:09",
+                                               .parameters = parameters,
+                                               .saved = saved,
+                                               .panel = panel,
+                                               .popup = framework::fixed_popup<axis_choices>};
 
-  /// The object that the axis choice would stand for, counted from 1. Looked up and kept; nothing reads it.
-  struct State {
-    LWItemID chosen_item = nullptr;
-    bool has_chosen_item = false;
-  };
+constinit framework::HostServices services;
 
-  template <class Instance>
-  static void new_frame(Instance& camera, const LWFrameInfo& frame, const LWCameraAccess& record) {
-    camera.state.chosen_item =
-        framework::scene_item(camera.host().iteminfo, LWI_OBJECT, static_cast<int>(camera.lens.axis_choice - 1));
-    camera.state.has_chosen_item = camera.state.chosen_item != nullptr;
-    // The values of this camera follow their envelopes even when nothing else has changed.
-    camera.get_vpValues(frame.start);
-    if (framework::same_frame(camera.frame_info, frame) && framework::same_access(camera.access, record)) return;
-    camera.NewFrame(&frame, &record);
-    camera.SetUp(framework::effective_motion_steps(frame.motionSteps));
+class CameraPlugin final : public framework::LensCamera<Lens> {
+ public:
+  explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
+
+  int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* /*record*/) {
+    return framework::store(map(values, framework::film_of(access), cached_pose_at(sample.time), sample.film), ray);
   }
 
-  template <class Instance>
-  static int evaluate(Instance& camera, const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* /*record*/) {
-    framework::store(map(camera.lens, framework::film_of(camera.access), camera.cached_pose_at(sample.time), sample.film), ray);
-    return LWCAMEVAL_RAY;
-  }
-
-  template <class Instance>
-  static int project(Instance& camera, framework::LensPoint /*lens_point*/, framework::Vector world, double time,
-                     LWCameraEye /*eye*/, double* film, const LWCameraAccess& /*record*/) {
+  int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& /*record*/) const {
     framework::FilmPoint at{film[0], film[1]};
-    const bool found =
-        CylinderCam::project(camera.lens, framework::film_of(camera.access), camera.known_pose_at(time), world, at);
+    const bool found = CylinderCam::project(values, framework::film_of(access), known_pose_at(sample.time), sample.world, at);
     film[0] = at.x;
     film[1] = at.y;
     if (found) film[2] = 0.0;
     return found ? 1 : 0;
   }
+
+ private:
+  void forget() override {
+    chosen_item_ = nullptr;
+    has_chosen_item_ = false;
+  }
+
+  void before_frame(LWTime start) override {
+    chosen_item_ = framework::scene_item(host().iteminfo, LWI_OBJECT, static_cast<int>(values.axis_choice - 1));
+    has_chosen_item_ = chosen_item_ != nullptr;
+    // The values of this camera follow their envelopes even when nothing else has changed.
+    read_values(start);
+  }
+
+  void frame_changed(const LWFrameInfo& frame, const LWCameraAccess& record) override { take_over(frame, record); }
+
+  /// The object that the axis choice would stand for, counted from 1. Looked up and kept; nothing reads it.
+  LWItemID chosen_item_ = nullptr;
+  bool has_chosen_item_ = false;
 };
 
-using CameraPlugin = framework::CameraInstance<Camera>;
-
-constexpr std::array panel_rows{
-    framework::drawing_row<Lens>(0x8005),
-    framework::version_row<Lens>(0x8001),
-    framework::word_row(0x8007, "Size", "iPopChoice", &Lens::axis_choice),
-    framework::envelope_row(0x8006, "", "distance-env", &Lens::cylinder_size),
-    framework::envelope_row(0x8008, "Maximum FOV Angle", "angle-env", &Lens::maximum_angle_radians, "Upper FOV Angle"),
-    framework::envelope_row(0x8009, "Minimum FOV Angle", "angle-env", &Lens::minimum_angle_radians, "Lower FOV Angle"),
-};
-
-LWXPanelDrawFunc PanelControlDrawFunc;
-LWXPanelPopCountFunc PanelPopCount;
-LWXPanelPopNameFunc PanelPopName;
-
-constexpr auto panel_hints = framework::hint_list(
-    framework::no_focus(), framework::full_size(0x8005), framework::drawn_by(0x8005, PanelControlDrawFunc),
-    framework::divider_after(0x8001), framework::popup(0x8007, PanelPopCount, PanelPopName), framework::divider_after(0x8006),
-    framework::sensitivity(0x8006), framework::sensitivity(0x8008), framework::sensitivity(0x8009));
-
-#include "framework/camera_callbacks.inc"
-#include "framework/lens_activation.inc"
+#include "framework/lens_thunks.inc"
 
 }  // namespace CylinderCam

@@ -1,30 +1,40 @@
 #include "cameras/dual/dual_cam.h"
 
-#include "cameras/multiview/tile_instance.h"
+#include "cameras/multiview/tile_camera.h"
+
+constexpr framework::TagTable tagInfo1 = framework::tag_table("Quorin Dual Camera");
 
 namespace MultiCam {
 
-struct Camera {
-  static constexpr const char* server_name = "QuorinMultiCam";
-  static constexpr const char* description = "QormMultiCam Oct 28 2026 01:02:33";
-  static constexpr unsigned flags = LWCAMFLAG_DEPTH_OF_FIELD;
+constexpr multiview::TileGrid<1, 2> grid{multiview::single_band, multiview::halves};
 
-  static constexpr multiview::TileGrid<1, 2> grid{multiview::single_band, multiview::halves};
+using Row = framework::PanelRow<multiview::TileChoices<2>>;
+constexpr std::array panel{
+    Row::logo(0x8000),
+    Row::version(0x8002),
+    multiview::tile_popup<2>(0, "Cam 1 (Left Side of Frame)", "Left Camera"),
+    multiview::tile_popup<2>(1, "Cam 2 (Right Side of Frame)", "Right Camera"),
 };
 
-using CameraPlugin = multiview::TileInstance<Camera>;
+constexpr auto tables = multiview::tile_tables<grid.tile_count>(server.name, "QormMultiCam Oct 28 2026 01:02:33", panel);
 
-constexpr multiview::TilePanel<2> panel_rows{{{
-    {"Left Camera", "Cam 1 (Left Side of Frame)"},
-    {"Right Camera", "Cam 2 (Right Side of Frame)"},
-}}};
+constinit framework::HostServices services;
 
-LWXPanelDrawFunc PanelControlDrawFunc;
-LWXPanelPopCountFunc PanelPopCount;
-LWXPanelPopNameFunc PanelPopName;
+class CameraPlugin final : public multiview::TileCamera<grid> {
+ public:
+  explicit CameraPlugin(LWItemID item) : TileCamera(tables, services, item) {}
+};
 
-constexpr auto panel_hints = multiview::panel_hints_of(panel_rows, PanelControlDrawFunc, PanelPopCount, PanelPopName);
+#include "framework/camera_thunks.inc"
 
-#include "cameras/multiview/multiview_activation.inc"
+/// The ray of a film position: evaluation bits, or 0 for none, and then the ray is untouched. Threads: any.
+OVICAM_EXPORT int C_Evaluate(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
+                             double fractional_time, LWCameraEye eye, LWCameraRay* ray, const LWCameraAccess* access) {
+  return Callbacks::evaluate(instance, {{film_x, film_y}, {lens_x, lens_y}, fractional_time, eye}, ray, access);
+}
+
+OVICAM_EXPORT int CameraHandler(int version, GlobalFunc* global, void* local, void* server_data) {
+  return Callbacks::activate(handler_with(C_Evaluate), {version, global, local, server_data});
+}
 
 }  // namespace MultiCam

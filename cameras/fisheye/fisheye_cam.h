@@ -4,7 +4,12 @@
 #include <optional>
 
 #include "framework/lens.h"
-#include "sdk/loading.h"
+#include "framework/server.h"
+#include "platform/export.h"
+
+extern "C" {
+OVICAM_EXPORT extern const framework::TagTable tagInfo9;
+}
 
 /// A lens that bends the film radius by a power law, with a thin lens in front.
 namespace FisheyeCam {
@@ -33,53 +38,40 @@ inline double film_distance(const Lens& lens, framework::Film film) { return len
 /// The scale with which the film corner, half a diagonal from the centre, stays where the pinhole camera has it.
 inline double corner_keeping_scale(framework::Film film, double distortion_power) {
   const framework::Vector corner{film.half_width(), film.half_height(), 0.0};
-  return framework::power(framework::length(corner), 1.0 - distortion_power);
+  return framework::math::pow(framework::length(corner), 1.0 - distortion_power);
 }
 
 /// The radial law: where the pinhole camera has what is seen at a film position, at a radius of scale * radius^power.
-inline framework::FilmPoint bent(const Lens& lens, framework::FilmPoint at) {
+inline framework::FilmPoint distorted(const Lens& lens, framework::FilmPoint at) {
   const framework::PolarPoint on_film = framework::polar(at.x, at.y);
   // At the centre the law gives 0 for every power above 0, even where the scale that keeps the corners is infinite.
   if (on_film.radius == 0.0 && lens.distortion_power > 0.0) return {};
-  const double radius = lens.distortion_scale * framework::power(on_film.radius, lens.distortion_power);
+  const double radius = lens.distortion_scale * framework::math::pow(on_film.radius, lens.distortion_power);
   return {radius * on_film.cosine, radius * on_film.sine};
 }
 
-/// The pinhole camera's ray, with a thin lens. Never refused: without a film distance or a focal distance it is not finite.
-/// Threads: any.
-inline framework::Ray pinhole_ray(const Lens& lens, framework::Film film, const framework::Pose& pose, framework::FilmPoint at,
-                                  framework::LensPoint lens_point) {
-  using namespace framework;
-  const double distance = film_distance(lens, film);
-  const double lens_radius = lens.lens_factor * distance;
-  const Vector through_film = pose.right * at.x + pose.up * at.y + pose.forward * distance;
-  // Across the lens means along world X and Y, not along the camera's axes: meant so.
-  const Vector across_lens{lens_radius * lens_point.x, lens_radius * lens_point.y, 0.0};
-  Ray ray = thin_lens_ray(pose.position, through_film, lens.focal_distance, across_lens);
-  if (lens.parallel_film_normals != 0) ray.film_normal = pose.forward;
-  return ray;
+/// Direction of a film position in camera space, of any length. Never refused: a law that is not finite there gives a
+/// direction that is not. Threads: any.
+inline framework::Vector direction(const Lens& lens, framework::Film film, framework::FilmPoint at) {
+  const framework::FilmPoint on_pinhole_film = distorted(lens, at);
+  return {on_pinhole_film.x, on_pinhole_film.y, film_distance(lens, film)};
 }
 
-/// The ray of a film position. Never refused: a law that is not finite there gives a ray that is not. Threads: any.
-inline framework::Ray map(const Lens& lens, framework::Film film, const framework::Pose& pose, framework::FilmPoint at,
-                          framework::LensPoint lens_point) {
-  return pinhole_ray(lens, film, pose, bent(lens, at), lens_point);
-}
-
-/// The film position of a world point, as the centre of the lens sees it. None behind the camera, without a film distance,
-/// and for a power or a scale too small to divide by. Threads: any.
-inline std::optional<framework::FilmPoint> project(const Lens& lens, framework::Film film, const framework::Pose& pose,
-                                                   framework::Vector world) {
+/// The film position that sees a point of camera space, through the centre of the lens. None behind the camera, without a
+/// film distance, and for a power or a scale too small to divide by. Threads: any.
+inline std::optional<framework::FilmPoint> film_point(const Lens& lens, framework::Film film, framework::Vector in_camera) {
   using namespace framework;
-  const Vector seen = camera_from_world(pose, world);
   const double distance = film_distance(lens, film);
-  if (too_small(seen.z) || too_small(distance)) return std::nullopt;
+  if (too_small(in_camera.z) || too_small(distance)) return std::nullopt;
   if (too_small(lens.distortion_power) || too_small(lens.distortion_scale)) return std::nullopt;
-  const PolarPoint straight = polar(seen.x, seen.y);
-  const double radius = power(straight.radius / seen.z * distance / lens.distortion_scale, 1.0 / lens.distortion_power);
+  const PolarPoint straight = polar(in_camera.x, in_camera.y);
+  const double radius =
+      math::pow(straight.radius / in_camera.z * distance / lens.distortion_scale, 1.0 / lens.distortion_power);
   return FilmPoint{radius * straight.cosine, radius * straight.sine};
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
+
+inline constexpr framework::CameraServer server{"QuorinFisheyeCam", &tagInfo9, CameraHandler, CameraInterface, CameraGizmo};
 
 }  // namespace FisheyeCam

@@ -1,32 +1,34 @@
 #include "cameras/four_up/four_up_cam.h"
 
-#include "cameras/multiview/tile_instance.h"
+#include "cameras/multiview/tile_camera.h"
+
+constexpr framework::TagTable tagInfo2 = framework::tag_table("Quorin 4Up Camera");
 
 namespace FourUpCam {
 
-struct Camera {
-  static constexpr const char* server_name = "Quorin4UpCam";
-  static constexpr const char* description = "Quorin4UpCam Oct 28 2026 01:01:42";
-  static constexpr unsigned flags = LWCAMFLAG_DEPTH_OF_FIELD;
+constexpr multiview::TileGrid<2, 2> grid{multiview::halves, multiview::halves};
 
-  static constexpr multiview::TileGrid<2, 2> grid{multiview::halves, multiview::halves};
+constexpr auto panel = multiview::tile_panel<4>({"1-1 Camera", "1-2 Camera", "2-1 Camera", "2-2 Camera"});
+
+constexpr auto tables = multiview::tile_tables<grid.tile_count>(server.name, "Quorin4UpCam Oct 28 2026 01:01:42", panel);
+
+constinit framework::HostServices services;
+
+class CameraPlugin final : public multiview::TileCamera<grid> {
+ public:
+  explicit CameraPlugin(LWItemID item) : TileCamera(tables, services, item) {}
 };
 
-using CameraPlugin = multiview::TileInstance<Camera>;
+#include "framework/camera_thunks.inc"
 
-constexpr multiview::TilePanel<4> panel_rows{{{
-    {"1-1 Camera", "1-1 Camera"},
-    {"1-2 Camera", "1-2 Camera"},
-    {"2-1 Camera", "2-1 Camera"},
-    {"2-2 Camera", "2-2 Camera"},
-}}};
+/// The ray of a film position: evaluation bits, or 0 for none, and then the ray is untouched. Threads: any.
+OVICAM_EXPORT int C_Evaluate(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
+                             double fractional_time, LWCameraEye eye, LWCameraRay* ray, const LWCameraAccess* access) {
+  return Callbacks::evaluate(instance, {{film_x, film_y}, {lens_x, lens_y}, fractional_time, eye}, ray, access);
+}
 
-LWXPanelDrawFunc PanelControlDrawFunc;
-LWXPanelPopCountFunc PanelPopCount;
-LWXPanelPopNameFunc PanelPopName;
-
-constexpr auto panel_hints = multiview::panel_hints_of(panel_rows, PanelControlDrawFunc, PanelPopCount, PanelPopName);
-
-#include "cameras/multiview/multiview_activation.inc"
+OVICAM_EXPORT int CameraHandler(int version, GlobalFunc* global, void* local, void* server_data) {
+  return Callbacks::activate(handler_with(C_Evaluate), {version, global, local, server_data});
+}
 
 }  // namespace FourUpCam

@@ -1,58 +1,63 @@
 #include "cameras/immersive/immersive_cam.h"
 
 #include "cameras/advanced_panoramic/advanced_panoramic_cam.h"
-#include "framework/camera.h"
+#include "framework/camera_source.h"
+
+constexpr framework::TagTable tagInfo24 = framework::tag_table("Quorin Immersive Camera");
 
 namespace ImmersiveCam {
 
 using AdvPanCam::Lens;
 
-struct Camera {
-  using Lens = AdvPanCam::Lens;
-  using PoseType = framework::Pose;
+using Row = framework::PanelRow<Lens>;
+constexpr std::array panel{
+    Row::logo(0x8005),
+    Row::version(0x8001),
+    Row::zoom(0x8000, &Lens::zoom_factor).hidden(),
+    Row::angle(0x8006, "Horizontal FOV angle", &Lens::horizontal_fov_radians).hidden(),
+    Row::angle(0x8007, "Upper Vertical FOV angle", &Lens::upper_angle_radians).hidden(),
+    Row::angle(0x8008, "Lower Vertical FOV angle", &Lens::lower_angle_radians).hidden(),
+    Row::percentage(0x800a, "Right Horizontal Scale", &Lens::right_scale).hidden(),
+    Row::percentage(0x8009, "Top Vertical Scale", &Lens::top_scale).hidden(),
+    Row::percentage(0x800c, "Left Horizontal Scale", &Lens::left_scale).hidden(),
+    Row::percentage(0x800b, "Bottom Vertical Scale", &Lens::bottom_scale).hidden(),
+    Row::percentage(0x800e, "Horizontal Shift", &Lens::horizontal_shift).hidden(),
+    Row::percentage(0x800d, "Vertical Shift", &Lens::vertical_shift).hidden(),
+    Row::hidden_text(0x8010, "Directions are as follows:\nwhat."),
+};
 
-  static constexpr const char* server_name = "QuorinImmersiveCam";
-  static constexpr const char* description = "QuorinImmersiveCam Oct 28 2026 01:02:25";
-  static constexpr unsigned flags = 0;
-  static constexpr auto parameters = AdvPanCam::parameters;
-  static constexpr auto saved = AdvPanCam::saved;
+constexpr framework::CameraTables<Lens> tables{.server_name = server.name,
+                                               .description = "QuorinImmersiveCam Oct 28 2026 01:02:25",
+                                               .parameters = AdvPanCam::parameters,
+                                               .saved = AdvPanCam::saved,
+                                               .panel = panel};
 
-  template <class Instance>
-  static void initialise(Instance& camera) {
-    camera.lens.upper_angle_radians = framework::half_pi;
-    camera.lens.lower_angle_radians = -framework::half_pi;
+constinit framework::HostServices services;
+
+class CameraPlugin final : public framework::LensCamera<Lens> {
+ public:
+  explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
+
+  int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) {
+    if (record == nullptr) return LWCAMEVAL_NONE;
+    const framework::Vector toward = direction(values, framework::film_of(*record), sample.film);
+    return framework::store(framework::pinhole_ray(cached_pose_at(sample.time), toward), ray);
   }
 
-  /// The envelopes never reach the lens, which always sees the whole sphere: meant so.
-  template <class Instance>
-  static void get_vpValues(Instance& /*camera*/, LWTime /*time*/) {}
+  int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& record) const {
+    return framework::store(film_point(values, framework::film_of(record), in_camera(sample)), film);
+  }
+
+ private:
+  void initialise() override {
+    values.upper_angle_radians = framework::half_pi;
+    values.lower_angle_radians = -framework::half_pi;
+  }
+
+  /// The envelopes are kept with the scene but never reach the lens, which always sees the whole sphere.
+  void read_values(LWTime /*time*/) override {}
 };
 
-using CameraPlugin = framework::CameraInstance<Camera>;
-
-constexpr std::array panel_rows{
-    framework::drawing_row<Lens>(0x8005),
-    framework::version_row<Lens>(0x8001),
-    framework::hidden_envelope_row(0x8000, &Lens::zoom_factor),
-    framework::hidden_envelope_row(0x8006, &Lens::horizontal_fov_radians),
-    framework::hidden_envelope_row(0x8007, &Lens::upper_angle_radians),
-    framework::hidden_envelope_row(0x8008, &Lens::lower_angle_radians),
-    framework::hidden_envelope_row(0x800a, &Lens::right_scale),
-    framework::hidden_envelope_row(0x8009, &Lens::top_scale),
-    framework::hidden_envelope_row(0x800c, &Lens::left_scale),
-    framework::hidden_envelope_row(0x800b, &Lens::bottom_scale),
-    framework::hidden_envelope_row(0x800e, &Lens::horizontal_shift),
-    framework::hidden_envelope_row(0x800d, &Lens::vertical_shift),
-    framework::hidden_text_row<Lens>(0x8010, "Directions are as follows:\nwhat."),
-};
-
-LWXPanelDrawFunc PanelControlDrawFunc;
-
-constexpr auto panel_hints =
-    framework::hint_list(framework::no_focus(), framework::full_size(0x8005), framework::drawn_by(0x8005, PanelControlDrawFunc),
-                         framework::divider_after(0x8001));
-
-#include "framework/camera_callbacks.inc"
-#include "framework/lens_activation.inc"
+#include "framework/lens_thunks.inc"
 
 }  // namespace ImmersiveCam

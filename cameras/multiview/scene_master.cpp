@@ -2,6 +2,9 @@
 
 #include <cstdio>
 
+constexpr framework::TagTable tagInfo13 = framework::tag_table("Quorin Camera Master");
+constexpr framework::TagTable tagInfo14 = framework::tag_table("Quorin MultiCam Imagesaver");
+
 namespace SceneMaster {
 
 LWInstance C_Create(void* /*priv*/, void* /*context*/, LWError* /*error*/) { return nullptr; }

@@ -1,8 +1,14 @@
 #pragma once
 
+#include "framework/server.h"
 #include "platform/export.h"
 #include "sdk/handlers.h"
 #include "sdk/loading.h"
+
+extern "C" {
+/// Names of servers that are not offered: this one's, and that of one which saves the pictures of several cameras.
+OVICAM_EXPORT extern const framework::TagTable tagInfo13, tagInfo14;
+}
 
 /// A handler over the whole scene, for one multi-view camera in a scene at most. The module carries it without offering it to
 /// the host: nothing enforces that rule. The host would call all of these on its main thread.

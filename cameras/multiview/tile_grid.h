@@ -20,7 +20,8 @@ struct GridAxis {
   std::array<Share, Bands - 1> boundaries;
   /// What a film coordinate in the band is moved by, so that the tile shows the centre of its camera's film.
   std::array<Share, Bands> shifts;
-  /// Whether a coordinate exactly on a boundary belongs to the band before it. The grids differ in this: meant so.
+  /// Whether a coordinate exactly on a boundary belongs to the band before it. The grids differ in this, and scenes depend on
+  /// it.
   bool boundary_belongs_before;
 
   constexpr std::size_t band_of(double coordinate, double split, double size) const {

@@ -1,51 +1,57 @@
 #include "cameras/panoramic/panoramic_cam.h"
 
-#include "framework/camera.h"
+#include "framework/camera_source.h"
+
+constexpr framework::TagTable tagInfo6 = framework::tag_table("Quorin Panoramic Camera");
 
 namespace PanoramicCam {
 
-struct Camera {
-  using Lens = PanoramicCam::Lens;
-  using PoseType = framework::Pose;
-
-  static constexpr const char* server_name = "QuorinPanoramicCam";
-  static constexpr const char* description = "QuorinPanoramicCam Oct 28 2026 01:02:48";
-  static constexpr unsigned flags = 0;
-
-  static constexpr std::array parameters{
-      framework::host_zoom_parameter(&Lens::zoom_factor),
-      framework::parameter("HorizontalFOVradians", &Lens::horizontal_fov_radians),
-      framework::parameter("MaxVerticalFOVradians", &Lens::upper_angle_radians),
-      framework::parameter("MinVerticalFOVradians", &Lens::lower_angle_radians),
-  };
-
-  static constexpr std::array saved{
-      framework::saved_envelope(&Lens::horizontal_fov_radians),
-      framework::saved_envelope(&Lens::upper_angle_radians),
-      framework::saved_envelope(&Lens::lower_angle_radians),
-  };
+constexpr std::array parameters{
+    framework::host_zoom_parameter(&Lens::zoom_factor),
+    framework::parameter("HorizontalFOVradians", &Lens::horizontal_fov_radians),
+    framework::parameter("MaxVerticalFOVradians", &Lens::upper_angle_radians),
+    framework::parameter("MinVerticalFOVradians", &Lens::lower_angle_radians),
 };
 
-using CameraPlugin = framework::CameraInstance<Camera>;
-
-constexpr std::array panel_rows{
-    framework::drawing_row<Lens>(0x8005),
-    framework::version_row<Lens>(0x8001),
-    framework::hidden_envelope_row(0x8000, &Lens::zoom_factor),
-    framework::envelope_row(0x8006, "Horizontal FOV angle", "angle-env", &Lens::horizontal_fov_radians),
-    framework::envelope_row(0x8007, "Upper Vertical FOV angle", "angle-env", &Lens::upper_angle_radians),
-    framework::envelope_row(0x8008, "Lower Vertical FOV angle", "angle-env", &Lens::lower_angle_radians),
+constexpr std::array saved{
+    framework::saved_envelope(&Lens::horizontal_fov_radians),
+    framework::saved_envelope(&Lens::upper_angle_radians),
+    framework::saved_envelope(&Lens::lower_angle_radians),
 };
 
-LWXPanelDrawFunc PanelControlDrawFunc;
+using Row = framework::PanelRow<Lens>;
+constexpr std::array panel{
+    Row::logo(0x8005),
+    Row::version(0x8001),
+    Row::angle(0x8006, "Horizontal FOV angle", &Lens::horizontal_fov_radians).divider().sensitive(),
+    Row::zoom(0x8000, &Lens::zoom_factor).hidden().divider(),
+    Row::angle(0x8007, "Upper Vertical FOV angle", &Lens::upper_angle_radians).sensitive(2),
+    Row::angle(0x8008, "Lower Vertical FOV angle", &Lens::lower_angle_radians).divider().sensitive(2),
+};
 
-constexpr auto panel_hints =
-    framework::hint_list(framework::no_focus(), framework::full_size(0x8005), framework::drawn_by(0x8005, PanelControlDrawFunc),
-                         framework::divider_after(0x8001), framework::divider_after(0x8006), framework::divider_after(0x8000),
-                         framework::divider_after(0x8008), framework::sensitivity(0x8007), framework::sensitivity(0x8008),
-                         framework::sensitivity(0x8006), framework::sensitivity(0x8007), framework::sensitivity(0x8008));
+constexpr framework::CameraTables<Lens> tables{.server_name = server.name,
+                                               .description = "QuorinPanoramicCam Oct 28 2026 01:02:48",
+                                               .parameters = parameters,
+                                               .saved = saved,
+                                               .panel = panel};
 
-#include "framework/camera_callbacks.inc"
-#include "framework/lens_activation.inc"
+constinit framework::HostServices services;
+
+class CameraPlugin final : public framework::LensCamera<Lens> {
+ public:
+  explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
+
+  int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) {
+    if (record == nullptr) return LWCAMEVAL_NONE;
+    const framework::Vector toward = direction(values, framework::film_of(*record), sample.film);
+    return framework::store(framework::pinhole_ray(cached_pose_at(sample.time), toward), ray);
+  }
+
+  int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& record) const {
+    return framework::store(film_point(values, framework::film_of(record), in_camera(sample)), film);
+  }
+};
+
+#include "framework/lens_thunks.inc"
 
 }  // namespace PanoramicCam

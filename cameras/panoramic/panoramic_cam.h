@@ -3,7 +3,12 @@
 #include <optional>
 
 #include "framework/lens.h"
-#include "sdk/loading.h"
+#include "framework/server.h"
+#include "platform/export.h"
+
+extern "C" {
+OVICAM_EXPORT extern const framework::TagTable tagInfo6;
+}
 
 /// An equirectangular strip: the film's width spans azimuth, its height elevation, both linearly.
 namespace PanoramicCam {
@@ -16,37 +21,36 @@ struct Lens {
   double lower_angle_radians = -framework::quarter_pi;
 };
 
-/// The ray of a film position, from the camera's position; its direction is also its film normal. Never refused: film edges
-/// and beyond go on by the same law. Formula: the plate carree (equirectangular) projection. Threads: any.
-inline framework::Ray map(const Lens& lens, framework::Film film, const framework::Pose& pose, framework::FilmPoint at) {
+/// Direction of a film position in camera space, of unit length. Never refused: beyond the film's edges the same law goes on.
+/// Formula: the plate carree (equirectangular) projection. Threads: any.
+inline framework::Vector direction(const Lens& lens, framework::Film film, framework::FilmPoint at) {
   using namespace framework;
   const double azimuth = lens.horizontal_fov_radians * (at.x / film.half_width()) * 0.5;
   const double elevation = (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5 +
                            (at.y / film.half_height()) * (lens.upper_angle_radians - lens.lower_angle_radians) * 0.5;
-  const double cosine_elevation = cosine(elevation);
-  const Vector direction = normalized(pose.right * (sine(azimuth) * cosine_elevation) + pose.up * sine(elevation) +
-                                      pose.forward * (cosine(azimuth) * cosine_elevation));
-  return {pose.position, direction, direction};
+  const double cosine_elevation = math::cos(elevation);
+  return {math::sin(azimuth) * cosine_elevation, math::sin(elevation), math::cos(azimuth) * cosine_elevation};
 }
 
-/// The film position of a world point: the exact inverse inside the field of view, and beyond the film's edges outside it.
-/// None at the camera's own position, and for a film, a field or a span of elevations too small to divide by. Threads: any.
-inline std::optional<framework::FilmPoint> project(const Lens& lens, framework::Film film, const framework::Pose& pose,
-                                                   framework::Vector world) {
+/// The film position that sees a point of camera space: the inverse of `direction` inside the field of view, and beyond the
+/// film's edges outside it. None at the camera's own position, and for a film, a field or a span of elevations too small to
+/// divide by. Threads: any.
+inline std::optional<framework::FilmPoint> film_point(const Lens& lens, framework::Film film, framework::Vector in_camera) {
   using namespace framework;
-  const Vector seen = camera_from_world(pose, world);
-  const double distance = length(seen);
+  const double distance = length(in_camera);
   if (too_small(distance)) return std::nullopt;
-  const double elevation = arc_sine(clamped(seen.y / distance, -1.0, 1.0));
-  const double azimuth = arc_tangent(seen.x / distance, seen.z / distance);
+  const double elevation = math::asin(clamped(in_camera.y / distance, -1.0, 1.0));
+  const double azimuth = math::atan2(in_camera.x / distance, in_camera.z / distance);
   const double half_fov = lens.horizontal_fov_radians / 2.0;
   const double span = lens.upper_angle_radians - lens.lower_angle_radians;
   if (too_small(film.half_width()) || too_small(film.half_height())) return std::nullopt;
-  if (too_small(magnitude(half_fov)) || too_small(magnitude(span))) return std::nullopt;
+  if (too_small(math::abs(half_fov)) || too_small(math::abs(span))) return std::nullopt;
   const double middle = (lens.upper_angle_radians + lens.lower_angle_radians) / 2.0;
   return FilmPoint{azimuth / half_fov * film.half_width(), (elevation - middle) / (span / 2.0) * film.half_height()};
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
+
+inline constexpr framework::CameraServer server{"QuorinPanoramicCam", &tagInfo6, CameraHandler, CameraInterface, CameraGizmo};
 
 }  // namespace PanoramicCam

@@ -464,7 +464,7 @@ TEST_F(PanoramicCam, CallbackIsThePlainFunctionToTheBit) {
     const double x = between(-2, 2) * half_width();
     const double y = between(-2, 2) * half_height();
     const RayAnswer ray = camera->evaluate({.film_x = x, .film_y = y});
-    const framework::Ray plain = ::PanoramicCam::map(lens, film, pose, {x, y});
+    const framework::Ray plain = framework::pinhole_ray(pose, ::PanoramicCam::direction(lens, film, {x, y}));
     ASSERT_EQ(bits_of(ray.position.x, ray.position.y, ray.position.z),
               bits_of(plain.position.x, plain.position.y, plain.position.z));
     ASSERT_EQ(bits_of(ray.direction.x, ray.direction.y, ray.direction.z),
@@ -473,7 +473,8 @@ TEST_F(PanoramicCam, CallbackIsThePlainFunctionToTheBit) {
               bits_of(plain.film_normal.x, plain.film_normal.y, plain.film_normal.z));
     const Vec3 world{between(-20, 20), between(-20, 20), between(-20, 20)};
     const auto found = camera->project(world);
-    const auto expected = ::PanoramicCam::project(lens, film, pose, {world.x, world.y, world.z});
+    const auto expected =
+        ::PanoramicCam::film_point(lens, film, framework::camera_from_world(pose, {world.x, world.y, world.z}));
     ASSERT_EQ(found.has_value(), expected.has_value());
     if (found) {
       ASSERT_EQ(bits_of(found->first, found->second, 0.0), bits_of(expected->x, expected->y, 0.0));

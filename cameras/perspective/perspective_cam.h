@@ -5,7 +5,12 @@
 
 #include "cameras/photographic/photographic_values.h"
 #include "framework/lens.h"
-#include "sdk/loading.h"
+#include "framework/server.h"
+#include "platform/export.h"
+
+extern "C" {
+OVICAM_EXPORT extern const framework::TagTable tagInfo8, tagInfo10, tagInfo11, tagInfo15;
+}
 
 /// A thin-lens camera, offered with and without depth of field and motion blur.
 namespace PerspectiveCam {
@@ -29,43 +34,47 @@ struct Lens {
   double focal_distance = 0.0;
 };
 
-/// From the eye to a point of the film plane, which stands in front of it.
-inline framework::BasicVector<float> eye_to_film(const Lens& lens, const Pose& pose, framework::FilmPoint at) {
-  using framework::rounded_to;
-  return pose.right * rounded_to<float>(at.x) + pose.up * rounded_to<float>(at.y) +
-         pose.forward * rounded_to<float>(lens.film_distance);
+/// Direction of a film position in camera space, of any length: from the eye to the film plane, which stands in front of it.
+/// Never refused. Threads: any.
+inline framework::BasicVector<float> direction(const Lens& lens, framework::Film /*film*/, framework::FilmPoint at) {
+  return framework::rounded({at.x, at.y, lens.film_distance});
 }
 
-/// The ray of a film position through a pinhole at the camera's position. Never refused. Threads: any.
-inline framework::Ray map_pinhole(const Lens& lens, const Pose& pose, framework::FilmPoint at) {
+/// The ray through a pinhole at the camera's position, in a direction of camera space.
+inline framework::Ray pinhole_ray(const Pose& pose, framework::BasicVector<float> in_camera) {
   using namespace framework;
-  const BasicVector<float> through = eye_to_film(lens, pose, at);
+  const BasicVector<float> through = world_from_camera(pose, in_camera);
   const BasicVector<float> direction = through * (1.0F / length(through));
   return {widened(pose.position), widened(direction), widened(pose.forward)};
 }
 
-/// The ray of a film position through a point of a thin lens. What is in focus is a sphere around the eye. The lens lies
-/// along the world's X and Y axes, whichever way the camera looks: meant so. Never refused. Threads: any.
-inline framework::Ray map(const Lens& lens, const Pose& pose, framework::FilmPoint at, framework::LensPoint through) {
+/// The ray through a point of a thin lens, where the pinhole's ray would go in a direction of camera space. What is in focus is
+/// a sphere around the eye.
+inline framework::Ray thin_lens_ray(const Lens& lens, const Pose& pose, framework::BasicVector<float> in_camera,
+                                    framework::LensPoint through) {
   using namespace framework;
-  const double lens_radius = rounded_to<float>(lens.lens_radius);
-  const Vector lens_offset{lens_radius * through.x, lens_radius * through.y, 0.0};
-  const BasicVector<float> pinhole = eye_to_film(lens, pose, at);
+  const Vector offset = lens_offset(rounded_to<float>(lens.lens_radius), through);
+  const BasicVector<float> pinhole = world_from_camera(pose, in_camera);
   const Vector focus = widened(pinhole) * (lens.focal_distance / static_cast<double>(length(pinhole)));
-  return {widened(pose.position) + lens_offset, normalized(focus - lens_offset), widened(pose.forward)};
+  return {widened(pose.position) + offset, normalized(focus - offset), widened(pose.forward)};
 }
 
-/// The film position of a world point, seen through the middle of the lens. None on the eye plane and behind it, and for a
-/// film too near to the eye. Threads: any.
-inline std::optional<framework::FilmPoint> project(const Lens& lens, const Pose& pose, framework::Vector world) {
+/// The film position that sees a point of camera space through the middle of the lens. None on the eye plane and behind it,
+/// and for a film too near to the eye. Threads: any.
+inline std::optional<framework::FilmPoint> film_point(const Lens& lens, framework::Film /*film*/, framework::Vector in_camera) {
   using namespace framework;
-  const framework::Pose exact{widened(pose.position), widened(pose.right), widened(pose.up), widened(pose.forward)};
-  const Vector seen = camera_from_world(exact, world);
-  if (too_small(seen.z) || too_small(lens.film_distance)) return std::nullopt;
-  return FilmPoint{lens.film_distance * seen.x / seen.z, lens.film_distance * seen.y / seen.z};
+  if (too_small(in_camera.z) || too_small(lens.film_distance)) return std::nullopt;
+  return FilmPoint{lens.film_distance * in_camera.x / in_camera.z, lens.film_distance * in_camera.y / in_camera.z};
 }
 
 ActivateFunc CameraHandler_DOF_MB, CameraHandler_NoDOF_MB, CameraHandler_NoDOF_NoMB, CameraHandler_DOF_NoMB;
 ActivateFunc CameraInterface, CameraInterface2, CameraGizmo;
+
+inline constexpr framework::CameraServer server{"QuorinPerspectiveCam", &tagInfo8, CameraHandler_DOF_MB, CameraInterface,
+                                                CameraGizmo};
+inline constexpr framework::CameraServer without_depth_of_field_server{"QuorinPerspectiveNoDOFCam", &tagInfo10,
+                                                                       CameraHandler_NoDOF_MB, CameraInterface, CameraGizmo};
+inline constexpr framework::CameraServer without_motion_blur_server{"QuorinPerspectiveNoDOFNoMBCam", &tagInfo11,
+                                                                    CameraHandler_NoDOF_NoMB, CameraInterface2, CameraGizmo};
 
 }  // namespace PerspectiveCam

@@ -6,8 +6,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
-#include "framework/camera_instance.h"
+#include "framework/settings_camera.h"
 #include "interop/camera_link.h"
 
 namespace photographic {
@@ -33,12 +34,11 @@ inline bool unchanged(double a, double b) { return a == b || (std::isnan(a) && s
 /// a thread publishes, and a thread that meets it so goes on. While the values stay the same nothing is written to memory.
 class Publication {
  public:
-  Publication() = default;
-  /// Forgets: an instance that takes over another one's values has published nothing yet.
-  Publication& operator=(const Publication& other) {
-    if (this != &other) turn_.store(0, std::memory_order_relaxed);
-    return *this;
-  }
+  /// `camera_label`, a constant text, is what the readers of the file know the camera by.
+  explicit Publication(const char* camera_label) : camera_label_(camera_label) {}
+
+  /// An instance that takes over another one's values has published nothing yet.
+  void forget() { turn_.store(0, std::memory_order_relaxed); }
 
   /// 0 when exactly these values are in the file, or were while another thread began to replace them. Threads: any.
   std::uint64_t difference_from(const Exposure& exposure) const {
@@ -50,12 +50,12 @@ class Publication {
 
   /// Writes the link file if these values are not in it already. Without success the next call tries again. Threads: any;
   /// none waits for another one.
-  void publish(const char* camera_label, const Exposure& exposure, double fractional_time) {
+  void publish(const Exposure& exposure, double fractional_time) {
     std::uint32_t turn = turn_.load(std::memory_order_acquire);
     if ((turn & writing) != 0 || ((turn & holding) != 0 && holds(exposure) && turn_.load(std::memory_order_relaxed) == turn))
       return;
     if (!turn_.compare_exchange_strong(turn, turn | writing, std::memory_order_acq_rel)) return;
-    if (QrmLink_Write("ovicam", "4.0.0.22", camera_label, exposure.iso, exposure.iris, exposure.shutter_degrees,
+    if (QrmLink_Write("ovicam", "4.0.0.22", camera_label_, exposure.iso, exposure.iris, exposure.shutter_degrees,
                       fractional_time) != 0) {
       iso_.store(exposure.iso, std::memory_order_release);
       iris_.store(exposure.iris, std::memory_order_release);
@@ -77,6 +77,7 @@ class Publication {
            unchanged(shutter_degrees_.load(std::memory_order_acquire), exposure.shutter_degrees);
   }
 
+  const char* camera_label_;
   /// The two flags, and above them a count of the writes.
   std::atomic<std::uint32_t> turn_{0};
   std::atomic<double> iso_{0.0};
@@ -84,56 +85,54 @@ class Publication {
   std::atomic<double> shutter_degrees_{0.0};
 };
 
-/// The state of a camera that publishes and keeps nothing else.
-struct PublishingState {
-  Publication publication;
-};
-
 /// A value kept in the lens, which render threads may replace.
 inline std::atomic_ref<double> kept(double& value) { return std::atomic_ref<double>(value); }
 
 /// Reads one value into `out`; without an envelope the kept value stands. Part of every ray, which a call would slow down.
-template <auto value, class Camera>
-[[gnu::always_inline]] inline void read(framework::CameraInstance<Camera>& camera, const LWVParmFuncs* vparmf,
-                                        double fractional_time, double* out) {
-  const LWVParmID envelope = camera.envelopes[framework::index_of(Camera::parameters, value)];
-  *out = kept(camera.lens.*value).load(std::memory_order_relaxed);
+[[gnu::always_inline]] inline void read(LWVParmID envelope, const LWVParmFuncs* vparmf, double& value, double fractional_time,
+                                        double* out) {
+  *out = kept(value).load(std::memory_order_relaxed);
   if (vparmf != nullptr && envelope != nullptr) vparmf->getVal(envelope, fractional_time, nullptr, out);
 }
 
 /// Keeps new values, for the panel and the scene file, and publishes them.
-template <class Camera>
-[[gnu::noinline, gnu::cold]] void take_over(framework::CameraInstance<Camera>& camera, const Exposure& exposure,
+template <class Lens>
+[[gnu::noinline, gnu::cold]] void take_over(Lens& lens, Publication& publication, const Exposure& exposure,
                                             double fractional_time) {
   const auto keep = [](double& value, double now) {
     if (difference(kept(value).load(std::memory_order_relaxed), now) != 0) kept(value).store(now, std::memory_order_relaxed);
   };
-  keep(camera.lens.photo_iso, exposure.iso);
-  keep(camera.lens.photo_iris, exposure.iris);
-  keep(camera.lens.photo_shutter_degrees, exposure.shutter_degrees);
-  camera.state.publication.publish(Camera::link_label, exposure, fractional_time);
+  keep(lens.photo_iso, exposure.iso);
+  keep(lens.photo_iris, exposure.iris);
+  keep(lens.photo_shutter_degrees, exposure.shutter_degrees);
+  publication.publish(exposure, fractional_time);
 }
 
-/// Reads the exposure of an evaluation and publishes it under the camera's label. The fraction of the frame itself is the
-/// time that the envelopes are read at: the readers of the link file count on it. Threads: any.
-template <class Camera>
-[[gnu::always_inline]] inline void publish_exposure(framework::CameraInstance<Camera>& camera, double fractional_time) {
-  using Lens = typename Camera::Lens;
+/// Reads the exposure of an evaluation and publishes it. The fraction of the frame itself is the time that the envelopes are
+/// read at: the readers of the link file count on it. `parameters` are the camera's, and `services` its namespace's. Threads:
+/// any.
+template <const auto& parameters, class Camera>
+[[gnu::always_inline]] inline void publish_exposure(Camera& camera, const framework::HostServices& services,
+                                                    Publication& publication, double fractional_time) {
+  auto& lens = camera.values;
+  using Lens = std::remove_reference_t<decltype(lens)>;
+  constexpr auto index = [](double Lens::*value) { return framework::index_of(parameters, value); };
   // The host may fill three numbers from where it is told to: what one reading leaves behind its own, the next one replaces.
   std::array<double, 5> readings;
-  const LWVParmFuncs* vparmf = camera.host().vparmf;
-  read<&Lens::photo_iso>(camera, vparmf, fractional_time, readings.data());
-  read<&Lens::photo_iris>(camera, vparmf, fractional_time, readings.data() + 1);
-  read<&Lens::photo_shutter_degrees>(camera, vparmf, fractional_time, readings.data() + 2);
+  const LWVParmFuncs* vparmf = services.vparmf;
+  read(camera.envelopes[index(&Lens::photo_iso)], vparmf, lens.photo_iso, fractional_time, readings.data());
+  read(camera.envelopes[index(&Lens::photo_iris)], vparmf, lens.photo_iris, fractional_time, readings.data() + 1);
+  read(camera.envelopes[index(&Lens::photo_shutter_degrees)], vparmf, lens.photo_shutter_degrees, fractional_time,
+       readings.data() + 2);
   const auto kept_difference = [](double& value, double now) {
     return difference(kept(value).load(std::memory_order_relaxed), now);
   };
-  const std::uint64_t differences = kept_difference(camera.lens.photo_iso, readings[0]) |
-                                    kept_difference(camera.lens.photo_iris, readings[1]) |
-                                    kept_difference(camera.lens.photo_shutter_degrees, readings[2]) |
-                                    camera.state.publication.difference_from({readings[0], readings[1], readings[2]});
+  const std::uint64_t differences = kept_difference(lens.photo_iso, readings[0]) |
+                                    kept_difference(lens.photo_iris, readings[1]) |
+                                    kept_difference(lens.photo_shutter_degrees, readings[2]) |
+                                    publication.difference_from({readings[0], readings[1], readings[2]});
   if (differences != 0) [[unlikely]]
-    take_over(camera, {readings[0], readings[1], readings[2]}, fractional_time);
+    take_over(lens, publication, {readings[0], readings[1], readings[2]}, fractional_time);
 }
 
 }  // namespace photographic

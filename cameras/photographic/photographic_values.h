@@ -31,10 +31,11 @@ constexpr auto saved_shutter = framework::saved_number(&Lens::photo_shutter_degr
 /// Panel rows, which clamp what is typed.
 inline constexpr double unlimited = __builtin_inf();
 template <class Lens>
-constexpr auto iso_row = framework::number_row(0x8014, "ISO", &Lens::photo_iso, 1.0, unlimited);
+constexpr auto iso_row = framework::PanelRow<Lens>::clamped_number(0x8014, "ISO", &Lens::photo_iso, 1.0, unlimited);
 template <class Lens>
-constexpr auto iris_row = framework::number_row(0x8015, "Iris (f-stop)", &Lens::photo_iris, 0.5, unlimited);
+constexpr auto iris_row = framework::PanelRow<Lens>::clamped_number(0x8015, "Iris (f-stop)", &Lens::photo_iris, 0.5, unlimited);
 template <class Lens>
-constexpr auto shutter_row = framework::number_row(0x8016, "Shutter Angle", &Lens::photo_shutter_degrees, 1.0, 360.0);
+constexpr auto shutter_row = framework::PanelRow<Lens>::clamped_number(0x8016, "Shutter Angle", &Lens::photo_shutter_degrees,
+                                                                       1.0, 360.0);
 
 }  // namespace photographic

@@ -1,76 +1,82 @@
 #include "cameras/radial_shift/radial_shift_cam.h"
 
-#include "framework/camera.h"
+#include "framework/camera_source.h"
+
+constexpr framework::TagTable tagInfo20 = framework::tag_table("Quorin Radial Shift Camera");
 
 namespace RadialShiftCam {
 
-struct Camera {
-  using Lens = RadialShiftCam::Lens;
-  using PoseType = framework::Pose;
+constexpr std::array parameters{
+    framework::host_zoom_parameter(&Lens::zoom_factor),           framework::parameter("RadialShiftA", &Lens::distortion_a),
+    framework::parameter("RadialShiftB", &Lens::distortion_b),    framework::parameter("RadialShiftC", &Lens::distortion_c),
+    framework::parameter("ImageShiftH", &Lens::shift_horizontal), framework::parameter("ImageShiftV", &Lens::shift_vertical),
+    framework::parameter("ImageShearH", &Lens::shear_horizontal), framework::parameter("ImageShearV", &Lens::shear_vertical),
+};
 
-  static constexpr const char* server_name = "QuorinRadialShiftCam";
-  static constexpr const char* description = "QuorinRadialShiftCam Oct 28 2026 01:03:01";
-  static constexpr unsigned flags = 0;
+constexpr std::array saved{
+    framework::saved_envelope(&Lens::distortion_a),   framework::saved_envelope(&Lens::distortion_b),
+    framework::saved_envelope(&Lens::distortion_c),   framework::saved_envelope(&Lens::shift_horizontal),
+    framework::saved_envelope(&Lens::shift_vertical), framework::saved_envelope(&Lens::shear_horizontal),
+    framework::saved_envelope(&Lens::shear_vertical),
+};
 
-  static constexpr std::array parameters{
-      framework::host_zoom_parameter(&Lens::zoom_factor),           framework::parameter("RadialShiftA", &Lens::distortion_a),
-      framework::parameter("RadialShiftB", &Lens::distortion_b),    framework::parameter("RadialShiftC", &Lens::distortion_c),
-      framework::parameter("ImageShiftH", &Lens::shift_horizontal), framework::parameter("ImageShiftV", &Lens::shift_vertical),
-      framework::parameter("ImageShearH", &Lens::shear_horizontal), framework::parameter("ImageShearV", &Lens::shear_vertical),
-  };
+using Row = framework::PanelRow<Lens>;
+constexpr std::array panel{
+    Row::logo(0x8005),
+    Row::version(0x8001),
+    Row::zoom(0x8000, &Lens::zoom_factor).divider(),
+    Row::plain(0x8006, "Radial Distortion (a)", &Lens::distortion_a).sensitive(),
+    Row::plain(0x8007, "Radial Distortion (b)", &Lens::distortion_b).sensitive(),
+    Row::plain(0x8008, "Radial Distortion (c)", &Lens::distortion_c).divider().sensitive(),
+    Row::plain(0x8009, "Horizontal Image Shift (d)", &Lens::shift_horizontal).sensitive(),
+    Row::plain(0x800a, "Vertical Image Shift (e)", &Lens::shift_vertical).divider().sensitive(),
+    Row::plain(0x800b, "Horizontal Image Shear (f)", &Lens::shear_horizontal).sensitive(),
+    Row::plain(0x800c, "Vertical Image Shear (g)", &Lens::shear_vertical).sensitive(),
+};
 
-  static constexpr std::array saved{
-      framework::saved_envelope(&Lens::distortion_a),   framework::saved_envelope(&Lens::distortion_b),
-      framework::saved_envelope(&Lens::distortion_c),   framework::saved_envelope(&Lens::shift_horizontal),
-      framework::saved_envelope(&Lens::shift_vertical), framework::saved_envelope(&Lens::shear_horizontal),
-      framework::saved_envelope(&Lens::shear_vertical),
-  };
+constexpr framework::CameraTables<Lens> tables{.server_name = server.name,
+                                               .description = "QuorinRadialShiftCam Oct 28 2026 01:03:01",
+                                               .parameters = parameters,
+                                               .saved = saved,
+                                               .panel = panel};
 
+constinit framework::HostServices services;
+
+class CameraPlugin final : public framework::LensCamera<Lens> {
+ public:
+  explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
+
+  int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* /*record*/) {
+    const framework::PoseForRay<framework::Pose> cached = cached_pose_at(sample.time);
+    const framework::Pose& pose = cached;
+    const framework::Vector toward = direction(values, framework::film_of(access), sample.film);
+    // In single precision, as it always has been in scenes rendered with this lens.
+    const framework::Vector offset = framework::lens_offset(framework::rounded_to_single(values.lens_radius), sample.lens);
+    framework::Ray result = framework::thin_lens_ray(pose, toward, values.focal_distance, offset);
+    result.film_normal = pose.forward;
+    return framework::store(result, ray);
+  }
+
+  int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& record) const {
+    return framework::store(film_point(values, framework::film_of(record), in_camera(sample)), film);
+  }
+
+ private:
   /// The values of a frame are computed before its record is taken over, so the film of the first one is asked for here.
-  template <class Instance>
-  static void initialise(Instance& camera) {
-    camera.remember_film();
-  }
+  void initialise() override { remember_film(); }
 
-  template <class Instance>
-  static void get_vpValues(Instance& camera, LWTime time) {
-    camera.read_parameters(time);
-    Lens& lens = camera.lens;
-    const framework::CameraReadings host = camera.readings();
-    const framework::Film film = framework::film_of(camera.access);
-    lens.film_distance = lens.zoom_factor * film.height * 0.5;
-    lens.half_inverse_f_stop = 0.5 / host.f_stop_now();
-    lens.focal_distance = host.focal_distance_now();
-    lens.lens_radius = lens.film_distance * lens.half_inverse_f_stop;
-    lens.reference_radius = 0.5 * (film.width >= film.height ? film.height : film.width);
+  void read_values(LWTime time) override {
+    LensCamera::read_values(time);
+    const framework::CameraReadings camera = readings();
+    const framework::Film film = framework::film_of(access);
+    values.film_distance = values.zoom_factor * film.height * 0.5;
+    values.half_inverse_f_stop = 0.5 / camera.f_stop_now();
+    values.focal_distance = camera.focal_distance_now();
+    values.lens_radius = values.film_distance * values.half_inverse_f_stop;
+    values.reference_radius = 0.5 * (film.width >= film.height ? film.height : film.width);
   }
 };
 
-using CameraPlugin = framework::CameraInstance<Camera>;
-
-constexpr std::array panel_rows{
-    framework::drawing_row<Lens>(0x8005),
-    framework::version_row<Lens>(0x8001),
-    framework::zoom_row(0x8000, &Lens::zoom_factor),
-    framework::envelope_row(0x8006, "Radial Distortion (a)", "float-env", &Lens::distortion_a),
-    framework::envelope_row(0x8007, "Radial Distortion (b)", "float-env", &Lens::distortion_b),
-    framework::envelope_row(0x8008, "Radial Distortion (c)", "float-env", &Lens::distortion_c),
-    framework::envelope_row(0x8009, "Horizontal Image Shift (d)", "float-env", &Lens::shift_horizontal),
-    framework::envelope_row(0x800a, "Vertical Image Shift (e)", "float-env", &Lens::shift_vertical),
-    framework::envelope_row(0x800b, "Horizontal Image Shear (f)", "float-env", &Lens::shear_horizontal),
-    framework::envelope_row(0x800c, "Vertical Image Shear (g)", "float-env", &Lens::shear_vertical),
-};
-
-LWXPanelDrawFunc PanelControlDrawFunc;
-
-constexpr auto panel_hints =
-    framework::hint_list(framework::no_focus(), framework::full_size(0x8005), framework::drawn_by(0x8005, PanelControlDrawFunc),
-                         framework::divider_after(0x8001), framework::divider_after(0x8000), framework::divider_after(0x8008),
-                         framework::divider_after(0x800a), framework::sensitivity(0x8006), framework::sensitivity(0x8007),
-                         framework::sensitivity(0x8008), framework::sensitivity(0x8009), framework::sensitivity(0x800a),
-                         framework::sensitivity(0x800b), framework::sensitivity(0x800c));
-
-#include "framework/camera_callbacks.inc"
-#include "framework/lens_activation.inc"
+#include "framework/lens_thunks.inc"
 
 }  // namespace RadialShiftCam

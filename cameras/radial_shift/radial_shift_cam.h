@@ -3,7 +3,12 @@
 #include <optional>
 
 #include "framework/lens.h"
-#include "sdk/loading.h"
+#include "framework/server.h"
+#include "platform/export.h"
+
+extern "C" {
+OVICAM_EXPORT extern const framework::TagTable tagInfo20;
+}
 
 /// A perspective lens with radial distortion, image shift, image shear and a thin lens.
 namespace RadialShiftCam {
@@ -47,52 +52,46 @@ struct RadialLaw {
   double magnification(double s) const { return (a * s + b) * (s * s) + (c * s + d); }
   double slope(double s) const { return (4.0 * a * s + 3.0 * b) * (s * s) + (2.0 * c * s + d); }
 
-  /// The radius that the law takes to `bent`, sought from there by Newton's method. It goes no lower than the centre, and
+  /// The radius that the law takes to `distorted`, sought from there by Newton's method. It goes no lower than the centre, and
   /// ends with the estimate at hand where the law is level, at a step below 1e-9, and after 24 steps. Threads: any.
-  double inverse(double bent) const {
-    double s = bent;
+  double inverse(double distorted) const {
+    double s = distorted;
     for (int count = 0; count < 24; ++count) {
       const double rise = slope(s);
-      if (framework::magnitude(rise) < 1e-12) break;
-      const double step = (magnification(s) * s - bent) / rise;
+      if (framework::math::abs(rise) < 1e-12) break;
+      const double step = (magnification(s) * s - distorted) / rise;
       s -= step;
       if (s < 0.0) s = 0.0;
-      if (framework::magnitude(step) < 1e-9) break;
+      if (framework::math::abs(step) < 1e-9) break;
     }
     return s;
   }
 };
 
-/// The ray of a film position. Never refused: without a film it is not finite. Threads: any.
-inline framework::Ray map(const Lens& lens, const framework::Pose& pose, framework::FilmPoint at,
-                          framework::LensPoint lens_point) {
+/// Direction of a film position in camera space, of any length. Never refused: without a film it is not finite. The reference
+/// radius counts in single precision, as it always has in scenes rendered with this lens. Threads: any.
+inline framework::Vector direction(const Lens& lens, framework::Film /*film*/, framework::FilmPoint at) {
   using namespace framework;
-  // Both in single precision: meant so.
-  const double lens_radius = rounded_to_single(lens.lens_radius);
   const double reference = rounded_to_single(lens.reference_radius);
-  const double magnification = RadialLaw(lens).magnification(square_root(at.x * at.x + at.y * at.y) / reference);
-  const double x = at.x * magnification + at.y * lens.shear_horizontal + reference * lens.shift_horizontal;
-  const double y = at.y * magnification + at.x * lens.shear_vertical + reference * lens.shift_vertical;
-  const Vector through_film = pose.right * x + pose.up * y + pose.forward * lens.film_distance;
-  // Across the lens means along world X and Y, not along the camera's axes: meant so.
-  const Vector across_lens{lens_radius * lens_point.x, lens_radius * lens_point.y, 0.0};
-  Ray ray = thin_lens_ray(pose.position, through_film, lens.focal_distance, across_lens);
-  ray.film_normal = pose.forward;
-  return ray;
+  const double magnification = RadialLaw(lens).magnification(math::sqrt(at.x * at.x + at.y * at.y) / reference);
+  return {at.x * magnification + at.y * lens.shear_horizontal + reference * lens.shift_horizontal,
+          at.y * magnification + at.x * lens.shear_vertical + reference * lens.shift_vertical, lens.film_distance};
 }
 
-/// The film position of a world point, with the radial law undone; shift, shear and the lens are left out: meant so. None
-/// behind the camera and without a film. Threads: any.
-inline std::optional<framework::FilmPoint> project(const Lens& lens, const framework::Pose& pose, framework::Vector world) {
+/// The film position that sees a point of camera space, with the radial law undone; shift, shear and the lens are left out,
+/// because the host places what it projects by the radial law alone. None behind the camera and without a film. Threads: any.
+inline std::optional<framework::FilmPoint> film_point(const Lens& lens, framework::Film /*film*/, framework::Vector in_camera) {
   using namespace framework;
-  const Vector seen = camera_from_world(pose, world);
-  if (too_small(seen.z) || too_small(lens.reference_radius) || too_small(lens.film_distance)) return std::nullopt;
-  const PolarPoint bent = polar(seen.x, seen.y);
-  const double bent_radius = bent.radius / seen.z * (lens.film_distance / lens.reference_radius);
-  const double radius = RadialLaw(lens).inverse(bent_radius) * lens.reference_radius;
-  return FilmPoint{bent.cosine * radius, bent.sine * radius};
+  if (too_small(in_camera.z) || too_small(lens.reference_radius) || too_small(lens.film_distance)) return std::nullopt;
+  const PolarPoint distorted = polar(in_camera.x, in_camera.y);
+  const double distorted_radius = distorted.radius / in_camera.z * (lens.film_distance / lens.reference_radius);
+  const double radius = RadialLaw(lens).inverse(distorted_radius) * lens.reference_radius;
+  return FilmPoint{distorted.cosine * radius, distorted.sine * radius};
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
+
+inline constexpr framework::CameraServer server{"QuorinRadialShiftCam", &tagInfo20, CameraHandler, CameraInterface,
+                                                CameraGizmo};
 
 }  // namespace RadialShiftCam

@@ -5,7 +5,12 @@
 #include <optional>
 
 #include "framework/lens.h"
-#include "sdk/loading.h"
+#include "framework/server.h"
+#include "platform/export.h"
+
+extern "C" {
+OVICAM_EXPORT extern const framework::TagTable tagInfo5;
+}
 
 /// The six faces of a cube around the camera, unfolded on a grid of three rows and four columns.
 namespace SkyboxCam {
@@ -54,7 +59,7 @@ constexpr const FaceGrid& faces_of(Layout layout) {
 /// Windows, and beyond 2^52 there are no fractions left to cut.
 inline double cut_to_tenth_of_millimetre(double metres) {
   double tenths = metres * 10000.0;
-  if (framework::magnitude(tenths) < 0x1p52) {
+  if (framework::math::abs(tenths) < 0x1p52) {
     const auto toward_zero = static_cast<double>(static_cast<std::int64_t>(tenths));
     tenths = toward_zero > tenths ? toward_zero - 1.0 : toward_zero;
   }
@@ -89,7 +94,7 @@ inline std::optional<framework::Ray> map(const Box& box, framework::Film film, c
   if (face == nullptr) return std::nullopt;
 
   // A square perspective view from the cell's centre. A cube's face would take a sixth of the film's height for the film
-  // distance; this is slightly more, so that each face is a touch narrower: meant so.
+  // distance; this is slightly more, so that each face is a touch narrower than a cube's and no seam shows twice.
   constexpr std::array column_shares{0.375, 0.125, -0.125, -0.375};
   constexpr std::array row_shares{1.0, 0.0, -1.0};
   const Vector local = normalized(
@@ -105,5 +110,7 @@ inline std::optional<framework::Ray> map(const Box& box, framework::Film film, f
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
+
+inline constexpr framework::CameraServer server{"QuorinSkyboxCam", &tagInfo5, CameraHandler, CameraInterface, CameraGizmo};
 
 }  // namespace SkyboxCam

@@ -1,74 +1,71 @@
 #include "cameras/spherical/spherical_cam.h"
 
 #include "cameras/photographic/photographic_publication.h"
-#include "framework/camera.h"
+#include "framework/camera_source.h"
+
+constexpr framework::TagTable tagInfo22 = framework::tag_table("Quorin Spherical Camera");
 
 namespace SphericalCam {
 
-struct Camera {
-  using Lens = SphericalCam::Lens;
-  using PoseType = framework::Pose;
-  using State = photographic::PublishingState;
-
-  static constexpr const char* server_name = "QuorinSphericalCam";
-  static constexpr const char* description = "QuorinSphericalCam Oct 28 2026 01:03:14";
-  static constexpr unsigned flags = 0;
-  static constexpr const char* link_label = "OviCam Spherical";
-
-  static constexpr std::array parameters{
-      framework::parameter("AngularFieldOfView", &Lens::angular_fov_radians),
-      photographic::iso_parameter<Lens>,
-      photographic::iris_parameter<Lens>,
-      photographic::shutter_parameter<Lens>,
-  };
-
-  static constexpr std::array saved{
-      framework::saved_envelope(&Lens::angular_fov_radians),
-      photographic::saved_iso<Lens>,
-      photographic::saved_iris<Lens>,
-      photographic::saved_shutter<Lens>,
-  };
-
-  template <class Instance>
-  static void initialise(Instance& camera) {
-    const framework::Film film = camera.readings().film_size();
-    camera.access.filmSize[0] = film.width;
-    camera.access.filmSize[1] = film.height;
-  }
-
-  template <class Instance>
-  static void after_frame(Instance& camera) {
-    const framework::Film film = framework::film_of(camera.access);
-    camera.lens.reference_radius = (film.width >= film.height ? film.height : film.width) * 0.5;
-    camera.read_envelope(&Lens::angular_fov_radians, camera.frame_info.start);
-  }
-
-  template <class Instance>
-  static int evaluate(Instance& camera, const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* /*access*/) {
-    photographic::publish_exposure(camera, sample.time);
-    framework::store(map(camera.lens, camera.cached_pose_at(sample.time), sample.film), ray);
-    return LWCAMEVAL_RAY;
-  }
+constexpr std::array parameters{
+    framework::parameter("AngularFieldOfView", &Lens::angular_fov_radians),
+    photographic::iso_parameter<Lens>,
+    photographic::iris_parameter<Lens>,
+    photographic::shutter_parameter<Lens>,
 };
 
-using CameraPlugin = framework::CameraInstance<Camera>;
+constexpr std::array saved{
+    framework::saved_envelope(&Lens::angular_fov_radians),
+    photographic::saved_iso<Lens>,
+    photographic::saved_iris<Lens>,
+    photographic::saved_shutter<Lens>,
+};
 
-constexpr std::array panel_rows{
-    framework::drawing_row<Lens>(0x8005),
-    framework::version_row<Lens>(0x8001),
-    framework::envelope_row(0x8006, "Angular Field Of View", "angle-env", &Lens::angular_fov_radians),
+using Row = framework::PanelRow<Lens>;
+constexpr std::array panel{
+    Row::logo(0x8005),
+    Row::version(0x8001),
+    Row::angle(0x8006, "Angular Field Of View", &Lens::angular_fov_radians).divider().sensitive(),
     photographic::iso_row<Lens>,
     photographic::iris_row<Lens>,
     photographic::shutter_row<Lens>,
 };
 
-LWXPanelDrawFunc PanelControlDrawFunc;
+constexpr framework::CameraTables<Lens> tables{.server_name = server.name,
+                                               .description = "QuorinSphericalCam Oct 28 2026 01:03:14",
+                                               .parameters = parameters,
+                                               .saved = saved,
+                                               .panel = panel};
 
-constexpr auto panel_hints =
-    framework::hint_list(framework::no_focus(), framework::full_size(0x8005), framework::drawn_by(0x8005, PanelControlDrawFunc),
-                         framework::divider_after(0x8001), framework::divider_after(0x8006), framework::sensitivity(0x8006));
+constinit framework::HostServices services;
 
-#include "framework/camera_callbacks.inc"
-#include "framework/lens_activation.inc"
+class CameraPlugin final : public framework::LensCamera<Lens> {
+ public:
+  explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
+
+  int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* /*record*/) {
+    photographic::publish_exposure<parameters>(*this, services, publication_, sample.time);
+    const framework::BasicVector<float> toward = direction(values, framework::film_of(access), sample.film);
+    return framework::store(world_ray(cached_pose_at(sample.time), toward), ray);
+  }
+
+  int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& record) const {
+    return framework::store(film_point(values, framework::film_of(record), in_camera(sample)), film);
+  }
+
+ private:
+  void initialise() override { remember_film(); }
+  void forget() override { publication_.forget(); }
+
+  void after_frame() override {
+    const framework::Film film = framework::film_of(access);
+    values.reference_radius = (film.width >= film.height ? film.height : film.width) * 0.5;
+    read_envelope(&Lens::angular_fov_radians, frame_info.start);
+  }
+
+  photographic::Publication publication_{"OviCam Spherical"};
+};
+
+#include "framework/lens_thunks.inc"
 
 }  // namespace SphericalCam

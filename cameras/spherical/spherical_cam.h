@@ -4,7 +4,12 @@
 
 #include "cameras/photographic/photographic_values.h"
 #include "framework/lens.h"
-#include "sdk/loading.h"
+#include "framework/server.h"
+#include "platform/export.h"
+
+extern "C" {
+OVICAM_EXPORT extern const framework::TagTable tagInfo22;
+}
 
 /// An equidistant wide-angle lens: the angle from the axis grows with the distance from the film centre.
 namespace SphericalCam {
@@ -20,38 +25,42 @@ struct Lens {
   double reference_radius = 0.0;
 };
 
-/// The ray of a film position, from the camera's position; its direction is also its film normal. Never refused: beyond the
-/// inscribed circle the same law goes on, and past an angle of pi it looks back. Formula: the equidistant projection.
-/// The direction is rounded to single precision on its way: meant so. Threads: any.
-inline framework::Ray map(const Lens& lens, const framework::Pose& pose, framework::FilmPoint at) {
+/// Direction of a film position in camera space, of any length and in single precision: so are the pictures that this lens has
+/// made. Never refused: beyond the inscribed circle the same law goes on, and past an angle of pi it looks back. Formula: the
+/// equidistant projection. Threads: any.
+inline framework::BasicVector<float> direction(const Lens& lens, framework::Film /*film*/, framework::FilmPoint at) {
   using namespace framework;
-  BasicVector<float> seen{0.0F, 0.0F, 1.0F};
-  if (at.x != 0.0 || at.y != 0.0) {
-    const double radius = square_root(at.x * at.x + at.y * at.y);
-    const double angle = (radius / lens.reference_radius) * lens.angular_fov_radians * 0.5;
-    const double sine_angle = sine(angle);
-    seen = rounded({at.x * sine_angle, at.y * sine_angle, radius * cosine(angle)});
-  }
-  const Vector exact = widened(seen);
-  const BasicVector<float> world = rounded(pose.right * exact.x + pose.up * exact.y + pose.forward * exact.z);
+  if (at.x == 0.0 && at.y == 0.0) return {0.0F, 0.0F, 1.0F};
+  const double radius = math::sqrt(at.x * at.x + at.y * at.y);
+  const double angle = (radius / lens.reference_radius) * lens.angular_fov_radians * 0.5;
+  const double sine_angle = math::sin(angle);
+  return rounded({at.x * sine_angle, at.y * sine_angle, radius * math::cos(angle)});
+}
+
+/// The ray from the camera's position in a direction of camera space; its direction is also its film normal. The direction of
+/// the world and its length are rounded to single precision on their way, as the direction itself.
+inline framework::Ray world_ray(const framework::Pose& pose, framework::BasicVector<float> in_camera) {
+  using namespace framework;
+  const BasicVector<float> world = rounded(world_from_camera(pose, widened(in_camera)));
   const Vector direction = widened(world) * (1.0 / static_cast<double>(length(world)));
   return {pose.position, direction, direction};
 }
 
-/// The film position of a world point, behind the camera too. None at the camera's own position, and for a field of view too
-/// small to divide by. Threads: any.
-inline std::optional<framework::FilmPoint> project(const Lens& lens, const framework::Pose& pose, framework::Vector world) {
+/// The film position that sees a point of camera space, behind the camera too. None at the camera's own position, and for a
+/// field of view too small to divide by. Threads: any.
+inline std::optional<framework::FilmPoint> film_point(const Lens& lens, framework::Film /*film*/, framework::Vector in_camera) {
   using namespace framework;
-  const Vector seen = camera_from_world(pose, world);
-  const double distance = length(seen);
+  const double distance = length(in_camera);
   const double half_fov = lens.angular_fov_radians * 0.5;
   if (too_small(distance) || too_small(half_fov)) return std::nullopt;
-  const double angle = arc_cosine(clamped(seen.z / distance, -1.0, 1.0));
+  const double angle = math::acos(clamped(in_camera.z / distance, -1.0, 1.0));
   const double radius = (angle / half_fov) * lens.reference_radius;
-  const double direction = arc_tangent(seen.y / distance, seen.x / distance);
-  return FilmPoint{radius * cosine(direction), radius * sine(direction)};
+  const double around = math::atan2(in_camera.y / distance, in_camera.x / distance);
+  return FilmPoint{radius * math::cos(around), radius * math::sin(around)};
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
+
+inline constexpr framework::CameraServer server{"QuorinSphericalCam", &tagInfo22, CameraHandler, CameraInterface, CameraGizmo};
 
 }  // namespace SphericalCam

@@ -5,7 +5,12 @@
 
 #include "cameras/photographic/photographic_values.h"
 #include "framework/lens.h"
-#include "sdk/loading.h"
+#include "framework/server.h"
+#include "platform/export.h"
+
+extern "C" {
+OVICAM_EXPORT extern const framework::TagTable tagInfo4;
+}
 
 /// Two eyes side by side behind thin lenses, with optional convergence on an item of the scene.
 namespace StereoCam {
@@ -82,20 +87,24 @@ struct Axes {
   return {normalized(cross(pose.up, to_item)) * lens.toe_in + pose.right * (1.0 - lens.toe_in), to_item * (1.0 / distance)};
 }
 
-/// The ray of one eye. The lens lies along the world's X and Y axes, whichever way the camera looks: meant so. Never refused.
-/// Threads: any. Inlined by force: handing over vectors through memory doubles its time.
-[[gnu::always_inline]] inline framework::Ray map(const Lens& lens, const StereoPose& pose, const EyeView& view,
-                                                 framework::LensPoint through) {
+/// Direction of a film position in the space of an eye that looks straight ahead, of any length. Never refused. Threads: any.
+inline framework::Vector direction(const Lens& lens, framework::Film /*film*/, framework::FilmPoint at) {
+  return {at.x, at.y, lens.film_distance()};
+}
+
+/// The ray of one eye, through a point of its lens; without a film normal. Never refused. Threads: any. Inlined by force:
+/// handing over vectors through memory doubles its time.
+[[gnu::always_inline]] inline framework::Ray eye_ray(const Lens& lens, const StereoPose& pose, const EyeView& view,
+                                                     framework::LensPoint through) {
   using namespace framework;
-  const double film_distance = lens.film_distance();
-  const double lens_radius = lens.half_inverse_f_stop * film_distance;
-  const Vector lens_offset{lens_radius * through.x, lens_radius * through.y, 0.0};
-  const Vector origin = eye_position(lens, pose, view.side) + lens_offset;
+  const Vector in_eye = direction(lens, {}, view.film);
+  const Vector offset = lens_offset(lens.half_inverse_f_stop * in_eye.z, through);
+  const Vector origin = eye_position(lens, pose, view.side) + offset;
   // Written out twice, so that parallel eyes take their axes from where they stand.
   const auto along = [&](const Vector& right, const Vector& forward) {
-    const Vector direction = right * view.film.x + pose.up * view.film.y + forward * film_distance;
-    const Vector focus = direction * (lens.focal_distance / length(direction));
-    return Ray{origin, normalized(focus - lens_offset), {}};
+    const Vector toward = right * in_eye.x + pose.up * in_eye.y + forward * in_eye.z;
+    const Vector focus = toward * (lens.focal_distance / length(toward));
+    return Ray{origin, normalized(focus - offset), {}};
   };
   if (!lens.convergence_on) [[likely]]
     return along(pose.right, pose.forward);
@@ -103,18 +112,17 @@ struct Axes {
   return along(axes.right, axes.forward);
 }
 
-/// The film position of a world point in the image of one eye, or, from `side` 0, of the camera's own position; convergence
-/// and lens have no part in it. None on the eye plane and behind it, and for a film too near to the eye. Threads: any.
-inline std::optional<framework::FilmPoint> project(const Lens& lens, const StereoPose& pose, double side,
-                                                   framework::Vector world) {
+/// The film position at which an eye sees a point of its own space; convergence and lens have no part in it. None on the eye
+/// plane and behind it, and for a film too near to the eye. Threads: any.
+inline std::optional<framework::FilmPoint> film_point(const Lens& lens, framework::Film /*film*/, framework::Vector in_eye) {
   using namespace framework;
-  const Pose eye{eye_position(lens, pose, side), pose.right, pose.up, pose.forward};
-  const Vector seen = camera_from_world(eye, world);
   const double film_distance = lens.film_distance();
-  if (too_small(seen.z) || too_small(film_distance)) return std::nullopt;
-  return FilmPoint{seen.x / seen.z * film_distance, seen.y / seen.z * film_distance};
+  if (too_small(in_eye.z) || too_small(film_distance)) return std::nullopt;
+  return FilmPoint{in_eye.x / in_eye.z * film_distance, in_eye.y / in_eye.z * film_distance};
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;
+
+inline constexpr framework::CameraServer server{"QuorinStereoCam", &tagInfo4, CameraHandler, CameraInterface, CameraGizmo};
 
 }  // namespace StereoCam

@@ -68,7 +68,7 @@ class CoverageGrid {
   void mark_corner(Uv<float> at, LWPolID polygon) { mark(raster_.height, at, polygon); }
 
   /// One point of a polygon's edge. Its row is counted in pixels of the frame's width, unlike a corner's, so that on a frame
-  /// that is not square the edges do not lie on the corners: this is meant so, and not to be put right.
+  /// that is not square the edges do not lie on the corners: what has been baked depends on it.
   void mark_edge_point(Uv<float> at, LWPolID polygon) { mark(raster_.width, at, polygon); }
 
   /// The polygon marked last at a position; null for none, and off the grid. The grid must exist.

@@ -7,56 +7,47 @@
 #include <new>
 #include <vector>
 
-#include "framework/camera.h"
+#include "framework/camera_source.h"
+
+constexpr framework::TagTable tagInfo21 = framework::tag_table("Quorin Surface Baking Camera");
 
 namespace BakingCam {
+
+constexpr std::array saved{
+    framework::saved_plain_number(&Settings::offset_from_surface),
+    framework::saved_plain_number(&Settings::uv_border),
+    framework::saved_word(&Settings::mesh_index),
+    framework::saved_word(&Settings::uv_map_index),
+    framework::saved_word(&Settings::direction_reference),
+    framework::saved_word(&Settings::fit_mode),
+    framework::saved_word(&Settings::flip_uv_y),
+    framework::saved_word(&Settings::bake_surroundings),
+};
+
+constexpr const char* direction_references[] = {"Polygon normal", "Smoothed normal", "Mesh origin\t", "Camera position",
+                                                nullptr};
+constexpr const char* fit_modes[] = {"Width", "Height", "Width & Height", nullptr};
+
+LWXPanelPopCountFunc PanelPopCountUvMap;
+LWXPanelPopNameFunc PanelPopNameUvMap;
+
+using Row = framework::PanelRow<Settings>;
+constexpr std::array panel{
+    Row::logo(0x8000),
+    Row::version(0x8002),
+    Row::popup(0x8006, "Mesh", &Settings::mesh_index),
+    Row::popup(0x8007, "UV Map", &Settings::uv_map_index, PanelPopCountUvMap, PanelPopNameUvMap),
+    Row::number(0x800d, "Offset from surface", "distance", &Settings::offset_from_surface),
+    Row::choice(0x8008, "Direction reference", &Settings::direction_reference, direction_references),
+    Row::number(0x800e, "UV Border", "float", &Settings::uv_border),
+    Row::choice(0x8009, "Fit UV map to reference", &Settings::fit_mode, fit_modes),
+    Row::check_box(0x800a, "Flip UV Y", &Settings::flip_uv_y),
+    Row::check_box(0x800b, "Bake surroundings", &Settings::bake_surroundings).data("Bake Surroundings"),
+};
 
 /// Acquired with the handler, and null where the host has none. Of the first, nothing is called.
 const void* objinfo = nullptr;
 const LWObjectFuncs* objects = nullptr;
-
-struct Camera {
-  using Lens = BakingCam::Lens;
-  using PoseType = framework::Pose;
-
-  static constexpr const char* server_name = "QuorinBakingCam";
-  static constexpr const char* description = "QuorinBakingCam Oct 28 2026 01:01:58";
-  static constexpr unsigned flags = LWCAMFLAG_DEPTH_OF_FIELD;
-
-  static constexpr std::array<framework::Parameter<Lens>, 0> parameters{};
-
-  static constexpr std::array saved{
-      framework::saved_plain_number(&Lens::offset_from_surface),
-      framework::saved_plain_number(&Lens::uv_border),
-      framework::saved_word(&Lens::mesh_index),
-      framework::saved_word(&Lens::uv_map_index),
-      framework::saved_word(&Lens::direction_reference),
-      framework::saved_word(&Lens::fit_mode),
-      framework::saved_word(&Lens::flip_uv_y),
-      framework::saved_word(&Lens::bake_surroundings),
-  };
-
-  struct State {
-    /// As of the last frame; all zero before there was one, which no default is.
-    Lens previous{0.0, 0.0, 0, 0, 0, 0, 0, 0};
-    framework::Film film;
-    CoverageGrid coverage;
-    /// What a cell holds that no surface covers.
-    LWPolID coverage_marker = nullptr;
-    bool out_of_memory = false;
-  };
-
-  using Instance = framework::CameraInstance<Camera>;
-
-  static void init_render(const Instance& camera) { std::printf("C_InitRender %i\n", camera.render_mode); }
-  static void clean_up(const Instance& camera) { std::printf("C_CleanUp %i\n", camera.render_mode); }
-  static void new_frame(Instance& camera, const LWFrameInfo& frame, const LWCameraAccess& record);
-  static int evaluate(const Instance& camera, const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record);
-  /// The coverage is not copied: the copy's next frame makes its own.
-  static void copy(Instance& to, const Instance& from) { to.lens = from.lens; }
-};
-
-using CameraPlugin = framework::CameraInstance<Camera>;
 
 constexpr LWID texture_uv = lwid('T', 'X', 'U', 'V');
 
@@ -81,61 +72,21 @@ const char* entry_name(int index, int count, const char* (*name_of)(int place)) 
   return name != nullptr ? name : "(none)";
 }
 
-int popup_count(const CameraPlugin* /*instance*/) { return 1 + object_count(); }
-const char* popup_name(const CameraPlugin* /*instance*/, int index) { return entry_name(index, object_count(), object_name); }
+constexpr framework::PopupList meshes_popup{
+    [](const framework::HostServices& /*host*/, const framework::Camera* /*camera*/) { return 1 + object_count(); },
+    [](const framework::HostServices& /*host*/, const framework::Camera* /*camera*/, int index) {
+      return entry_name(index, object_count(), object_name);
+    }};
 
-constexpr const char* direction_references[] = {"Polygon normal", "Smoothed normal", "Mesh origin\t", "Camera position",
-                                                nullptr};
-constexpr const char* fit_modes[] = {"Width", "Height", "Width & Height", nullptr};
+constexpr framework::CameraTables<Settings> tables{.server_name = "QuorinBakingCam",
+                                                   .description = "QuorinBakingCam Oct 28 2026 01:01:58",
+                                                   .flags = LWCAMFLAG_DEPTH_OF_FIELD,
+                                                   .parameters = {},
+                                                   .saved = saved,
+                                                   .panel = panel,
+                                                   .popup = meshes_popup};
 
-constexpr std::array panel_rows{
-    framework::drawing_row<Lens>(0x8000),
-    framework::version_row<Lens>(0x8002),
-    framework::word_row(0x8006, "Mesh", "iPopChoice", &Lens::mesh_index),
-    framework::word_row(0x8007, "UV Map", "iPopChoice", &Lens::uv_map_index),
-    framework::plain_number_row(0x800d, "Offset from surface", "distance", &Lens::offset_from_surface),
-    framework::word_row(0x8008, "Direction reference", "iPopChoice", &Lens::direction_reference),
-    framework::plain_number_row(0x800e, "UV Border", "float", &Lens::uv_border),
-    framework::word_row(0x8009, "Fit UV map to reference", "iPopChoice", &Lens::fit_mode),
-    framework::word_row(0x800a, "Flip UV Y", "iBoolean", &Lens::flip_uv_y),
-    framework::word_row(0x800b, "Bake surroundings", "iBoolean", &Lens::bake_surroundings, "Bake Surroundings"),
-};
-
-LWXPanelDrawFunc PanelControlDrawFunc;
-LWXPanelPopCountFunc PanelPopCount, PanelPopCountUvMap;
-LWXPanelPopNameFunc PanelPopName, PanelPopNameUvMap;
-
-constexpr auto panel_hints =
-    framework::hint_list(framework::no_focus(), framework::full_size(0x8000), framework::drawn_by(0x8000, PanelControlDrawFunc),
-                         framework::divider_after(0x8002), framework::popup(0x8006, PanelPopCount, PanelPopName),
-                         framework::popup(0x8007, PanelPopCountUvMap, PanelPopNameUvMap),
-                         framework::choices(0x8008, direction_references), framework::choices(0x8009, fit_modes));
-
-/// The frame without its grid is lost: the host is told, with a sentence for a person, and goes on without it. Neither an
-/// exception, which must not leave the module, nor the end of the process would do: the host has a person's unsaved work.
-LWError frame_failure(const CameraPlugin* camera) {
-  return camera->state.out_of_memory
-             ? "There is no memory for the coverage of so many pixels; give the camera a lower resolution"
-             : nullptr;
-}
-
-#include "framework/evaluation.inc"
-
-OVICAM_EXPORT int PanelPopCountUvMap(void* /*instance*/) { return 1 + uv_map_count(); }
-
-OVICAM_EXPORT const char* PanelPopNameUvMap(void* /*instance*/, int index) {
-  return entry_name(index, uv_map_count(), uv_map_name);
-}
-
-OVICAM_EXPORT int CameraHandler(int version, GlobalFunc* global, void* local, void* server_data) {
-  const int result =
-      framework::activate_handler(framework::services<Camera>, handler_callbacks, version, global, local, server_data);
-  if (result == AFUNC_OK) {
-    objinfo = global(LWOBJECTINFO_GLOBAL, GFUSE_TRANSIENT);
-    objects = static_cast<const LWObjectFuncs*>(global(LWOBJECTFUNCS_GLOBAL, GFUSE_TRANSIENT));
-  }
-  return result;
-}
+constinit framework::HostServices services;
 
 struct ChosenUvMap {
   /// Null: none is chosen.
@@ -219,7 +170,7 @@ struct CloseMesh {
   void operator()(LWMeshInfo* mesh) const { mesh->destroy(mesh); }
 };
 
-void scan_layer(CameraPlugin& camera, const ChosenUvMap& map, int object, int layer) {
+void scan_layer(const Settings& settings, CoverageGrid& coverage, const ChosenUvMap& map, int object, int layer) {
   LWFVector pivot{};
   objects->pivotPoint(object, layer, pivot);
   std::printf("%f %f %f\n", pivot[0], pivot[1], pivot[2]);
@@ -230,56 +181,108 @@ void scan_layer(CameraPlugin& camera, const ChosenUvMap& map, int object, int la
   std::printf("points = %08i\n", mesh->numPoints(mesh.get()));
   std::printf("polys = %08i\n", mesh->numPolygons(mesh.get()));
   if (map.name == nullptr) return;
-  PolygonScan scan(*mesh, map, camera.state.coverage, camera.lens.bake_surroundings != 0);
+  PolygonScan scan(*mesh, map, coverage, settings.bake_surroundings != 0);
   mesh->scanPolys(mesh.get(), PolygonScan::visit, &scan);
 }
 
-void scan_object(CameraPlugin& camera, const ChosenUvMap& map, int object) {
+void scan_object(const Settings& settings, CoverageGrid& coverage, const ChosenUvMap& map, int object) {
   std::printf("%s\n  %s\n  %s\n", printed(objects->filename(object)), printed(objects->userName(object)),
               printed(objects->refName(object)));
   const int layer_count = objects->maxLayers(object);
   std::printf("%i %i %i\n", printed(static_cast<const void*>(map.name)), map.dimension, layer_count);
   for (int layer = 0; layer < layer_count; ++layer) {
     // Layers are numbered with gaps.
-    if (objects->layerExists(object, layer) != 0) scan_layer(camera, map, object, layer);
+    if (objects->layerExists(object, layer) != 0) scan_layer(settings, coverage, map, object, layer);
   }
 }
 
-void Camera::new_frame(CameraPlugin& camera, const LWFrameInfo& frame, const LWCameraAccess& record) {
-  State& state = camera.state;
-  if (framework::same_frame(camera.frame_info, frame) && framework::same_access(camera.access, record) &&
-      camera.lens == state.previous) {
-    return;
+class CameraPlugin final : public framework::SettingsCamera<Settings> {
+ public:
+  explicit CameraPlugin(LWItemID item) : SettingsCamera(tables, services, item) {}
+
+  int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* /*record*/) const {
+    if (!bake_.coverage.exists()) return LWCAMEVAL_RAY;
+    const Uv<double> uv = uv_of_film(values, bake_.film, sample.film);
+    if (bake_.coverage.polygon_at(uv) != bake_.coverage_marker) return LWCAMEVAL_NONE;
+    // The same for every pixel, as long as nothing finds the surface's own ray.
+    constexpr framework::Ray test_ray{{10.0, 0.0, -10.0}, {0.0, 0.0, 1.0}, {0.0, 0.0, 1.0}};
+    return framework::store(test_ray, ray);
   }
-  camera.NewFrame(&frame, &record);
-  const auto [width, height] = camera.readings().resolution();
-  state.film = camera.readings().film_size();
-  state.previous = camera.lens;
-  try {
-    state.coverage.make({width, height});
-    const ChosenUvMap map = chosen_uv_map(camera.lens.uv_map_index);
-    const int object = chosen_entry(camera.lens.mesh_index, object_count());
-    if (object >= 0) scan_object(camera, map, object);
-    std::printf("%i %i %i\n", printed(static_cast<const void*>(map.name)), map.dimension, 0);
-    state.out_of_memory = false;
-  } catch (const std::bad_alloc&) {
-    state.coverage.release();
-    state.out_of_memory = true;
-    // Forgotten, so that the same frame is tried again and not taken for done.
-    camera.access = framework::only_item(camera.own_item);
+
+  int project(const framework::WorldSample& /*sample*/, double* /*film*/, const LWCameraAccess& /*record*/) const { return 0; }
+
+ private:
+  /// The coverage of the last frame.
+  struct Bake {
+    /// All zero before there was a frame, which no default is.
+    Settings settings{0.0, 0.0, 0, 0, 0, 0, 0, 0};
+    framework::Film film;
+    CoverageGrid coverage;
+    /// What a cell holds that no surface covers.
+    LWPolID coverage_marker = nullptr;
+    bool out_of_memory = false;
+  };
+
+  void before_render() override { std::printf("C_InitRender %i\n", render_mode); }
+  void after_render() override { std::printf("C_CleanUp %i\n", render_mode); }
+
+  /// The coverage is not copied: the copy's next frame makes its own.
+  void forget() override { bake_ = {}; }
+
+  void begin_frame(const LWFrameInfo& frame, const LWCameraAccess& record) override {
+    if (framework::same_frame(frame_info, frame) && framework::same_access(access, record) && values == bake_.settings) return;
+    NewFrame(&frame, &record);
+    const auto [width, height] = readings().resolution();
+    bake_.film = readings().film_size();
+    bake_.settings = values;
+    try {
+      bake_.coverage.make({width, height});
+      const ChosenUvMap map = chosen_uv_map(values.uv_map_index);
+      const int object = chosen_entry(values.mesh_index, object_count());
+      if (object >= 0) scan_object(values, bake_.coverage, map, object);
+      std::printf("%i %i %i\n", printed(static_cast<const void*>(map.name)), map.dimension, 0);
+      bake_.out_of_memory = false;
+    } catch (const std::bad_alloc&) {
+      bake_.coverage.release();
+      bake_.out_of_memory = true;
+      // Forgotten, so that the same frame is tried again and not taken for done.
+      access = framework::only_item(own_item);
+    }
   }
+
+  /// The frame without its grid is lost: the host is told, with a sentence for a person, and goes on without it. Neither an
+  /// exception, which must not leave the module, nor the end of the process would do: the host has a person's unsaved work.
+  LWError frame_failure() const override {
+    return bake_.out_of_memory ? "There is no memory for the coverage of so many pixels; give the camera a lower resolution"
+                               : nullptr;
+  }
+
+  Bake bake_;
+};
+
+#include "framework/camera_thunks.inc"
+
+/// The ray of a film position: evaluation bits, or 0 for none, and then the ray is untouched. Threads: any.
+OVICAM_EXPORT int C_Evaluate(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
+                             double fractional_time, LWCameraEye eye, LWCameraRay* ray, const LWCameraAccess* access) {
+  return Callbacks::evaluate(instance, {{film_x, film_y}, {lens_x, lens_y}, fractional_time, eye}, ray, access);
 }
 
-int Camera::evaluate(const CameraPlugin& camera, const framework::Sample& sample, LWCameraRay& ray,
-                     const LWCameraAccess* /*record*/) {
-  const State& state = camera.state;
-  if (!state.coverage.exists()) return LWCAMEVAL_RAY;
-  const Uv<double> uv = uv_of_film(camera.lens, state.film, sample.film);
-  if (state.coverage.polygon_at(uv) != state.coverage_marker) return LWCAMEVAL_NONE;
-  // The same for every pixel, as long as nothing finds the surface's own ray.
-  constexpr framework::Ray test_ray{{10.0, 0.0, -10.0}, {0.0, 0.0, 1.0}, {0.0, 0.0, 1.0}};
-  framework::store(test_ray, ray);
-  return LWCAMEVAL_RAY;
+OVICAM_EXPORT int CameraHandler(int version, GlobalFunc* global, void* local, void* server_data) {
+  const int result = Callbacks::activate(handler_with(C_Evaluate), {version, global, local, server_data});
+  if (result == AFUNC_OK) {
+    objinfo = global(LWOBJECTINFO_GLOBAL, GFUSE_TRANSIENT);
+    objects = static_cast<const LWObjectFuncs*>(global(LWOBJECTFUNCS_GLOBAL, GFUSE_TRANSIENT));
+  }
+  return result;
+}
+
+/// As PanelPopCount, of the texture maps.
+OVICAM_EXPORT int PanelPopCountUvMap(void* /*instance*/) { return 1 + uv_map_count(); }
+
+/// As PanelPopName, of the texture maps.
+OVICAM_EXPORT const char* PanelPopNameUvMap(void* /*instance*/, int index) {
+  return entry_name(index, uv_map_count(), uv_map_name);
 }
 
 }  // namespace BakingCam

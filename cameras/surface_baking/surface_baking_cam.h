@@ -4,14 +4,19 @@
 
 #include "cameras/surface_baking/coverage_grid.h"
 #include "framework/lens.h"
-#include "sdk/loading.h"
+#include "framework/server.h"
+#include "platform/export.h"
+
+extern "C" {
+OVICAM_EXPORT extern const framework::TagTable tagInfo21;
+}
 
 /// The frame laid over a texture map of one of the scene's objects: a pixel belongs to the surface that has the pixel's place
 /// on the map. As yet the camera only tells pixels with a surface from those without. The module carries it without offering
 /// it to the host.
 namespace BakingCam {
 
-struct Lens {
+struct Settings {
   /// Metres. Not read as yet, like the border and the direction's reference.
   double offset_from_surface = 0.0001;
   double uv_border = 0.0;
@@ -27,15 +32,15 @@ struct Lens {
   std::uint32_t flip_uv_y = 0;
   std::uint32_t bake_surroundings = 0;
 
-  friend bool operator==(const Lens&, const Lens&) = default;
+  friend bool operator==(const Settings&, const Settings&) = default;
 };
 
 /// The map's position that a film position shows; the map's middle lies on the film's. Threads: any.
-inline Uv<double> uv_of_film(const Lens& lens, framework::Film film, framework::FilmPoint at) {
-  const double across = lens.fit_mode == 1 ? film.height : film.width;
-  const double up = lens.fit_mode == 0 ? film.width : film.height;
+inline Uv<double> uv_of_film(const Settings& settings, framework::Film film, framework::FilmPoint at) {
+  const double across = settings.fit_mode == 1 ? film.height : film.width;
+  const double up = settings.fit_mode == 0 ? film.width : film.height;
   const Uv<double> uv{at.x / across + 0.5, at.y / up + 0.5};
-  return {uv.u, lens.flip_uv_y != 0 ? 1.0 - uv.v : uv.v};
+  return {uv.u, settings.flip_uv_y != 0 ? 1.0 - uv.v : uv.v};
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;

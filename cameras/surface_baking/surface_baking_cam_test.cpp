@@ -1171,18 +1171,18 @@ TEST(BakingMathematics, CellsLieInTheGridOfEverySize) {
 }
 
 TEST(BakingMathematics, FilmPositionsFollowTheFit) {
-  BakingCam::Lens lens;
+  BakingCam::Settings settings;
   constexpr framework::Film film{0.04, 0.02};
   const auto expect_uv = [&](std::uint32_t fit, double u, double v) {
-    lens.fit_mode = fit;
-    const auto uv = BakingCam::uv_of_film(lens, film, {0.01, 0.005});
+    settings.fit_mode = fit;
+    const auto uv = BakingCam::uv_of_film(settings, film, {0.01, 0.005});
     EXPECT_DOUBLE_EQ(uv.u, u) << fit;
     EXPECT_DOUBLE_EQ(uv.v, v) << fit;
   };
   expect_uv(0, 0.75, 0.625);
   expect_uv(1, 1.0, 0.75);
   expect_uv(2, 0.75, 0.75);
-  lens.flip_uv_y = 1;
+  settings.flip_uv_y = 1;
   expect_uv(0, 0.75, 0.375);
 }
 
