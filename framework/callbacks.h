@@ -91,15 +91,13 @@ struct Callbacks {
     if (instance != nullptr) camera(instance)->read_values(time);
   }
 
-  /// Inlined by force into the one callback that calls it: handing a sample over through memory is felt in every ray.
-  [[gnu::always_inline]] static int evaluate(LWInstance instance, const Sample& sample, LWCameraRay* ray,
-                                             const LWCameraAccess* access) {
+  static int evaluate(LWInstance instance, const Sample& sample, LWCameraRay* ray, const LWCameraAccess* access) {
     if (instance == nullptr || ray == nullptr) return LWCAMEVAL_NONE;
     return plugin(instance)->evaluate(sample, *ray, access);
   }
 
-  [[gnu::always_inline]] static int project(LWInstance instance, const double* world, LensPoint lens, double time,
-                                            LWCameraEye eye, double* film, const LWCameraAccess* access) {
+  static int project(LWInstance instance, const double* world, LensPoint lens, double time, LWCameraEye eye, double* film,
+                     const LWCameraAccess* access) {
     if (instance == nullptr || access == nullptr || world == nullptr || film == nullptr) return 0;
     return plugin(instance)->project({to_vector(world), lens, time, eye}, film, *access);
   }

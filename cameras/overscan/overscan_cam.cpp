@@ -376,9 +376,9 @@ OVICAM_EXPORT LWError C_SaveDPI(LWInstance instance, const LWSaveState* state) {
 
 /// The DPI camera's ray of a film position: the selected camera's evaluation bits, or 0, and then the ray is untouched.
 /// Threads: any.
-OVICAM_EXPORT int C_Evaluate_DPI_C(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
-                                   double fractional_time, LWCameraEye eye, LWCameraRay* ray,
-                                   const LWCameraAccess* /*access*/) {
+[[gnu::flatten]] OVICAM_EXPORT int C_Evaluate_DPI_C(LWInstance instance, double film_x, double film_y, double lens_x,
+                                                    double lens_y, double fractional_time, LWCameraEye eye, LWCameraRay* ray,
+                                                    const LWCameraAccess* /*access*/) {
   if (instance == nullptr || ray == nullptr) return LWCAMEVAL_NONE;
   return Callbacks::plugin(instance)->evaluate_print({{film_x, film_y}, {lens_x, lens_y}, fractional_time, eye}, *ray);
 }

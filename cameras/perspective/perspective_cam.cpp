@@ -122,25 +122,26 @@ OVICAM_EXPORT LWVParmID create_vpenv(int envelope_type, const char* channel, voi
 /// Reads the values of an instance at a time, in seconds.
 OVICAM_EXPORT void get_vpValues(LWInstance instance, double time) { Callbacks::read_values(instance, time); }
 /// The ray of a film position: evaluation bits, or 0 for none, and then the ray is untouched. Threads: any.
-OVICAM_EXPORT int C_Evaluate_C(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
-                               double fractional_time, LWCameraEye eye, LWCameraRay* ray, const LWCameraAccess* access) {
+[[gnu::flatten]] OVICAM_EXPORT int C_Evaluate_C(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
+                                                double fractional_time, LWCameraEye eye, LWCameraRay* ray,
+                                                const LWCameraAccess* access) {
   return Callbacks::evaluate(instance, {{film_x, film_y}, {lens_x, lens_y}, fractional_time, eye}, ray, access);
 }
 
 OVICAM_EXPORT unsigned C_FlagsNoDOF(LWInstance /*instance*/) { return 0; }
 
 /// As C_Evaluate_C, through a pinhole.
-OVICAM_EXPORT int C_Evaluate_C_NODOF(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
-                                     double fractional_time, LWCameraEye eye, LWCameraRay* ray,
-                                     const LWCameraAccess* /*access*/) {
+[[gnu::flatten]] OVICAM_EXPORT int C_Evaluate_C_NODOF(LWInstance instance, double film_x, double film_y, double lens_x,
+                                                      double lens_y, double fractional_time, LWCameraEye eye, LWCameraRay* ray,
+                                                      const LWCameraAccess* /*access*/) {
   if (instance == nullptr || ray == nullptr) return LWCAMEVAL_NONE;
   return Callbacks::plugin(instance)->evaluate_pinhole({{film_x, film_y}, {lens_x, lens_y}, fractional_time, eye}, *ray);
 }
 
 /// As C_Evaluate_C, through a pinhole at rest where the frame starts.
-OVICAM_EXPORT int C_Evaluate_C_NODOF_NOMB(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
-                                          double fractional_time, LWCameraEye eye, LWCameraRay* ray,
-                                          const LWCameraAccess* /*access*/) {
+[[gnu::flatten]] OVICAM_EXPORT int C_Evaluate_C_NODOF_NOMB(LWInstance instance, double film_x, double film_y, double lens_x,
+                                                           double lens_y, double fractional_time, LWCameraEye eye,
+                                                           LWCameraRay* ray, const LWCameraAccess* /*access*/) {
   if (instance == nullptr || ray == nullptr) return LWCAMEVAL_NONE;
   return Callbacks::plugin(instance)->evaluate_pinhole_at_rest({{film_x, film_y}, {lens_x, lens_y}, fractional_time, eye},
                                                                *ray);

@@ -116,14 +116,15 @@ template <const auto& parameters, class Camera>
                                                     Publication& publication, double fractional_time) {
   auto& lens = camera.values;
   using Lens = std::remove_reference_t<decltype(lens)>;
-  constexpr auto index = [](double Lens::*value) { return framework::index_of(parameters, value); };
+  constexpr std::size_t iso = framework::index_of(parameters, &Lens::photo_iso);
+  constexpr std::size_t iris = framework::index_of(parameters, &Lens::photo_iris);
+  constexpr std::size_t shutter = framework::index_of(parameters, &Lens::photo_shutter_degrees);
   // The host may fill three numbers from where it is told to: what one reading leaves behind its own, the next one replaces.
   std::array<double, 5> readings;
   const LWVParmFuncs* vparmf = services.vparmf;
-  read(camera.envelopes[index(&Lens::photo_iso)], vparmf, lens.photo_iso, fractional_time, readings.data());
-  read(camera.envelopes[index(&Lens::photo_iris)], vparmf, lens.photo_iris, fractional_time, readings.data() + 1);
-  read(camera.envelopes[index(&Lens::photo_shutter_degrees)], vparmf, lens.photo_shutter_degrees, fractional_time,
-       readings.data() + 2);
+  read(camera.envelopes[iso], vparmf, lens.photo_iso, fractional_time, readings.data());
+  read(camera.envelopes[iris], vparmf, lens.photo_iris, fractional_time, readings.data() + 1);
+  read(camera.envelopes[shutter], vparmf, lens.photo_shutter_degrees, fractional_time, readings.data() + 2);
   const auto kept_difference = [](double& value, double now) {
     return difference(kept(value).load(std::memory_order_relaxed), now);
   };

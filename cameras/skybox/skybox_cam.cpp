@@ -136,8 +136,9 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
 #include "framework/camera_thunks.inc"
 
 /// The ray of a film position: evaluation bits, or 0 for none, and then the ray is untouched. Threads: any.
-OVICAM_EXPORT int C_Evaluate(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
-                             double fractional_time, LWCameraEye eye, LWCameraRay* ray, const LWCameraAccess* access) {
+[[gnu::flatten]] OVICAM_EXPORT int C_Evaluate(LWInstance instance, double film_x, double film_y, double lens_x, double lens_y,
+                                              double fractional_time, LWCameraEye eye, LWCameraRay* ray,
+                                              const LWCameraAccess* access) {
   return Callbacks::evaluate(instance, {{film_x, film_y}, {lens_x, lens_y}, fractional_time, eye}, ray, access);
 }
 

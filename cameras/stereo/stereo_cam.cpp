@@ -71,7 +71,7 @@ class CameraPlugin final : public framework::LensCamera<Lens, StereoPose> {
  public:
   explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
 
-  [[gnu::always_inline]] int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) {
+  int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) {
     if (record == nullptr) return LWCAMEVAL_NONE;
     photographic::publish_exposure<parameters>(*this, services, publication_, sample.time);
     const bool one_image = sample.eye != LWCAMEYE_LEFT && sample.eye != LWCAMEYE_RIGHT;
