@@ -630,6 +630,18 @@ class StandInPanel : public StandInHost {
   PanelModel model;
 };
 
+TEST_F(StandInPanel, HintsAreKeptWordByWord) {
+  const LWXPanelID id = make_panel();
+  std::array<void*, 8> more{tag(LWXPTAG_DIVIDER), tag(1), tag(5), tag(6), tag(0), tag(LWXPTAG_FOCUS), tag(2), tag(LWXPTAG_END)};
+  panels().hint(id, 3, more.data());
+  const Panel& panel = *host.panels.table.find(id);
+  ASSERT_EQ(panel.hint_words.size(), 2U);
+  EXPECT_EQ(panel.hint_words[0].control, 0U);
+  EXPECT_EQ(panel.hint_words[0].words.size(), 7U);
+  EXPECT_EQ(panel.hint_words[1].control, 3U);
+  EXPECT_EQ(panel.hint_words[1].words, (std::vector<std::uintptr_t>{0x3D021481, 1, 5, 6, 0, 0x3D001201, 2}));
+}
+
 TEST_F(StandInPanel, ValuesPassThroughTheModulesGetAndSet) {
   const LWXPanelID id = make_panel();
   const Panel& panel = *host.panels.table.find(id);

@@ -63,7 +63,19 @@ void describe(LWXPanelID id, LWXPanelDataDesc* rows, LWXPanelGetFunc* get, LWXPa
   panel->set_function = set;
 }
 
-void hint(LWXPanelID id, std::uint32_t /*control*/, void** hints) {
+/// As many words as the hints were split from, but for the zero behind them.
+std::size_t word_count(const std::vector<PanelHint>& hints) {
+  std::size_t count = 0;
+  for (const PanelHint& hint : hints) {
+    count += 1 + hint.arguments.size();
+    if ((hint.tag & list_follows) != 0) {
+      count += hint.list.size() + 1;
+    }
+  }
+  return count;
+}
+
+void hint(LWXPanelID id, std::uint32_t control, void** hints) {
   Panel* panel = require_panel(id, "LWXPanel hint");
   if (panel == nullptr || hints == nullptr) {
     return;
@@ -71,6 +83,10 @@ void hint(LWXPanelID id, std::uint32_t /*control*/, void** hints) {
   try {
     const std::vector<PanelHint> parsed = parse_hints(hints);
     panel->hints.insert(panel->hints.end(), parsed.begin(), parsed.end());
+    PanelHintWords& handed = panel->hint_words.emplace_back(PanelHintWords{control, {}});
+    for (std::size_t i = 0, count = word_count(parsed); i < count; ++i) {
+      handed.words.push_back(reinterpret_cast<std::uintptr_t>(hints[i]));
+    }
   } catch (const std::exception& error) {
     violation("LWXPanel hint", error.what());
   }

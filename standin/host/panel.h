@@ -35,6 +35,12 @@ struct PanelHint {
   std::uint32_t control() const { return arguments.empty() ? 0 : static_cast<std::uint32_t>(arguments[0]); }
 };
 
+/// One array of hints as the module handed it over: word by word, without the zero at its end.
+struct PanelHintWords {
+  std::uint32_t control = 0;
+  std::vector<std::uintptr_t> words;
+};
+
 /// Splits an array of hint words by the rule of its tags. Throws std::runtime_error at a word that is no tag.
 std::vector<PanelHint> parse_hints(void* const* words);
 
@@ -47,6 +53,8 @@ class Panel {
   std::vector<PanelControl> controls;
   std::vector<PanelData> data;
   std::vector<PanelHint> hints;
+  /// In the order in which they came.
+  std::vector<PanelHintWords> hint_words;
   LWXPanelGetFunc* get_function = nullptr;
   LWXPanelSetFunc* set_function = nullptr;
   void* instance = nullptr;
