@@ -2,7 +2,7 @@
 # Installs what the build, the pictures and the tests need from Debian's packages, and nothing that is there already.
 # With the argument "lint", the tools of `make lint` and `make format` instead.
 set -eu
-packages="make ninja-build cmake g++ g++-mingw-w64-x86-64-posix wine wine64 googletest libgtest-dev libcli11-dev
+packages="make ninja-build cmake g++ g++-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-win32 wine wine64 googletest libgtest-dev libcli11-dev
           libembree-dev libtbb-dev libopenimageio-dev openimageio-tools libassimp-dev libcairo2-dev
           pkg-config chromium chromium-driver util-linux nlohmann-json3-dev
           python3-jinja2 python3-selenium python3-tqdm pandoc

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "framework/activation.h"
 #include "framework/settings_camera.h"
@@ -19,6 +21,8 @@ template <class Plugin, const auto& tables, HostServices& services>
 struct Callbacks {
   /// The instance whose panel was made last.
   static inline Plugin* gInstance = nullptr;
+  /// Every instance that the host has not destroyed. A panel can outlive its own.
+  static inline std::vector<Plugin*> living;
 
   static Plugin* plugin(LWInstance instance) { return static_cast<Plugin*>(instance); }
   /// What a camera does in its own way is asked of it as a camera.
@@ -27,13 +31,17 @@ struct Callbacks {
   /// A new instance for a camera item. Throws std::bad_alloc, and then leaves nothing behind.
   static LWInstance create(void* item) {
     auto created = std::make_unique<Plugin>(static_cast<LWItemID>(item));
+    // Room first: nothing may fail once there are envelopes.
+    living.reserve(living.size() + 1);
     created->start();
+    living.push_back(created.get());
     return created.release();
   }
 
   static void destroy(LWInstance instance) {
     if (instance == nullptr) return;
     if (gInstance == instance) gInstance = nullptr;
+    std::erase(living, plugin(instance));
     plugin(instance)->release();
     delete plugin(instance);
   }
@@ -106,17 +114,27 @@ struct Callbacks {
     return instance != nullptr ? camera(instance)->preview(lens, eye, projection) : 0;
   }
 
+  /// What a panel hands over, if it is still an instance; else null.
+  static Camera* camera_of_panel(void* instance) {
+    const auto found = std::ranges::find(living, plugin(instance));
+    return found != living.end() ? *found : nullptr;
+  }
+
   static void* panel_value(void* instance, std::uint32_t id) {
-    return instance != nullptr ? camera(instance)->panel_value(id) : nullptr;
+    Camera* shown = camera_of_panel(instance);
+    return shown != nullptr ? shown->panel_value(id) : nullptr;
   }
 
   static int set_panel_value(void* instance, std::uint32_t id, const void* value) {
-    if (instance != nullptr && value != nullptr) camera(instance)->set_panel_value(id, value);
+    Camera* shown = camera_of_panel(instance);
+    if (shown != nullptr && value != nullptr) shown->set_panel_value(id, value);
     return LWXPRC_DFLT;
   }
 
-  static int popup_count(void* instance) { return tables.popup.count(services, camera(instance)); }
-  static const char* popup_name(void* instance, int index) { return tables.popup.name(services, camera(instance), index); }
+  static int popup_count(void* instance) { return tables.popup.count(services, camera_of_panel(instance)); }
+  static const char* popup_name(void* instance, int index) {
+    return tables.popup.name(services, camera_of_panel(instance), index);
+  }
 
   static void panel_closed(void* data) {
     if (tables.panel_closed != nullptr) tables.panel_closed(data);
@@ -125,7 +143,7 @@ struct Callbacks {
   static LWXPanelID create_panel(const PanelTables& panel, void* instance) {
     gInstance = plugin(instance);
     const LWXPanelID id = open_panel(services.xpanf, panel, instance);
-    if (id != nullptr && instance != nullptr) camera(instance)->panel_opened(id);
+    if (Camera* shown = camera_of_panel(instance); id != nullptr && shown != nullptr) shown->panel_opened(id);
     return id;
   }
 

@@ -104,16 +104,25 @@ class SettingsCamera : public Camera {
   void save(const LWSaveState& state, std::span<const SavedItem<Settings>> items) const;
 
   void read_values(LWTime time) override {
+    read_host_zoom(time);
+    read_envelopes(time);
+  }
+
+  /// Of the host's camera, for a parameter that stands for its zoom factor.
+  void read_host_zoom(LWTime time) {
     for (const auto& parameter : tables_.parameters) {
-      if (parameter.host_zoom) {
-        const CameraReadings camera = readings();
-        values.*parameter.value = camera.zoom_factor(time);
-        focal_value = values.*parameter.value * camera.film_size().height * 0.5;
-        // The f-stop is that of the host's current time, whatever time is asked for: scenes have been rendered so.
-        aperture_value = focal_value * 0.5 / camera.f_stop_now();
-      } else {
-        read_envelope(parameter.value, time);
-      }
+      if (!parameter.host_zoom) continue;
+      const CameraReadings camera = readings();
+      values.*parameter.value = camera.zoom_factor(time);
+      focal_value = values.*parameter.value * camera.film_size().height * 0.5;
+      // The f-stop is that of the host's current time, whatever time is asked for: scenes have been rendered so.
+      aperture_value = focal_value * 0.5 / camera.f_stop_now();
+    }
+  }
+
+  void read_envelopes(LWTime time) {
+    for (const auto& parameter : tables_.parameters) {
+      if (!parameter.host_zoom) read_envelope(parameter.value, time);
     }
   }
 

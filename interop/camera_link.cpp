@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -45,15 +46,27 @@ class Turn {
   bool taken_;
 };
 
+/// The user's temporary directory, with its separator; none where it is longer than any path may be.
+std::optional<std::string_view> temporary_directory(platform::PathBuffer& buffer) noexcept {
+  const std::size_t length = platform::temporary_directory(buffer);
+  if (length == 0 || length >= buffer.size()) return std::nullopt;
+  return std::string_view(buffer.data());
+}
+
 int publish(Writer writer, const Values& values) noexcept {
   try {
     const Turn turn;
     if (!turn.taken()) return 0;
+    platform::PathBuffer directory = {};
+    const std::optional<std::string_view> found = temporary_directory(directory);
     platform::PathBuffer path = {};
-    if (QrmLink_SidecarPath(path.data(), static_cast<int>(path.size())) == 0) return 0;
-    std::array<char, std::tuple_size_v<platform::PathBuffer> + temporary_ending.size()> temporary_path = {};
-    char* const end = std::ranges::copy(std::string_view(path.data()), temporary_path.begin()).out;
-    std::ranges::copy(temporary_ending, end);
+    // A name that was cut would be another file's.
+    if (!found || found->size() + file_name.size() >= path.size()) return 0;
+    std::ranges::copy(file_name, std::ranges::copy(*found, path.begin()).out);
+    std::array<char, 268> temporary_path = {};
+    static_assert(std::tuple_size_v<platform::PathBuffer> + temporary_ending.size() <
+                  std::tuple_size_v<decltype(temporary_path)>);
+    std::ranges::copy(temporary_ending, std::ranges::copy(std::string_view(path.data()), temporary_path.begin()).out);
     return platform::replace_file_content(path.data(), temporary_path.data(), camera_link::compose(writer, values)) ? 1 : 0;
   } catch (const std::exception&) {
     // There was no memory for the text.
@@ -68,8 +81,7 @@ extern "C" {
 OVICAM_EXPORT int QrmLink_SidecarPath(char* out, int size) {
   if (out == nullptr || size < 64) return 0;
   platform::PathBuffer directory = {};
-  const std::size_t length = platform::temporary_directory(directory);
-  if (length == 0 || length >= directory.size()) return 0;
+  if (!temporary_directory(directory)) return 0;
   // What does not fit is cut off.
   static_cast<void>(std::snprintf(out, static_cast<std::size_t>(size), "%s%s", directory.data(), file_name.data()));
   out[size - 1] = '\0';

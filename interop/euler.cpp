@@ -126,19 +126,22 @@ OVICAM_EXPORT void Eul_ToHMatrix(Quat ea, float M[4][4]) {
 OVICAM_EXPORT Quat Eul_FromHMatrix(float M[4][4], int order_code) {
   const Order order = decode(order_code);
   const auto [i, j, k] = std::array{order.inner, order.middle, order.outer};
+  // The record is of single precision, what is computed in between of double.
+  const auto entry = [&](std::size_t row, std::size_t column) { return static_cast<double>(M[row][column]); };
+  const auto root_of_squares = [](double a, double b) { return std::sqrt(a * a + b * b); };
   Angles angles = {};
   if (order.repeats) {
-    const double middle_sine = std::hypot(M[i][j], M[i][k]);
+    const double middle_sine = root_of_squares(entry(i, j), entry(i, k));
     const bool singular = !(middle_sine > singularity_threshold);
-    angles.inner = singular ? std::atan2(-M[j][k], M[j][j]) : std::atan2(M[i][j], M[i][k]);
-    angles.middle = std::atan2(middle_sine, M[i][i]);
-    angles.outer = singular ? 0.0 : std::atan2(M[j][i], -M[k][i]);
+    angles.inner = singular ? std::atan2(-entry(j, k), entry(j, j)) : std::atan2(entry(i, j), entry(i, k));
+    angles.middle = std::atan2(middle_sine, entry(i, i));
+    angles.outer = singular ? 0.0 : std::atan2(entry(j, i), -entry(k, i));
   } else {
-    const double middle_cosine = std::hypot(M[i][i], M[j][i]);
+    const double middle_cosine = root_of_squares(entry(i, i), entry(j, i));
     const bool singular = !(middle_cosine > singularity_threshold);
-    angles.inner = singular ? std::atan2(-M[j][k], M[j][j]) : std::atan2(M[k][j], M[k][k]);
-    angles.middle = std::atan2(-M[k][i], middle_cosine);
-    angles.outer = singular ? 0.0 : std::atan2(M[j][i], M[i][i]);
+    angles.inner = singular ? std::atan2(-entry(j, k), entry(j, j)) : std::atan2(entry(k, j), entry(k, k));
+    angles.middle = std::atan2(-entry(k, i), middle_cosine);
+    angles.outer = singular ? 0.0 : std::atan2(entry(j, i), entry(i, i));
   }
   if (order.odd) angles = {-angles.inner, -angles.middle, -angles.outer};
   if (order.rotating) std::swap(angles.inner, angles.outer);

@@ -219,6 +219,25 @@ TEST(EulerLock, BeginsAtSixteenTimesThePrecisionOfFloat) {
   EXPECT_NEAR(third_angle(threshold * 0.72F), pi / 4, tolerance);
 }
 
+TEST(EulerPrecision, AnglesAreRoundedFromDoublePrecisionOnce) {
+  // Entries in single precision; products, root and arctangent in double.
+  const Library library;
+  int differing_from_single = 0;
+  for (int i = 1; i < 2000; ++i) {
+    const float angle = static_cast<float>(i) * 0.00071F;
+    float matrix[4][4];
+    library.matrix_from_angles(library.angles(angle, angle * 0.9F, angle * 1.7F, 0), matrix);
+    const Quat angles = library.angles_from_matrix(matrix, 0);
+    const auto entry = [&](int row, int column) { return static_cast<double>(matrix[row][column]); };
+    const double middle = std::sqrt(entry(0, 0) * entry(0, 0) + entry(1, 0) * entry(1, 0));
+    ASSERT_EQ(angles.x, static_cast<float>(std::atan2(entry(2, 1), entry(2, 2)))) << i;
+    ASSERT_EQ(angles.y, static_cast<float>(std::atan2(-entry(2, 0), middle))) << i;
+    ASSERT_EQ(angles.z, static_cast<float>(std::atan2(entry(1, 0), entry(0, 0)))) << i;
+    differing_from_single += std::atan2(matrix[2][1], matrix[2][2]) != angles.x ? 1 : 0;
+  }
+  EXPECT_GT(differing_from_single, 0);
+}
+
 TEST(EulerOrder, AnglesKeepTheirOrderCode) {
   const Library library;
   const Quat angles = library.angles(1.0F, -2.0F, 3.5F, -7);

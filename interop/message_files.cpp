@@ -31,16 +31,18 @@ OVICAM_EXPORT void appendMessageToFile(const char* path, const char* text) { put
 OVICAM_EXPORT void writeMessageToFile(const char* path, const char* text) { put_text(path, "w", text, "\n"); }
 
 OVICAM_EXPORT void readMessageFromFile(const char* path, char* out) {
-  if (path == nullptr || out == nullptr) return;
-  std::FILE* file = std::fopen(path, "r");
+  if (out == nullptr) return;
+  std::FILE* file = path != nullptr ? std::fopen(path, "r") : nullptr;
   if (file == nullptr) {
     std::memcpy(out, "---", 4);
     return;
   }
   int character = std::fgetc(file);
   while (is_blank(character)) character = std::fgetc(file);
-  for (; character != EOF && !is_blank(character); character = std::fgetc(file)) *out++ = static_cast<char>(character);
-  *out = '\0';
+  if (character != EOF) {
+    for (; character != EOF && !is_blank(character); character = std::fgetc(file)) *out++ = static_cast<char>(character);
+    *out = '\0';
+  }
   static_cast<void>(std::fclose(file));
 }
 }

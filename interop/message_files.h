@@ -12,7 +12,8 @@ void appendMessageToFile(const char* path, const char* text);
 void writeMessageToFile(const char* path, const char* text);
 
 /// Copies the file's first word, which ends at a blank, tab or line end, and a closing NUL to `out`; "---" when the file
-/// cannot be opened, an empty text when it holds no word. The copy has no bound: the buffer at `out` must hold at least 4
-/// characters and as many as the file's longest word and its NUL need; use it on files of known content only.
+/// cannot be opened or `path` is null. A file without a word leaves `out` as it is. The copy has no bound: the buffer at `out`
+/// must hold at least 4 characters and as many as the file's longest word and its NUL need; use it on files of known content
+/// only.
 void readMessageFromFile(const char* path, char* out);
 }

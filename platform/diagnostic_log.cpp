@@ -99,3 +99,5 @@ void start_diagnostics(void* module_handle) noexcept {
   platform::install_crash_filter(report_crash);
   diagnostic_log("==== OviCam 4.0.0.22 DLL_PROCESS_ATTACH ====");
 }
+
+void end_diagnostics() noexcept { platform::remove_crash_filter(); }

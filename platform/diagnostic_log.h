@@ -8,3 +8,6 @@
 /// Called once by the library's entry point when the module is loaded: from then on the log has its place and the process'
 /// unhandled exceptions leave a line in it. `module_handle` as platform::module_file_name takes it.
 void start_diagnostics(void* module_handle) noexcept;
+
+/// Called once by the entry point when the module is let go while the process lives on: its exceptions leave no line any more.
+void end_diagnostics() noexcept;

@@ -271,12 +271,15 @@ TEST_F(MessageFiles, ReadingTakesTheFirstWord) {
 
 TEST_F(MessageFiles, MissingFileReadsAsDashes) { EXPECT_EQ(word_in_file(), "---"); }
 
-TEST_F(MessageFiles, EmptyFileReadsAsEmptyText) {
+TEST_F(MessageFiles, FileWithoutAWordLeavesTheTextAsItWas) {
+  std::array<char, 4> untouched = {'a', 'b', 'c', '\0'};
   append(path.c_str(), "");
   ASSERT_TRUE(fs::exists(path));
-  EXPECT_EQ(word_in_file(), "");
+  read(path.c_str(), untouched.data());
+  EXPECT_STREQ(untouched.data(), "abc");
   append(path.c_str(), " \n ");
-  EXPECT_EQ(word_in_file(), "");
+  read(path.c_str(), untouched.data());
+  EXPECT_STREQ(untouched.data(), "abc");
 }
 
 TEST_F(MessageFiles, FolderThatIsMissingChangesNothing) {
@@ -292,10 +295,13 @@ TEST_F(MessageFiles, NullPointersDoNothing) {
   write(nullptr, "text");
   write(path.c_str(), nullptr);
   EXPECT_FALSE(fs::exists(path));
-  std::array<char, 4> untouched = {'a', 'b', 'c', '\0'};
-  read(nullptr, untouched.data());
-  EXPECT_STREQ(untouched.data(), "abc");
   read(path.c_str(), nullptr);
+}
+
+TEST_F(MessageFiles, NullPathReadsAsAFileThatCannotBeOpened) {
+  std::array<char, 4> text = {'a', 'b', 'c', '\0'};
+  read(nullptr, text.data());
+  EXPECT_STREQ(text.data(), "---");
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ extern const char directory_separator;
 /// How a line of a text file ends on this system.
 extern const std::string_view line_end;
 
-/// Writes the file name of the loaded module, cut to the buffer, and returns its length; 0 on failure.
+/// Writes the file name of the loaded module and returns its length; 0 on failure, and when the name does not fit.
 /// `handle`: the module's handle on Windows, any address inside the module elsewhere.
 std::size_t module_file_name(void* handle, PathBuffer& name) noexcept;
 
@@ -27,8 +27,9 @@ unsigned long tick_count_milliseconds() noexcept;
 /// does not fit leaves the buffer as it is and returns the length of the directory, which is then more than 259.
 std::size_t temporary_directory(PathBuffer& directory) noexcept;
 
-/// Appends `text` byte for byte in one write, so that texts of several threads or processes follow one another whole.
-/// Allocates nothing; may be called while the process is dying. A file that cannot be opened stays as it is.
+/// Appends `text` byte for byte in one write, beside any other program that has the file open with ordinary sharing. Allocates
+/// nothing and waits for nobody: it may be called while the process is dying, and under the loader's lock. A file that cannot
+/// be opened stays as it is.
 void append_to_file(const char* path, std::string_view text) noexcept;
 
 /// Gives the file `path` the content `text` in one step: a reader sees the old content or the new one, never a part.
@@ -42,5 +43,9 @@ using CrashReport = void (*)(unsigned long code, const void* address) noexcept;
 
 /// From now on calls `report` when the process is about to die of an exception that nobody handles.
 void install_crash_filter(CrashReport report) noexcept;
+
+/// Puts back what was there before, unless somebody else has taken the filter's place since: nothing may point into a module
+/// that is no longer loaded.
+void remove_crash_filter() noexcept;
 
 }  // namespace platform

@@ -72,16 +72,6 @@ bool is_handled_here(const struct sigaction& action) noexcept {
   return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == report_signal;
 }
 
-/// No handler may point into a module that is no longer there.
-[[gnu::destructor]] void remove_crash_filter() noexcept {
-  for (const int signal : crash_signals) {
-    struct sigaction current = {};
-    if (sigaction(signal, nullptr, &current) == 0 && is_handled_here(current)) {
-      static_cast<void>(std::signal(signal, SIG_DFL));
-    }
-  }
-}
-
 }  // namespace
 
 constinit const char directory_separator = '/';
@@ -97,7 +87,8 @@ std::size_t module_file_name(void* handle, PathBuffer& name) noexcept {
     length = std::string_view(name.data()).size();
     name[length++] = directory_separator;
   }
-  const std::string_view rest = std::string_view(module.dli_fname).substr(0, name.size() - 1 - length);
+  const std::string_view rest = module.dli_fname;
+  if (length + rest.size() >= name.size()) return 0;
   *std::copy(rest.begin(), rest.end(), name.data() + length) = '\0';
   return length + rest.size();
 }
@@ -145,6 +136,15 @@ void install_crash_filter(CrashReport report) noexcept {
     action.sa_flags = SA_SIGINFO | SA_RESETHAND | SA_ONSTACK;
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
+  }
+}
+
+void remove_crash_filter() noexcept {
+  for (const int signal : crash_signals) {
+    struct sigaction current = {};
+    if (sigaction(signal, nullptr, &current) == 0 && is_handled_here(current)) {
+      static_cast<void>(std::signal(signal, SIG_DFL));
+    }
   }
 }
 

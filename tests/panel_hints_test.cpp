@@ -185,7 +185,7 @@ configure 0x8012 0 0xFFFFFFFF80000001
 draw 0x8012 SkyboxCam::PanelControlDrawFunc2
 popup 0x8006 SkyboxCam::PanelPopCount SkyboxCam::PanelPopName
 
-destroy notify SkyboxCam::OnPanelDestroy the instance
+destroy notify SkyboxCam::OnPanelDestroy data of its own
 )"},
       {"QuorinPanoramicCam", R"(
 focus -1

@@ -6,7 +6,7 @@ constexpr framework::TagTable tagInfo1 = framework::tag_table("Quorin Dual Camer
 
 namespace MultiCam {
 
-constexpr multiview::TileGrid<1, 2> grid{multiview::single_band, multiview::halves};
+constexpr multiview::TileGrid<1, 2> grid{multiview::single_band, multiview::halves, false, true};
 
 using Row = framework::PanelRow<multiview::TileChoices<2>>;
 constexpr std::array panel{

@@ -6,7 +6,7 @@ constexpr framework::TagTable tagInfo2 = framework::tag_table("Quorin 4Up Camera
 
 namespace FourUpCam {
 
-constexpr multiview::TileGrid<2, 2> grid{multiview::halves, multiview::halves};
+constexpr multiview::TileGrid<2, 2> grid{multiview::halves, multiview::halves, true, true};
 
 constexpr auto panel = multiview::tile_panel<4>({"1-1 Camera", "1-2 Camera", "2-1 Camera", "2-2 Camera"});
 

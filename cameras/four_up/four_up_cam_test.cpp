@@ -44,4 +44,21 @@ TEST(FourUpCamera, FilmPositionOnASplitBelongsToTheSecondTile) {
   stage.expect_clean();
 }
 
+TEST(FourUpCamera, FilmPositionThatIsNotANumberFindsNoTile) {
+  Stage stage;
+  {
+    const auto camera = stage.create("Quorin4UpCam");
+    for (int tile = 0; tile < 4; ++tile) camera->panel().set_integer(0x8006 + static_cast<std::uint32_t>(tile), tile + 1);
+    camera->init_render();
+    camera->begin_frame(1);
+    stage.host.evaluators.record_requests(true);
+    const double not_a_number = std::nan("");
+    EXPECT_EQ(camera->evaluate({.film_x = not_a_number}).result, LWCAMEVAL_NONE);
+    EXPECT_EQ(camera->evaluate({.film_y = not_a_number}).result, LWCAMEVAL_NONE);
+    EXPECT_TRUE(stage.host.evaluators.requests().empty());
+    EXPECT_EQ(camera->evaluate({}).result, LWCAMEVAL_RAY);
+  }
+  stage.expect_clean();
+}
+
 }  // namespace test_support

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "framework/module_block.h"
+
 constexpr framework::TagTable tagInfo13 = framework::tag_table("Quorin Camera Master");
 constexpr framework::TagTable tagInfo14 = framework::tag_table("Quorin MultiCam Imagesaver");
 
@@ -26,8 +28,9 @@ double C_Event(LWInstance /*instance*/, const LWMasterAccess* access) {
   return 0.0;
 }
 
-int MasterHandler(int version, GlobalFunc* /*global*/, void* local, void* /*server_data*/) {
+int MasterHandler(int version, GlobalFunc* global, void* local, void* server_data) {
   if (version != LWMASTER_HANDLER_VERSION) return AFUNC_BADVERSION;
+  if (server_data != nullptr) static_cast<framework::ModuleBlock*>(server_data)->global = global;
   if (local == nullptr) return AFUNC_BADLOCAL;
   auto& master = *static_cast<LWMasterHandler*>(local);
   if (master.inst != nullptr) *master.inst = {master.inst->priv, C_Create, C_Destroy, C_Copy, C_Load, C_Save, C_Describe};

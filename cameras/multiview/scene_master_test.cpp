@@ -91,6 +91,15 @@ TEST_F(SceneMaster, KeepsNothingAndRefusesCopies) {
   EXPECT_EQ(master.handler.flags(nullptr), 3U);
 }
 
+TEST_F(SceneMaster, TellsTheModuleBlockTheHostOnceTheVersionIsAccepted) {
+  std::array<void*, 2> block{nullptr, nullptr};
+  EXPECT_EQ(activate(4, standin::Host::global(), &master.handler, block.data()), AFUNC_BADVERSION);
+  EXPECT_EQ(block[1], nullptr);
+  EXPECT_EQ(activate(5, standin::Host::global(), &master.handler, block.data()), AFUNC_OK);
+  EXPECT_EQ(block[1], reinterpret_cast<void*>(standin::Host::global()));
+  EXPECT_EQ(block[0], nullptr);
+}
+
 TEST_F(SceneMaster, WritesEventCodesToStandardOutput) {
   ASSERT_EQ(activate(5, standin::Host::global(), &master.handler, nullptr), AFUNC_OK);
   testing::internal::CaptureStdout();

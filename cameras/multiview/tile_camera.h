@@ -80,13 +80,13 @@ class TileCamera : public framework::SettingsCamera<TileChoices<grid.tile_count>
   int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) const {
     if (service() == nullptr || record == nullptr) return LWCAMEVAL_NONE;
     const auto [width, height] = framework::film_of(*record);
-    const auto& [rows, columns] = grid;
-    const std::size_t row = rows.band_of(sample.film.y, split_y_, height);
-    const std::size_t column = columns.band_of(sample.film.x, split_x_, width);
-    const LWCameraEvaluatorID evaluator = evaluators_[row * columns.shifts.size() + column];
+    const std::optional<std::size_t> row = grid.rows.band_of(sample.film.y, split_y_, height, grid.rays_compare);
+    const std::optional<std::size_t> column = grid.columns.band_of(sample.film.x, split_x_, width, grid.rays_compare);
+    if (!row || !column) return LWCAMEVAL_NONE;
+    const LWCameraEvaluatorID evaluator = evaluators_[*row * grid.columns.shifts.size() + *column];
     if (evaluator == nullptr) return LWCAMEVAL_NONE;
-    return service()->evaluate(evaluator, sample.film.x + columns.shifts[column].of(width),
-                               sample.film.y + rows.shifts[row].of(height), sample.lens.x, sample.lens.y, sample.time,
+    return service()->evaluate(evaluator, sample.film.x + grid.columns.shifts[*column].of(width),
+                               sample.film.y + grid.rows.shifts[*row].of(height), sample.lens.x, sample.lens.y, sample.time,
                                sample.eye, &ray);
   }
 
@@ -211,7 +211,6 @@ template <const auto& grid>
 int TileCamera<grid>::project(const framework::WorldSample& sample, double* film, const LWCameraAccess& record) const {
   if (service() == nullptr) return 0;
   const auto [width, height] = framework::film_of(record);
-  const auto& [rows, columns] = grid;
   const double point[3] = {sample.world.x, sample.world.y, sample.world.z};
   for (std::size_t tile = 0; tile < tile_count; ++tile) {
     double seen[3] = {};
@@ -221,9 +220,12 @@ int TileCamera<grid>::project(const framework::WorldSample& sample, double* film
     }
     const std::size_t row = grid.row_of(tile);
     const std::size_t column = grid.column_of(tile);
-    const double x = seen[0] - columns.shifts[column].of(width);
-    const double y = seen[1] - rows.shifts[row].of(height);
-    if (columns.band_of(x, split_x_, width) != column || rows.band_of(y, split_y_, height) != row) continue;
+    const double x = seen[0] - grid.columns.shifts[column].of(width);
+    const double y = seen[1] - grid.rows.shifts[row].of(height);
+    if (grid.columns.band_of(x, split_x_, width, grid.projections_compare) != column ||
+        grid.rows.band_of(y, split_y_, height, grid.projections_compare) != row) {
+      continue;
+    }
     framework::store(framework::Vector{x, y, 0.0}, film);
     return 1;
   }

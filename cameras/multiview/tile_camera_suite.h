@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <random>
@@ -673,6 +674,50 @@ TEST_P(TileCameraTest, SavedIndexesStandInTileOrder) {
   for (std::size_t tile = 0; tile < facts.tile_count; ++tile) EXPECT_EQ(choice(tile), 12 - static_cast<int>(tile));
   EXPECT_EQ(camera->save_text(), as_text(words(indexes)));
   EXPECT_EQ(camera->save_binary(), as_binary(words(indexes)));
+}
+
+TEST_P(TileCameraTest, OnlyTheTwelveTakeAProjectedPositionThatIsNotANumber) {
+  constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
+  std::optional<FakeEvaluation> evaluation(std::in_place, stage.module, facts.server_name);
+  render();
+  const bool takes_the_rest = facts.server_name == "Quorin12UpCam";
+  const bool compares_y = facts.server_name != "QuorinMultiCam";
+  for (const auto& [x, y] : {std::pair{not_a_number, 0.0}, {0.0, not_a_number}, {not_a_number, not_a_number}}) {
+    for (std::size_t tile = 0; tile < facts.tile_count; ++tile) {
+      EvaluatorAnswer& answer = evaluation->answers[stage.host.id_of(source(tile))];
+      answer.film[0] = x;
+      answer.film[1] = y;
+    }
+    const bool compared = std::isnan(x) || compares_y;
+    EXPECT_EQ(camera->project({1.0, 2.0, 3.0}).has_value(), takes_the_rest || !compared) << x << " " << y;
+  }
+  camera.reset();
+  evaluation.reset();
+}
+
+TEST_P(TileCameraTest, PanelOfAnInstanceThatIsGoneAnswersWithNothing) {
+  const LWCameraHandler& handler = camera->handler();
+  const LWInstance instance = handler.inst->create(nullptr, stage.host.id_of("Camera"), nullptr);
+  LWInterface local{};
+  local.inst = instance;
+  const standin::Server& server = stage.module.server(LWCAMERA_INTERFACE_CLASS, facts.server_name);
+  ASSERT_EQ(stage.module.activate(server, LWCAMERA_INTERFACE_VERSION, &local), AFUNC_OK);
+  const standin::Panel& panel = *stage.host.panels.table.find(local.panel);
+  const auto& popup = panel.hints_of(LWXPTAG_POPFUNCS, control(0)).at(0)->arguments;
+  auto* count = reinterpret_cast<LWXPanelPopCountFunc*>(popup.at(1));
+  auto* name = reinterpret_cast<LWXPanelPopNameFunc*>(popup.at(2));
+  EXPECT_GT(count(instance), 1);
+  EXPECT_STRNE(name(instance, 1), "(none)");
+  handler.inst->destroy(instance);
+  int choice = 1;
+  EXPECT_EQ(count(instance), 1);
+  EXPECT_STREQ(name(instance, 1), "(none)");
+  EXPECT_EQ(panel.get_function(instance, control(0)), nullptr);
+  EXPECT_EQ(panel.get_function(instance, 0x8002), nullptr);
+  EXPECT_EQ(panel.set_function(instance, control(0), &choice), LWXPRC_DFLT);
+  EXPECT_EQ(count(nullptr), 1);
+  EXPECT_STREQ(name(nullptr, 1), "(none)");
+  EXPECT_TRUE(stage.host.panels.destroy(local.panel));
 }
 
 }  // namespace test_support

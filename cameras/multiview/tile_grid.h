@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 
 namespace multiview {
 
@@ -24,15 +25,14 @@ struct GridAxis {
   /// it.
   bool boundary_belongs_before;
 
-  constexpr std::size_t band_of(double coordinate, double split, double size) const {
-    std::size_t band = 0;
-    for (const Share& boundary : boundaries) {
-      const double line = split + boundary.of(size);
-      const bool before = boundary_belongs_before ? coordinate <= line : coordinate < line;
-      if (before) break;
-      ++band;
+  /// The last band takes what is in none before it, or, where every comparison must hold, nothing that is not a number.
+  constexpr std::optional<std::size_t> band_of(double coordinate, double split, double size, bool every_comparison) const {
+    for (std::size_t band = 0; band < boundaries.size(); ++band) {
+      const double line = split + boundaries[band].of(size);
+      if (boundary_belongs_before ? coordinate <= line : coordinate < line) return band;
+      if (every_comparison && !(boundary_belongs_before ? coordinate > line : coordinate >= line)) return std::nullopt;
     }
-    return band;
+    return boundaries.size();
   }
 };
 
@@ -47,6 +47,10 @@ template <std::size_t Rows, std::size_t Columns>
 struct TileGrid {
   GridAxis<Rows> rows;
   GridAxis<Columns> columns;
+  /// Whether a ray, and a projection, needs every comparison with a split line to hold; elsewhere the last row and the last
+  /// column take what is not a number. The grids differ in this, too.
+  bool rays_compare;
+  bool projections_compare;
 
   static constexpr std::size_t tile_count = Rows * Columns;
 

@@ -385,12 +385,14 @@ OVICAM_EXPORT LWError C_SaveDPI(LWInstance instance, const LWSaveState* state) {
 
 /// As PanelGet, of the DPI camera.
 OVICAM_EXPORT void* PanelGet3(void* instance, std::uint32_t id) {
-  return instance != nullptr ? Callbacks::plugin(instance)->print_panel_value(id) : nullptr;
+  auto* shown = static_cast<CameraPlugin*>(Callbacks::camera_of_panel(instance));
+  return shown != nullptr ? shown->print_panel_value(id) : nullptr;
 }
 
 /// As PanelSet, of the DPI camera.
 OVICAM_EXPORT int PanelSet3(void* instance, std::uint32_t id, void* value) {
-  if (instance != nullptr && value != nullptr) Callbacks::plugin(instance)->set_print_panel_value(id, value);
+  auto* shown = static_cast<CameraPlugin*>(Callbacks::camera_of_panel(instance));
+  if (shown != nullptr && value != nullptr) shown->set_print_panel_value(id, value);
   return LWXPRC_DFLT;
 }
 

@@ -66,7 +66,7 @@ class CameraPlugin final : public framework::LensCamera<Lens> {
   void initialise() override { remember_film(); }
 
   void read_values(LWTime time) override {
-    LensCamera::read_values(time);
+    read_host_zoom(time);
     const framework::CameraReadings camera = readings();
     const framework::Film film = framework::film_of(access);
     values.film_distance = values.zoom_factor * film.height * 0.5;
@@ -74,6 +74,7 @@ class CameraPlugin final : public framework::LensCamera<Lens> {
     values.focal_distance = camera.focal_distance_now();
     values.lens_radius = values.film_distance * values.half_inverse_f_stop;
     values.reference_radius = 0.5 * (film.width >= film.height ? film.height : film.width);
+    read_envelopes(time);
   }
 };
 

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "tests/support/lens_stage.h"
+#include "tests/support/service_override.h"
 
 namespace {
 
@@ -264,6 +265,44 @@ TEST_F(RadialShiftCam, FStopAndFocalDistanceAreOfTheHostsCurrentTime) {
   const RayQuery query{.film_x = 0.01, .lens_x = 0.5};
   EXPECT_NEAR(camera.evaluate(query).position.x, rounded_to_single(film_distance() * 0.5 / 6.0) * 0.5, 1e-15);
   expect_ray(query);
+}
+
+/// What the camera asks the host for, in order.
+std::vector<std::string> asked;
+const LWCameraInfo* host_cameras = nullptr;
+const LWVParmFuncs* host_parameters = nullptr;
+
+TEST_F(RadialShiftCam, ValuesAreAskedForInTheirOrder) {
+  host_cameras = &host_table<LWCameraInfo>(LWCAMERAINFO_GLOBAL);
+  host_parameters = &host_table<LWVParmFuncs>(LWVPARMFUNCS_GLOBAL);
+  LWCameraInfo cameras = *host_cameras;
+  cameras.zoomFactor = [](LWItemID item, LWTime time) {
+    asked.emplace_back("zoom");
+    return host_cameras->zoomFactor(item, time);
+  };
+  cameras.filmSize = [](LWItemID item, double* width, double* height) {
+    asked.emplace_back("film");
+    host_cameras->filmSize(item, width, height);
+  };
+  cameras.fStop = [](LWItemID item, LWTime time) {
+    asked.emplace_back("f-stop");
+    return host_cameras->fStop(item, time);
+  };
+  cameras.focalDistance = [](LWItemID item, LWTime time) {
+    asked.emplace_back("focus");
+    return host_cameras->focalDistance(item, time);
+  };
+  LWVParmFuncs parameters = *host_parameters;
+  parameters.getVal = [](LWVParmID id, LWTime time, void* micropolygon, double* result) {
+    asked.emplace_back("envelope");
+    return host_parameters->getVal(id, time, micropolygon, result);
+  };
+  const ServiceOverride watch(stage.module, "QuorinRadialShiftCam",
+                              {{LWCAMERAINFO_GLOBAL, &cameras}, {LWVPARMFUNCS_GLOBAL, &parameters}});
+  asked.clear();
+  camera.new_time(7, 0.25);
+  EXPECT_EQ(asked, (std::vector<std::string>{"zoom", "film", "f-stop", "f-stop", "focus", "envelope", "envelope", "envelope",
+                                             "envelope", "envelope", "envelope", "envelope"}));
 }
 
 TEST_F(RadialShiftCam, ProjectionFollowsTheFormula) {

@@ -29,7 +29,7 @@ constexpr std::array panel{
     Row::popup(layout_control, "Skybox Type", &Settings::skybox_type),
 };
 
-void panel_closed(const void* instance);
+void panel_closed(const void* closed);
 
 constexpr framework::CameraTables<Settings> tables{.server_name = server.name,
                                                    .description = "QuorinSkyboxCam Oct 28 2026 01:03:10",
@@ -44,24 +44,65 @@ constinit framework::HostServices services;
 /// What the layout diagram shows: that of the choice made last in any panel.
 bool showCross = true;
 
-/// A panel that the host has open over an instance, and the hint that asks for a word when it closes it; the host may keep
-/// the hint's address for as long.
-struct OpenPanel {
-  const void* instance;
-  LWXPanelID id;
-  std::array<framework::HintWord, 4> closing_hint;
+/// A place for a panel that the host has open over an instance. The host may keep the address of the hint that asks for a word
+/// when it closes the panel, so a place is never given back, and its hint never changes: another panel takes it over later.
+struct PanelPlace {
+  /// Null: free, or the instance is gone and its panel not yet closed.
+  const void* instance = nullptr;
+  /// Null: free.
+  LWXPanelID panel = nullptr;
+  /// Counts the panels that have been opened.
+  std::uint64_t serial = 0;
+  std::array<framework::HintWord, 4> closing_hint{{framework::HintWord(std::int64_t{LWXPTAG_DESTROYNOTIFY}),
+                                                   framework::HintWord(OnPanelDestroy),
+                                                   framework::HintWord(static_cast<void*>(this))}};
 };
-std::list<OpenPanel> open_panels;
+std::list<PanelPlace> panel_places;
+std::uint64_t panels_opened = 0;
 
-void panel_closed(const void* instance) {
-  open_panels.remove_if([&](const OpenPanel& open) { return open.instance == instance; });
+/// Null when there is no memory.
+PanelPlace* free_panel_place() {
+  for (PanelPlace& place : panel_places) {
+    if (place.panel == nullptr) return &place;
+  }
+  try {
+    return &panel_places.emplace_back();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+/// The panel of a place is no more; what is no place is somebody else's.
+void panel_closed(const void* closed) {
+  for (PanelPlace& place : panel_places) {
+    if (&place != closed) continue;
+    place.instance = nullptr;
+    place.panel = nullptr;
+  }
+}
+
+/// Shows the panels of an instance its new values. Meanwhile the host may close panels, and open others, which show them
+/// anyway.
+void refresh_panels(const void* instance) {
+  const std::uint64_t last = panels_opened;
+  for (const PanelPlace& place : panel_places) {
+    if (place.instance == instance && place.serial <= last && services.xpanf != nullptr)
+      services.xpanf->viewRefresh(place.panel);
+  }
+}
+
+/// A panel can stay open when its instance is deleted, and another instance can get the same address.
+void forget_instance(const void* instance) {
+  for (PanelPlace& place : panel_places) {
+    if (place.instance == instance) place.instance = nullptr;
+  }
 }
 
 /// The frame's own record is all that this camera needs: it has neither envelopes nor motion samples.
 class CameraPlugin final : public framework::SettingsCamera<Settings> {
  public:
   explicit CameraPlugin(LWItemID item) : SettingsCamera(tables, services, item) {}
-  ~CameraPlugin() override { panel_closed(this); }
+  ~CameraPlugin() override { forget_instance(this); }
 
   int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) const {
     if (record == nullptr) return LWCAMEVAL_NONE;
@@ -74,8 +115,14 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
     const framework::Film film = framework::film_of(*record);
     // The frame's own film nearly always, whose grid is at hand.
     const bool of_frame = film.width == access.filmSize[0] && film.height == access.filmSize[1];
-    const std::optional<framework::Ray> found = map(box, film, of_frame ? frame_grid_ : Grid(film), sample.film);
-    return found ? framework::store(*found, ray) : LWCAMEVAL_NONE;
+    const std::optional<FaceView> view = face_view(box, of_frame ? frame_grid_ : Grid(film), sample.film);
+    return view ? evaluate_perspective(view->on_face, view->rows, ray, *record) : LWCAMEVAL_NONE;
+  }
+
+  /// The ray of a position on one face.
+  static int evaluate_perspective(framework::FilmPoint on_face, const FaceRows& rows, LWCameraRay& ray,
+                                  const LWCameraAccess& record) {
+    return framework::store(perspective_ray(framework::to_vector(record.worldPos), rows, record.filmSize[1], on_face), ray);
   }
 
   int project(const framework::WorldSample& /*sample*/, double* /*film*/, const LWCameraAccess& /*record*/) const { return 0; }
@@ -83,11 +130,7 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
  private:
   void initialise() override { read_host_camera(); }
 
-  void after_load() override {
-    for (const OpenPanel& open : open_panels) {
-      if (open.instance == this && services.xpanf != nullptr) services.xpanf->viewRefresh(open.id);
-    }
-  }
+  void after_load() override { refresh_panels(this); }
 
   void after_copy(const Camera& /*from*/) override { frame_grid_ = Grid(framework::film_of(access)); }
 
@@ -100,17 +143,14 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
     read_host_camera();
   }
 
+  /// Without a place for it the panel is as good, but does not follow what is loaded.
   void panel_opened(LWXPanelID id) override {
-    panel_closed(this);
-    try {
-      open_panels.push_back({this, id, {}});
-    } catch (const std::bad_alloc&) {
-      return;  // The panel is as good, but does not follow what is loaded.
-    }
-    auto& hint = open_panels.back().closing_hint;
-    hint = {{framework::HintWord(std::int64_t{LWXPTAG_DESTROYNOTIFY}), framework::HintWord(OnPanelDestroy),
-             framework::HintWord(static_cast<void*>(this))}};
-    framework::give_hints(services.xpanf, id, hint.data());
+    PanelPlace* place = free_panel_place();
+    if (place == nullptr) return;
+    place->instance = this;
+    place->panel = id;
+    place->serial = ++panels_opened;
+    framework::give_hints(services.xpanf, id, place->closing_hint.data());
   }
 
   void set_panel_value(std::uint32_t id, const void* value) override {
@@ -140,6 +180,18 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
                                               double fractional_time, LWCameraEye eye, LWCameraRay* ray,
                                               const LWCameraAccess* access) {
   return Callbacks::evaluate(instance, {{film_x, film_y}, {lens_x, lens_y}, fractional_time, eye}, ray, access);
+}
+
+/// The ray of a face for a position on its own film, metres from the face's centre. `a`, `b` and `c` are the rows that turn a
+/// direction of the face's space into one of the world. 1, or 0 without one of the arguments, and then the ray is untouched.
+/// Threads: any.
+OVICAM_EXPORT int C_Evaluate_Perspective(LWInstance instance, double x, double y, const LWDVector a, const LWDVector b,
+                                         const LWDVector c, LWCameraRay* ray, const LWCameraAccess* access) {
+  if (instance == nullptr || a == nullptr || b == nullptr || c == nullptr || ray == nullptr || access == nullptr) {
+    return LWCAMEVAL_NONE;
+  }
+  using framework::to_vector;
+  return CameraPlugin::evaluate_perspective({x, y}, {to_vector(a), to_vector(b), to_vector(c)}, *ray, *access);
 }
 
 OVICAM_EXPORT int CameraHandler(int version, GlobalFunc* global, void* local, void* server_data) {

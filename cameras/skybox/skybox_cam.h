@@ -17,7 +17,7 @@ namespace SkyboxCam {
 
 enum class Layout : std::uint32_t { cross = 0, alternate = 1 };
 
-/// What a ray depends on beside the film position: the grid's offset from the film centre in metres, the layout, and the
+/// What a ray depends on, besides the film position: the grid's offset from the film centre in metres, the layout, and the
 /// camera's position and matrix rows as the host's frame record has them.
 struct Box {
   double split_x = 0.0;
@@ -26,6 +26,9 @@ struct Box {
   framework::Vector position;
   std::array<framework::Vector, 3> rows;
 };
+
+/// The rows that turn a direction of a face's own space into one of the world.
+using FaceRows = std::array<framework::Vector, 3>;
 
 /// One face of the cube. Its world direction takes the rows of the camera's matrix in this order and with these signs.
 struct Face {
@@ -78,11 +81,27 @@ struct Grid {
   double sixth_of_height;
 };
 
-/// The ray of a film position, from the camera's position; its direction is also its film normal. None where the grid has no
-/// face. `grid` is the film's, for a caller with many positions on one film. Threads: any.
-inline std::optional<framework::Ray> map(const Box& box, framework::Film film, const Grid& grid, framework::FilmPoint at) {
+/// The ray of a position on a face's own film, metres from the face's centre; its direction is also its film normal. A cube's
+/// face would take a sixth of the whole film's height for the film distance; this is slightly more, so that each face is a
+/// touch narrower than a cube's and no seam shows twice. Threads: any.
+inline framework::Ray perspective_ray(framework::Vector position, const FaceRows& rows, double film_height,
+                                      framework::FilmPoint on_face) {
   using namespace framework;
-  // The cell; a position on a boundary belongs to the lower one.
+  const Vector local = normalized({on_face.x, on_face.y, 0.1685 * film_height});
+  const Vector direction{dot(rows[0], local), dot(rows[1], local), dot(rows[2], local)};
+  return {position, direction, direction};
+}
+
+/// What a film position shows: a position on a face's own film, metres from the face's centre, and that face's rows.
+struct FaceView {
+  framework::FilmPoint on_face;
+  FaceRows rows;
+};
+
+/// None where the grid has no face. `grid` is the film's. Threads: any.
+inline std::optional<FaceView> face_view(const Box& box, const Grid& grid, framework::FilmPoint at) {
+  using namespace framework;
+  // A position on a boundary belongs to the lower cell.
   const double quarter = 0.25 * grid.width;
   const double sixth = grid.sixth_of_height;
   const std::size_t column = at.x <= box.split_x - quarter   ? 0
@@ -92,21 +111,18 @@ inline std::optional<framework::Ray> map(const Box& box, framework::Film film, c
   const std::size_t row = at.y <= box.split_y - sixth ? 0 : at.y <= box.split_y + sixth ? 1 : 2;
   const Face* face = faces_of(box.layout)[row][column];
   if (face == nullptr) return std::nullopt;
-
-  // A square perspective view from the cell's centre. A cube's face would take a sixth of the film's height for the film
-  // distance; this is slightly more, so that each face is a touch narrower than a cube's and no seam shows twice.
   constexpr std::array column_shares{0.375, 0.125, -0.125, -0.375};
   constexpr std::array row_shares{1.0, 0.0, -1.0};
-  const Vector local = normalized(
-      {at.x + column_shares[column] * grid.width, at.y + row_shares[row] * grid.third_of_height, 0.1685 * film.height});
-  const std::array seen{dot(box.rows[0], local), dot(box.rows[1], local), dot(box.rows[2], local)};
-  const Vector direction{face->signs[0] * seen[face->rows[0]], face->signs[1] * seen[face->rows[1]],
-                         face->signs[2] * seen[face->rows[2]]};
-  return Ray{box.position, direction, direction};
+  const auto signed_row = [&](std::size_t i) { return box.rows[face->rows[i]] * face->signs[i]; };
+  return FaceView{{at.x + column_shares[column] * grid.width, at.y + row_shares[row] * grid.third_of_height},
+                  {signed_row(0), signed_row(1), signed_row(2)}};
 }
 
+/// The ray of a film position, from the camera's position. None where the grid has no face. Threads: any.
 inline std::optional<framework::Ray> map(const Box& box, framework::Film film, framework::FilmPoint at) {
-  return map(box, film, Grid(film), at);
+  const std::optional<FaceView> view = face_view(box, Grid(film), at);
+  if (!view) return std::nullopt;
+  return perspective_ray(box.position, view->rows, film.height, view->on_face);
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;

@@ -344,6 +344,62 @@ TEST_F(SkyboxCamera, ReadsItsTwoCameraValuesWithEveryFrame) {
   handler.inst->destroy(instance);
 }
 
+using EvaluatePerspective = int(LWInstance instance, double x, double y, const LWDVector a, const LWDVector b,
+                                const LWDVector c, LWCameraRay* ray, const LWCameraAccess* access);
+constexpr const char* evaluate_perspective_name =
+    "_ZN9SkyboxCam22C_Evaluate_PerspectiveEPvddPKdS2_S2_P11LWCameraRayPK14LWCameraAccess";
+
+TEST_F(SkyboxCamera, PerspectiveOfAFaceIsAFunctionOfItsOwn) {
+  auto* evaluate_perspective = stage.module.library().find_as<EvaluatePerspective>(evaluate_perspective_name);
+  ASSERT_NE(evaluate_perspective, nullptr);
+  stage.host.item("Camera").motion[3] = standin::Envelope::constant(0.7);
+  stage.host.item("Camera").motion[4] = standin::Envelope::constant(-0.3);
+  camera->begin_frame(1);
+  const LWCameraAccess& access = camera->access();
+  const Film size = film();
+  const double width = std::floor(size.width * 10000.0) / 10000.0;
+  const double height = std::floor(size.height * 10000.0) / 10000.0;
+  for (const ListedFace& face : listed_faces) {
+    set_type(face.type == 1 ? 1 : 0);
+    LWDVector signed_rows[3];
+    for (int i = 0; i < 3; ++i) {
+      const int row = face.rows[static_cast<std::size_t>(i)];
+      for (int axis = 0; axis < 3; ++axis) {
+        signed_rows[i][axis] = (row < 0 ? -1.0 : 1.0) * access.toWorld[std::abs(row) - 1][axis];
+      }
+    }
+    const double shift_x = std::array{0.375, 0.125, -0.125, -0.375}[static_cast<std::size_t>(face.column)] * width;
+    const double shift_y = (1 - face.band) * (height / 3.0);
+    const double x = 0.001 - shift_x;
+    const double y = -0.0005 - shift_y;
+    LWCameraRay record{};
+    ASSERT_EQ(evaluate_perspective(camera->raw(), x + shift_x, y + shift_y, signed_rows[0], signed_rows[1], signed_rows[2],
+                                   &record, &access),
+              LWCAMEVAL_RAY);
+    const standin::RayAnswer whole = ray(x, y);
+    EXPECT_EQ(whole.direction, (Vec3{record.rayDir[0], record.rayDir[1], record.rayDir[2]}));
+    EXPECT_EQ(whole.film_normal, (Vec3{record.filmNorm[0], record.filmNorm[1], record.filmNorm[2]}));
+    EXPECT_EQ(whole.position, (Vec3{record.rayPos[0], record.rayPos[1], record.rayPos[2]}));
+  }
+}
+
+TEST_F(SkyboxCamera, PerspectiveOfAFaceNeedsEveryArgument) {
+  auto* evaluate_perspective = stage.module.library().find_as<EvaluatePerspective>(evaluate_perspective_name);
+  ASSERT_NE(evaluate_perspective, nullptr);
+  camera->begin_frame(1);
+  const LWDVector row{1.0, 0.0, 0.0};
+  LWCameraRay record{};
+  record.rayDir[0] = 42.0;
+  const LWCameraAccess* access = &camera->access();
+  EXPECT_EQ(evaluate_perspective(nullptr, 0.0, 0.0, row, row, row, &record, access), LWCAMEVAL_NONE);
+  EXPECT_EQ(evaluate_perspective(camera->raw(), 0.0, 0.0, nullptr, row, row, &record, access), LWCAMEVAL_NONE);
+  EXPECT_EQ(evaluate_perspective(camera->raw(), 0.0, 0.0, row, nullptr, row, &record, access), LWCAMEVAL_NONE);
+  EXPECT_EQ(evaluate_perspective(camera->raw(), 0.0, 0.0, row, row, nullptr, &record, access), LWCAMEVAL_NONE);
+  EXPECT_EQ(evaluate_perspective(camera->raw(), 0.0, 0.0, row, row, row, nullptr, access), LWCAMEVAL_NONE);
+  EXPECT_EQ(evaluate_perspective(camera->raw(), 0.0, 0.0, row, row, row, &record, nullptr), LWCAMEVAL_NONE);
+  EXPECT_EQ(record.rayDir[0], 42.0);
+}
+
 // --- The panel that follows what is loaded.
 
 std::vector<LWXPanelID> refreshed;
@@ -351,12 +407,13 @@ std::vector<LWXPanelID> refreshed;
 class SkyboxRefresh : public SkyboxCamera {
  protected:
   /// After everything that activates the namespace.
-  void watch() {
+  void watch(void (*refresh)(LWXPanelID) = [](LWXPanelID panel) { refreshed.push_back(panel); }) {
     table_ = test_support::host_table<LWXPanelFuncs>(LWXPANELFUNCS_GLOBAL);
-    table_.viewRefresh = [](LWXPanelID panel) { refreshed.push_back(panel); };
+    table_.viewRefresh = refresh;
     watching_.emplace(stage.module, "QuorinSkyboxCam", LWXPANELFUNCS_GLOBAL, &table_);
     refreshed.clear();
   }
+  void stop_watching() { watching_.reset(); }
   void TearDown() override {
     watching_.reset();
     SkyboxCamera::TearDown();
@@ -408,6 +465,111 @@ TEST_F(SkyboxRefresh, PanelOfAnInstanceThatIsGoneIsForgotten) {
   camera->load_text({"1"});
   EXPECT_EQ(refreshed, Panels{});
   EXPECT_TRUE(stage.host.panels.destroy(local.panel));
+}
+
+/// Panels over instances that the host makes one by one, refreshed by a host that watches.
+class SkyboxPanels : public SkyboxRefresh {
+ public:
+  LWInstance make_instance() {
+    const LWInstance instance = camera->handler().inst->create(nullptr, stage.host.id_of("Camera"), nullptr);
+    return instance;
+  }
+  void destroy(LWInstance instance) { camera->handler().inst->destroy(instance); }
+  LWXPanelID open(LWInstance instance) {
+    LWInterface local{};
+    local.inst = instance;
+    const standin::Server& server = stage.module.server(LWCAMERA_INTERFACE_CLASS, "QuorinSkyboxCam");
+    EXPECT_EQ(stage.module.activate(server, LWCAMERA_INTERFACE_VERSION, &local), AFUNC_OK);
+    return local.panel;
+  }
+  void close(LWXPanelID panel) { EXPECT_TRUE(stage.host.panels.destroy(panel)); }
+  Panels refreshed_by_loading(LWInstance instance) {
+    refreshed.clear();
+    const standin::LoadState state(std::vector<std::string>{"1"});
+    EXPECT_EQ(camera->handler().inst->load(instance, state.record()), nullptr);
+    return refreshed;
+  }
+};
+
+TEST_F(SkyboxPanels, EitherOfTwoPanelsOfAnInstanceMayBeClosedFirst) {
+  const LWInstance instance = make_instance();
+  for (const bool first_closes_first : {true, false}) {
+    const LWXPanelID first = open(instance);
+    const LWXPanelID second = open(instance);
+    watch();
+    EXPECT_EQ(refreshed_by_loading(instance), (Panels{first, second}));
+    close(first_closes_first ? first : second);
+    EXPECT_EQ(refreshed_by_loading(instance), (Panels{first_closes_first ? second : first}));
+    close(first_closes_first ? second : first);
+    EXPECT_EQ(refreshed_by_loading(instance), Panels{});
+    stop_watching();
+  }
+  destroy(instance);
+}
+
+TEST_F(SkyboxPanels, AnOldPanelIsNotRefreshedByANewInstanceAtItsAddress) {
+  // The allocator gives the same address soon, though not necessarily at once.
+  LWXPanelID old_panel = nullptr;
+  LWInstance reused = nullptr;
+  for (int attempt = 0; attempt < 1000 && reused == nullptr; ++attempt) {
+    const LWInstance instance = make_instance();
+    const LWXPanelID panel = open(instance);
+    destroy(instance);
+    const LWInstance next = make_instance();
+    if (next == instance) {
+      old_panel = panel;
+      reused = next;
+    } else {
+      destroy(next);
+      close(panel);
+    }
+  }
+  if (reused == nullptr) GTEST_SKIP() << "the allocator never gave an address twice";
+  watch();
+  EXPECT_EQ(refreshed_by_loading(reused), Panels{});
+  const LWXPanelID new_panel = open(reused);
+  EXPECT_EQ(refreshed_by_loading(reused), Panels{new_panel});
+  close(old_panel);
+  EXPECT_EQ(refreshed_by_loading(reused), Panels{new_panel});
+  close(new_panel);
+  destroy(reused);
+}
+
+TEST_F(SkyboxPanels, HintWordsStayAfterThePanelIsClosed) {
+  const LWInstance instance = make_instance();
+  const LWXPanelID panel = open(instance);
+  const standin::Panel* shown = stage.host.panels.table.find(panel);
+  ASSERT_NE(shown, nullptr);
+  ASSERT_EQ(shown->hint_words.size(), 2U);
+  void* const* words = shown->hint_words.back().address;
+  const std::vector<void*> before(words, words + 4);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(before.front()), std::uintptr_t{LWXPTAG_DESTROYNOTIFY});
+  close(panel);
+  destroy(instance);
+  EXPECT_EQ(std::vector<void*>(words, words + 4), before);
+}
+
+TEST_F(SkyboxPanels, AHostMayCloseAndReopenPanelsWhileTheyAreRefreshed) {
+  static SkyboxPanels* test = nullptr;
+  static LWInstance instance = nullptr;
+  static std::vector<LWXPanelID> open_panels;
+  test = this;
+  instance = make_instance();
+  open_panels = {open(instance), open(instance), open(instance)};
+  const Panels first_three(open_panels.begin(), open_panels.end());
+  watch([](LWXPanelID panel) {
+    refreshed.push_back(panel);
+    // The panel that is refreshed, and the one after it, go; another one comes.
+    for (int i = 0; i < 2 && !open_panels.empty(); ++i) {
+      test->close(open_panels.front());
+      open_panels.erase(open_panels.begin());
+    }
+    if (refreshed.size() < 100) open_panels.push_back(test->open(instance));
+  });
+  EXPECT_EQ(refreshed_by_loading(instance), (Panels{first_three[0], first_three[2]}));
+  stop_watching();
+  for (const LWXPanelID panel : open_panels) close(panel);
+  destroy(instance);
 }
 
 TEST_F(SkyboxCamera, HundredInstancesLeaveNoHandle) {

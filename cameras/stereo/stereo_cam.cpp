@@ -116,6 +116,12 @@ class CameraPlugin final : public framework::LensCamera<Lens, StereoPose> {
 
   LWItemID tracked_item() const override { return convergence_item_; }
 
+  /// The records come first: what is read after a copy is of the camera that the new record names.
+  void frame_changed(const LWFrameInfo& frame, const LWCameraAccess& record) override {
+    take_over(frame, record);
+    read_values(frame.start);
+  }
+
   /// The exposure is read by evaluation alone.
   void read_values(LWTime time) override {
     values.zoom_factor = readings().zoom_factor(time);

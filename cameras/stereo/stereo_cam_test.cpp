@@ -12,6 +12,7 @@
 #include "tests/support/camera_facts.h"
 #include "tests/support/link_folder.h"
 #include "tests/support/motion.h"
+#include "tests/support/service_override.h"
 
 namespace {
 
@@ -400,6 +401,71 @@ TEST_F(StereoCam, CopyTakesSettingsAndItsNextFrameTheItem) {
   const RayQuery query{0.002, 0.001, 0.1, 0.2, 0.0, Eye::left};
   EXPECT_EQ(copy->evaluate(query).direction, source->evaluate(query).direction);
   EXPECT_EQ(copy->evaluate(query).position, source->evaluate(query).position);
+}
+
+/// What the camera asks the host for, in order: "sample" for the first of a frame's motion samples, "zoom" for its first value.
+struct AskedOrder {
+  static inline std::vector<std::string> asked;
+  static inline LWItemID asked_camera = nullptr;
+  static inline LWItemInfo items{};
+  static inline LWCameraInfo cameras{};
+  static inline const LWItemInfo* host_items = nullptr;
+  static inline const LWCameraInfo* host_cameras = nullptr;
+
+  static void note(const char* what) {
+    if (asked.empty() || asked.back() != what) asked.emplace_back(what);
+  }
+
+  explicit AskedOrder(const standin::Module& module) {
+    host_items = &test_support::host_table<LWItemInfo>(LWITEMINFO_GLOBAL);
+    host_cameras = &test_support::host_table<LWCameraInfo>(LWCAMERAINFO_GLOBAL);
+    items = *host_items;
+    items.first = [](LWItemType type, LWItemID parent) {
+      note("object list");
+      return host_items->first(type, parent);
+    };
+    items.param = [](LWItemID item, int param, LWTime time, double* out) {
+      note("samples");
+      host_items->param(item, param, time, out);
+    };
+    cameras = *host_cameras;
+    cameras.zoomFactor = [](LWItemID item, LWTime time) {
+      note("values");
+      asked_camera = item;
+      return host_cameras->zoomFactor(item, time);
+    };
+    cameras.resolution = [](LWItemID item, int* width, int* height) {
+      note("readings");
+      host_cameras->resolution(item, width, height);
+    };
+    watch.emplace(module, server, std::map<std::string, void*>{{LWITEMINFO_GLOBAL, &items}, {LWCAMERAINFO_GLOBAL, &cameras}});
+    asked.clear();
+  }
+
+  std::optional<test_support::ServiceOverride> watch;
+};
+
+TEST_F(StereoCam, AChangedFrameIsSampledBeforeItsValuesAreRead) {
+  const auto camera = create(cube);
+  const AskedOrder order(stage.module);
+  camera->new_frame(0, 0.0);
+  EXPECT_EQ(AskedOrder::asked, (std::vector<std::string>{"object list", "samples", "values", "readings"}));
+}
+
+TEST_F(StereoCam, TheFirstFrameOfACopyReadsTheCameraOfItsOwnRecord) {
+  stage.host.camera("Other 1").zoom_factor = Envelope::constant(9.0);
+  const auto source = stage.create(server, "Other 1");
+  source->new_frame(0, 0.0);
+  const auto copy = create();
+  copy->copy_from(*source);
+  {
+    const AskedOrder order(stage.module);
+    copy->new_frame(0, 0.0);
+    EXPECT_EQ(AskedOrder::asked_camera, stage.host.id_of("Camera"));
+  }
+  const RayQuery query{0.002, 0.001, 0.0, 0.0, 0.0, Eye::left};
+  const auto fresh = ready();
+  EXPECT_EQ(copy->evaluate(query).direction, fresh->evaluate(query).direction);
 }
 
 // Projection.

@@ -25,21 +25,32 @@ struct Raster {
   int height = 0;
 };
 
+/// How many cells a frame's grid has: two columns and two rows more than it has pixels.
+constexpr std::uint64_t cell_count(Raster raster) {
+  return (std::uint64_t{2} + static_cast<unsigned>(raster.width)) * (std::uint64_t{2} + static_cast<unsigned>(raster.height));
+}
+
+/// The whole part of a number, toward zero; none of one that is not finite or whose whole part is no int.
+template <class Number>
+constexpr std::optional<std::int64_t> whole_part(Number value) {
+  constexpr Number limit = Number(2147483648.0);
+  // The lower limit is exclusive for a number whose whole part just fits, which single precision cannot tell apart.
+  const bool fits = value < limit && (value >= -limit || value > -limit - Number(1));
+  return fits ? std::optional(static_cast<std::int64_t>(value)) : std::nullopt;
+}
+
 /// Position of a cell in the grid of a frame: the whole part of `u` times the width is its column, that of `v` times
-/// `rows_across_v` its row, and a row follows the one before it after as many cells as the frame is wide. A map's edge, at
-/// exactly 1, is therefore the cell behind the last one. None off the map, give or take a rounding of single precision, and
-/// beyond the two spare columns and rows. Threads: any.
+/// `rows_across_v` its row, and a row follows the one before it after as many cells as the frame is wide. Rows and columns
+/// count as they come, those off the map too, as long as the cell lies in the grid. None otherwise, and for a coordinate that
+/// is not finite or is no int. Threads: any.
 template <class Number>
 constexpr std::optional<std::size_t> cell_of(Raster raster, int rows_across_v, Uv<Number> at) {
-  constexpr auto rounding = Number(1e-6);
-  const auto on_map = [](Number value) { return value >= -rounding && value <= Number(1) + rounding; };
-  if (!on_map(at.u) || !on_map(at.v)) return std::nullopt;
-  const auto row = static_cast<std::int64_t>(at.v * static_cast<Number>(rows_across_v));
-  const auto column = static_cast<std::int64_t>(at.u * static_cast<Number>(raster.width));
-  // The rounding is many cells of a huge frame.
-  const auto in_grid = [](std::int64_t cell, int pixels) { return cell >= 0 && cell <= std::int64_t{pixels} + 1; };
-  if (!in_grid(row, raster.height) || !in_grid(column, raster.width)) return std::nullopt;
-  return static_cast<std::size_t>(row * raster.width + column);
+  const auto row = whole_part(at.v * static_cast<Number>(rows_across_v));
+  const auto column = whole_part(at.u * static_cast<Number>(raster.width));
+  if (!row || !column) return std::nullopt;
+  const std::int64_t cell = *row * raster.width + *column;
+  if (cell < 0 || static_cast<std::uint64_t>(cell) >= cell_count(raster)) return std::nullopt;
+  return static_cast<std::size_t>(cell);
 }
 
 /// Which polygon's texture lies on which pixel of a frame, with two rows and two columns to spare. Threads: marking from one,
@@ -56,11 +67,9 @@ class CoverageGrid {
     release();
     if (raster.width < 0 || raster.height < 0) throw std::bad_alloc();
     raster_ = raster;
-    // Two 32-bit numbers: the product cannot overflow, and what calloc multiplies it by, calloc looks after. It also leaves
+    // The product of two 32-bit numbers cannot overflow, and what calloc multiplies it by, calloc looks after. It also leaves
     // a large frame's untouched pages unused.
-    const std::uint64_t count = (std::uint64_t{2} + static_cast<unsigned>(raster.width)) *  //
-                                (std::uint64_t{2} + static_cast<unsigned>(raster.height));
-    cells_.reset(static_cast<LWPolID*>(std::calloc(count, sizeof(LWPolID))));
+    cells_.reset(static_cast<LWPolID*>(std::calloc(cell_count(raster), sizeof(LWPolID))));
     if (!cells_) throw std::bad_alloc();
   }
 

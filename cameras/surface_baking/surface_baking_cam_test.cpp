@@ -147,15 +147,11 @@ class Model {
   }
 
   void mark(Uv at, int row_factor) {
-    for (const float value : at) {
-      // A rounding beyond the map is no leaving of it.
-      if (!(value >= -1e-6F && value <= 1.000001F)) return;
-    }
     const float row = std::trunc(at[1] * static_cast<float>(row_factor));
     const float column = std::trunc(at[0] * static_cast<float>(width_));
-    if (row <= static_cast<float>(height_ + 1)) {
-      cells_.insert(static_cast<long long>(row) * width_ + static_cast<long long>(column));
-    }
+    if (!(std::abs(row) < 2e9F && std::abs(column) < 2e9F)) return;
+    const long long cell = static_cast<long long>(row) * width_ + static_cast<long long>(column);
+    if (cell >= 0 && cell < (width_ + 2LL) * (height_ + 2LL)) cells_.insert(cell);
   }
 
   int width_;
@@ -710,12 +706,24 @@ TEST_F(BakingCamera, MapsEdgeMarksTheCellJustPastTheLastOne) {
   EXPECT_EQ(covered_cells(), (std::set<int>{17 * 64}));
 }
 
-TEST_F(BakingCamera, CornersOffTheMapAreDropped) {
+TEST_F(BakingCamera, CornersOffTheMapMarkTheCellThatTheirIndexNames) {
+  // 64 cells a row: a column left of the map is the end of the row before, one right of it the start of the next row.
+  choose(object_of({{{-0.5F, 0.5F}, {1.5F, 0.25F}, {0.5F, 1.0F}}}));
+  frame();
+  EXPECT_EQ(covered_cells(), (std::set<int>{31 * 64 + 32, 17 * 64 + 32}));
+  // The last row but one of the two to spare begins behind the picture's last pixel.
+  EXPECT_TRUE(covered(0.5, 1.0));
+  EXPECT_TRUE(covered(-0.5, 0.5));
+  EXPECT_TRUE(covered(1.5, 0.25));
+  EXPECT_FALSE(covered(-0.5, 0.25));
+}
+
+TEST_F(BakingCamera, CornersWhoseIndexLeavesTheGridAreDropped) {
   const float huge = std::numeric_limits<float>::max();
   const auto infinite = std::numeric_limits<float>::infinity();
   std::vector<std::vector<Uv>> polygons;
-  for (const float odd : {-0.5F, -0.1F, 1.1F, 1.5F, -1.0F, 2.0F, 1e9F, -1e9F, huge, -huge, infinite, -infinite, not_a_number}) {
-    polygons.push_back({{odd, 0.5F}, {0.5F, odd}, {odd, odd}});
+  for (const float odd : {-2.0F, 2.0F, 1e6F, 1e9F, -1e9F, 3.4e7F, -3.4e7F, huge, -huge, infinite, -infinite, not_a_number}) {
+    polygons.push_back({{0.5F, odd}, {odd * 64.0F, 0.5F}, {odd, odd}});
   }
   choose(object_of(polygons));
   const std::array<std::array<int, 2>, 4> sizes{{{64, 64}, {4, 4}, {300, 2}, {2, 300}}};
@@ -724,16 +732,19 @@ TEST_F(BakingCamera, CornersOffTheMapAreDropped) {
     for (const int edges : {0, 1}) {
       set(surroundings_id, edges);
       frame();
-      if (edges == 0) {
+      if (edges == 0 && width == 64) {
         EXPECT_TRUE(covered_cells().empty());
       }
-      for (const double v : {-0.5, 0.0, 0.5, 1.0, 1.5}) EXPECT_GE(ray(1.5, v).result, 0);
+      for (const double v : {-0.5, 0.0, 0.5, 1.0, 1.5, 1e300, -1e300, static_cast<double>(not_a_number)}) {
+        EXPECT_GE(ray(1.5, v).result, 0);
+        EXPECT_GE(ray(v, 1.5).result, 0);
+      }
     }
   }
 }
 
-TEST_F(BakingCamera, OtherCornersOfAPolygonThatLeavesTheMapStay) {
-  choose(object_of({{{0.5F, 0.5F}, {1.7F, 0.5F}, {not_a_number, 0.5F}}}));
+TEST_F(BakingCamera, OtherCornersOfAPolygonThatLeavesTheGridStay) {
+  choose(object_of({{{0.5F, 0.5F}, {1000.0F, 0.5F}, {not_a_number, 0.5F}}}));
   frame();
   EXPECT_EQ(covered_cells(), (std::set<int>{32 * 64 + 32}));
 }
@@ -882,7 +893,7 @@ TEST_F(BakingCamera, FilmPositionsOffTheGridAreUncovered) {
   EXPECT_TRUE(covered(0.0, 0.0));
   EXPECT_TRUE(covered(1.0, 1.0));
   const double largest = std::numeric_limits<double>::max();
-  for (const double off : {-0.1, 1.1, -1.0, 2.0, 1e9, -1e9, 1e300, largest, -largest, infinity, -infinity, 0.0 * infinity}) {
+  for (const double off : {-10.0, 10.0, -100.0, 1e9, -1e9, 1e300, largest, -largest, infinity, -infinity, 0.0 * infinity}) {
     for (const double on : {0.0, 0.5, 1.0, off}) {
       expect_test_ray(ray(off, on));
       expect_test_ray(ray(on, off));
@@ -1144,11 +1155,21 @@ TEST(BakingMathematics, CellsAreCountedByTheFramesWidth) {
   EXPECT_EQ(cell_of<float>(raster, 50, {0.5F, 0.5F}), 25U * 100 + 50);
   EXPECT_EQ(cell_of<float>(raster, 50, {1.0F, 1.0F}), 50U * 100 + 100);
   EXPECT_EQ(cell_of<float>(raster, 100, {0.25F, 0.25F}), 25U * 100 + 25);
-  // Row 51 is the last of the two to spare.
-  EXPECT_EQ(cell_of<float>(raster, 100, {0.0F, 0.515F}), 51U * 100);
-  EXPECT_EQ(cell_of<float>(raster, 100, {0.0F, 0.525F}), std::nullopt);
+  // The grid has 102 x 52 cells, and rows follow one another after 100 of them.
+  EXPECT_EQ(cell_of<float>(raster, 100, {0.0F, 0.535F}), 53U * 100);
+  EXPECT_EQ(cell_of<float>(raster, 100, {0.035F, 0.535F}), 53U * 100 + 3);
+  EXPECT_EQ(cell_of<float>(raster, 100, {0.045F, 0.535F}), std::nullopt);
+  EXPECT_EQ(cell_of<float>(raster, 100, {-0.015F, 0.015F}), 99U);
+  EXPECT_EQ(cell_of<float>(raster, 100, {-0.015F, 0.0F}), std::nullopt);
   EXPECT_EQ(cell_of<float>(raster, 50, {not_a_number, 0.5F}), std::nullopt);
-  EXPECT_EQ(cell_of<double>(raster, 50, {0.5, 1.01}), std::nullopt);
+  EXPECT_EQ(cell_of<double>(raster, 50, {0.5, 1.01}), 50U * 100 + 50);
+  EXPECT_EQ(cell_of<double>(raster, 50, {0.5, -1e300}), std::nullopt);
+  // Row and column at the ends of an int's range, whose cell lies far outside, and one beyond it.
+  EXPECT_EQ(cell_of<double>(raster, 50, {2147483647.0 / 100.0, 0.0}), std::nullopt);
+  EXPECT_EQ(BakingCam::whole_part(2147483647.9), 2147483647);
+  EXPECT_EQ(BakingCam::whole_part(2147483648.0), std::nullopt);
+  EXPECT_EQ(BakingCam::whole_part(-2147483648.9), -2147483648LL);
+  EXPECT_EQ(BakingCam::whole_part(-2147483649.0), std::nullopt);
 }
 
 TEST(BakingMathematics, CellsLieInTheGridOfEverySize) {

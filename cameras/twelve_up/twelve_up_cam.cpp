@@ -9,6 +9,8 @@ namespace TwelveUpCam {
 constexpr multiview::TileGrid<3, 4> grid{
     {{{{-1, 6}, {1, 6}}}, {{{1, 3}, {0, 1}, {-1, 3}}}, true},
     {{{{-1, 4}, {0, 1}, {1, 4}}}, {{{3, 8}, {1, 8}, {-1, 8}, {-3, 8}}}, true},
+    false,
+    false,
 };
 
 constexpr auto panel = multiview::tile_panel<12>({"1-1 Camera", "1-2 Camera", "1-3 Camera", "1-4 Camera",  //

@@ -83,7 +83,7 @@ void hint(LWXPanelID id, std::uint32_t control, void** hints) {
   try {
     const std::vector<PanelHint> parsed = parse_hints(hints);
     panel->hints.insert(panel->hints.end(), parsed.begin(), parsed.end());
-    PanelHintWords& handed = panel->hint_words.emplace_back(PanelHintWords{control, {}});
+    PanelHintWords& handed = panel->hint_words.emplace_back(PanelHintWords{control, {}, hints});
     for (std::size_t i = 0, count = word_count(parsed); i < count; ++i) {
       handed.words.push_back(reinterpret_cast<std::uintptr_t>(hints[i]));
     }
@@ -335,8 +335,19 @@ bool PanelService::destroy(LWXPanelID id) {
   if (panel == nullptr) {
     return false;
   }
-  for (const PanelHint* hint : panel->hints_of(LWXPTAG_DESTROYNOTIFY)) {
-    reinterpret_cast<void (*)(void*)>(hint->arguments.at(0))(reinterpret_cast<void*>(hint->arguments.at(1)));
+  // Read again from where the module keeps them, as a host does that has not copied them.
+  for (const PanelHintWords& handed : panel->hint_words) {
+    for (std::size_t i = 0; i < handed.words.size(); ++i) {
+      if (reinterpret_cast<std::uintptr_t>(handed.address[i]) == handed.words[i]) continue;
+      violation("LWXPanel hint", "the words of a panel's hints changed while it was open");
+      return true;
+    }
+  }
+  for (const PanelHintWords& handed : panel->hint_words) {
+    for (const PanelHint& hint : parse_hints(handed.address)) {
+      if (hint.tag != LWXPTAG_DESTROYNOTIFY) continue;
+      reinterpret_cast<void (*)(void*)>(hint.arguments.at(0))(reinterpret_cast<void*>(hint.arguments.at(1)));
+    }
   }
   return true;
 }

@@ -39,6 +39,8 @@ struct PanelHint {
 struct PanelHintWords {
   std::uint32_t control = 0;
   std::vector<std::uintptr_t> words;
+  /// Where they lie: a host may keep the address and read them again for as long as the panel is there.
+  void* const* address = nullptr;
 };
 
 /// Splits an array of hint words by the rule of its tags. Throws std::runtime_error at a word that is no tag.

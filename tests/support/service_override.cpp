@@ -1,15 +1,16 @@
 #include "tests/support/service_override.h"
 
+#include <map>
 #include <utility>
 
 namespace test_support {
 namespace {
 
-std::string overridden_service;
-void* overriding_table = nullptr;
+std::map<std::string, void*> overriding_tables;
 
 void* answer(const char* service, int use) {
-  return overridden_service == service ? overriding_table : standin::Host::global()(service, use);
+  const auto found = overriding_tables.find(service);
+  return found != overriding_tables.end() ? found->second : standin::Host::global()(service, use);
 }
 
 int activate(const standin::Module& module, const standin::Server& server, GlobalFunc* global) {
@@ -39,16 +40,14 @@ LWItemInfo* watching_table() {
 
 }  // namespace
 
-ServiceOverride::ServiceOverride(const standin::Module& module, const std::string& server_name, const std::string& service,
-                                 void* table)
+ServiceOverride::ServiceOverride(const standin::Module& module, const std::string& server_name,
+                                 std::map<std::string, void*> tables)
     : module_(&module), server_(&module.server(LWCAMERA_HANDLER_CLASS, server_name)) {
-  overridden_service = service;
-  overriding_table = table;
+  overriding_tables = std::move(tables);
   standin::require_activated(activate(module, *server_, &answer), *server_);
 }
 
 ServiceOverride::~ServiceOverride() {
-  overridden_service.clear();
   activate(*module_, *server_, standin::Host::global());
 }
 

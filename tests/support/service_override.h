@@ -1,6 +1,8 @@
 #pragma once
 
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sdk/host.h"
@@ -9,12 +11,15 @@
 
 namespace test_support {
 
-/// Hands one camera namespace another table than the host's for one service, until this ends: for tests that watch what a
+/// Hands one camera namespace other tables than the host's for some services, until this ends: for tests that watch what a
 /// module asks for, or answer what no host should. Make it after the instances, whose activation hands out the host's own.
 /// Threads: one, and one override at a time.
 class ServiceOverride {
  public:
-  ServiceOverride(const standin::Module& module, const std::string& server_name, const std::string& service, void* table);
+  ServiceOverride(const standin::Module& module, const std::string& server_name, const std::string& service, void* table)
+      : ServiceOverride(module, server_name, {{service, table}}) {}
+  /// `tables` by the names of their services.
+  ServiceOverride(const standin::Module& module, const std::string& server_name, std::map<std::string, void*> tables);
   ~ServiceOverride();
   ServiceOverride(const ServiceOverride&) = delete;
   ServiceOverride& operator=(const ServiceOverride&) = delete;
