@@ -1,6 +1,7 @@
 /// The ray service's two ends: here its program is of this machine, or a stand-in for one that fails.
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -8,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "standin/remote/ray_protocol.h"
@@ -152,6 +154,59 @@ TEST_F(RayService, AnAnswerShorterThanItSaysIsASentence) {
   // Length 2, kind 6 (failed), and a text that is not there.
   use_script(R"(printf '\002\000\000\000\006\000'; cat >/dev/null)");
   EXPECT_NE(refusal().find("shorter than it says"), std::string::npos) << refusal();
+}
+
+TEST_F(RayService, AnAnswerOfAnUnknownKindIsASentence) {
+  use_script(R"(printf '\001\000\000\000\011'; cat >/dev/null)");
+  EXPECT_NE(refusal().find("makes no sense"), std::string::npos) << refusal();
+}
+
+TEST_F(RayService, AnAnswerLongerThanItSaysIsASentence) {
+  // Kind 5 (done), no warnings, and a letter.
+  use_script(R"(printf '\006\000\000\000\005\000\000\000\000a'; cat >/dev/null)");
+  EXPECT_NE(refusal().find("longer than it says"), std::string::npos) << refusal();
+}
+
+TEST_F(RayService, TheServiceAnswersNonsenseWithSentencesAndGoesOn) {
+  using namespace ray_protocol;
+  std::vector<char> wrong_version = packed(DescribeModule{});
+  wrong_version[1] = '?';
+  std::vector<char> cut_short = packed(BeginFrame{1});
+  cut_short.pop_back();
+  const std::vector<std::pair<std::vector<char>, std::string>> requests{
+      {{}, "shorter than it says"},
+      {{99}, "does not know"},
+      {wrong_version, "another version"},
+      {cut_short, "shorter than it says"},
+      {packed(EvaluateRays{most_rays + 1}), "too many rays"},
+      {packed(BeginFrame{1}), "before it was given a scene"},
+  };
+  std::ofstream in(folder_ / "requests", std::ios::binary);
+  for (const auto& [bytes, sentence] : requests) {
+    const auto size = static_cast<std::uint32_t>(bytes.size());
+    in.write(reinterpret_cast<const char*>(&size), sizeof size).write(bytes.data(), size);
+  }
+  in.close();
+  const auto program = test_support::module_file().parent_path() / "ovicam-ray-service";
+  const auto answers = folder_ / "answers";
+  const std::string command =
+      "'" + program.string() + "' <'" + (folder_ / "requests").string() + "' >'" + answers.string() + "'";
+  // NOLINTNEXTLINE(cert-env33-c): a command of the test's own making
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  std::ifstream out(answers, std::ios::binary);
+  for (const auto& [bytes, sentence] : requests) {
+    std::uint32_t size = 0;
+    ASSERT_TRUE(out.read(reinterpret_cast<char*>(&size), sizeof size)) << sentence;
+    ASSERT_LT(size, 1000U);
+    std::vector<char> answer(size);
+    ASSERT_TRUE(out.read(answer.data(), size)) << sentence;
+    MessageReader reader(std::move(answer));
+    Kind kind{};
+    reader(kind);
+    EXPECT_EQ(kind, Kind::failed);
+    EXPECT_NE(unpacked<Failure>(reader).sentence.find(sentence), std::string::npos) << sentence;
+  }
+  EXPECT_EQ(out.peek(), std::ifstream::traits_type::eof());
 }
 
 TEST_F(RayService, DescribesAModuleAsThisProcessDoes) {

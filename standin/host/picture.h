@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,9 @@ namespace standin {
 /// Threads: one.
 class Picture {
  public:
+  /// Without an area.
+  Picture() = default;
+  /// Throws std::out_of_range unless both are 1 to 16384.
   Picture(int width, int height);
 
   int width() const { return width_; }
@@ -18,6 +22,9 @@ class Picture {
   using Color = std::array<std::uint8_t, 3>;
   /// Throws std::out_of_range outside the area.
   Color at(int x, int y) const;
+  /// All of them, row by row from the top.
+  std::span<Color> pixels() { return pixels_; }
+  std::span<const Color> pixels() const { return pixels_; }
 
   void set(int x, int y, Color color);
   void fill(int x, int y, int width, int height, Color color);
@@ -37,8 +44,8 @@ class Picture {
   friend bool operator==(const Picture&, const Picture&) = default;
 
  private:
-  int width_;
-  int height_;
+  int width_ = 0;
+  int height_ = 0;
   std::vector<Color> pixels_;
 };
 

@@ -258,44 +258,45 @@ class Service {
   /// A path as the service knows it.
   std::filesystem::path path(const std::filesystem::path& file) const { return under_wine_ ? windows_path(file) : file; }
 
-  /// The reader of the answer, behind its kind. Threads take turns.
-  Reader ask(const Writer& request) {
+  /// Throws std::runtime_error with the service's sentence when it could not do it. Threads take turns.
+  template <class Request>
+  typename Request::Answer ask(const Request& request) {
     const std::lock_guard lock(mutex_);
-    send(request);
-    return receive();
+    send(packed(request));
+    return receive<typename Request::Answer>();
   }
 
   /// One answer per query, for at most `most_rays` of them. Threads take turns.
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) {
-    Writer request(Kind::evaluate);
-    request.put(static_cast<std::uint32_t>(queries.size()));
+    const std::vector<char> request = packed(EvaluateRays{static_cast<std::uint32_t>(queries.size())});
     const std::lock_guard lock(mutex_);
     send(request);
     process_.write(queries.data(), queries.size_bytes());
-    receive();
+    receive<EvaluateRays::Answer>();
     process_.read(answers.data(), answers.size_bytes());
   }
 
  private:
-  void send(const Writer& request) {
-    const auto size = static_cast<std::uint32_t>(request.bytes().size());
+  void send(const std::vector<char>& message) {
+    const auto size = static_cast<std::uint32_t>(message.size());
     process_.write(&size, sizeof size);
-    process_.write(request.bytes().data(), size);
+    process_.write(message.data(), size);
   }
 
-  Reader receive() {
+  template <class Answer>
+  Answer receive() {
+    constexpr const char* nonsense = "The ray service's answer makes no sense; is its program of the same build as this one?";
     std::uint32_t size = 0;
     process_.read(&size, sizeof size);
-    if (size > most_bytes) {
-      throw std::runtime_error("The ray service's answer makes no sense; is its program of the same build as this one?");
-    }
+    if (size > most_bytes) throw std::runtime_error(nonsense);
     std::vector<char> bytes(size);
     process_.read(bytes.data(), size);
-    Reader reply(std::move(bytes));
-    if (reply.take<Kind>() != Kind::done) {
-      throw std::runtime_error(reply.take_text());
-    }
-    return reply;
+    MessageReader reply(std::move(bytes));
+    Kind kind{};
+    reply(kind);
+    if (kind == Kind::failed) throw std::runtime_error(unpacked<Failure>(reply).sentence);
+    if (kind != Answer::kind) throw std::runtime_error(nonsense);
+    return unpacked<Answer>(reply);
   }
 
   struct Program {
@@ -318,22 +319,15 @@ class RemoteSession : public Session {
     SessionOptions translated = options;
     translated.scene_file = service_.path(options.scene_file);
     translated.module_file = service_.path(options.module_file);
-    Writer request(Kind::open);
-    request.put(version);
-    put_options(request, translated);
-    Reader reply = service_.ask(request);
-    warnings_ = take_texts(reply);
+    warnings_ = service_.ask(OpenSession{{}, translated}).warnings;
   }
 
   std::vector<std::string> take_warnings() override { return std::exchange(warnings_, {}); }
 
   FrameSetup begin_frame(int frame) override {
-    Writer request(Kind::begin_frame);
-    request.put(static_cast<std::int32_t>(frame));
-    Reader reply = service_.ask(request);
-    const FrameSetup setup = take_setup(reply);
-    std::ranges::move(take_texts(reply), std::back_inserter(warnings_));
-    return setup;
+    BeginFrame::Answer answer = service_.ask(BeginFrame{frame});
+    std::ranges::move(answer.warnings, std::back_inserter(warnings_));
+    return answer.setup;
   }
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
@@ -349,15 +343,7 @@ class RemoteSession : public Session {
   }
 
   std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
-    Writer request(Kind::project);
-    request.put_vector(world);
-    request.put(fractional_time);
-    request.put(eye);
-    Reader reply = service_.ask(request);
-    const auto found = reply.take<bool>();
-    const auto x = reply.take<double>();
-    const auto y = reply.take<double>();
-    return found ? std::optional(std::pair{x, y}) : std::nullopt;
+    return service_.ask(ProjectPoint{world, fractional_time, eye}).film;
   }
 
  private:
@@ -371,11 +357,7 @@ std::unique_ptr<Session> open_remote_session(const SessionOptions& options) { re
 
 ModuleDescription describe_remote_module(const std::filesystem::path& module_file) {
   Service service(module_file);
-  Writer request(Kind::describe);
-  request.put(version);
-  request.put_path(service.path(module_file));
-  Reader reply = service.ask(request);
-  return take_description(reply);
+  return service.ask(DescribeModule{{}, service.path(module_file)}).description;
 }
 
 }  // namespace standin

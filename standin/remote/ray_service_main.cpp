@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -55,69 +56,60 @@ std::optional<std::vector<char>> read_message() {
   return bytes;
 }
 
-/// A message, and the rays that go with it.
-bool write_message(std::FILE* out, const Writer& message, std::span<const RayAnswer> rays) {
-  const auto size = static_cast<std::uint32_t>(message.bytes().size());
-  return std::fwrite(&size, sizeof size, 1, out) == 1 && std::fwrite(message.bytes().data(), 1, size, out) == size &&
+/// A message, and the rays that follow it.
+bool write_message(std::FILE* out, const std::vector<char>& message, std::span<const RayAnswer> rays) {
+  const auto size = static_cast<std::uint32_t>(message.size());
+  return std::fwrite(&size, sizeof size, 1, out) == 1 && std::fwrite(message.data(), 1, size, out) == size &&
          std::fwrite(rays.data(), sizeof(RayAnswer), rays.size(), out) == rays.size() && std::fflush(out) == 0;
 }
 
 class Service {
  public:
-  /// Throws with a sentence for a person. The answer's rays are in rays() until the next one.
-  Writer answer(Reader request) {
+  /// The answer's bytes; its rays are in rays() until the next request. Throws with a sentence for a person.
+  std::vector<char> answer(std::vector<char> bytes) {
     rays_ = {};
-    const auto kind = request.take<Kind>();
-    if (kind == Kind::open) {
-      open(request);
-      Writer reply(Kind::done);
-      put_texts(reply, session_->take_warnings());
-      return reply;
-    }
-    if (kind == Kind::describe) {
-      check_version(request);
-      Writer reply(Kind::done);
-      put_description(reply, describe_module(request.take_path()));
-      return reply;
-    }
-    if (session_ == nullptr) {
-      throw std::runtime_error("The ray service was asked for rays before it was given a scene");
-    }
-    Writer reply(Kind::done);
+    MessageReader request(std::move(bytes));
+    Kind kind{};
+    request(kind);
     switch (kind) {
+      case Kind::open:
+        return packed(open(unpacked<OpenSession>(request)));
+      case Kind::describe:
+        return packed(DescribeModule::Answer{describe_module(unpacked<DescribeModule>(request).module_file)});
       case Kind::begin_frame:
-        put_setup(reply, session_->begin_frame(request.take<std::int32_t>()));
-        put_texts(reply, session_->take_warnings());
-        break;
+        return packed(begin_frame(unpacked<BeginFrame>(request)));
       case Kind::evaluate:
-        evaluate(request);
-        break;
+        evaluate(unpacked<EvaluateRays>(request).count);
+        return packed(EvaluateRays::Answer{});
       case Kind::project:
-        project(request, reply);
-        break;
+        return packed(project(unpacked<ProjectPoint>(request)));
       default:
         throw std::runtime_error("The ray service was asked for something it does not know");
     }
-    return reply;
   }
 
   std::span<const RayAnswer> rays() const { return rays_; }
 
  private:
-  static void check_version(Reader& request) {
-    if (request.take<std::uint32_t>() != version) {
-      throw std::runtime_error("The ray service is of another version than this program; build both from the same sources");
-    }
-  }
-
-  void open(Reader& request) {
-    check_version(request);
+  OpenSession::Answer open(const OpenSession& request) {
     session_.reset();
-    session_ = open_session(take_options(request));
+    session_ = open_session(request.options);
+    return {session_->take_warnings()};
   }
 
-  void evaluate(Reader& request) {
-    const auto count = request.take<std::uint32_t>();
+  Session& session() const {
+    if (session_ == nullptr) {
+      throw std::runtime_error("The ray service was asked for rays before it was given a scene");
+    }
+    return *session_;
+  }
+
+  BeginFrame::Answer begin_frame(const BeginFrame& request) {
+    const FrameSetup setup = session().begin_frame(request.frame);
+    return {setup, session().take_warnings()};
+  }
+
+  void evaluate(std::uint32_t count) {
     if (count > most_rays) {
       throw std::runtime_error("The ray service was asked for too many rays at once");
     }
@@ -126,33 +118,26 @@ class Service {
       throw std::runtime_error("The ray service's input ended within a request");
     }
     answers_.resize(count);
-    session_->evaluate(queries_, answers_);
+    session().evaluate(queries_, answers_);
     rays_ = answers_;
   }
 
-  void project(Reader& request, Writer& reply) {
-    const Vec3 world = request.take_vector();
-    const auto fractional_time = request.take<double>();
-    const auto film = session_->project(world, fractional_time, request.take<Eye>());
-    reply.put(film.has_value());
-    reply.put(film ? film->first : 0.0);
-    reply.put(film ? film->second : 0.0);
+  ProjectPoint::Answer project(const ProjectPoint& request) const {
+    return {session().project(request.world, request.fractional_time, request.eye)};
   }
 
   std::unique_ptr<Session> session_;
   std::vector<RayQuery> queries_;
   std::vector<RayAnswer> answers_;
-  /// All the answers, of a request that went well.
+  /// All the answers of a request that succeeded.
   std::span<const RayAnswer> rays_;
 };
 
-Writer answer_or_failure(Service& service, std::vector<char> request) {
+std::vector<char> answer_or_failure(Service& service, std::vector<char> request) {
   try {
-    return service.answer(Reader(std::move(request)));
+    return service.answer(std::move(request));
   } catch (const std::exception& error) {
-    Writer failure(Kind::failed);
-    failure.put_text(error.what());
-    return failure;
+    return packed(Failure{error.what()});
   }
 }
 
@@ -165,7 +150,7 @@ int main() {
   }
   Service service;
   while (auto request = read_message()) {
-    const Writer reply = answer_or_failure(service, std::move(*request));
+    const std::vector<char> reply = answer_or_failure(service, std::move(*request));
     if (!write_message(out, reply, service.rays())) {
       return EXIT_FAILURE;
     }
