@@ -3,7 +3,7 @@
 #   make docs      the pages of the reference and of the gallery, in build/gallery
 #   make check     builds everything and runs every test, on this machine and, for the shipped module, under Wine
 #   make package   what users get: build/package/OviCam-VERSION-win64.zip, with the module, its reference and samples
-#   make bench     how fast the cameras are, on this machine and under Wine
+#   make bench     how fast the cameras and the renderer are, on this machine and under Wine
 #   make lint      checks the formatting and reads the code with clang-tidy, the scripts with shellcheck and pyflakes
 #   make format    formats the C++
 #   make module    build/windows/OviCam.p, which the host loads, and build/native/OviCam.so for this machine
@@ -52,12 +52,13 @@ check: packages
 	ctest --preset fuzz
 
 bench: module
-	cmake --build --preset native --target camera_bench baking_bench
-	cmake --build --preset windows --target camera_bench baking_bench
+	cmake --build --preset native --target camera_bench baking_bench renderer_bench
+	cmake --build --preset windows --target camera_bench baking_bench ovicam-ray-service
 	build/native/camera_bench build/native/OviCam.so
 	build/native/baking_bench build/native/OviCam.so
 	cmake/run-wine.sh build/windows/camera_bench.exe build/windows/OviCam.p
 	cmake/run-wine.sh build/windows/baking_bench.exe build/windows/OviCam.p
+	build/native/renderer_bench samples/plaza.lws Panorama build/native/OviCam.so build/windows/OviCam.p
 
 cpp_files = $$(git ls-files '*.c' '*.cpp' '*.h' '*.inc')
 

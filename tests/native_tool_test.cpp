@@ -432,20 +432,18 @@ TEST_F(NativeTool, CamerasThatLeadBackToOneAnotherAreToldOfOnce) {
   }
 }
 
-TEST_F(NativeTool, RenderEndsWithItsSpeedBesideEmbrees) {
+TEST_F(NativeTool, RenderEndsWithItsSpeed) {
   const Outcome outcome = render("out.png");
   const auto last = outcome.output.rfind("traced ");
   ASSERT_NE(last, std::string::npos) << outcome.output;
   const std::string line = outcome.output.substr(last);
   // 64 x 48 pixels with 4 samples each, and the rays from lit surfaces toward the sun.
   std::smatch found;
-  ASSERT_TRUE(std::regex_search(line, found, std::regex("traced ([0-9.]+) k rays, [^:]*: ([0-9]+) % of Embree's own ")))
-      << line;
+  ASSERT_TRUE(std::regex_match(line, found, std::regex("traced ([0-9.]+) k rays, ([0-9.]+)( [kMG])? a second\n"))) << line;
   const double traced_thousands = std::stod(found[1]);
   EXPECT_GE(traced_thousands, 12.2);
   EXPECT_LE(traced_thousands, 2 * 12.3);
-  EXPECT_GT(std::stoi(found[2]), 0);
-  EXPECT_EQ(std::ranges::count(line, '\n'), 1) << line;
+  EXPECT_GT(std::stod(found[2]), 0.0);
 }
 
 TEST_F(NativeTool, EveryCommandHelpsWithAnExample) {

@@ -64,17 +64,10 @@ std::string frame_line(const FrameJob& job, const RayCounts& rays, double second
   return line.str();
 }
 
-/// The speed of camera, tracing, shading and files together, and beside it Embree's in a bare loop on as many threads.
+/// The speed of camera, tracing, shading and files together.
 std::string speed_line(const RayCounts& rays, double seconds) {
   const double per_second = static_cast<double>(rays.traced) / std::max(seconds, 1e-9);
-  std::ostringstream line;
-  line << "traced " << short_count(static_cast<double>(rays.traced)) << " rays, " << short_count(per_second) << " a second";
-  if (rays.traced_alone > 0 && rays.alone_seconds > 0.0) {
-    const double alone = static_cast<double>(rays.traced_alone) / rays.alone_seconds * tbb::this_task_arena::max_concurrency();
-    line << ": " << std::lround(100.0 * per_second / alone) << " % of Embree's own " << short_count(alone)
-         << " in a bare loop over rays like these";
-  }
-  return line.str();
+  return "traced " + short_count(static_cast<double>(rays.traced)) + " rays, " + short_count(per_second) + " a second";
 }
 
 void render(const Arguments& arguments) {

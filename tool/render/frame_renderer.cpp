@@ -1,10 +1,8 @@
 #include "tool/render/frame_renderer.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <optional>
 #include <tbb/blocked_range2d.h>
 #include <tbb/enumerable_thread_specific.h>
@@ -22,9 +20,6 @@ using standin::RayQuery;
 using standin::Vec3;
 
 constexpr int tile_size = 32;
-/// In one tile of so many Embree is measured, with so many rays: often enough for a figure, and seldom enough not to be felt.
-constexpr int measured_tiles = 5;
-constexpr std::size_t measured_at_once = 1024;
 /// Enough for a session in another process to be worth the way there, and little memory per thread.
 constexpr std::uint32_t batch_size = 16384;
 /// Rays that are traced together: few enough for the processor's nearest caches.
@@ -57,10 +52,6 @@ struct Workspace {
   std::vector<std::size_t> pixels;
   std::vector<Vec3> light;
   TraceWork trace;
-  /// The next rays also measure Embree.
-  bool is_measured = false;
-  std::vector<RTCRayHit> measured_rays;
-  std::vector<RTCRay> measured_shadow_rays;
   RayCounts counts;
 };
 
@@ -103,35 +94,6 @@ void make_queries(const FrameJob& job, const Tile& tile, std::uint32_t first, st
   }
 }
 
-/// Keeps the rays that were traced last as they were before.
-void keep_for_measurement(Workspace& work) {
-  for (const ViewRay& ray : work.rays) {
-    work.measured_rays.push_back(RenderScene::ray_from(ray.position, ray.direction, ray.fractional_time));
-  }
-  for (RTCRay ray : work.trace.shadow_rays) {
-    ray.tfar = std::numeric_limits<float>::infinity();
-    work.measured_shadow_rays.push_back(ray);
-  }
-  work.is_measured = work.measured_rays.size() < measured_at_once;
-}
-
-/// Traces the rays that were kept once more in a bare loop: what Embree alone takes for them.
-void measure(const RenderScene& scene, Workspace& work) {
-  double seconds = 0.0;
-  // Only the second time counts: a loop over a whole picture would find the processor used to it.
-  for (int time = 0; time < 2; ++time) {
-    std::vector<RTCRayHit> rays = work.measured_rays;
-    std::vector<RTCRay> shadow_rays = work.measured_shadow_rays;
-    const auto start = std::chrono::steady_clock::now();
-    scene.trace_one_by_one(rays, shadow_rays);
-    seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  }
-  work.counts.alone_seconds += seconds;
-  work.counts.traced_alone += work.measured_rays.size() + work.measured_shadow_rays.size();
-  work.measured_rays.clear();
-  work.measured_shadow_rays.clear();
-}
-
 /// Traces the rays that have been gathered and adds their light to their pixels.
 void trace_gathered(const RenderScene& scene, Workspace& work) {
   work.light.resize(work.rays.size());
@@ -141,7 +103,6 @@ void trace_gathered(const RenderScene& scene, Workspace& work) {
     sum.light = sum.light + work.light[i];
     ++sum.rays;
   }
-  if (work.is_measured) keep_for_measurement(work);
   work.rays.clear();
   work.pixels.clear();
 }
@@ -167,8 +128,6 @@ void render_tile(const FrameJob& job, const Tile& tile, Workspace& work) {
       if (work.rays.size() == rays_at_once) trace_gathered(job.scene, work);
     }
     trace_gathered(job.scene, work);
-    work.is_measured = false;
-    if (!work.measured_rays.empty()) measure(job.scene, work);
   }
 }
 
@@ -189,8 +148,6 @@ RayCounts& RayCounts::operator+=(const RayCounts& other) {
   asked += other.asked;
   broken += other.broken;
   traced += other.traced;
-  traced_alone += other.traced_alone;
-  alone_seconds += other.alone_seconds;
   return *this;
 }
 
@@ -207,9 +164,7 @@ RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& prog
       Workspace& work = workspaces.local();
       const int left = range.cols().begin() * tile_size;
       const int top = band_top + range.rows().begin() * tile_size;
-      const int number = range.rows().begin() * tile_columns + range.cols().begin();
       const Tile tile{left, top, std::min(left + tile_size, job.width), std::min(top + tile_size, band_bottom)};
-      work.is_measured = number % measured_tiles == 0;
       render_tile(job, tile, work);
       progress.add(static_cast<std::uint64_t>(tile.pixels()) * job.samples_per_pixel);
       auto sum = work.sums.cbegin();

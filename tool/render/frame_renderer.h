@@ -21,16 +21,13 @@ struct FrameJob {
   standin::Eye eye = standin::Eye::centre;
 };
 
-/// The rays of a rendering, and how fast Embree alone is with rays like these.
+/// The rays of a rendering.
 struct RayCounts {
   /// Of the camera; `broken` are those among them with a number that is not finite or with no direction: they count as none.
   std::uint64_t asked = 0;
   std::uint64_t broken = 0;
   /// Of the camera, and toward the light.
   std::uint64_t traced = 0;
-  /// A sample of them, traced once more by Embree alone, and the time of one thread for it.
-  std::uint64_t traced_alone = 0;
-  double alone_seconds = 0.0;
 
   RayCounts& operator+=(const RayCounts& other);
 };

@@ -193,13 +193,6 @@ void RenderScene::trace(std::span<RTCRay> rays) const {
   rtcOccluded1M(frame_.get(), &context, rays.data(), static_cast<unsigned>(rays.size()), sizeof(RTCRay));
 }
 
-void RenderScene::trace_one_by_one(std::span<RTCRayHit> rays, std::span<RTCRay> shadow_rays) const {
-  RTCIntersectContext context;
-  rtcInitIntersectContext(&context);
-  for (RTCRayHit& ray : rays) rtcIntersect1(frame_.get(), &context, &ray);
-  for (RTCRay& ray : shadow_rays) rtcOccluded1(frame_.get(), &context, &ray);
-}
-
 std::optional<Hit> RenderScene::hit(const RTCRayHit& met, Vec3 position, Vec3 direction) const {
   if (met.hit.geomID == RTC_INVALID_GEOMETRY_ID) return std::nullopt;
 

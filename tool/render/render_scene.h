@@ -65,8 +65,8 @@ class RenderScene {
   void trace(std::span<RTCRay> rays) const;
   static bool is_blocked(const RTCRay& ray) { return ray.tfar < 0.0F; }
 
-  /// Both in a bare loop, ray by ray, as a measure of speed. Threads: any number at once.
-  void trace_one_by_one(std::span<RTCRayHit> rays, std::span<RTCRay> shadow_rays) const;
+  /// What the rays are traced in, of the frame set last: for measuring Embree by itself.
+  RTCScene embree_scene() const { return frame_.get(); }
 
   /// What a traced ray met, if anything. Position and direction are the ray's own, as exact as they were.
   std::optional<Hit> hit(const RTCRayHit& met, standin::Vec3 position, standin::Vec3 direction) const;
