@@ -474,6 +474,9 @@ TEST_F(NativeTool, InfoShowsEveryServerParameterAndPanelRow) {
     for (const auto& parameter : camera.parameters) EXPECT_NE(outcome.output.find(parameter.channel_name), std::string::npos);
     for (const auto& row : camera.panel_rows) EXPECT_NE(outcome.output.find(row.label), std::string::npos);
   }
+  for (const char* shown : {"360.00°\n", "6 cm\n", "100.0 %\n", "Vertical Axis of [Horizontal Axis | Vertical Axis]"}) {
+    EXPECT_NE(outcome.output.find(shown), std::string::npos) << shown;
+  }
 }
 
 using nlohmann::json;
@@ -518,6 +521,61 @@ TEST_F(NativeTool, InfoAsJsonTellsWhatPagesNeed) {
   ASSERT_NE(field, nullptr);
   EXPECT_TRUE(field->at("minimum").is_null());
   EXPECT_EQ(run_tool("info " + quoted(out("gone.so")) + " --json").exit_code, 1);
+}
+
+TEST_F(NativeTool, InfoAsJsonShowsValuesAsThePanelDoes) {
+  const json module = run_for_json("info " + quoted(test_support::module_file()) + " --json");
+  ASSERT_TRUE(module.is_object());
+  const auto row = [&](const char* list, const char* camera, const char* label) {
+    const json* told = found(module.at(list), "server_name", camera);
+    const json* control = told != nullptr ? found(told->at("panel_rows"), "label", label) : nullptr;
+    EXPECT_NE(control, nullptr) << camera << ' ' << label;
+    return control != nullptr ? *control : json::object();
+  };
+  const auto shown = [&](const char* camera, const char* label) {
+    const json control = row("cameras", camera, label);
+    return std::array{control.value("quantity", ""), control.value("displayed_value", ""), control.value("displayed_unit", ""),
+                      control.value("displayed_text", "")};
+  };
+  using Shown = std::array<std::string, 4>;
+  EXPECT_EQ(shown("QuorinPanoramicCam", "Lower Vertical FOV angle"), (Shown{"angle", "-45.00", "°", "-45.00°"}));
+  EXPECT_EQ(shown("QuorinAdvPanCam", "Top Vertical Scale"), (Shown{"percent", "100.0", "%", "100.0 %"}));
+  EXPECT_EQ(shown("QuorinStereoCam", "Eye Separation"), (Shown{"length", "6", "cm", "6 cm"}));
+  EXPECT_EQ(shown("QuorinStereoCam", "Convergence Limit"), (Shown{"length", "10", "m", "10 m"}));
+  EXPECT_EQ(shown("QuorinDpiCam", "Edge Bleed size"), (Shown{"length", "0", "m", "0 m"}));
+  EXPECT_EQ(shown("QuorinFisheyeCam", "Auto Distortion Scale"), (Shown{"yes or no", "yes", "", "yes"}));
+  EXPECT_EQ(shown("QuorinFisheyeCam", "Preview in Camera View"), (Shown{"yes or no", "no", "", "no"}));
+  EXPECT_EQ(shown("QuorinCylinderCam", "Size"), (Shown{"choice", "Vertical Axis", "", "Vertical Axis"}));
+  EXPECT_EQ(shown("QuorinStereoCam", "Iris (f-stop)"), (Shown{"number", "2.8", "", "2.8"}));
+  EXPECT_EQ(shown("QuorinDpiCam", "Dots Per Inch"), (Shown{"whole number", "300", "", "300"}));
+  EXPECT_EQ(shown("QuorinDpiCam", "Calculated Resolution"), (Shown{"text", "Width x Height", "", "Width x Height"}));
+  EXPECT_EQ(shown("QuorinDpiCam", "Logo"), (Shown{"none", "", "", ""}));
+
+  const json scale = row("cameras", "QuorinAdvPanCam", "Top Vertical Scale");
+  EXPECT_EQ(scale.value("displayed_minimum", ""), "-500.0 %");
+  EXPECT_EQ(scale.value("displayed_maximum", ""), "500.0 %");
+  EXPECT_EQ(scale.value("maximum", 0.0), 5.0);
+  EXPECT_EQ(scale.value("value", ""), "1");
+  EXPECT_TRUE(row("cameras", "QuorinStereoCam", "Iris (f-stop)").at("displayed_maximum").is_null());
+  EXPECT_EQ(row("unregistered_cameras", "QuorinBakingCam", "Offset from surface").value("displayed_text", ""), "0.01 cm");
+
+  const json* panorama = found(module.at("cameras"), "server_name", "QuorinPanoramicCam");
+  ASSERT_NE(panorama, nullptr);
+  const json* field = found(panorama->at("parameters"), "channel_name", "HorizontalFOVradians");
+  ASSERT_NE(field, nullptr);
+  EXPECT_EQ(field->at("displayed_default"), "360.00°");
+
+  // Whatever has a field of its own stands there word for word.
+  for (const json& camera : module.at("cameras")) {
+    const auto html = camera.at("panel_html").get<std::string>();
+    for (const json& control : camera.at("panel_rows")) {
+      const auto quantity = control.at("quantity").get<std::string>();
+      if (quantity == "none" || quantity == "yes or no") continue;
+      const std::string text = html_text(control.at("displayed_text"));
+      const std::string before = quantity == "choice" ? "<option selected>" : quantity == "text" ? "\"value\">" : "\">";
+      EXPECT_NE(html.find(before + text + "<"), std::string::npos) << camera.at("server_name") << control.at("label");
+    }
+  }
 }
 
 TEST_F(NativeTool, InfoAsJsonTellsTheSameOfTheShippedModule) {

@@ -126,7 +126,7 @@ class Pages(unittest.TestCase):
 
     def test_there_is_a_page_for_every_page_of_the_docs(self):
         names = {page.name for page in (self.site / "reference").glob("*.html")}
-        self.assertEqual(names, {file.stem + ".html" for file in ROOT.glob("docs/**/*.md")} | {"index.html"})
+        self.assertEqual(names, {file.stem + ".html" for pattern in ("docs/*.md", "cameras/*/*.md") for file in ROOT.glob(pattern)} | {"index.html"})
         self.assertIn(self.site / "index.html", self.pages)
 
     def test_every_page_fits_phone_and_desk_in_light_and_dark_without_a_complaint(self):
@@ -165,8 +165,9 @@ class Pages(unittest.TestCase):
             "Convergence Toe In",
             '<code>HorizontalShiftFactor</code>',
             "1 to 360",
-            "6 cm",  # in the panel
-            "0.06 m",  # in the table
+            '<span class="field">6 cm</span>',
+            '<td data-label="Default">6 cm</td>',
+            '<td data-label="Default">no</td>',
             "kept, shown nowhere",
             "yes, but the scene keeps one value",
             "(none) or an object of the scene",
@@ -175,7 +176,7 @@ class Pages(unittest.TestCase):
             "pictures/stereo",
         ):
             self.assertIn(part, page)
-        self.assertIn("−500 % to 500 %", (self.site / "reference" / "advanced-panoramic.html").read_text(encoding="utf-8"))
+        self.assertIn("-500.0 % to 500.0 %", (self.site / "reference" / "advanced-panoramic.html").read_text(encoding="utf-8"))
         self.assertIn("projects: no", (self.site / "reference" / "skybox.html").read_text(encoding="utf-8"))
         self.assertNotIn("<script", page)
 

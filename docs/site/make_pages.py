@@ -8,7 +8,6 @@ module does not have, or leaves out what it has, is an error.
 import argparse
 import html
 import json
-import math
 import os
 import re
 import shutil
@@ -150,61 +149,32 @@ def quoted(names):
     return ", ".join(f'"{name}"' for name in names)
 
 
-def number(value):
-    return f"{value:.7g}".replace("-", "−")
-
-
-def with_unit(control_class, value):
-    """A number as the panel shows it."""
-    if control_class.startswith("angle"):
-        return f"{number(math.degrees(value))}°"
-    if control_class.startswith("percent"):
-        return f"{number(value * 100)} %"
-    if control_class.startswith("distance"):
-        return f"{number(value)} m"
-    return number(value)
-
-
-def unit(row):
-    for start, text in (
-        ("angle", "angle; radians in the channel"),
-        ("percent", "percent; 1 is 100 % in the channel"),
-        ("distance", "length; metres"),
-    ):
-        if row["control_class"].startswith(start):
-            return text
-    if row["choices"] or row["control_class"] == "iBoolean" or row["data_type"] == "string":
-        return "–"
-    return "whole number" if row["data_type"] == "integer" else "number"
+UNITS = {
+    "angle": "angle; radians in the channel",
+    "percent": "percent; 1 is 100 % in the channel",
+    "length": "length; metres in the channel",
+    "number": "number",
+    "whole number": "whole number",
+}
 
 
 def value_range(row):
-    if row["data_type"] == "string":
+    """What the panel takes, in its own words and units."""
+    if row["quantity"] == "text":
         return "–"
-    if row["control_class"] == "iBoolean":
-        return "on, off"
+    if row["quantity"] == "yes or no":
+        return "yes, no"
     if row["choices"] == ["(none)"]:
         others = {"cameras": "another camera of the scene", "objects": "an object of the scene"}
         return f"(none) or {others.get(row['choices_of'], 'one of those in the scene')}"
     if row["choices"]:
         return ", ".join(choice.strip() for choice in row["choices"])
-    low, high = row["minimum"], row["maximum"]
-    shown = lambda value: with_unit(row["control_class"], value)
+    low, high = row["displayed_minimum"], row["displayed_maximum"]
     if low is not None and high is not None:
-        return f"{shown(low)} to {shown(high)}"
+        return f"{low} to {high}"
     if low is not None:
-        return f"{shown(low)} and above"
-    return "any" if high is None else f"{shown(high)} and below"
-
-
-def default(row):
-    if row["data_type"] == "string" or not row["value"]:
-        return row["value"] or "–"
-    if row["control_class"] == "iBoolean":
-        return "on" if row["value"] != "0" else "off"
-    if row["choices"]:
-        return row["choices"][int(row["value"])]
-    return with_unit(row["control_class"], float(row["value"]))
+        return f"{low} and above"
+    return "any" if high is None else f"{high} and below"
 
 
 def parameter_rows(page, camera):
@@ -222,9 +192,9 @@ def parameter_rows(page, camera):
             {
                 "name": row["label"] or "(no label)",
                 "channel": row["channel_name"] or "–",
-                "unit": unit(row),
+                "unit": UNITS.get(row["quantity"], "–"),
                 "range": value_range(row),
-                "default": default(row),
+                "default": row["displayed_text"] or "–",
                 "animatable": animatable(row["channel_name"]),
                 "text": page.parameters[row_key(row)],
             }
@@ -234,9 +204,9 @@ def parameter_rows(page, camera):
             {
                 "name": "(not on the panel)",
                 "channel": parameter["channel_name"],
-                "unit": "number",
+                "unit": UNITS["number"],
                 "range": "any",
-                "default": number(parameter["default"]),
+                "default": parameter["displayed_default"],
                 "animatable": animatable(parameter["channel_name"]),
                 "text": page.parameters[parameter["channel_name"]],
             }

@@ -11,6 +11,7 @@
 
 #include "standin/remote/ray_service.h"
 #include "standin/session/introspection.h"
+#include "tool/output/control_text.h"
 #include "tool/output/json_output.h"
 #include "tool/output/panel_page.h"
 #include "tool/output/text_table.h"
@@ -51,8 +52,8 @@ void write_servers(const std::vector<standin::ServerDescription>& servers) {
 std::string shown_value(const standin::ControlDescription& row) {
   std::string choices;
   for (const std::string& choice : row.choices) choices += (choices.empty() ? "" : " | ") + choice;
-  if (choices.empty()) return row.value;
-  return row.value + " of [" + choices + "]";
+  const std::string shown = displayed_value(row).text();
+  return choices.empty() ? shown : shown + " of [" + choices + "]";
 }
 
 void write_camera(const standin::CameraDescription& camera) {
@@ -81,25 +82,46 @@ json number_or_null(const std::optional<Number>& number) {
   return number ? json(*number) : json(nullptr);
 }
 
+json displayed_limit(const standin::ControlDescription& row, const std::optional<double>& limit) {
+  return limit ? json(displayed_number(row, *limit).text()) : json(nullptr);
+}
+
 json described(const standin::ControlDescription& row) {
+  const DisplayedValue displayed = displayed_value(row);
   return {{"id", row.id},
           {"label", row.label},
           {"control_class", row.control_class},
           {"data_type", row.data_type},
           {"value", row.value},
+          {"quantity", name_of(quantity_of(row))},
+          {"displayed_value", displayed.value},
+          {"displayed_unit", displayed.unit},
+          {"displayed_text", displayed.text()},
           {"choices", row.choices},
           {"choices_of", row.choices_of},
           {"channel_name", row.channel_name},
           {"minimum", number_or_null(row.minimum)},
           {"maximum", number_or_null(row.maximum)},
+          {"displayed_minimum", displayed_limit(row, row.minimum)},
+          {"displayed_maximum", displayed_limit(row, row.maximum)},
           {"divider_below", row.divider_below},
           {"drawn", row.drawing.has_value()}};
+}
+
+/// As the panel's control for the channel shows it; a channel without one has no unit.
+std::string displayed_default(const standin::CameraDescription& camera, const standin::ParameterDescription& parameter) {
+  for (const auto& row : camera.panel_rows) {
+    if (row.channel_name == parameter.channel_name) return displayed_number(row, parameter.default_value).text();
+  }
+  return plain_number(parameter.default_value);
 }
 
 json described(const standin::CameraDescription& camera) {
   json parameters = json::array();
   for (const auto& parameter : camera.parameters) {
-    parameters.push_back({{"channel_name", parameter.channel_name}, {"default", parameter.default_value}});
+    parameters.push_back({{"channel_name", parameter.channel_name},
+                          {"default", parameter.default_value},
+                          {"displayed_default", displayed_default(camera, parameter)}});
   }
   json rows = json::array();
   for (const auto& row : camera.panel_rows) rows.push_back(described(row));

@@ -3,20 +3,15 @@
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <iomanip>
-#include <locale>
-#include <numbers>
-#include <optional>
 #include <span>
-#include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "tool/output/control_text.h"
 
 namespace tool {
 namespace {
@@ -73,38 +68,6 @@ std::string escaped(std::string_view text) {
     }
   }
   return html;
-}
-
-std::string rounded(double value, int decimals) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text << std::fixed << std::setprecision(decimals) << value;
-  return text.str();
-}
-
-/// A number with up to six digits.
-std::string plain(double value) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text << value;
-  return text.str();
-}
-
-std::optional<double> number_in(const std::string& text) {
-  double number = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
-
-/// What a field of that control class shows.
-std::string shown(std::string_view control_class, double value) {
-  if (!std::isfinite(value)) return plain(value);
-  if (control_class.starts_with("angle")) return rounded(value * 180.0 / std::numbers::pi, 2) + "°";
-  if (control_class.starts_with("percent")) return rounded(value * 100.0, 1) + " %";
-  if (control_class.starts_with("distance")) {
-    return std::abs(value) < 1.0 && value != 0.0 ? plain(value * 100.0) + " cm" : plain(value) + " m";
-  }
-  return plain(value);
 }
 
 std::string base_64(std::span<const std::uint8_t> bytes) {
@@ -172,11 +135,11 @@ class RowWriter {
   }
 
   static std::string value(const ControlDescription& row) {
-    if (row.data_type == "string") return escaped(row.value);
-    const auto number = number_in(row.value);
-    if (!number) return "";
-    if (row.data_type == "integer") return integer(row, static_cast<int>(*number));
-    std::string text = field(shown(row.control_class, *number));
+    const std::string shown = displayed_value(row).text();
+    if (row.data_type == "string") return escaped(shown);
+    if (shown.empty()) return "";
+    if (row.data_type == "integer") return integer(row, std::stoi(row.value));
+    std::string text = field(shown);
     if (row.data_type == "float") return text;
     return text + "<button class=\"e" + (row.animated ? " on" : "") + R"(" type="button">E</button>)";
   }
