@@ -576,6 +576,7 @@ TEST_F(NativeTool, InfoAsJsonShowsValuesAsThePanelDoes) {
       EXPECT_NE(html.find(before + text + "<"), std::string::npos) << camera.at("server_name") << control.at("label");
     }
   }
+  EXPECT_NE(module.at("panel_style").get<std::string>().find(".panel "), std::string::npos);
 }
 
 TEST_F(NativeTool, InfoAsJsonTellsTheSameOfTheShippedModule) {

@@ -180,6 +180,25 @@ class Pages(unittest.TestCase):
         self.assertIn("projects: no", (self.site / "reference" / "skybox.html").read_text(encoding="utf-8"))
         self.assertNotIn("<script", page)
 
+    def test_panels_have_the_style_of_the_tool(self):
+        for page in self.pages:
+            self.show(page, 1280, "light")
+            rows = self.browser.execute_script("return [...document.querySelectorAll('.panel .row')].map((row) => row.offsetHeight)")
+            with self.subTest(page=page.name):
+                self.assertEqual(bool(rows), 'id="panel"' in page.read_text(encoding="utf-8"))
+                # Only the style makes a row as high, and no label needs a second line at the panel's full width.
+                self.assertEqual(set(rows) - {26}, set())
+
+    def test_a_page_of_a_panel_is_as_large_as_its_picture(self):
+        for camera in ("Stereo Convergence", "Skybox Cross", "DPI", "Dual"):
+            page = Path(self.folder.name) / f"{camera}.html"
+            arguments = ["panel", ROOT / "samples" / "cameras.lws", "--module", ARGUMENTS.module, "--camera", camera, "-o", page]
+            subprocess.run([ARGUMENTS.tool, *arguments], check=True, capture_output=True)
+            width, height = make_pages.png_size(page.with_suffix(".png"))
+            self.show(page, width, "light")
+            size = "const body = document.body.getBoundingClientRect(); return [document.documentElement.scrollWidth, body.height]"
+            self.assertEqual(self.browser.execute_script(size), [width, height], camera)
+
     def test_pages_that_are_made_are_left_alone(self):
         # The first of the two makes up for whatever was edited since the pages were made.
         run_make_pages("--output", self.site)

@@ -10,7 +10,6 @@ import html
 import json
 import os
 import re
-import shutil
 import struct
 import subprocess
 import sys
@@ -366,7 +365,8 @@ def make_pages(module, tool, output, pages_folder):
         loader=jinja2.FileSystemLoader(SITE), autoescape=True, undefined=jinja2.StrictUndefined, trim_blocks=True, lstrip_blocks=True
     )
     (output / "reference").mkdir(parents=True, exist_ok=True)
-    shutil.copyfile(SITE / "style.css", output / "style.css")
+    style = (SITE / "style.css").read_text(encoding="utf-8")
+    write_if_changed(output / "style.css", f"{style}\n{description['panel_style']}")
 
     def write(name, template, **values):
         root = "../" if "/" in name else ""

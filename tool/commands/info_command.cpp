@@ -129,9 +129,10 @@ json described(const standin::CameraDescription& camera) {
   for (const auto& item : camera.saved_items) {
     saved.push_back({{"kind", item.kind}, {"channel_names", item.channel_names}, {"labels", item.labels}});
   }
+  const std::string& name = camera.user_name.empty() ? camera.server_name : camera.user_name;
   return {{"server_name", camera.server_name},       {"user_name", camera.user_name},
           {"depth_of_field", camera.depth_of_field}, {"parameters", std::move(parameters)},
-          {"panel_rows", std::move(rows)},           {"panel_html", panel_fragment(camera.panel_rows)},
+          {"panel_rows", std::move(rows)},           {"panel_html", panel_html(camera.panel_rows, name)},
           {"saved_items", std::move(saved)}};
 }
 
@@ -149,9 +150,10 @@ void write_module(const standin::ModuleDescription& module) {
   }
   json unregistered = json::array();
   for (const auto& camera : module.unregistered_cameras) unregistered.push_back(described(camera));
-  write_json(
-      std::cout,
-      {{"servers", std::move(servers)}, {"cameras", std::move(cameras)}, {"unregistered_cameras", std::move(unregistered)}});
+  write_json(std::cout, {{"servers", std::move(servers)},
+                         {"cameras", std::move(cameras)},
+                         {"unregistered_cameras", std::move(unregistered)},
+                         {"panel_style", panel_style()}});
 }
 
 void write_tables(const standin::ModuleDescription& module) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <span>
 #include <stdexcept>
 #include <string_view>
@@ -18,34 +19,12 @@ namespace {
 
 using standin::ControlDescription;
 
+// What the style makes of a page that is as wide: labels of the host's length stay on one line there.
 constexpr int page_width = 460;
 constexpr int margin = 10;
 constexpr int title_height = 34;
 constexpr int row_height = 26;
 constexpr int divider_height = 13;
-
-constexpr std::string_view style = R"(
-* { box-sizing: border-box }
-body { margin: 0; background: #3a3c3f; color: #d8d8d8; font: 13px "DejaVu Sans", Arial, sans-serif }
-main { width: 460px; padding: 10px }
-h1 { height: 24px; margin: 0 0 10px; font-size: 14px; line-height: 24px }
-.row { display: flex; height: 26px; align-items: center }
-.label { width: 210px; padding-right: 10px; text-align: right; white-space: nowrap; overflow: hidden }
-.value { display: flex; width: 230px; align-items: center; gap: 5px; white-space: nowrap; overflow: hidden }
-.field { flex: 1; height: 21px; padding: 0 6px; line-height: 19px; background: #26282a; border: 1px solid #1a1b1c; color: #eee;
-  overflow: hidden }
-.narrow { flex: none; width: 64px }
-.e { width: 21px; height: 21px; padding: 0; background: #55585c; border: 1px solid #1f2022; color: #ddd; font: 12px sans-serif }
-.e.on { background: #b58a2c; color: #111 }
-select { flex: 1; width: 100%; height: 21px; background: #4b4e52; border: 1px solid #1f2022; color: #eee;
-  font: 13px "DejaVu Sans", Arial, sans-serif }
-input[type=range] { flex: 1; width: 20px; accent-color: #b58a2c }
-input[type=checkbox] { margin: 0; width: 15px; height: 15px; accent-color: #b58a2c }
-hr { height: 1px; margin: 6px 0; border: 0; background: #222 }
-.drawing { position: relative; width: 320px; margin: 0 auto }
-.drawing img { display: block }
-.drawing span { position: absolute; color: #ddd; font: 12px/14px sans-serif; white-space: pre }
-)";
 
 std::string escaped(std::string_view text) {
   std::string html;
@@ -103,95 +82,117 @@ std::string png_data_uri(const standin::Picture& picture) {
   return "data:image/png;base64," + base_64(file);
 }
 
-class RowWriter {
- public:
-  std::string html() && { return std::move(body_); }
-  int height() const { return height_; }
+std::string field(const std::string& text, const char* more = "") {
+  return std::string("<span class=\"field") + more + "\">" + escaped(text) + "</span>";
+}
 
-  void add(const ControlDescription& row) {
-    if (row.drawing) {
-      add_drawing(row, *row.drawing);
-    } else {
-      body_ += R"(<div class="row"><span class="label">)" + escaped(row.label) + R"(</span><span class="value">)" + value(row) +
-               "</span></div>\n";
-      height_ += row_height;
-    }
-    if (row.divider_below) {
-      body_ += "<hr>\n";
-      height_ += divider_height;
-    }
+/// For people who do not see which label stands beside a control.
+std::string accessible_name(const ControlDescription& row) { return " aria-label=\"" + escaped(row.label) + "\""; }
+
+/// By their numbers: a scene may have two cameras of one name.
+std::string popup(const ControlDescription& row) {
+  std::string html = "<select" + accessible_name(row) + ">";
+  for (std::size_t i = 0; i < row.choices.size(); ++i) {
+    html += (std::to_string(i) == row.value ? "<option selected>" : "<option>") + escaped(row.choices[i]) + "</option>";
   }
+  return html + "</select>";
+}
 
- private:
-  void add_drawing(const ControlDescription& row, const standin::Picture& picture) {
-    body_ += R"(<div class="drawing"><img alt=")" + escaped(row.label) + "\" width=\"" + std::to_string(picture.width()) +
-             "\" height=\"" + std::to_string(picture.height()) + "\" src=\"" + png_data_uri(picture) + "\">";
-    for (const auto& text : picture.texts) {
-      body_ += "<span style=\"left:" + std::to_string(text.x) + "px;top:" + std::to_string(text.y) + "px\">" +
-               escaped(text.text) + "</span>";
-    }
-    body_ += "</div>\n";
-    height_ += picture.height();
+std::string slider(const ControlDescription& row, const std::string& value) {
+  constexpr long long usual_span = 100;
+  const auto low = static_cast<long long>(row.minimum.value_or(0.0));
+  const auto number = std::strtoll(value.c_str(), nullptr, 10);
+  const auto high = static_cast<long long>(row.maximum.value_or(static_cast<double>(std::max(2 * number, low + usual_span))));
+  return field(value, " narrow") + "<input" + accessible_name(row) + R"( type="range" min=")" + std::to_string(low) +
+         "\" max=\"" + std::to_string(high) + "\" value=\"" + value + "\">";
+}
+
+/// What stands beside the label.
+std::string value_of(const ControlDescription& row) {
+  const DisplayedValue shown = displayed_value(row);
+  const Quantity quantity = quantity_of(row);
+  if (quantity == Quantity::text) return escaped(shown.value);
+  if (shown.value.empty()) return "";
+  switch (quantity) {
+    case Quantity::yes_or_no:
+      return "<input" + accessible_name(row) + " type=\"checkbox\"" + (shown.value == "yes" ? " checked>" : ">");
+    case Quantity::choice:
+      return popup(row);
+    case Quantity::whole_number:
+      return row.control_class.find("Slider") == std::string::npos ? field(shown.value) : slider(row, shown.value);
+    default:
+      break;
   }
+  if (!row.data_type.ends_with("-env")) return field(shown.text());
+  return field(shown.text()) + "<button class=\"e" + (row.animated ? " on" : "") + R"(" type="button">E</button>)";
+}
 
-  static std::string value(const ControlDescription& row) {
-    const std::string shown = displayed_value(row).text();
-    if (row.data_type == "string") return escaped(shown);
-    if (shown.empty()) return "";
-    if (row.data_type == "integer") return integer(row, std::stoi(row.value));
-    std::string text = field(shown);
-    if (row.data_type == "float") return text;
-    return text + "<button class=\"e" + (row.animated ? " on" : "") + R"(" type="button">E</button>)";
+std::string drawing_of(const ControlDescription& row, const standin::Picture& picture) {
+  std::string html = R"(<div class="drawing"><img alt=")" + escaped(row.label) + "\" width=\"" +
+                     std::to_string(picture.width()) + "\" height=\"" + std::to_string(picture.height()) + "\" src=\"" +
+                     png_data_uri(picture) + "\">";
+  for (const auto& text : picture.texts) {
+    html += "<span style=\"left:" + std::to_string(text.x) + "px;top:" + std::to_string(text.y) + "px\">" + escaped(text.text) +
+            "</span>";
   }
+  return html + "</div>\n";
+}
 
-  static std::string field(const std::string& text, const char* more = "") {
-    return std::string("<span class=\"field") + more + "\">" + escaped(text) + "</span>";
+int height_of(std::span<const ControlDescription> rows) {
+  int height = 2 * margin + title_height;
+  for (const ControlDescription& row : rows) {
+    height += row.drawing ? row.drawing->height() : row_height;
+    if (row.divider_below) height += divider_height;
   }
-
-  static std::string integer(const ControlDescription& row, int value) {
-    if (row.control_class == "iBoolean") {
-      return "<input" + named(row) + " type=\"checkbox\"" + (value != 0 ? " checked>" : ">");
-    }
-    if (!row.choices.empty()) {
-      std::string html = "<select" + named(row) + ">";
-      for (std::size_t i = 0; i < row.choices.size(); ++i) {
-        const bool chosen = value >= 0 && static_cast<std::size_t>(value) == i;
-        html += std::string("<option") + (chosen ? " selected>" : ">") + escaped(row.choices[i]) + "</option>";
-      }
-      return html + "</select>";
-    }
-    if (row.control_class.find("Slider") == std::string::npos) return field(std::to_string(value));
-    const auto low = static_cast<long long>(row.minimum.value_or(0.0));
-    const auto high = static_cast<long long>(row.maximum.value_or(static_cast<double>(std::max(2LL * value, low + 100))));
-    return field(std::to_string(value), " narrow") + "<input" + named(row) + R"( type="range" min=")" + std::to_string(low) +
-           "\" max=\"" + std::to_string(high) + "\" value=\"" + std::to_string(value) + "\">";
-  }
-
-  /// For people who do not see which label stands beside it.
-  static std::string named(const ControlDescription& row) { return " aria-label=\"" + escaped(row.label) + "\""; }
-
-  std::string body_;
-  int height_ = 0;
-};
-
-RowWriter written(std::span<const ControlDescription> rows) {
-  RowWriter writer;
-  for (const ControlDescription& row : rows) writer.add(row);
-  return writer;
+  return height;
 }
 
 }  // namespace
 
-std::string panel_fragment(std::span<const ControlDescription> rows) { return written(rows).html(); }
+std::string_view panel_style() {
+  return R"(/* The host's panels are dark in every theme. */
+.panel { box-sizing: border-box; max-width: 460px; padding: 10px; background: #3a3c3f; color: #d8d8d8;
+  font: 13px "DejaVu Sans", "Noto Sans", Arial, sans-serif }
+.panel * { box-sizing: border-box }
+.panel-title { margin: 0 0 10px; font-weight: 700; font-size: 14px; line-height: 24px }
+.panel .row { display: flex; min-height: 26px; align-items: center }
+.panel .label { flex: 0 1 210px; padding: 2px 10px 2px 0; text-align: right }
+.panel .value { display: flex; flex: 1 1 230px; min-width: 0; align-items: center; gap: 5px }
+.panel .field { flex: 1; min-width: 0; min-height: 21px; padding: 0 6px; line-height: 19px; background: #26282a;
+  border: 1px solid #1a1b1c; color: #eee }
+.panel .narrow { flex: none; width: 64px }
+.panel .e { width: 21px; height: 21px; padding: 0; background: #55585c; border: 1px solid #1f2022; color: #ddd;
+  font: 12px sans-serif }
+.panel .e.on { background: #b58a2c; color: #111 }
+.panel select { flex: 1; width: 100%; min-width: 0; height: 21px; background: #4b4e52; border: 1px solid #1f2022; color: #eee;
+  font: inherit }
+.panel input[type="range"] { flex: 1; width: 20px; accent-color: #b58a2c }
+.panel input[type="checkbox"] { margin: 0; width: 15px; height: 15px; accent-color: #b58a2c }
+.panel hr { height: 1px; margin: 6px 0; border: 0; background: #222 }
+.panel .drawing { position: relative; max-width: 320px; margin: 0 auto }
+.panel .drawing img { display: block }
+.panel .drawing span { position: absolute; color: #ddd; font: 12px/14px sans-serif; white-space: pre }
+)";
+}
+
+std::string panel_html(std::span<const ControlDescription> rows, const std::string& title) {
+  std::string html = "<div class=\"panel\">\n<p class=\"panel-title\">" + escaped(title) + "</p>\n";
+  for (const ControlDescription& row : rows) {
+    html += row.drawing ? drawing_of(row, *row.drawing)
+                        : R"(<div class="row"><span class="label">)" + escaped(row.label) + R"(</span><span class="value">)" +
+                              value_of(row) + "</span></div>\n";
+    if (row.divider_below) html += "<hr>\n";
+  }
+  return html + "</div>\n";
+}
 
 PanelPage panel_page(std::span<const ControlDescription> rows, const std::string& title) {
-  RowWriter writer = written(rows);
-  const int height = writer.height() + 2 * margin + title_height;
-  const std::string name = escaped(title);
-  return {"<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n<title>" + name + "</title>\n<style>" +
-              std::string(style) + "</style>\n<main>\n<h1>" + name + "</h1>\n" + std::move(writer).html() +
-              "</main>\n</html>\n",
-          page_width, height};
+  return {
+      "<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n"
+      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
+          escaped(title) + "</title>\n<style>\nbody { margin: 0; background: #3a3c3f }\n" + std::string(panel_style()) +
+          "</style>\n<main>\n" + panel_html(rows, title) + "</main>\n</html>\n",
+      page_width, height_of(rows)};
 }
 
 }  // namespace tool

@@ -2,10 +2,18 @@
 
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "standin/session/introspection.h"
 
 namespace tool {
+
+/// A panel as the host would lay it out from its rows, as a `div.panel` that fits the width it is given. The style that it
+/// needs is panel_style(). Threads: any.
+std::string panel_html(std::span<const standin::ControlDescription> rows, const std::string& title);
+
+/// The rules of a style sheet for panel_html; they touch nothing outside of the panel. Threads: any.
+std::string_view panel_style();
 
 /// A page that needs nothing but itself, and how large a window shows all of it, in pixels.
 struct PanelPage {
@@ -14,11 +22,7 @@ struct PanelPage {
   int height = 0;
 };
 
-/// A panel as the host would lay it out from its rows. Threads: any.
+/// A page of one panel. Threads: any.
 PanelPage panel_page(std::span<const standin::ControlDescription> rows, const std::string& title);
-
-/// The rows alone, for a page that has a style for them: every row is a `div.row` of `span.label` and `span.value`, or a
-/// `div.drawing`; an `hr` divides.
-std::string panel_fragment(std::span<const standin::ControlDescription> rows);
 
 }  // namespace tool
