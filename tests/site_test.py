@@ -180,6 +180,50 @@ class Pages(unittest.TestCase):
         self.assertIn("projects: no", (self.site / "reference" / "skybox.html").read_text(encoding="utf-8"))
         self.assertNotIn("<script", page)
 
+    def test_shared_notes_stand_where_they_are_true(self):
+        pages = {page.stem: " ".join(re.sub(r"<[^>]*>", "", page.read_text(encoding="utf-8")).split()) for page in self.pages}
+        photographic = {"perspective", "spherical", "stereo"}
+        without_lens = {"advanced-panoramic", "cylinder", "immersive", "panoramic", "spherical"}
+        blurred = without_lens | {"fisheye", "perspective", "radial-shift", "stereo"}
+        split = {"dual", "four-up", "twelve-up"}
+        for text, expected in (
+            ("There is no depth of field. The zoom factor has no influence.", without_lens),
+            ("With depth of field, the lens is sampled along the world", {"fisheye", "perspective"}),
+            ("The camera announces no depth of field, so the host gives it the middle of the lens", {"radial-shift", "stereo"}),
+            ("Motion samples: the host", blurred),
+            ("values are read once for each frame, at its start: animated ones", blurred - {"immersive", "perspective"}),
+            ("The zoom factor is read once for each frame", {"perspective"}),
+            ("motion is followed in the same way", {"stereo"}),
+            ("in the link file, each time one of them changes", photographic),
+            ("A scene keeps one plain number for each of the three", photographic),
+            ("Film or sensor speed of the shot.", photographic),
+            ("Shutter opening of the shot, in degrees of a turn.", photographic),
+            ("Rays follow the camera's own zoom factor", {"fisheye", "perspective", "radial-shift", "stereo"}),
+            ("It is on no panel, is not kept with the scene, and nothing", {"advanced-panoramic", "immersive", "panoramic"}),
+            ("The camera's own ray is handed on", split),
+            ("This camera is not in its own lists.", split),
+            ("This camera is not in its own list.", {"overscan", "dpi"}),
+            ("the half shows more or less of it.", {"dual"}),
+            ("the tile shows more or less of it.", {"four-up", "twelve-up"}),
+            ("the picture shows more or less of it. Give both cameras the same aperture height.", {"overscan"}),
+            ("A half without a camera stays empty", {"dual"}),
+            ("A tile without a camera stays empty", {"four-up", "twelve-up"}),
+            ("The choices are kept as numbers", split),
+            ("The selected camera is kept by its number", {"overscan", "dpi"}),
+            ("The camera to look through, of any kind.", {"overscan", "dpi"}),
+        ):
+            plain = text.replace("'", "’"), text, text.replace("'", "&#39;")
+            with self.subTest(text=text):
+                self.assertEqual({name for name, page in pages.items() if any(form in page for form in plain)}, expected)
+
+    def test_no_paragraph_is_written_on_three_pages(self):
+        pages_of = {}
+        for file in ROOT.glob("cameras/*/*.md"):
+            for line in set(file.read_text(encoding="utf-8").splitlines()):
+                pages_of.setdefault(line, []).append(file.stem)
+        repeated = {line: pages for line, pages in pages_of.items() if len(line) > 50 and len(pages) > 2}
+        self.assertEqual(repeated, {}, "what several pages say belongs in docs/site/shared_notes.md")
+
     def test_panels_have_the_style_of_the_tool(self):
         for page in self.pages:
             self.show(page, 1280, "light")
@@ -229,7 +273,9 @@ class Mistakes(unittest.TestCase):
         file.write_text(text, encoding="utf-8")
         try:
             page = make_pages.CameraPage(file)
-            make_pages.check_names(page, [self.cameras[name] for name in page.servers])
+            cameras = [self.cameras[name] for name in page.servers]
+            page.add_shared_notes(cameras)
+            make_pages.check_names(page, cameras)
             page.make_sections()
         except make_pages.PageError as error:
             self.assertIn(str(file), str(error))
@@ -237,7 +283,7 @@ class Mistakes(unittest.TestCase):
         return ""
 
     def test_pages_as_they_are_have_none(self):
-        for slug in ("panoramic", "perspective", "cylinder", "stereo"):
+        for slug in ("panoramic", "perspective", "cylinder", "stereo", "dual", "overscan"):
             self.assertEqual(self.mistake(slug), "")
 
     def test_a_parameter_that_the_module_does_not_have(self):
@@ -253,6 +299,21 @@ class Mistakes(unittest.TestCase):
     def test_a_name_in_the_text_that_the_module_does_not_have(self):
         self.assertIn('the text names "Toe In"', self.mistake("stereo", ("whatever **Convergence Toe In** says", "whatever **Toe In** says")))
         self.assertIn('the text names "Upright Axis"', self.mistake("cylinder", ("`Vertical Axis`", "`Upright Axis`")))
+
+    def test_settings_that_the_module_contradicts_or_nobody_knows(self):
+        self.assertIn('lens is "none", but the module says', self.mistake("perspective", ('lens = "thin"', 'lens = "none"')))
+        self.assertIn('lens is "thick"; it can be: "none", "thin"', self.mistake("stereo", ('lens = "thin"', 'lens = "thick"')))
+        self.assertIn('film_part is "corner"', self.mistake("dual", ('film_part = "half"', 'film_part = "corner"')))
+        self.assertIn('no setting "lense"', self.mistake("stereo", ('lens = "thin"', 'lense = "thin"')))
+
+    def test_a_shared_description_gives_way_to_the_page(self):
+        text = (ROOT / "cameras" / "spherical" / "spherical.md").read_text(encoding="utf-8")
+        file = self.folder / "spherical.md"
+        file.write_text(text.replace("[parameters]\n", '[parameters]\n"ISO" = "Its own."\n'), encoding="utf-8")
+        page = make_pages.CameraPage(file)
+        page.add_shared_notes([self.cameras["QuorinSphericalCam"]])
+        self.assertEqual(page.parameters["ISO"], "Its own.")
+        self.assertIn("Published only", page.parameters["Shutter Angle"])
 
     def test_sections_that_are_not_the_four(self):
         self.assertIn("the sections must be", self.mistake("panoramic", ("## Projection", "## Projections")))

@@ -28,9 +28,21 @@ from ray_drawing import film_and_rays
 SITE = Path(__file__).resolve().parent
 ROOT = SITE.parent.parent
 SECTIONS = ("What it is for", "Mapping", "Projection", "Worth knowing")
+SHARED_NOTES = "shared_notes.md"
+PAGE_SETTINGS = (
+    "title", "servers", "summary", "parameters", "drawing", "lens", "motion_samples", "also_followed", "values_read", "film_part"
+)
+LENSES = ("", "none", "thin")
+FILM_PARTS = ("", "half", "tile", "picture")
 DEVELOPER_PAGES = ("link-file", "euler-angles")
 MATHML = "http://www.w3.org/1998/Math/MathML"
 INCLUDED_FILES = ("interop/camera_link.h", "interop/euler.h", "examples/read_camera_link.c", "examples/read_camera_link.py")
+
+
+# For what is no HTML yet.
+MARKDOWN_TEMPLATES = jinja2.Environment(
+    loader=jinja2.FileSystemLoader(SITE), undefined=jinja2.StrictUndefined, trim_blocks=True, lstrip_blocks=True, autoescape=False
+)
 
 
 class PageError(Exception):
@@ -40,9 +52,10 @@ class PageError(Exception):
 # --- Pages as they are written.
 
 
-def split_page(file):
-    """Front matter and Markdown of a page."""
-    parts = re.split(r"^\+\+\+\n", file.read_text(encoding="utf-8"), maxsplit=2, flags=re.MULTILINE)
+def split_page(file, text=None):
+    """Front matter and Markdown of a page, or of a text that was made from the file."""
+    text = file.read_text(encoding="utf-8") if text is None else text
+    parts = re.split(r"^\+\+\+\n", text, maxsplit=2, flags=re.MULTILINE)
     if len(parts) != 3 or parts[0]:
         raise PageError(f"{file}: the page must begin with its settings between two lines +++")
     try:
@@ -76,8 +89,20 @@ def with_plain_brackets(math_element):
     return ElementTree.tostring(tree, encoding="unicode")
 
 
+def text_by_section(markdown):
+    """What stands above the first heading, and the text below each."""
+    parts = re.split(r"^## (.*)\n", markdown, flags=re.MULTILINE)
+    return parts[0], dict(zip(parts[1::2], parts[2::2]))
+
+
+def continued(text, more):
+    """One text after another; a list goes on."""
+    between = "\n" if more.strip().startswith("- ") else "\n\n"
+    return f"{text.rstrip()}{between}{more.strip()}\n\n"
+
+
 class CameraPage:
-    """A page in a camera's folder, with its sections as HTML."""
+    """A page in a camera's folder, with its sections as HTML. What it shares with others is added by add_shared_notes."""
 
     def __init__(self, file):
         self.file = file
@@ -86,11 +111,46 @@ class CameraPage:
         for key in ("title", "servers", "summary", "parameters"):
             if key not in self.settings:
                 raise PageError(f'{file}: the settings lack "{key}"')
+        unknown = [key for key in self.settings if key not in PAGE_SETTINGS]
+        if unknown:
+            raise PageError(f"{file}: there is no setting {quoted(unknown)}; there are: {quoted(PAGE_SETTINGS)}")
         self.title = self.settings["title"]
         self.summary = self.settings["summary"]
         self.servers = self.settings["servers"]
         self.parameters = self.settings["parameters"]
         self.drawing = self.settings.get("drawing")
+
+    def add_shared_notes(self, cameras):
+        """Adds what the page has in common with others, as true of its cameras; the first is the one that it describes."""
+        camera = cameras[0]
+        depth_of_field = any(each["depth_of_field"] for each in cameras)
+        lens, film_part = self.settings.get("lens", ""), self.settings.get("film_part", "")
+        for name, value, known in (("lens", lens, LENSES), ("film_part", film_part, FILM_PARTS)):
+            if value not in known:
+                raise PageError(f'{self.file}: {name} is "{value}"; it can be: {quoted(known[1:])}')
+        if lens == "none" and depth_of_field:
+            raise PageError(f'{self.file}: lens is "none", but the module says that the camera has depth of field')
+        channels = {parameter["channel_name"] for parameter in camera["parameters"]}
+        rows = camera["panel_rows"]
+        text = MARKDOWN_TEMPLATES.get_template(SHARED_NOTES).render(
+            camera_choices=sum(row["choices_of"] == "cameras" for row in rows),
+            channels=channels,
+            row_channels={row["channel_name"] for row in rows},
+            saved_channels={name for item in camera["saved_items"] for name in item["channel_names"]},
+            panel_parameters=any(map(is_parameter, rows)),
+            publishes_exposure="PhotoISO" in channels,
+            depth_of_field=depth_of_field,
+            lens=lens,
+            film_part=film_part,
+            motion_samples=self.settings.get("motion_samples", False),
+            also_followed=self.settings.get("also_followed", ""),
+            values_read=self.settings.get("values_read", ""),
+        )
+        settings, markdown = split_page(SITE / SHARED_NOTES, text)
+        self.parameters = {**settings["parameters"], **self.parameters}
+        shared = text_by_section(markdown)[1]
+        above, own = text_by_section(self.markdown)
+        self.markdown = above + "".join(f"## {title}\n{continued(own_text, shared.get(title, ''))}" for title, own_text in own.items())
 
     def make_sections(self):
         parts = re.split(r"<h2 id=\"[^\"]*\">(.*?)</h2>", html_of(self.markdown))
@@ -327,15 +387,19 @@ def make_pages(module, tool, output, pages_folder):
     with ThreadPoolExecutor(max_workers=os.cpu_count() or 2) as pool:
         described = pool.submit(programs.module_description)
         drawn = {page.slug: pool.submit(drawings, page, programs) for page in pages}
-        written = [pool.submit(page.make_sections) for page in pages]
         developer = [pool.submit(developer_page, slug) for slug in DEVELOPER_PAGES]
         description = described.result()
+        by_name = {camera["server_name"]: camera for camera in description["unregistered_cameras"] + description["cameras"]}
+        cameras_of = {page.slug: [by_name[name] for name in page.servers if name in by_name] for page in pages}
+        for page in pages:
+            if cameras_of[page.slug]:
+                page.add_shared_notes(cameras_of[page.slug])
+        written = [pool.submit(page.make_sections) for page in pages]
         for task in written:
             task.result()
         drawn = {slug: task.result() for slug, task in drawn.items()}
         developer = [task.result() for task in developer]
 
-    by_name = {camera["server_name"]: camera for camera in description["unregistered_cameras"] + description["cameras"]}
     registered = [camera["server_name"] for camera in description["cameras"]]
     page_of = {server: page for page in pages for server in page.servers}
     without_page = [server for server in registered if server not in page_of]
@@ -373,7 +437,7 @@ def make_pages(module, tool, output, pages_folder):
         write_if_changed(output / name, environment.get_template(template).render(root=root, **shared, **values))
 
     for page in pages:
-        cameras = [by_name[name] for name in page.servers if name in by_name]
+        cameras = cameras_of[page.slug]
         if cameras:
             check_names(page, cameras)
         first = cameras[0] if cameras else None
