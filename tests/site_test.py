@@ -166,7 +166,7 @@ class Pages(unittest.TestCase):
             '<code>HorizontalShiftFactor</code>',
             "1 to 360",
             '<span class="field">6 cm</span>',
-            '<td data-label="Default">6 cm</td>',
+            '<td data-label="Default">6\N{NO-BREAK SPACE}cm</td>',
             '<td data-label="Default">no</td>',
             "kept, shown nowhere",
             "yes, but the scene keeps one value",
@@ -176,7 +176,7 @@ class Pages(unittest.TestCase):
             "pictures/stereo",
         ):
             self.assertIn(part, page)
-        self.assertIn("-500.0 % to 500.0 %", (self.site / "reference" / "advanced-panoramic.html").read_text(encoding="utf-8"))
+        self.assertIn("-500.0\N{NO-BREAK SPACE}% to 500.0\N{NO-BREAK SPACE}%", (self.site / "reference" / "advanced-panoramic.html").read_text(encoding="utf-8"))
         self.assertIn("projects: no", (self.site / "reference" / "skybox.html").read_text(encoding="utf-8"))
         self.assertNotIn("<script", page)
 

@@ -217,6 +217,11 @@ UNITS = {
 }
 
 
+def unbroken(text):
+    """A number stays on the line of its unit."""
+    return text.replace(" ", "\N{NO-BREAK SPACE}")
+
+
 def value_range(row):
     """What the panel takes, in its own words and units."""
     if row["quantity"] == "text":
@@ -228,7 +233,7 @@ def value_range(row):
         return f"(none) or {others.get(row['choices_of'], 'one of those in the scene')}"
     if row["choices"]:
         return ", ".join(choice.strip() for choice in row["choices"])
-    low, high = row["displayed_minimum"], row["displayed_maximum"]
+    low, high = (limit and unbroken(limit) for limit in (row["displayed_minimum"], row["displayed_maximum"]))
     if low is not None and high is not None:
         return f"{low} to {high}"
     if low is not None:
@@ -253,7 +258,7 @@ def parameter_rows(page, camera):
                 "channel": row["channel_name"] or "–",
                 "unit": UNITS.get(row["quantity"], "–"),
                 "range": value_range(row),
-                "default": row["displayed_text"] or "–",
+                "default": (unbroken(row["displayed_text"]) if row["displayed_unit"] else row["displayed_text"]) or "–",
                 "animatable": animatable(row["channel_name"]),
                 "text": page.parameters[row_key(row)],
             }
