@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <iostream>
 #include <limits>
 
 #include "standin/host/gizmo_drawing.h"
@@ -247,20 +246,6 @@ double ray_error(const standin::RayAnswer& answer, const LongRay& expected) {
 double film_error(std::pair<double, double> film, LongFilmPoint expected, double scale) {
   const long double size = std::max<long double>(scale, std::hypot(expected.x, expected.y));
   return static_cast<double>(std::hypot(film.first - expected.x, film.second - expected.y) / size);
-}
-
-void LargestError::add(double error) {
-  if (!(error <= value_)) value_ = error;
-}
-
-void expect_small_errors(const std::string& what, double tolerance, const std::function<double()>& next, int count) {
-  LargestError largest;
-  for (int i = 0; i < count; ++i) {
-    const double error = next();
-    largest.add(error);
-    ASSERT_LE(error, tolerance) << what << ", case " << i;
-  }
-  std::cout << what << ": largest error " << largest.value() << " in " << count << " cases\n";
 }
 
 double round_trip_error(LensStage& stage, Random& random, std::pair<double, double> film) {

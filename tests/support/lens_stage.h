@@ -3,7 +3,6 @@
 #include <array>
 #include <functional>
 #include <optional>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,20 +11,9 @@
 #include "standin/host/hosted_camera.h"
 #include "standin/host/module.h"
 #include "tests/support/long_vector.h"
+#include "tests/support/random_cases.h"
 
 namespace test_support {
-
-/// The same numbers in every run.
-class Random {
- public:
-  double between(double low, double high) { return low + (high - low) * fraction(); }
-  bool coin() { return fraction() < 0.5; }
-
- private:
-  // The standard library's own distributions differ from one library to the next.
-  double fraction() { return static_cast<double>(engine_() >> 11) * 0x1p-53; }
-  std::mt19937_64 engine_{20261028};
-};
 
 /// What a projection answered, and the three numbers of its output afterwards.
 struct RawProjection {
@@ -113,19 +101,6 @@ double ray_error(const standin::RayAnswer& answer, const LongRay& expected);
 
 /// Distance of two film positions in terms of `scale`, or of the expected one's distance from the centre where that is more.
 double film_error(std::pair<double, double> film, LongFilmPoint expected, double scale);
-
-/// The greatest of many errors.
-class LargestError {
- public:
-  void add(double error);
-  double value() const { return value_; }
-
- private:
-  double value_ = 0.0;
-};
-
-/// The module's answers against a formula, in numbers; `next` prepares a random case and returns its error.
-void expect_small_errors(const std::string& what, double tolerance, const std::function<double()>& next, int count = 10'000);
 
 /// Film position to ray to world point to film, on the stage's present frame: the error in terms of half the film's height.
 double round_trip_error(LensStage& stage, Random& random, std::pair<double, double> film);

@@ -18,6 +18,9 @@ struct LongVector {
 };
 
 inline long double dot(LongVector a, LongVector b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+inline LongVector cross(LongVector a, LongVector b) {
+  return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
 inline long double length(LongVector a) { return std::sqrt(dot(a, a)); }
 inline LongVector normalized(LongVector a) { return a * (1.0L / length(a)); }
 
