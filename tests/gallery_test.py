@@ -262,7 +262,6 @@ class CommittedGallery(InFolder):
 
     def test_every_registered_camera_has_a_picture_through_it(self):
         registered = {camera["server_name"] for camera in self.module_description["cameras"]}
-        self.assertEqual(len(registered), 17)
         pictured = {self.server_of_camera[entry["camera"]] for entry in self.listed["picture"] if entry["kind"] == "render"}
         self.assertEqual(pictured, registered)
 

@@ -243,12 +243,27 @@ class Pages(unittest.TestCase):
             size = "const body = document.body.getBoundingClientRect(); return [document.documentElement.scrollWidth, body.height]"
             self.assertEqual(self.browser.execute_script(size), [width, height], camera)
 
+    def test_the_first_page_counts_the_cameras_of_the_module(self):
+        page = (self.site / "index.html").read_text(encoding="utf-8")
+        programs = make_pages.Programs(ARGUMENTS.tool, ARGUMENTS.module)
+        self.addCleanup(programs.temporary.cleanup)
+        count = make_pages.in_words(len(programs.module_description()["cameras"]))
+        self.assertIn(f"<title>OviCam – {count} cameras for LightWave</title>", page)
+        self.assertIn(f'<p class="summary">{count.capitalize()} cameras for LightWave,', page)
+
     def test_pages_that_are_made_are_left_alone(self):
         # The first of the two makes up for whatever was edited since the pages were made.
         run_make_pages("--output", self.site)
         again = run_make_pages("--output", self.site)
         self.assertEqual((again.returncode, again.stderr), (0, ""))
         self.assertIn("are made", again.stdout)
+
+
+class Words(unittest.TestCase):
+    def test_numbers_are_written_as_people_say_them(self):
+        said = {0: "zero", 1: "one", 12: "twelve", 17: "seventeen", 19: "nineteen", 20: "twenty", 21: "twenty-one",
+                40: "forty", 99: "ninety-nine", 100: "100"}
+        self.assertEqual({number: make_pages.in_words(number) for number in said}, said)
 
 
 class Mistakes(unittest.TestCase):

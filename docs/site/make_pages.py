@@ -222,6 +222,20 @@ def unbroken(text):
     return text.replace(" ", "\N{NO-BREAK SPACE}")
 
 
+def in_words(count):
+    """A whole number from 0 to 99 in English; greater ones in digits."""
+    small = (
+        "zero one two three four five six seven eight nine ten eleven twelve thirteen fourteen fifteen sixteen seventeen "
+        "eighteen nineteen"
+    ).split()
+    tens = "twenty thirty forty fifty sixty seventy eighty ninety".split()
+    if count < 20:
+        return small[count]
+    if count > 99:
+        return str(count)
+    return tens[count // 10 - 2] + (f"-{small[count % 10]}" if count % 10 else "")
+
+
 def value_range(row):
     """What the panel takes, in its own words and units."""
     if row["quantity"] == "text":
@@ -433,6 +447,7 @@ def make_pages(module, tool, output, pages_folder):
     environment = jinja2.Environment(
         loader=jinja2.FileSystemLoader(SITE), autoescape=True, undefined=jinja2.StrictUndefined, trim_blocks=True, lstrip_blocks=True
     )
+    environment.filters["in_words"] = in_words
     (output / "reference").mkdir(parents=True, exist_ok=True)
     style = (SITE / "style.css").read_text(encoding="utf-8")
     write_if_changed(output / "style.css", f"{style}\n{description['panel_style']}")
