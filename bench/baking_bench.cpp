@@ -24,7 +24,7 @@ constexpr std::uint32_t mesh_id = 0x8006;
 constexpr std::uint32_t uv_map_id = 0x8007;
 constexpr std::uint32_t surroundings_id = 0x800b;
 
-/// A square of so many cells each way, two triangles each.
+/// A square of this many cells each way, with two triangles per cell.
 constexpr std::uint64_t cells = 708;
 constexpr std::uint64_t points_a_side = cells + 1;
 constexpr std::uint64_t triangle_count = 2 * cells * cells;
@@ -43,7 +43,7 @@ float v_of(std::uint64_t point) {
   return static_cast<float>(row) / static_cast<float>(cells);
 }
 
-// --- A host whose meshes cost next to nothing: what is left is the module's own time. Handles are numbers from 1.
+// --- A host whose meshes cost next to nothing, so that the module's own time is measured. Handles are numbers from 1.
 
 template <class Handle>
 Handle handle_of(std::uint64_t number) {
@@ -142,7 +142,7 @@ double scan_seconds(standin::HostedCamera& camera, bool surroundings) {
   return fastest;
 }
 
-/// Of positions all over a film of `share` times the size.
+/// For positions spread over a film of `share` times the size.
 double nanoseconds_per_ray(standin::HostedCamera& camera, double share) {
   const LWCameraAccess& access = camera.access();
   const auto evaluate = camera.handler().evaluate;
@@ -182,7 +182,7 @@ int main(int argc, char** argv) try {
   standin::HostedCamera camera(host, module, server, "Camera");
   const std::string what = std::to_string(triangle_count) + " triangles, ";
 
-  // The table of the last activation counts.
+  // The services of the last activation are the ones that are used.
   LWInstanceFuncs instance{};
   LWCameraHandler handler{};
   handler.inst = &instance;

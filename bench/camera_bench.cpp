@@ -1,6 +1,6 @@
-// Nanoseconds per ray through the handler's function pointer, beside the same arithmetic inlined in a loop of this program.
-// The module to load is the argument. Both are measured in turns, and the fastest turn of each counts, so that the ratio
-// means something on a busy machine.
+// Nanoseconds per ray through the handler's function pointer, compared with the same arithmetic inlined in a loop of this
+// program. The module to load is the argument. The two are measured alternately, and the fastest run of each counts, so that
+// the ratio means something on a busy machine.
 
 #include <algorithm>
 #include <array>
@@ -26,7 +26,7 @@
 
 namespace {
 
-// Turns shorter than the system's time slices: some of them run undisturbed.
+// Runs that are shorter than the system's time slices: some of them are not interrupted.
 constexpr int turns = 600;
 constexpr int rays_per_turn = 10'000;
 
@@ -57,10 +57,10 @@ framework::Pose pose_of(const LWCameraAccess& access) {
   return {vector(access.worldPos), vector(access.toWorld[0]), vector(access.toWorld[1]), vector(access.toWorld[2])};
 }
 
-/// Keeps a ray from being optimised away, at the cost of nothing but its stores.
+/// Keeps a ray from being optimised away, at the cost of its stores only.
 void keep(const void* ray) { asm volatile("" : : "r"(ray) : "memory"); }
 
-/// The value, as if it were read at run time.
+/// The value, hidden from the optimiser as if it were read at run time.
 template <class Value>
 Value opaque(Value value) {
   asm volatile("" : "+m"(value));
@@ -76,7 +76,7 @@ framework::Ray with_film_normal(framework::Ray ray, framework::Vector film_norma
   return ray;
 }
 
-/// Three envelopes as the publishing cameras read them with every ray: the host's own share of their time.
+/// Three envelopes, which publishing cameras read with every ray: the time that this takes is the host's.
 class Exposure {
  public:
   Exposure() : service_(static_cast<const LWVParmFuncs*>(standin::Host::global()(LWVPARMFUNCS_GLOBAL, GFUSE_TRANSIENT))) {
@@ -136,7 +136,7 @@ void compare(const standin::Module& module, const char* server_name, double time
               through_handler / in_line);
 }
 
-/// How many times one thread's rays two threads get through in the same time, with one instance for both.
+/// How many times the rays of one thread two threads evaluate in the same time, sharing one instance.
 void compare_threads(const standin::Module& module, const char* server_name) {
   constexpr int thread_turns = 8;
   // Long enough that starting a thread, which takes Wine a millisecond, does not count.

@@ -1,7 +1,7 @@
 // Rays per second of a whole render, beside Embree's in a bare loop over the same rays: the difference is what the module's
 // camera, the samples, the shading and the picture file cost. Arguments: a scene, one of its cameras, and the modules to render
-// it through; a module for Windows answers through the ray service. Both are measured in turns, and the fastest turn of each
-// counts, so that the ratio means something on a busy machine.
+// it through; a module for Windows answers through the ray service. The two are measured alternately, and the fastest run of
+// each counts, so that the ratio means something on a busy machine.
 
 #include <algorithm>
 #include <chrono>
@@ -36,7 +36,7 @@ constexpr int width = 640;
 constexpr int height = 360;
 constexpr std::uint32_t samples_per_pixel = 8;
 constexpr int turns = 3;
-/// Neighbouring pixels together, as the renderer takes them: which rays follow each other decides on the processor's caches.
+/// Neighbouring pixels follow each other, as in the renderer: the order of the rays decides what the processor's caches hold.
 constexpr int tile_size = 32;
 
 double seconds_of(const std::function<void()>& action) {
@@ -45,7 +45,7 @@ double seconds_of(const std::function<void()>& action) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-/// What Embree gets of a frame.
+/// The rays that Embree traces for a frame.
 struct FrameRays {
   std::vector<RTCRayHit> of_camera;
   /// From lit surfaces towards the sun.
@@ -54,7 +54,7 @@ struct FrameRays {
   std::size_t count() const { return of_camera.size() + of_shadows.size(); }
 };
 
-/// Adds the rays of a tile, whose corner is given in pixels.
+/// Adds the rays of the tile with this corner, in pixels.
 void add_tile(const tool::FrameJob& job, int left, int top, FrameRays& rays) {
   std::vector<standin::RayQuery> queries;
   for (int row = top; row < std::min(top + tile_size, job.height); ++row) {

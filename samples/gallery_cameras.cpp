@@ -59,14 +59,14 @@ Placement at_rest(std::array<double, 3> position, double heading_degrees = 0.0, 
   return at_rest({position, heading_degrees, pitch_degrees});
 }
 
-/// The scene's cameras in order, each named by its place where another camera asks for it.
+/// The scene's cameras in order. A camera that shows another refers to it by its place.
 class Cameras {
  public:
   explicit Cameras(std::vector<SceneCamera> cameras) : cameras_(std::move(cameras)) {}
 
   void add(SceneCamera camera) { cameras_.push_back(std::move(camera)); }
 
-  /// The pop-up's number of a camera that was added before the one that asks.
+  /// The number in the pop-up of a camera that was added before the one that shows it.
   Saved choice(std::string_view name) const {
     const auto found = std::ranges::find(cameras_, name, &SceneCamera::name);
     if (found == cameras_.end()) throw std::logic_error("no camera before this one is called " + std::string(name));
@@ -79,12 +79,12 @@ class Cameras {
   std::vector<SceneCamera> cameras_;
 };
 
-/// A camera of the host's own.
+/// The host's own camera.
 SceneCamera plain_camera(const std::string& name, const Placement& placement, double zoom_factor) {
   return {name, "Perspective", 640, 360, placement, zoom_factor};
 }
 
-// Where cameras of the gallery stand, each with a plain camera beside it.
+// Positions of the gallery's cameras; a plain camera stands at each as well.
 constexpr Place fisheye_place{{0, eye_height, -4}, 0, -8};
 constexpr Place radial_place{{0, 5.0, -4}, 0, -4};
 constexpr Place flowers_place{{2.4, 1.15, 1.5}, 8, -2};
@@ -150,7 +150,7 @@ void add_perspectives(Cameras& cameras) {
   };
   rides({"Moving", "QuorinPerspectiveCam", 640, 360, at_rest(moving_place), portrait_zoom, settings}, 18.0);
 
-  // Past the flowers and focused on them, by the three servers: what blurs differs, and nothing else.
+  // Moves past the flowers, focused on them, once for each of the three servers: only the blur differs.
   SceneCamera ride{"Ride", "QuorinPerspectiveCam", 640, 360, at_rest(ride_place), portrait_zoom, settings};
   ride.film_height = 0.18;
   ride.focal_distance = 3.3;
@@ -273,14 +273,14 @@ void add_frames(Cameras& cameras) {
   const Saved source = cameras.choice("Hall Portrait");
   cameras.add({"Overscan", "QuorinOverscanCam", 800, 450, at_rest(middle), 3.2,
                saved({source, envelope(0.25), envelope(0), envelope(0)})});
-  // 12 cm wide at 110 dots per inch, and 1 cm of bleed on every edge: the size that the panel works out.
+  // 12 cm wide at 110 dots per inch, and 1 cm of bleed on every edge: the size that the panel calculates.
   cameras.add({"DPI", "QuorinDpiCam", 605, 377, at_rest(middle), 3.2,
                saved({source, whole(110), whole(0), envelope(0.12), envelope(0.01)})});
 }
 
-/// Which pixels the front of an object covers. Square, so that edges lie on corners.
+/// Shows which pixels the front of an object covers. Square, because only then do the points of edges meet those of corners.
 void add_baking(Cameras& cameras, unsigned object) {
-  // Of the scene's texture maps the first is the floor's.
+  // The first of the scene's texture maps is the floor's.
   constexpr unsigned front_map = 2;
   cameras.add({"Baking", "QuorinBakingCam", 480, 480, at_rest(middle), 3.2,
                saved({plain(0.0001), plain(0), whole(object), whole(front_map), whole(1), whole(2), whole(0), whole(0)})});

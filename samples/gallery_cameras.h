@@ -6,7 +6,7 @@
 
 namespace samples {
 
-/// Plain cameras all over the plaza, then one camera for each picture of the gallery, with the settings that it saved.
+/// Plain cameras all over the plaza, then one camera for each picture of the gallery, with its saved settings.
 /// `convergence_point` counts the scene's objects from 1 to the one that the converging stereo camera aims at, `baked_object`
 /// the object files to the one that the baking camera shows. Threads: any.
 std::vector<SceneCamera> gallery_cameras(unsigned convergence_point, unsigned baked_object);

@@ -11,7 +11,7 @@ namespace samples {
 namespace {
 
 constexpr double units_per_metre = 10000.0;
-/// Indices from here on would need the file's long form.
+/// Indices from here on need the long form of the file format.
 constexpr std::size_t short_index_limit = 0xff00;
 
 /// A glyph's lines on a grid four wide and six high: points as two digits, x then y; a bar starts a new line.
@@ -61,7 +61,7 @@ class Bytes {
   }
   void f4(double value) { u4(std::bit_cast<std::uint32_t>(static_cast<float>(value))); }
   void id(std::string_view four_letters) { append(std::span(four_letters.data(), four_letters.size())); }
-  /// A closing zero, and a second one where the length would be odd.
+  /// A terminating zero, and a second one where the length would be odd.
   void text(std::string_view value) {
     id(value);
     bytes_.resize(bytes_.size() + 2 - value.size() % 2);
@@ -72,7 +72,7 @@ class Bytes {
     append(std::span(body.bytes_));
     if (body.bytes_.size() % 2 != 0) bytes_.push_back(0);
   }
-  /// A chunk inside a surface: its length is short.
+  /// A chunk inside a surface, which has a short length.
   void small_chunk(std::string_view name, const Bytes& body) {
     id(name);
     u2(static_cast<std::uint16_t>(body.bytes_.size()));

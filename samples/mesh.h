@@ -16,13 +16,13 @@ namespace samples {
 using standin::ItemPose;
 using standin::Vec3;
 
-/// What a surface of an object file looks like: red, green and blue from 0 to 1, and how much of it comes from the lights
-/// and how much from itself.
+/// What a surface of an object file looks like: red, green and blue from 0 to 1, how much light it reflects, and how much it
+/// emits.
 struct Paint {
   std::string name;
   Vec3 color;
   double luminosity = 0.0;
-  /// Seen from behind as well, as cloth is.
+  /// Visible from behind as well, as cloth is.
   bool two_sided = false;
 };
 
@@ -40,14 +40,14 @@ class Mesh {
   void place(const ItemPose& frame) { frame_ = frame; }
   const ItemPose& frame() const { return frame_; }
 
-  /// The shapes that follow get this surface, which is created when its name is new.
+  /// The shapes that follow get this surface, which is created if its name is new.
   void paint(const Paint& paint);
 
   /// Points clockwise as seen from the front; three or more, in one plane, convex.
   void polygon(std::span<const Vec3> points);
   /// A parallelogram seen from its front: lower left corner, the way to the right, the way up.
   void quad(Vec3 corner, Vec3 right, Vec3 up);
-  /// An upright box between two corners. Without an underside where it stands on height 0.
+  /// An upright box between two corners. It has no underside where it stands on the ground, at height 0.
   void box(Vec3 low, Vec3 high);
   /// A solid of revolution about an upright axis through `foot`. The outline runs with the outside on its left, so upwards
   /// on the outside; open ends are closed by flat caps. `second`, if given, paints every other side.
@@ -83,7 +83,7 @@ class Mesh {
   ItemPose frame_;
   std::vector<Paint> paints_;
   std::uint16_t current_paint_ = 0;
-  /// In tenths of a millimetre: whole numbers, so that rounding in a machine's sine cannot change the file.
+  /// In tenths of a millimetre: whole numbers, so that differences in a machine's sine function cannot change the file.
   std::vector<std::array<std::int32_t, 3>> points_;
   std::map<std::array<std::int32_t, 3>, std::uint16_t> point_index_;
   std::vector<Face> polygons_;

@@ -47,7 +47,7 @@ enum Side : std::size_t { north, east, south, west };
 const std::array<const Paint*, side_count> side_colors{&palette::red, &palette::green, &palette::yellow, &palette::blue};
 constexpr std::array<std::string_view, side_count> side_letters{"N", "E", "S", "W"};
 
-/// Quarter turns leave whole numbers whole, which a sine would not.
+/// Quarter turns are exact, which sines would not be.
 ItemPose facing(std::size_t side, Vec3 position = {}) {
   constexpr std::array<Vec3, side_count> ways{Vec3{0, 0, 1}, Vec3{1, 0, 0}, Vec3{0, 0, -1}, Vec3{-1, 0, 0}};
   return ItemPose{position, ways[(side + 1) % side_count], {0, 1, 0}, ways[side]};
@@ -131,7 +131,7 @@ Mesh grid() {
     for (int column = 0; column < tile_count; ++column) {
       const double x = (column + 0.5) * tile_side - floor_half_side;
       const double z = (row + 0.5) * tile_side - floor_half_side;
-      // Upright for somebody who stands in the middle.
+      // Upright as seen from the middle.
       const ItemPose way = facing(side_of(x, z));
       const bool innermost = std::abs(x) < tile_side && std::abs(z) < tile_side;
       mesh.lettering({x, inlay_height, z}, way.right, way.forward, tile_name(column, row), innermost ? 1.0 : 1.5);
@@ -497,7 +497,7 @@ Mesh west_offices() {
   return mesh;
 }
 
-// --- Things on the plaza ------------------------------------------------------------------------------------------------
+// --- Objects on the plaza ------------------------------------------------------------------------------------------------
 
 void bench(Mesh& mesh) {
   mesh.paint(palette::iron);
@@ -756,8 +756,8 @@ Mesh sky_ring() {
     mesh.bar({-0.6, height + 0.1, 2.5}, {-0.3, height + 0.1, 0.9}, 0.03);
     mesh.bar({0.6, height + 0.1, 2.5}, {0.3, height + 0.1, 0.9}, 0.03);
   }
-  // Eight wires lead from the ring to the arcades' front edge, which they all meet at one distance; near the ring a garland of
-  // pennants goes round them.
+  // Eight wires lead from the ring to the front edge of the arcades, all at the same distance; near the ring a garland of
+  // pennants runs around them.
   constexpr int wires = 8;
   constexpr double garland_share = 0.25;
   const auto wire_point = [&](int wire, double share) {
@@ -800,7 +800,7 @@ Mesh sky_ring() {
 }
 
 void far_tower(Mesh& mesh, Vec3 foot, double width, double height, const Paint& wall, bool pointed) {
-  // Seen over a corner, so that two of its sides show.
+  // Seen from a corner, so that two of its sides show.
   mesh.place(turned_to(std::atan2(foot.x, foot.z) * 180 / pi + (pointed ? 30 : -30), foot));
   mesh.paint(wall);
   block(mesh, {}, {width, height, width});
@@ -812,7 +812,7 @@ void far_tower(Mesh& mesh, Vec3 foot, double width, double height, const Paint& 
   for (std::size_t side = 0; side < side_count; ++side) {
     const ItemPose face = facing(side);
     const Vec3 inwards = turn(face.forward);
-    // Sides that face away from the plaza stay bare.
+    // Sides that face away from the plaza have no detail.
     if (dot(inwards, foot) < width) continue;
     mesh.place(ItemPose{foot, turn(face.right), face.up, inwards});
     for (int band = 0; band < bands; ++band) {
@@ -858,7 +858,7 @@ Mesh skyline() {
     const double heading = tower.heading_degrees * pi / 180;
     const Vec3 foot{tower.distance * std::sin(heading), 0, tower.distance * std::cos(heading)};
     const auto side = side_of(foot.x, foot.z);
-    // The air between takes half the colour away.
+    // Haze takes half of the colour away.
     const Paint wall{std::string("Far Tower ") + std::string(side_letters[side]),
                      side_colors[side]->color * 0.35 + Vec3{0.66, 0.74, 0.84} * 0.65};
     far_tower(mesh, foot, tower.width, tower.height, wall, tower.pointed);

@@ -20,11 +20,11 @@ struct SampleObject {
 /// south to north.
 constexpr double floor_half_side = 12.0;
 
-/// How far east of the middle the tram runs, from north to south, metres.
+/// How far east of the middle the tram's north-south line is, metres.
 constexpr double tram_line_east = 15.0;
 
 /// The plaza's objects: red to the north (+Z), green to the east (+X), yellow to the south, blue to the west, and the floor's
-/// tiles as surfaces "Tile A1" to "Tile H8". All but the tram stand where they belong; the tram's origin is on the ground
+/// tiles as surfaces "Tile A1" to "Tile H8". All but the tram are modelled in place; the tram's origin is on the ground
 /// below its middle. Threads: any.
 std::vector<SampleObject> plaza_objects();
 

@@ -25,7 +25,7 @@ SERVERS_THAT_SHOW_CAMERAS = {"QuorinMultiCam", "Quorin4UpCam", "Quorin12UpCam", 
 
 
 class CatalogueError(Exception):
-    """The list of pictures, or the command line, asks for what cannot be."""
+    """The list of pictures, or the command line, asks for something impossible."""
 
 
 @dataclass(frozen=True)
@@ -101,7 +101,7 @@ def hash_of_file(path: Path) -> str:
 
 
 class SceneFile:
-    """A scene's text, apart in its cameras and everything else."""
+    """A scene's text, separated into its cameras and the rest."""
 
     def __init__(self, path: Path):
         self.path = path
@@ -112,7 +112,7 @@ class SceneFile:
         for line in path.read_text(encoding="utf-8", errors="surrogateescape").splitlines():
             word, _, rest = line.partition(" ")
             if word == "AddCamera":
-                # The item's number in this line depends on how many cameras there are, and the picture does not.
+                # The item's number in this line depends on how many cameras there are; the picture does not.
                 block = []
                 continue
             if not line:
@@ -125,7 +125,7 @@ class SceneFile:
                 self._objects.append(rest.split(" ", 2)[-1])
 
     def content_for(self, camera: str) -> list:
-        """What the picture of a camera depends on in the scene and in its objects' files."""
+        """The parts of the scene and of its objects' files that the picture of a camera depends on."""
         own = self._cameras.get(camera)
         servers = {word for line in own or [] if line.startswith("Plugin CameraHandler ") for word in line.split()[3:4]}
         alone = own is not None and not servers & SERVERS_THAT_SHOW_CAMERAS
@@ -180,7 +180,7 @@ class Gallery:
         self.pictures = folder / "pictures"
         self.pictures.mkdir(parents=True, exist_ok=True)
         self._key_file = folder / "pictures.json"
-        # Held until the program ends: two runs at once would take each other's pictures for their own.
+        # Held until the program ends: two runs at once would mistake each other's pictures for their own.
         self._lock = os.open(folder, os.O_RDONLY)
         try:
             fcntl.flock(self._lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
@@ -196,7 +196,7 @@ class Gallery:
         return self._keys.get(picture.file) == key and (self.pictures / picture.file).is_file()
 
     def forget(self, files: list[str]) -> None:
-        """What is rendered anew does not count as done until it is."""
+        """A picture that is rendered again does not count as done until it is."""
         for file in files:
             self._keys.pop(file, None)
         self._save()
@@ -206,7 +206,7 @@ class Gallery:
         self._save()
 
     def remove_leftovers(self, listed: dict[str, Picture]) -> list[str]:
-        """Deletes pictures that were rendered for entries which are gone, and what stopped runs left; says which."""
+        """Deletes pictures whose entries were removed, and what interrupted runs left behind; returns their names."""
         left = [file for file in self._keys if file not in listed]
         unfinished = [path.name for path in self.pictures.glob(".*.unfinished-*")]
         for file in left + unfinished:
@@ -221,7 +221,7 @@ class Gallery:
 
 
 class Progress:
-    """A bar in a terminal; elsewhere a line now and then."""
+    """A progress bar in a terminal; elsewhere an occasional line."""
 
     def __init__(self, total: int):
         self._total = total
@@ -249,7 +249,7 @@ class Progress:
 
 
 def render(command: list[str], output: Path) -> str:
-    """What went wrong; empty when the picture is there."""
+    """What went wrong; empty on success."""
     try:
         run = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace",
                              timeout=SECONDS_FOR_A_PICTURE, check=False)
@@ -293,7 +293,7 @@ def render_all(renderer: Renderer, gallery: Gallery, waiting: dict[Picture, str]
 
 def arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__, epilog="Example: samples/render_gallery.py fisheye_power_two stereo")
-    parser.add_argument("names", nargs="*", metavar="PICTURE", help="names of pictures; their pinhole pictures come along (default: all)")
+    parser.add_argument("names", nargs="*", metavar="PICTURE", help="names of pictures; their pinhole pictures are included (default: all)")
     parser.add_argument("--tool", type=Path, default=ROOT / "build/native/ovicam", help="the ovicam program")
     parser.add_argument("--module", type=Path, default=ROOT / "build/windows/OviCam.p", help="module that renders")
     parser.add_argument("--local-module", type=Path,
@@ -334,4 +334,4 @@ if __name__ == "__main__":
     except CatalogueError as error:
         sys.exit(f"gallery: {error}")
     except KeyboardInterrupt:
-        sys.exit("gallery: stopped; the next run goes on from here")
+        sys.exit("gallery: stopped; the next run continues from here")

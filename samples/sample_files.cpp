@@ -40,7 +40,7 @@ std::vector<SampleFile> sample_files() {
       objects.push_back({object.file, object.name == "tram" ? tram_ride() : Placement{{}, {heading, 0.0, 0.0}, -1, {}}});
     }
   }
-  // From the south-west, so that the north and east sides lie in the sun and the columns throw shadows across the floor.
+  // From the south-west, so that the north and east sides are in the sun and the columns throw shadows across the floor.
   const SceneLight sun{38.0, 46.0, 0.75, 0.5};
   const auto add_scene = [&](const std::string& path, std::span<const SceneNull> nulls, std::span<const SceneCamera> cameras) {
     const std::string text = scene_text(objects, nulls, sun, cameras, last_frame);

@@ -33,7 +33,7 @@ struct SceneNull {
   Placement placement;
 };
 
-/// A camera of a sample scene: a further one is a further row.
+/// A camera of a sample scene.
 struct SceneCamera {
   std::string name;
   /// The camera handler's server name, and the lines it saved; without lines it starts with its defaults.
@@ -51,7 +51,7 @@ struct SceneCamera {
   bool motion_blur = false;
 };
 
-/// The sun: where it comes from, and how much light is everywhere.
+/// The sun: its direction, and the ambient light.
 struct SceneLight {
   double heading_degrees = 0.0;
   double pitch_degrees = 0.0;

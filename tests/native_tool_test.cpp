@@ -238,7 +238,7 @@ TEST_F(NativeTool, FailuresExitWithOneNameTheirReasonAndLeaveNothingBehind) {
       {panel + quoted(out("panel.html")) + " --server QuorinFisheyeCam --set Version=1", "Version"},
       {panel + quoted(folder_ / "missing" / "panel.html") + " --server QuorinFisheyeCam", "folder"},
       {split + quoted(out("none.png")), "none.png"},
-      {split + quoted(scene_), "no picture"},
+      {split + quoted(scene_), "not a picture"},
       {split + quoted(out("folder.png")), "folder.png"},
       {split + quoted(out("tiny.png")), "5x5"},
       {split + quoted(out("tiny.png")) + " --layout cross", "5x5"},
@@ -389,9 +389,8 @@ TEST_F(NativeTool, CamerasOfServersThatTheModuleLacksArePlainPerspectives) {
   standin::write_scene_file(scene, scene_);
 
   const std::string told =
-      "warning: the module has no camera server \"AnotherMakersCam\", which the scene gives to Front, Second; rendered as a "
-      "plain "
-      "perspective\n";
+      "warning: the module has no camera server \"AnotherMakersCam\", which the scene uses for Front, Second; rendered as a "
+      "plain perspective\n";
   const Outcome outcome = render("foreign.png");
   EXPECT_EQ(outcome.exit_code, 0);
   EXPECT_EQ(outcome.output.find(told), 0U) << outcome.output;
@@ -885,7 +884,7 @@ TEST_F(NativeToolLink, SaysWhyThereIsNoRecord) {
     EXPECT_EQ(outcome.exit_code, 1) << outcome.output;
     EXPECT_NE(outcome.output.find(told), std::string::npos) << outcome.output;
   };
-  expect(link(folder_ / "gone"), "temporary directory is not there");
+  expect(link(folder_ / "gone"), "temporary directory does not exist");
   expect(link(folder_ / std::string(300, 'x')), "TMPDIR");
   write_link(std::string("\0\xff[CameraLink\n=\n", 16));
   expect(link(folder_), "no version");
@@ -893,7 +892,7 @@ TEST_F(NativeToolLink, SaysWhyThereIsNoRecord) {
   expect(link(folder_), "version is 2");
   fs::remove(out("Quorin_CameraLink.ini"));
   fs::create_directory(out("Quorin_CameraLink.ini"));
-  expect(link(folder_), "no file");
+  expect(link(folder_), "not a file");
 }
 
 TEST_F(NativeToolLink, WatchShowsEveryChangeAndEndsWhenInterrupted) {

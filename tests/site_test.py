@@ -256,7 +256,7 @@ class Pages(unittest.TestCase):
         run_make_pages("--output", self.site)
         again = run_make_pages("--output", self.site)
         self.assertEqual((again.returncode, again.stderr), (0, ""))
-        self.assertIn("are made", again.stdout)
+        self.assertIn("are up to date", again.stdout)
 
 
 class Words(unittest.TestCase):
@@ -335,7 +335,7 @@ class Mistakes(unittest.TestCase):
 
     def test_settings_that_are_not_there_or_no_toml(self):
         self.assertIn("between two lines +++", self.mistake("panoramic", ("+++\n", "---\n")))
-        self.assertIn("no TOML", self.mistake("panoramic", ("title = ", "title ")))
+        self.assertIn("not TOML", self.mistake("panoramic", ("title = ", "title ")))
         self.assertIn('lack "summary"', self.mistake("panoramic", ("summary =", "summaries =")))
 
     def test_mathematics_that_pandoc_does_not_understand(self):

@@ -535,7 +535,7 @@ TEST_F(StandInHost, CameraInfoFollowsTheSettings) {
   EXPECT_NEAR(width, std::numbers::pi / 2, 1e-12);
   EXPECT_NEAR(height, 2.0 * std::atan(0.5), 1e-12);
   cameras().zoomFactor(host.id_of("Null"), 0.0);
-  EXPECT_TRUE(contains(host.violations(), "is no camera"));
+  EXPECT_TRUE(contains(host.violations(), "is not a camera"));
 }
 
 // --- Panels.
@@ -1021,7 +1021,7 @@ TEST(ModuleSession, WrongSettingAndServerListTheChoices) {
   options.settings = {{"Zoom", "1"}};
   EXPECT_NE(refusal(options).find("HorizontalFOVradians"), std::string::npos) << refusal(options);
   options.settings = {{"HorizontalFOVradians", "wide"}};
-  EXPECT_NE(refusal(options).find("\"wide\" is no number"), std::string::npos) << refusal(options);
+  EXPECT_NE(refusal(options).find("\"wide\" is not a number"), std::string::npos) << refusal(options);
   EXPECT_NE(refusal(module_session("Quorin")).find("QuorinStereoCam"), std::string::npos) << refusal(module_session("Quorin"));
 }
 

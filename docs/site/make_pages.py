@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Makes the gallery's page and the reference: docs/site/make_pages.py [--module FILE] [--tool FILE] [--output FOLDER]
 
-Tables, panels and drawings come from the module itself; pages under docs say what they mean. A page that names what the
+Tables, panels and drawings come from the module itself; the pages say what they mean. A page that names what the
 module does not have, or leaves out what it has, is an error.
 """
 
@@ -39,14 +39,14 @@ MATHML = "http://www.w3.org/1998/Math/MathML"
 INCLUDED_FILES = ("interop/camera_link.h", "interop/euler.h", "examples/read_camera_link.c", "examples/read_camera_link.py")
 
 
-# For what is no HTML yet.
+# For text that is not HTML yet.
 MARKDOWN_TEMPLATES = jinja2.Environment(
     loader=jinja2.FileSystemLoader(SITE), undefined=jinja2.StrictUndefined, trim_blocks=True, lstrip_blocks=True, autoescape=False
 )
 
 
 class PageError(Exception):
-    """What a person has to change, in a sentence."""
+    """A sentence that says what has to be changed."""
 
 
 # --- Pages as they are written.
@@ -61,7 +61,7 @@ def split_page(file, text=None):
     try:
         return tomllib.loads(parts[1]), parts[2]
     except tomllib.TOMLDecodeError as error:
-        raise PageError(f"{file}: the settings between the lines +++ are no TOML: {error}") from error
+        raise PageError(f"{file}: the settings between the lines +++ are not TOML: {error}") from error
 
 
 def without_math(markdown):
@@ -72,14 +72,14 @@ def html_of(markdown):
     run = subprocess.run(
         ["pandoc", "-f", "markdown", "-t", "html5", "--mathml", "--no-highlight"], input=markdown, text=True, capture_output=True
     )
-    # Pandoc writes mathematics that it does not understand as it stands, and warns.
+    # Pandoc leaves mathematics that it does not understand unchanged, and warns.
     if run.returncode or run.stderr:
         raise PageError(f"pandoc says: {run.stderr.strip()}")
     return re.sub(r"<math.*?</math>", lambda match: with_plain_brackets(match[0]), run.stdout, flags=re.DOTALL)
 
 
 def with_plain_brackets(math_element):
-    """Brackets grow around fractions only: without a font for mathematics they grow where they need not."""
+    """Brackets stretch around fractions only: without a font for mathematics, browsers stretch them everywhere."""
     ElementTree.register_namespace("", MATHML)
     tree = ElementTree.fromstring(math_element)
     for row in tree.iter(f"{{{MATHML}}}mrow"):
@@ -164,12 +164,12 @@ class CameraPage:
 
 
 def is_parameter(row):
-    """Whether a row is something to describe: not a drawing, and not the version, which every panel shows."""
+    """Whether a row has to be described: not a drawing, and not the version, which every panel shows."""
     return not row["drawn"] and row["label"] != "Version"
 
 
 def row_key(row):
-    """What a page calls the row by: its label, or the channel where it has none."""
+    """The name of a row in pages: its label, or the channel where it has none."""
     return row["label"] or row["channel_name"]
 
 
@@ -314,7 +314,7 @@ def saved_rows(camera):
 class Programs:
     def __init__(self, tool, module):
         self.tool, self.module = tool, module
-        # Cameras that publish their exposure do so for the user who renders, not for one who makes pages.
+        # Cameras publish their exposure for the user who renders; making pages must not overwrite that.
         self.temporary = tempfile.TemporaryDirectory(prefix="ovicam-pages-")
         self.environment = {**os.environ, "TMPDIR": self.temporary.name}
 
@@ -356,12 +356,12 @@ def png_size(file):
     with open(file, "rb") as stream:
         head = stream.read(24)
     if head[:8] != b"\x89PNG\r\n\x1a\n":
-        raise PageError(f"{file} is no PNG picture; render the gallery again")
+        raise PageError(f"{file} is not a PNG picture; render the gallery again")
     return struct.unpack(">II", head[16:24])
 
 
 def read_pictures(list_file, folder):
-    """The pictures that are there, in the list's order, with their sizes; and the pinhole pictures by file."""
+    """The pictures that exist, in the list's order, with their sizes; and the pinhole pictures by file."""
     if not list_file.exists():
         return [], {}
     listed = tomllib.loads(list_file.read_text(encoding="utf-8"))
@@ -443,7 +443,7 @@ def make_pages(module, tool, output, pages_folder):
         "pinholes": pinholes,
         "pictures": {page.slug: [entry for entry in pictures if entry["page"] == page.slug] for page in pages},
     }
-    # The panel's drawings are links in themselves; everything else that goes into a page as it stands was made here.
+    # Panels come from the tool as HTML; whatever else the templates mark as safe was made here.
     environment = jinja2.Environment(
         loader=jinja2.FileSystemLoader(SITE), autoescape=True, undefined=jinja2.StrictUndefined, trim_blocks=True, lstrip_blocks=True
     )
@@ -485,7 +485,7 @@ def is_made(stamp, arguments, inputs):
     if not stamp.exists() or stamp.read_text(encoding="utf-8") != arguments:
         return False
     made = stamp.stat().st_mtime_ns
-    # A folder changes when a file in it comes or goes.
+    # A folder's time changes when a file in it is added or removed.
     return all(file.exists() and file.stat().st_mtime_ns < made for file in inputs)
 
 
@@ -503,7 +503,7 @@ def main():
     inputs = [arguments.module, arguments.tool, arguments.output / "pictures", *SITE.glob("*"), *arguments.pages.rglob("*"), arguments.pages]
     inputs += [*(ROOT / "docs").glob("*.md"), *(ROOT / "samples").glob("*.*"), *(ROOT / file for file in INCLUDED_FILES)]
     if is_made(stamp, repr(arguments), inputs):
-        print(f"The pages in {arguments.output} are made")
+        print(f"The pages in {arguments.output} are up to date")
         return
     try:
         count = make_pages(arguments.module, arguments.tool, arguments.output, arguments.pages)

@@ -25,7 +25,7 @@ def plus(a, b, times=1.0):
 
 
 def blend(low, high, share):
-    """From `low` by grey to `high`."""
+    """From `low` through grey to `high`."""
     start, end = (low, MIDDLE) if share < 0.5 else (MIDDLE, high)
     part = share * 2 - (share >= 0.5)
     return "rgb({},{},{})".format(*(round(a + (b - a) * part) for a, b in zip(start, end)))
@@ -44,7 +44,7 @@ def row_color(row, rows):
 
 
 def tile_color(column, row, columns, rows):
-    """Row 0 is the lowest. Hues of one lightness, far apart."""
+    """Row 0 is the lowest. Hues of equal lightness, well separated."""
     hue = (250 + 360 * (column + row * columns) / (columns * rows)) % 360
     return f"oklch(64% .16 {hue:.0f})"
 
@@ -74,7 +74,7 @@ def own_axes(answer):
 
 
 class Fan:
-    """Rays of one colour scheme: (ray, colour, class) triples, and a name to write at its end."""
+    """Rays of one colour scheme: (ray, colour, class) triples, and a name to write at their end."""
 
     def __init__(self, rays, name=""):
         self.rays = rays
@@ -109,7 +109,7 @@ def figure(title, drawing):
 
 
 def arrow(x1, y1, x2, y2, head=True, **style):
-    """A line, with a head or without, or a dot where it points at the reader."""
+    """A line, with or without an arrow head, or a dot where it points at the reader."""
     length = math.hypot(x2 - x1, y2 - y1)
     if length < 2.5:
         return element("circle", cx=short(x1), cy=short(y1), r=2.5, **style)
@@ -217,7 +217,7 @@ def view_figure(title, fans, plane, labels, length):
     none to suit the distances between their starts."""
     across, upward = plane
     off_plane = ({0, 1, 2} - {across, upward}).pop()
-    # Rays that go mostly toward the reader say nothing here.
+    # Rays that point mostly at the reader would show nothing here.
     fans = [fan for fan in fans if sum(abs(ray.direction[off_plane]) for ray, _ in fan.rays) < 0.75 * len(fan.rays)]
     rays = [ray for fan in fans for ray, _ in fan.rays]
     if not rays:
@@ -280,7 +280,7 @@ def fan_names(fans, place, across, upward, length):
 
 
 def scale_step(extent):
-    """A round length of a fifth to a half of the extent."""
+    """A round length, between a fifth and a half of the extent."""
     power = 10.0 ** math.floor(math.log10(extent / 2))
     return max(power * factor for factor in (1, 2, 5) if power * factor <= extent / 2)
 

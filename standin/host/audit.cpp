@@ -3,7 +3,7 @@
 namespace standin {
 namespace {
 
-/// Enough to see what goes wrong; a mistake made for every pixel would fill the memory.
+/// Enough to see what is wrong; a mistake made for every pixel would fill the memory.
 constexpr std::size_t most_kept = 1000;
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 namespace standin {
 
-/// What a module did wrong toward the host: one sentence per violation, naming the call. Threads: any.
+/// What a module did wrong: one sentence for each violation, which names the call. Threads: any.
 class Audit {
  public:
   void report(const std::string& sentence);
@@ -20,9 +20,9 @@ class Audit {
 /// Refuses the n-th creation of one kind of handle. Threads: one.
 class Refusal {
  public:
-  /// 1: the next creation. 0: none any more.
+  /// 1: the next creation. 0: no further one.
   void arm(int nth) { remaining_ = nth; }
-  /// Counts one creation; whether it is the refused one.
+  /// Counts a creation; returns whether it is to be refused.
   bool refuses() { return remaining_ > 0 && --remaining_ == 0; }
 
  private:

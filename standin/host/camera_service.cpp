@@ -13,7 +13,7 @@ const CameraSettings* require_camera(LWItemID id, const char* call) {
     return nullptr;
   }
   if (!item->camera) {
-    violation(call, "the item \"" + item->name + "\" is no camera");
+    violation(call, "the item \"" + item->name + "\" is not a camera");
     return nullptr;
   }
   return &*item->camera;

@@ -46,7 +46,7 @@ void* DynamicLibrary::find(const char* symbol) const noexcept {
 
 DynamicLibrary::DynamicLibrary(const std::filesystem::path& file) {
   require_file(file);
-  // A path without a slash would be looked up in the system's folders.
+  // The loader looks a path without a slash up in the system's folders.
   handle_ = dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle_ == nullptr) {
     refuse(file, dlerror());

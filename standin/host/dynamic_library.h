@@ -4,7 +4,7 @@
 
 namespace standin {
 
-/// A loaded module file; unloaded when this ends. Threads: one.
+/// A loaded module file, unloaded on destruction. Threads: one.
 class DynamicLibrary {
  public:
   /// Throws std::runtime_error with file and reason when the system's loader refuses it.
@@ -13,7 +13,7 @@ class DynamicLibrary {
   DynamicLibrary(const DynamicLibrary&) = delete;
   DynamicLibrary& operator=(const DynamicLibrary&) = delete;
 
-  /// The address of an exported symbol; null when there is none of that name.
+  /// The address of an exported symbol; null when there is none with that name.
   void* find(const char* symbol) const noexcept;
 
   /// The same, read as a pointer to an object or to a function of type T.

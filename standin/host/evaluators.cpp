@@ -11,7 +11,7 @@
 namespace standin {
 namespace {
 
-/// How deep in evaluators the code that this thread runs is: 0 in the camera that is rendered.
+/// How deeply nested in evaluators this thread is: 0 in the camera that is rendered.
 thread_local int running_depth = 0;
 
 class DepthScope {
@@ -46,7 +46,7 @@ std::unique_ptr<Evaluator> make_evaluator(Host& host, const Item& camera) {
       return evaluator;
     } catch (const std::exception& error) {
       evaluator->instance.reset();
-      warn(host, camera.name + " is evaluated with the host's own perspective camera", error.what());
+      warn(host, camera.name + " is evaluated through the host's own perspective camera", error.what());
     }
   }
   evaluator->plain = std::make_unique<PlainCamera>(host.scene(), camera.id);
@@ -60,14 +60,14 @@ LWCameraEvaluatorID create(LWItemID id) {
     return nullptr;
   }
   if (!camera->camera) {
-    violation("LW Camera Evaluation Funcs create", "the item \"" + camera->name + "\" is no camera");
+    violation("LW Camera Evaluation Funcs create", "the item \"" + camera->name + "\" is not a camera");
     return nullptr;
   }
   if (host->evaluators.refusal.refuses()) {
     return nullptr;
   }
   if (running_depth >= EvaluatorService::max_depth || host->evaluators.table.alive() >= EvaluatorService::max_alive) {
-    warn(*host, "No evaluator of " + camera->name + " is made",
+    warn(*host, "No evaluator of " + camera->name + " is created",
          "too many cameras show other cameras; choose cameras that do not lead back to one another");
     return nullptr;
   }
@@ -82,13 +82,13 @@ void destroy(LWCameraEvaluatorID id) {
   }
   const std::unique_ptr<Evaluator> evaluator = host->evaluators.table.take(id);
   if (evaluator == nullptr) {
-    violation("LW Camera Evaluation Funcs destroy", "the handle " + handle_text(id) + " is of nothing alive");
+    violation("LW Camera Evaluation Funcs destroy", "the handle " + handle_text(id) + " is stale or was never given out");
     return;
   }
   host->evaluators.log("destroy " + evaluator->camera_name);
 }
 
-/// Runs one step of an evaluator's life; its failure becomes an error text that the evaluator keeps.
+/// Runs one step of an evaluator's life cycle; a failure becomes an error text that the evaluator keeps.
 template <class Step>
 LWError guarded_step(Evaluator& evaluator, Step&& step) {
   const DepthScope scope(evaluator.depth);
@@ -177,7 +177,7 @@ LWError new_frame(LWCameraEvaluatorID id) {
   return tell_frame(*evaluator);
 }
 
-/// Prepares the frame where that has not been done, once however many threads ask.
+/// Prepares the frame if that has not been done: once, however many threads ask for it.
 bool prepared(Evaluator& evaluator) {
   if (evaluator.ready.load(std::memory_order_acquire)) {
     return true;

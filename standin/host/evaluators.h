@@ -18,15 +18,15 @@ class HostedCamera;
 class PlainCamera;
 
 /// One evaluator: a scene camera seen through whatever it renders with, either a handler of the module or the host's own
-/// perspective camera. The frame is prepared by itself when a ray is asked for before new-frame; before new-time, it is the
-/// host's current one.
+/// perspective camera. A ray that is asked for before new-frame makes the evaluator prepare the frame itself; before
+/// new-time, that is the host's current one.
 struct Evaluator {
   Evaluator();
   ~Evaluator();
 
   std::string camera_name;
   LWItemID camera = nullptr;
-  /// 1: made by the camera that is rendered; 2: made by a camera that another evaluator runs; and so on.
+  /// 1: created by the camera that is rendered; 2: created by a camera that another evaluator runs; and so on.
   int depth = 1;
   std::unique_ptr<HostedCamera> instance;
   std::unique_ptr<PlainCamera> plain;
@@ -36,7 +36,7 @@ struct Evaluator {
   bool has_time = false;
   std::atomic<bool> ready = false;
   std::mutex preparing;
-  /// What the last refused call answered.
+  /// The answer to the last call that was refused.
   std::string error;
 };
 
@@ -63,7 +63,7 @@ class EvaluatorService {
   std::vector<std::string> calls() const;
   void log(const std::string& call);
 
-  /// Keeps what every evaluate asks for, from now on; for tests, since it takes turns.
+  /// From now on, keeps what every evaluate asks for. For tests: it makes threads take turns.
   void record_requests(bool on) { recording_ = on; }
   bool recording() const noexcept { return recording_.load(std::memory_order_relaxed); }
   void record(const EvaluatorRequest& request);

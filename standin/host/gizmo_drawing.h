@@ -30,10 +30,10 @@ class GizmoDrawing {
   GizmoDrawing(const GizmoDrawing&) = delete;
   GizmoDrawing& operator=(const GizmoDrawing&) = delete;
 
-  /// What the gizmo's draw is handed; where the viewport looks from can be set here.
+  /// What the gizmo's draw is given; the viewport's position can be set here.
   Guarded<LWCustomObjAccess> access;
   std::vector<GizmoElement> elements;
-  /// Of every setColor and setDrawMode, in order.
+  /// The arguments of every setColor and setDrawMode, in order.
   std::vector<std::array<float, 4>> colors;
   std::vector<unsigned> draw_modes;
 };

@@ -6,7 +6,7 @@
 
 namespace standin {
 
-/// A record that a module is handed, between guard words that tell when it wrote past either end.
+/// A record that is handed to a module, between guard words that reveal writes past either end.
 template <class Record>
 class Guarded {
  public:

@@ -11,9 +11,9 @@
 
 namespace standin {
 
-/// Things that a module knows by an opaque handle. A handle is a number, never an address: one that was destroyed, or never
-/// given out, is found out and not followed. `kind` (1 to 0x7FFF) tells handles of different tables apart.
-/// Threads: `find` from any number at once, without locks; add and take one another's changes in turn. A value may not be
+/// Things that a module knows by an opaque handle. A handle is a number, never an address: one that was destroyed or
+/// never given out is recognised rather than followed. `kind` (1 to 0x7FFF) tells handles of different tables apart.
+/// Threads: `find` from any number at once, without locks; add and take are serialised. A value must not be
 /// taken while another thread uses it.
 template <class Value, class Handle, std::uint64_t kind>
 class HandleTable {
@@ -39,13 +39,13 @@ class HandleTable {
     return encode(index, slot.generation.load(std::memory_order_relaxed));
   }
 
-  /// Null when the handle is not of a living value of this table.
+  /// Null when the handle does not refer to a living value of this table.
   Value* find(Handle handle) const noexcept {
     Slot* slot = slot_of(handle);
     return slot != nullptr ? slot->value.load(std::memory_order_acquire) : nullptr;
   }
 
-  /// The value, which the handle no longer leads to; null when it did not before.
+  /// Takes the value out of the table; null when the handle does not refer to one.
   std::unique_ptr<Value> take(Handle handle) {
     const std::lock_guard lock(mutex_);
     Slot* slot = slot_of(handle);
@@ -59,7 +59,7 @@ class HandleTable {
     return std::move(slot->owner);
   }
 
-  /// Every living value with its handle. `visit` may not add or take.
+  /// Every living value with its handle. `visit` must not add or take.
   void for_each(const std::function<void(Handle, Value&)>& visit) const {
     const std::lock_guard lock(mutex_);
     for (std::uint32_t index = 0; index < used_; ++index) {
@@ -88,7 +88,7 @@ class HandleTable {
   };
   using Block = std::array<Slot, block_size>;
 
-  /// The top bits make the number an address that no processor follows.
+  /// The top bits make the number an address that no processor accepts.
   static Handle encode(std::uint32_t index, std::uint32_t generation) noexcept {
     return reinterpret_cast<Handle>((kind << 48) | (static_cast<std::uint64_t>(generation) << 24) | index);
   }

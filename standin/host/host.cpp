@@ -15,7 +15,7 @@ namespace {
 
 std::atomic<Host*> current_host = nullptr;
 
-/// Modules keep its address and read it whenever they like.
+/// Modules keep its address and may read it at any time.
 Guarded<LWTimeInfo>& time_info() {
   static Guarded<LWTimeInfo> info;
   return info;
@@ -28,17 +28,17 @@ const std::array<Service, 8>& services() {
   return all;
 }
 
-/// The top byte keeps an item's id apart from other handles and from addresses; the rest is the item's number.
+/// The top byte distinguishes an item's id from other handles and from addresses; the rest is the item's number.
 constexpr std::uint64_t item_kind = std::uint64_t{0x1A10} << 48;
 constexpr std::uint64_t group_kind = std::uint64_t{0x1A11} << 48;
 
 [[noreturn]] void refuse_name(const std::string& what, const std::string& name, const std::vector<std::string>& choices) {
-  throw std::runtime_error("There is no " + what + " called \"" + name + "\"; there is: " + joined(choices));
+  throw std::runtime_error("There is no " + what + " called \"" + name + "\"; there are: " + joined(choices));
 }
 
 }  // namespace
 
-void unsupported_slot() { violation("A service's table", "a slot was called that this host does not offer"); }
+void unsupported_slot() { violation("A service's table", "the module called a slot that this host does not offer"); }
 
 void violation(const std::string& call, const std::string& wrong) {
   if (Host* host = Host::current()) {
@@ -56,7 +56,7 @@ const Item* require_item(LWItemID id, const char* call) {
   const Host* host = Host::current();
   const Item* item = host != nullptr ? host->find(id) : nullptr;
   if (item == nullptr) {
-    violation(call, "the id " + handle_text(id) + " is of no item in the scene");
+    violation(call, "the id " + handle_text(id) + " is not that of an item in the scene");
   }
   return item;
 }
@@ -134,7 +134,7 @@ const Item* Host::find(LWItemID id) const noexcept {
 }
 
 Item& Host::insert(Item item, std::optional<std::size_t> place) {
-  // Before the place-th item of its kind; behind the last of them otherwise.
+  // Before the place-th item of its kind, or after the last of them.
   std::size_t at = scene_.items.size();
   std::size_t seen = 0;
   for (std::size_t i = 0; i < scene_.items.size(); ++i) {
@@ -248,7 +248,7 @@ void Host::forget_module(const Module* module) {
   std::vector<LWCameraEvaluatorID> forgotten;
   evaluators.table.for_each([&](LWCameraEvaluatorID id, Evaluator&) { forgotten.push_back(id); });
   for (LWCameraEvaluatorID id : forgotten) {
-    // Ending one instance may destroy further evaluators.
+    // Destroying one instance may destroy further evaluators.
     if (Evaluator* evaluator = evaluators.table.find(id)) {
       evaluator->instance.reset();
     }

@@ -22,28 +22,28 @@ namespace standin {
 
 class Module;
 
-/// What the module said to a person.
+/// What the module told a person.
 struct Message {
   /// "info", "error", "warning", "okCancel", "yesNo", "yesNoCan" or "yesNoAll".
   std::string kind;
   std::vector<std::string> lines;
 };
 
-/// How a frame is rendered, beyond what the scene says of the camera.
+/// How a frame is rendered, in addition to the camera's settings in the scene.
 struct FrameOptions {
   bool motion_blur = false;
   unsigned motion_steps = 2;
-  /// Of the host's own perspective camera.
+  /// For the host's own perspective camera.
   bool depth_of_field = false;
 };
 
-/// Plays the host toward a module: owns a scene and offers the services that the module asks for by name.
+/// Stands in for the host: owns a scene and offers the services that the module asks for by name.
 ///
-/// The services' C functions are told nothing about whom they serve, so there is one Host at a time: it is the current one
-/// from construction to destruction, and a second one meanwhile throws std::runtime_error. The services' tables stay valid
-/// for the life of the process, since modules keep their addresses.
+/// The services' C functions have no parameter that tells which host is called, so there is one Host at a time: it is the
+/// current one from construction to destruction, and constructing a second one throws std::runtime_error. The services' tables
+/// stay valid for the life of the process, since modules keep their addresses.
 ///
-/// Declare a Host first, then the Module, then CameraInstances, so that they end in the opposite order.
+/// Declare a Host first, then the Module, then HostedCameras, so that they are destroyed in the opposite order.
 ///
 /// Threads: scene and items may change only while no module code runs; VParm getVal, item param, camera info and evaluator
 /// evaluate and project from any number at once.
@@ -57,7 +57,7 @@ class Host {
   /// Null when there is none.
   static Host* current() noexcept;
 
-  // --- The scene. A removed item's id stays stale for ever: ids are never used again.
+  // --- The scene. Ids are never reused: a removed item's id stays stale.
 
   const Scene& scene() const { return scene_; }
   /// These throw std::runtime_error listing the names when there is no such item.
@@ -66,10 +66,10 @@ class Host {
   LWItemID id_of(const std::string& name) const;
   static LWItemID id_of(const Item& item) noexcept;
   static LWChanGroupID channel_group_of(const Item& item) noexcept;
-  /// Null when the id is stale, of no item, or null; that is no violation here.
+  /// Null when the id is stale, null, or not an item's; that is not a violation here.
   const Item* find(LWItemID id) const noexcept;
 
-  /// Adds an item (its id is chosen here) before the item at that place among its kind, or behind the last.
+  /// Adds an item (its id is chosen here) before the item at that place among its kind, or after the last.
   Item& add_item(Item item, std::optional<std::size_t> place = {});
   /// A camera with the default settings, at rest at that position.
   Item& add_camera(const std::string& name, Vec3 position = {});
@@ -77,19 +77,19 @@ class Host {
   /// `place` among the items of its kind, from 0.
   void move_item(const std::string& name, std::size_t place);
 
-  /// Of the frame that is rendered; evaluators follow it.
+  /// Options of the frame that is rendered; evaluators use them as well.
   FrameOptions frame_options;
 
-  /// The current frame and time, as "LW Time Info" tells it.
+  /// The current frame and time, as "LW Time Info" has them.
   void set_time(int frame, double seconds);
   int frame() const noexcept { return frame_; }
   double time_seconds() const noexcept { return time_seconds_; }
 
   // --- Services.
 
-  /// What activations are handed.
+  /// What activations are given.
   static GlobalFunc* global() noexcept;
-  /// The module is told that there is no such service, until offer().
+  /// Until offer(), the module is told that there is no such service.
   void withhold(const std::string& service) { withheld_.insert(service); }
   void offer(const std::string& service) { withheld_.erase(service); }
   /// The word of "System ID": LWSYS_LAYOUT and a version at first.
@@ -103,23 +103,23 @@ class Host {
   SceneObjectService scene_objects;
   Audit audit;
 
-  /// The newest living parameter of that channel name of the item. Throws std::runtime_error listing the names.
+  /// The newest living parameter of the item with that channel name. Throws std::runtime_error listing the names.
   VariantParameter& find_parameter(const std::string& item_name, const std::string& channel_name);
 
   std::vector<Message> messages() const;
   void record_message(Message message);
-  /// What okCancel, yesNo and their like return.
+  /// What okCancel, yesNo and the like return.
   int answer = 1;
 
   /// The module whose handlers evaluators run; null: every camera is the host's own. HostedCamera sets it.
   void set_module(const Module* module) { module_ = module; }
-  /// Called by a Module that ends: no code of it is run any more, not even by evaluators that it forgot.
+  /// Called by a Module on destruction: none of its code runs afterwards, not even through evaluators that it did not destroy.
   void forget_module(const Module* module);
   const Module* module() const { return module_; }
 
   // --- The audit.
 
-  /// Every mistake so far: sentences naming the call. Includes writes to or past the tables and records handed out.
+  /// Every violation so far, as sentences that name the call. Includes writes to or past the tables and records handed out.
   std::vector<std::string> violations() const;
   /// Every handle that was created and not destroyed.
   std::vector<std::string> leaks() const;

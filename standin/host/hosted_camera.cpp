@@ -19,7 +19,7 @@ const Item& named_camera(Host& host, const std::string& name) {
   return *host.scene().find_camera(name);
 }
 
-/// The newest slot of the gizmo's table is the host's own; a module leaves it alone.
+/// The newest slot of the gizmo's table is reserved for the host; a module must not write to it.
 int host_end(LWInstance /*instance*/, LWToolEvent* /*event*/, int /*index*/) { return 0; }
 
 }  // namespace
@@ -199,7 +199,7 @@ void HostedCamera::new_frame(int frame, double start_seconds, double duration_se
 
 void HostedCamera::tell_frame(int frame, double start_seconds, double duration_seconds, unsigned motion_steps) {
   *access_ = camera_access(host_->scene(), camera_item(), start_seconds);
-  // The record is called frames per second and holds seconds per frame.
+  // The record's field is called frames per second, but holds seconds per frame.
   *frame_info_ = {frame, start_seconds, duration_seconds, 1.0 / host_->scene().frames_per_second, motion_steps};
   if (handler_->newFrame != nullptr) {
     check(handler_->newFrame(instance_, &*frame_info_, &*access_), "new frame");
@@ -281,7 +281,7 @@ LWGizmo& HostedCamera::gizmo() {
     require_activated(module_->activate(server, LWCAMERA_GIZMO_VERSION, &*gizmo_), server);
     expect_intact(gizmo_.intact() && gizmo_functions_.intact(), "CameraGizmo activation", "the local record");
     if (gizmo_functions_->end != host_end) {
-      host_->audit.report(server_name_ + " CameraGizmo activation: the module wrote to the slot of the host's own");
+      host_->audit.report(server_name_ + " CameraGizmo activation: the module wrote to the slot that is reserved for the host");
     }
     has_gizmo_ = true;
   }

@@ -19,14 +19,14 @@
 namespace standin {
 
 /// One instance of a camera server on a camera item, and the host's calls to it. Calls that the module answers with an error
-/// text throw std::runtime_error with that text. Every record handed out is checked after the call; what is wrong is
-/// recorded in the host's audit. Threads: evaluate and project any number at once, everything else one.
+/// text throw std::runtime_error with that text. Every record is checked after the call, and violations go into
+/// the host's audit. Threads: evaluate and project any number at once, everything else one.
 class HostedCamera {
  public:
   /// Activates the CameraHandler and creates the instance; the scene's saved lines are not loaded (load_saved). Makes the
-  /// module the host's. Throws std::runtime_error: wrong names with the choices there are, or a refused activation.
+  /// module the host's. Throws std::runtime_error: a wrong name, with the valid ones, or a refused activation.
   HostedCamera(Host& host, const Module& module, const std::string& server_name, const std::string& camera_name);
-  /// The same for an item of the host's scene, where names may be given twice.
+  /// The same for an item of the host's scene: names need not be unique.
   HostedCamera(Host& host, const Module& module, const std::string& server_name, const Item& camera);
   ~HostedCamera();
   HostedCamera(const HostedCamera&) = delete;
@@ -49,7 +49,7 @@ class HostedCamera {
   std::vector<VariantParameter*> parameters() const;
 
   std::vector<std::string> save_text() const;
-  /// The same lines by what they hold.
+  /// The same lines, with what each of them holds.
   std::vector<SavedLine> save_items() const;
   std::vector<std::uint8_t> save_binary() const;
   void load_text(const std::vector<std::string>& lines);
@@ -72,10 +72,10 @@ class HostedCamera {
   /// Builds frame record and access record from the scene, and tells the module. `duration_seconds`: of the motion-blur
   /// interval.
   void new_frame(int frame, double start_seconds, double duration_seconds = 0.0, unsigned motion_steps = 2);
-  /// The same two for an evaluator, which leaves the host's own time and frame options as they are.
+  /// The same two for an evaluator, which leaves the host's own time and frame options unchanged.
   void tell_time(int frame, double seconds);
   void tell_frame(int frame, double start_seconds, double duration_seconds, unsigned motion_steps);
-  /// Both, with times and durations as the scene has them.
+  /// Both, with the scene's times and durations.
   void begin_frame(int frame, const FrameOptions& options = {});
 
   RayAnswer evaluate(const RayQuery& query) const;

@@ -17,21 +17,22 @@ constexpr std::uint32_t expected_machine = 0x300;
 
 void expect_word(const std::filesystem::path& file, const char* name, std::uint32_t found, std::uint32_t expected) {
   if (found != expected) {
-    throw std::runtime_error(file.string() + " is no module of this host: its word " + name + " is " + std::to_string(found) +
-                             " where this host needs " + std::to_string(expected));
+    throw std::runtime_error(file.string() + " is not a module of this host: its word " + name + " is " +
+                             std::to_string(found) + ", but this host needs " + std::to_string(expected));
   }
 }
 
 const ModuleDescriptor* checked_descriptor(const DynamicLibrary& library, const std::filesystem::path& file) {
   const auto* descriptor = library.find_as<const ModuleDescriptor>("_mod_descrip");
   if (descriptor == nullptr) {
-    throw std::runtime_error(file.string() + " is no module of this host: it exports no _mod_descrip");
+    throw std::runtime_error(file.string() + " is not a module of this host: it does not export _mod_descrip");
   }
   expect_word(file, "sysSync", descriptor->sysSync, expected_sync);
   expect_word(file, "sysVersion", descriptor->sysVersion, expected_version);
   expect_word(file, "sysMachine", descriptor->sysMachine, expected_machine);
   if (descriptor->startup == nullptr || descriptor->shutdown == nullptr || descriptor->serverDefs == nullptr) {
-    throw std::runtime_error(file.string() + " is no module of this host: its descriptor lacks start-up, shut-down or servers");
+    throw std::runtime_error(file.string() +
+                             " is not a module of this host: its descriptor lacks start-up, shut-down or servers");
   }
   return descriptor;
 }
@@ -45,7 +46,7 @@ struct UnregisteredCamera {
 
 constexpr std::array unregistered_cameras{UnregisteredCamera{"QuorinBakingCam", "Quorin Surface Baking Camera", "BakingCam"}};
 
-/// An activation by the name that compilers for both systems give to it; null when the module does not export it.
+/// An activation by its mangled name, which is the same on both systems; null when the module does not export it.
 ActivateFunc* exported_activation(const DynamicLibrary& library, std::string_view name_space, std::string_view function) {
   const auto with_length = [](std::string_view name) { return std::to_string(name.size()).append(name); };
   const std::string symbol = "_ZN" + with_length(name_space) + with_length(function) + "EiPFPvPKciES0_S0_";
@@ -55,7 +56,7 @@ ActivateFunc* exported_activation(const DynamicLibrary& library, std::string_vie
 std::vector<Server> find_unregistered_servers(const DynamicLibrary& library) {
   std::vector<Server> servers;
   for (const UnregisteredCamera& camera : unregistered_cameras) {
-    // The activations are called as the classes are.
+    // Each activation has the name of its class.
     for (const char* class_name : {LWCAMERA_HANDLER_CLASS, LWCAMERA_INTERFACE_CLASS, LWCAMERA_GIZMO_CLASS}) {
       if (ActivateFunc* activate = exported_activation(library, camera.name_space, class_name)) {
         servers.push_back({class_name, camera.name, activate, {{SRVTAG_USERNAME_US, camera.user_name}}});

@@ -10,7 +10,7 @@
 
 namespace standin {
 
-/// One row of a module's server table, or what would be one.
+/// One row of a module's server table, or of a server that could have one.
 struct Server {
   std::string class_name;
   std::string name;
@@ -44,10 +44,10 @@ class Module {
   void* server_data() const { return server_data_; }
   const std::vector<Server>& servers() const { return servers_; }
 
-  /// Servers that the module exports the activations of, and that no row of its table offers: this host knows their names.
+  /// Servers whose activations the module exports without a row in its table; this host knows their names.
   const std::vector<Server>& unregistered_servers() const { return unregistered_servers_; }
 
-  /// Null when there is no such server, in the table or without a row in it.
+  /// Null when there is no such server, with or without a row in the table.
   const Server* find(const std::string& class_name, const std::string& server_name) const;
 
   /// The same; throws std::runtime_error listing the names of that class when there is no such server.

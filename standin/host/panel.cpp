@@ -44,7 +44,7 @@ void destroy(LWXPanelID id) {
     return;
   }
   if (!host->panels.destroy(id)) {
-    violation("LWXPanel destroy", "the handle " + handle_text(id) + " is of nothing alive");
+    violation("LWXPanel destroy", "the handle " + handle_text(id) + " is stale or was never given out");
   }
 }
 
@@ -63,7 +63,7 @@ void describe(LWXPanelID id, LWXPanelDataDesc* rows, LWXPanelGetFunc* get, LWXPa
   panel->set_function = set;
 }
 
-/// As many words as the hints were split from, but for the zero behind them.
+/// The number of words that the hints were split from, without the terminating zero.
 std::size_t word_count(const std::vector<PanelHint>& hints) {
   std::size_t count = 0;
   for (const PanelHint& hint : hints) {
@@ -182,7 +182,7 @@ void draw_border(void* area, int /*indent*/, int x, int y, int width, int height
   }
 }
 
-/// Every character is as large as in the host's interface font.
+/// The size of a character in the host's interface font.
 int text_width(void* /*area*/, const char* text) { return 7 * static_cast<int>(std::string_view(text).size()); }
 int text_height(void* /*area*/, const char* /*text*/) { return 14; }
 
@@ -206,7 +206,7 @@ LWXPanelFuncs table() {
 }  // namespace
 
 std::vector<PanelHint> parse_hints(void* const* words) {
-  // No panel comes near it; an array without an end would be read for ever.
+  // Far more than any panel has; an array without an end would be read for ever.
   constexpr std::size_t most_words = 65536;
   std::size_t position = 0;
   const auto next = [&] {
@@ -220,7 +220,7 @@ std::vector<PanelHint> parse_hints(void* const* words) {
     PanelHint hint;
     hint.tag = static_cast<std::uint32_t>(word);
     if ((hint.tag & tag_mask) != tag_bits) {
-      throw std::runtime_error("word " + std::to_string(position - 1) + " of the hints is no tag");
+      throw std::runtime_error("word " + std::to_string(position - 1) + " of the hints is not a tag");
     }
     for (std::uint32_t i = 0; i < (hint.tag & argument_count_mask); ++i) {
       hint.arguments.push_back(next());

@@ -26,7 +26,7 @@ struct PanelData {
   std::string type;
 };
 
-/// One hint: its tag, its fixed arguments, and the list behind them where the tag announces one.
+/// One hint: its tag, its fixed arguments, and the list after them where the tag announces one.
 struct PanelHint {
   std::uint32_t tag = 0;
   std::vector<std::uintptr_t> arguments;
@@ -43,10 +43,10 @@ struct PanelHintWords {
   void* const* address = nullptr;
 };
 
-/// Splits an array of hint words by the rule of its tags. Throws std::runtime_error at a word that is no tag.
+/// Splits an array of hint words as its tags say. Throws std::runtime_error at a word that is not a tag.
 std::vector<PanelHint> parse_hints(void* const* words);
 
-/// A panel as the module described it, and a person's way of using it. Values pass through the module's get and set, as in
+/// A panel as the module described it, and how a person uses it. Values pass through the module's get and set, as in
 /// the host. Threads: one.
 class Panel {
  public:
@@ -67,7 +67,7 @@ class Panel {
   const PanelControl& control(std::uint32_t control_id) const;
   /// Null: the control has no data.
   const PanelData* data_of(std::uint32_t control_id) const;
-  /// Every hint of that tag whose first argument is the control; every one when the control is null.
+  /// Every hint with that tag whose first argument is the control, or every one with that tag when the control is null.
   std::vector<const PanelHint*> hints_of(LWXPanelHint tag, std::optional<std::uint32_t> control_id = {}) const;
 
   /// What the module's get returns for the id: null when the module does not know it.
@@ -78,7 +78,7 @@ class Panel {
   std::string get_text(std::uint32_t control_id) const;
   LWVParmID get_envelope(std::uint32_t control_id) const;
 
-  /// The module's set; its answer is how much the host is to redraw.
+  /// Calls the module's set; returns how much the host is to redraw.
   LWXPanelRefresh set(std::uint32_t control_id, void* value) const;
   LWXPanelRefresh set_integer(std::uint32_t control_id, int value) const;
   LWXPanelRefresh set_float(std::uint32_t control_id, double value) const;
@@ -99,9 +99,9 @@ class PanelService {
   HandleTable<Panel, LWXPanelID, 0x1A02> table;
   /// Makes `create` return null.
   Refusal refusal;
-  /// Ends a panel, its destroy notifications included; whether it was alive.
+  /// Destroys a panel and sends its destroy notifications; returns whether it was alive.
   bool destroy(LWXPanelID id);
-  /// The area that a draw callback is painting at the moment.
+  /// The area that a draw callback is currently painting.
   Picture* area = nullptr;
 };
 

@@ -31,7 +31,7 @@ LWVParmID create(int type, int texture_type) {
 void destroy(LWVParmID id) {
   Host* host = Host::current();
   if (host != nullptr && host->parameters.table.take(id) == nullptr) {
-    violation("LWVParmFuncs destroy", "the handle " + handle_text(id) + " is of nothing alive");
+    violation("LWVParmFuncs destroy", "the handle " + handle_text(id) + " is stale or was never given out");
   }
 }
 
@@ -58,7 +58,7 @@ LWError load(LWVParmID id, const LWLoadState* record) {
   VariantParameter* parameter = require(&Host::parameters, id, "LWVParmFuncs load");
   LoadState* state = LoadState::behind(record);
   if (state == nullptr) {
-    violation("LWVParmFuncs load", "the load state is none of the host's");
+    violation("LWVParmFuncs load", "the load state is not one of the host's");
   }
   return parameter != nullptr && state != nullptr ? load_parameter(*state, parameter->envelope) : "There is nothing to load";
 }
@@ -67,7 +67,7 @@ LWError save(LWVParmID id, const LWSaveState* record) {
   const VariantParameter* parameter = require(&Host::parameters, id, "LWVParmFuncs save");
   SaveState* state = SaveState::behind(record);
   if (state == nullptr) {
-    violation("LWVParmFuncs save", "the save state is none of the host's");
+    violation("LWVParmFuncs save", "the save state is not one of the host's");
   }
   if (parameter == nullptr || state == nullptr) {
     return "There is nothing to save";

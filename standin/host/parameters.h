@@ -28,7 +28,7 @@ struct VariantParameter {
 
   double at(double time_seconds) const { return envelope.at(time_seconds); }
   void set_constant(double value) { envelope = Envelope::constant(value); }
-  /// Linear keys of (time in seconds, value).
+  /// Linear keys: time in seconds, and value.
   void set_keys(const std::vector<std::pair<double, double>>& keys);
 };
 
@@ -40,7 +40,7 @@ class ParameterService {
   Refusal refusal;
   std::uint64_t created = 0;
 
-  /// The living parameters of that group with serials in [first, last), in order of creation. Null group: of any.
+  /// The living parameters of that group with serials in [first, last), in order of creation. A null group stands for any.
   std::vector<VariantParameter*> of(LWChanGroupID group, std::uint64_t first = 0, std::uint64_t last = UINT64_MAX) const;
 };
 

@@ -44,7 +44,7 @@ void Picture::fill(int x, int y, int width, int height, Color color) {
 }
 
 void Picture::line(int x, int y, int x2, int y2, Color color) {
-  // A line longer than any area would keep the host busy for nothing.
+  // A line longer than any area would only cost time.
   constexpr long long longest = 65536;
   const long long dx = static_cast<long long>(x2) - x;
   const long long dy = static_cast<long long>(y2) - y;

@@ -8,7 +8,7 @@
 
 namespace standin {
 
-/// The area that a panel control draws into: RGB, 8 bits, row 0 on top. Drawing outside is cut off, as the host cuts it.
+/// The area that a panel control draws into: RGB, 8 bits, row 0 on top. Drawing outside is clipped, as the host clips it.
 /// Threads: one.
 class Picture {
  public:

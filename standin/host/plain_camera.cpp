@@ -59,7 +59,7 @@ RayAnswer PlainCamera::evaluate(const RayQuery& query) const {
   Vec3 start;
   Vec3 direction{query.film_x, query.film_y, film_distance_};
   if (lens_radius_ > 0.0) {
-    // The film distance is above 0 where there is a lens.
+    // The film distance is above 0 whenever there is a lens.
     start = {query.lens_x * lens_radius_, query.lens_y * lens_radius_, 0.0};
     direction = direction * (focal_distance_ / film_distance_) - start;
   }
@@ -86,7 +86,8 @@ std::optional<std::pair<double, double>> PlainCamera::project(Vec3 world, double
   if (!(lens_radius_ > 0.0)) {
     return std::pair{x / depth * film_distance_, y / depth * film_distance_};
   }
-  // Where the line from the lens point through the world point meets the plane in focus, seen from the lens centre.
+  // Projects, from the lens centre, the point where the line from the lens point through the world point meets the plane in
+  // focus.
   const double start_x = lens_x * lens_radius_;
   const double start_y = lens_y * lens_radius_;
   const double to_film = film_distance_ / focal_distance_;

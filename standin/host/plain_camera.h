@@ -14,10 +14,10 @@ namespace standin {
 /// Threads: begin_frame one; the rest any number at once.
 class PlainCamera {
  public:
-  /// The scene outlives this; a camera that leaves it gives no rays from its next frame on.
+  /// The scene must outlive this; a camera that is removed from it gives no rays from its next frame on.
   PlainCamera(const Scene& scene, std::uint32_t item_number) : scene_(&scene), item_number_(item_number) {}
 
-  /// `duration_seconds`: the interval that fractional time 0 to 1 spans.
+  /// `duration_seconds`: the interval of fractional time 0 to 1.
   void begin_frame(double start_seconds, double duration_seconds, bool depth_of_field);
 
   RayAnswer evaluate(const RayQuery& query) const;
@@ -35,7 +35,7 @@ class PlainCamera {
   double start_seconds_ = 0.0;
   double duration_seconds_ = 0.0;
   double half_separation_ = 0.0;
-  /// None: the camera has left the scene.
+  /// None: the camera was removed from the scene.
   std::optional<ItemPose> pose_at_start_;
   /// Film metres.
   double film_distance_ = 0.0;
@@ -46,7 +46,7 @@ class PlainCamera {
   double lens_radius_ = 0.0;
 };
 
-/// The pose with axes of length 1; an axis of no length becomes that of the world.
+/// The pose with axes of length 1; an axis of length 0 becomes the world's.
 ItemPose with_unit_axes(const ItemPose& pose);
 
 }  // namespace standin

@@ -19,7 +19,7 @@ struct RayQuery {
   Eye eye = Eye::centre;
 };
 
-/// `result` holds the evaluation's bits; 0 is no ray, and then nothing else counts.
+/// `result` holds the evaluation's bits; 0 is no ray, and then the rest is meaningless.
 struct RayAnswer {
   std::int32_t result = 0;
   Vec3 position;

@@ -90,7 +90,7 @@ std::string_view take_word(std::string_view& line) {
 bool opens_block(std::string_view trimmed_line) { return trimmed_line.starts_with('{'); }
 bool closes_block(std::string_view trimmed_line) { return trimmed_line.starts_with('}'); }
 
-/// The name behind an opening brace.
+/// The name after an opening brace.
 std::string_view block_token(std::string_view trimmed_line) { return trimmed(trimmed_line.substr(1)); }
 
 std::string quoted(const char* text) {
@@ -462,7 +462,7 @@ void save_key(SaveState& state, const Key& key) {
 
 bool in_range(int value, int last) { return value >= 0 && value <= last; }
 
-/// The words behind a leading keyword, as numbers; false when one is missing or no number.
+/// The words after a leading keyword, as numbers; false when one is missing or not a number.
 template <class... Numbers>
 bool parse_words(std::string_view line, std::string_view keyword, Numbers&... numbers) {
   return take_word(line) == keyword && (from_text(take_word(line), numbers) && ...);
@@ -497,7 +497,7 @@ LWError load_envelope(LoadState& state, Envelope& envelope) {
       return "The envelope in the saved settings has a key that cannot be read";
     }
     if (!envelope.keys.empty() && !(envelope.keys.back().time_seconds < key.time_seconds)) {
-      return "The envelope in the saved settings has keys that are not in order of time";
+      return "The envelope in the saved settings has keys that are not in chronological order";
     }
     envelope.keys.push_back(key);
   }
@@ -508,7 +508,7 @@ LWError load_envelope(LoadState& state, Envelope& envelope) {
                                               : state.read_numbers(&before, 1) == 1 && state.read_numbers(&after, 1) == 1;
   constexpr int last = static_cast<int>(EndBehaviour::linear);
   if (!read || !in_range(before, last) || !in_range(after, last)) {
-    return "The envelope in the saved settings does not say how it goes on before and after its keys";
+    return "The envelope in the saved settings does not say how it behaves before and after its keys";
   }
   envelope.before = static_cast<EndBehaviour>(before);
   envelope.after = static_cast<EndBehaviour>(after);

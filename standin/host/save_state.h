@@ -11,7 +11,7 @@
 
 namespace standin {
 
-/// One thing that a module saved outside of every block it opened itself, in text form.
+/// One item that a module saved outside of the blocks that it opened itself, in text form.
 struct SavedLine {
   /// "envelope" for a VParm; of a number its type: "float" or "integer" (4 bytes), "double", "short", "byte"; else "block" or
   /// "text".
@@ -27,18 +27,18 @@ class SaveState {
   SaveState(const SaveState&) = delete;
   SaveState& operator=(const SaveState&) = delete;
 
-  /// What the module's save is handed.
+  /// What the module's save is given.
   const LWSaveState* record() const { return &record_; }
-  /// The state behind a record; null when the record is not one of ours.
+  /// The state of a record; null when the record is not one of ours.
   static SaveState* behind(const LWSaveState* record) noexcept;
 
   LWIoMode mode() const { return static_cast<LWIoMode>(record_.ioMode); }
   const std::vector<std::string>& lines() const { return lines_; }
   const std::vector<std::uint8_t>& bytes() const { return bytes_; }
-  /// The lines by what they hold; none in binary form.
+  /// The lines, with what each of them holds; none in binary form.
   std::vector<SavedLine> items() const;
 
-  /// Text: one line. Binary: its characters and a zero.
+  /// Text: one line. Binary: the characters and a zero byte.
   void write_line(const std::string& line);
   /// Text: one line of them. Binary: one after another.
   template <class Number>
@@ -60,8 +60,8 @@ class SaveState {
   std::vector<std::size_t> open_blocks_;
 };
 
-/// Hands a module what it saved before. A read past the end, or of something that is not a number of that type, returns a
-/// count below what was asked for and leaves the rest alone. Threads: one.
+/// Gives a module what it saved before. A read past the end, or of something that is not a number of that type, returns a
+/// smaller count than requested and leaves the rest unchanged. Threads: one.
 class LoadState {
  public:
   explicit LoadState(std::vector<std::string> lines);
@@ -69,22 +69,22 @@ class LoadState {
   LoadState(const LoadState&) = delete;
   LoadState& operator=(const LoadState&) = delete;
 
-  /// What the module's load is handed.
+  /// What the module's load is given.
   const LWLoadState* record() const { return &record_; }
-  /// The state behind a record; null when the record is not one of ours.
+  /// The state of a record; null when the record is not one of ours.
   static LoadState* behind(const LWLoadState* record) noexcept;
 
   LWIoMode mode() const { return static_cast<LWIoMode>(record_.ioMode); }
   bool at_end();
 
-  /// One line's numbers, or that many in binary; how many were read. A line that opens or closes a block is left where it is.
+  /// Reads one line's numbers, or that many in binary; returns how many. A line that opens or closes a block is not consumed.
   template <class Number>
   int read_numbers(Number* values, int count);
   /// Whether there was one (text: not one that opens or closes a block).
   bool read_line(std::string& line);
   /// Enters the next block when it is one of the idents (ended by code 0); its code, or 0.
   LWID find_block(const LWBlockIdent* idents);
-  /// Goes behind the end of the block that was entered last.
+  /// Skips to the end of the block that was entered last.
   void end_block();
   int depth() const { return static_cast<int>(block_ends_.size()); }
 
@@ -94,10 +94,10 @@ class LoadState {
   std::vector<std::uint8_t> bytes_;
   /// The next line or byte.
   std::size_t position_ = 0;
-  /// Of every block entered: the line that closes it, or the byte behind it.
+  /// For every block entered: the line that closes it, or the byte after it.
   std::vector<std::size_t> block_ends_;
 
-  /// Of the innermost block, or of everything.
+  /// The end of the innermost block, or of everything.
   std::size_t end() const;
   void skip_blank_lines();
   LWID find_text_block(const LWBlockIdent* idents);
@@ -107,7 +107,7 @@ class LoadState {
 /// One VParm's contents: `{ VParm`, a value or an `{ Envelope` block, `}`.
 void save_parameter(SaveState& state, const Envelope& envelope);
 
-/// Null, or what is wrong; then the envelope is left alone.
+/// Null, or what is wrong, in which case the envelope is unchanged.
 LWError load_parameter(LoadState& state, Envelope& envelope);
 
 /// The fewest digits that read back the same, in any locale.

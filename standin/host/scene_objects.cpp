@@ -17,7 +17,7 @@ constexpr int most_points_per_polygon = 1023;
 constexpr std::uint64_t point_kind = std::uint64_t{0x1A20} << 48;
 constexpr std::uint64_t polygon_kind = std::uint64_t{0x1A21} << 48;
 
-/// Index behind a point's or polygon's handle; `count` when it is of neither.
+/// The index that a point's or polygon's handle stands for; `count` when it is not one.
 std::size_t index_of(const void* handle, std::uint64_t kind, std::size_t count) {
   const auto index = static_cast<std::size_t>(reinterpret_cast<std::uint64_t>(handle) - kind);
   return std::min(index, count);
@@ -194,7 +194,7 @@ int polygon_size(LWMeshInfo* record, LWPolID polygon) {
   return found != nullptr ? static_cast<int>(found->points.size()) : 0;
 }
 
-/// Null past the last corner, which is no mistake: a module may look for a fourth corner of a triangle.
+/// Null past the last corner. That is not a violation: a module may look for a fourth corner of a triangle.
 LWPntID polygon_vertex(LWMeshInfo* record, LWPolID polygon, int corner) {
   const Polygon* found = require_polygon(require_mesh(record, "LWMeshInfo polVertex"), polygon, "LWMeshInfo polVertex");
   if (found == nullptr || corner < 0 || static_cast<std::size_t>(corner) >= found->points.size()) {
@@ -318,7 +318,7 @@ LWObjectFuncs table() {
 }
 
 std::shared_ptr<const ObjectFile> read_or_empty(const SceneObject& object) {
-  std::string reason = "the file is nowhere to be found";
+  std::string reason = "the file cannot be found";
   try {
     if (!object.file.empty()) {
       return std::make_shared<const ObjectFile>(read_object_file(object.file));
@@ -390,7 +390,7 @@ Service scene_object_service() {
 }
 
 Service object_info_service() {
-  // Acquired, but no slot of it is called: a row of slots that say so.
+  // Modules ask for it but must not call it: every slot reports that.
   using Slots = std::array<LWUnusedSlot, 64>;
   static ServiceTable<Slots> handed([] {
     Slots slots{};

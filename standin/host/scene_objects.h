@@ -13,7 +13,7 @@
 
 namespace standin {
 
-/// A mesh handed to the module. Kept after it is destroyed, so that a later use is found out.
+/// A mesh given to the module. It is kept after the module destroys it, so that a later use is detected.
 struct Mesh {
   Guarded<LWMeshInfo> record;
   std::shared_ptr<const ObjectFile> object;
@@ -26,13 +26,13 @@ struct SceneObject {
   /// As the scene writes it.
   std::string file_name;
   std::string name;
-  /// Where it is looked for; empty when it is nowhere, or not in a file.
+  /// Where it was found; empty when it was not, or when it is not in a file.
   std::filesystem::path file;
-  /// Null until it is read.
+  /// Null until it has been read.
   std::shared_ptr<const ObjectFile> object;
 };
 
-/// The object files of a scene, each once, and the meshes that the module has opened. Threads: one.
+/// The object files of a scene, each loaded once, and the meshes that the module has opened. Threads: one.
 class SceneObjectService {
  public:
   std::vector<std::unique_ptr<Mesh>> meshes;

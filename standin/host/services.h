@@ -8,18 +8,18 @@
 #include "standin/host/guarded.h"
 #include "standin/host/host.h"
 
-/// Inside the stand-in host: the tables behind the services' names.
+/// Internal to the stand-in host: the tables behind the services' names.
 
 namespace standin {
 
-/// One service: what the module is handed, and whether that is still as the host made it.
+/// One service: what the module is given, and whether it is still as the host made it.
 struct Service {
   const char* name = "";
   void* table = nullptr;
   std::function<bool()> untouched;
 };
 
-/// A table that a module may read and call, but not write. Lives as long as the process.
+/// A table that a module may read and call, but not write. It lives as long as the process.
 template <class Table>
 class ServiceTable {
  public:
@@ -51,13 +51,13 @@ Service evaluator_service();
 Service scene_object_service();
 Service object_info_service();
 
-/// Stands in every slot that the host does not offer.
+/// Fills every slot that the host does not offer.
 void unsupported_slot();
 
 /// Records a violation with the current host, if there is one: "call: what is wrong".
 void violation(const std::string& call, const std::string& wrong);
 
-/// The handle as a person reads it.
+/// The handle, for a message.
 std::string handle_text(const void* handle);
 
 /// The value behind a handle, or null after recording the violation.
@@ -66,7 +66,7 @@ auto require(Table Host::*service, Handle handle, const char* call) {
   Host* host = Host::current();
   auto* value = host != nullptr ? (host->*service).table.find(handle) : nullptr;
   if (value == nullptr) {
-    violation(call, "the handle " + handle_text(handle) + " is of nothing alive");
+    violation(call, "the handle " + handle_text(handle) + " is stale or was never given out");
   }
   return value;
 }

@@ -20,7 +20,7 @@ namespace standin::ray_protocol {
 
 static_assert(std::endian::native == std::endian::little, "values are copied as they lie in memory");
 
-/// Numbers that are of the same size in a program for Windows and in one for this machine.
+/// Numbers that have the same size in a program for Windows and in one for this machine.
 template <class Number>
 concept PortableNumber = std::is_arithmetic_v<Number> && sizeof(Number) <= 8 && !std::is_same_v<Number, long> &&
                          !std::is_same_v<Number, unsigned long> && !std::is_same_v<Number, wchar_t>;
@@ -48,7 +48,7 @@ class MessageReader : public cereal::InputArchive<MessageReader, cereal::AllowEm
  public:
   explicit MessageReader(std::vector<char> bytes) : InputArchive(this), bytes_(std::move(bytes)) {}
 
-  /// Throws unless so many bytes are left: to be asked before memory is allocated for them.
+  /// Throws unless this many bytes are left. To be called before memory is allocated for them.
   void require(std::size_t size_bytes) const {
     if (bytes_.size() - position_ < size_bytes) {
       throw std::runtime_error("The ray service's message is shorter than it says");
@@ -73,7 +73,7 @@ class MessageReader : public cereal::InputArchive<MessageReader, cereal::AllowEm
 
 }  // namespace standin::ray_protocol
 
-// Enumerations are looked at in both directions: each archive has to know its counterpart.
+// For enumerations cereal compares both directions, so each archive has to know its counterpart.
 CEREAL_SETUP_ARCHIVE_TRAITS(standin::ray_protocol::MessageReader, standin::ray_protocol::MessageWriter)
 
 namespace standin::ray_protocol {
@@ -104,7 +104,7 @@ void save(MessageWriter& archive, const cereal::SizeTag<Size>& count) {
   archive(static_cast<WireCount>(count.size));
 }
 
-/// Every element takes a byte at least.
+/// Every element takes at least one byte.
 template <class Size>
 void load(MessageReader& archive, cereal::SizeTag<Size>& count) {
   WireCount wire_count = 0;

@@ -35,7 +35,8 @@ enum class Kind : std::uint8_t { open = 1, begin_frame, evaluate, project, done,
 
 // --- The messages.
 
-/// The first value of what a client may say first. Reading another version throws before anything that depends on it is read.
+/// Comes first in the requests that a conversation may begin with. Reading another version throws before anything that depends
+/// on it is read.
 struct VersionWord {
   std::uint32_t number = version;
 };
@@ -61,8 +62,8 @@ struct BeginFrame {
   std::int32_t frame = 0;
 };
 
-/// `count` queries follow the request, and as many answers follow the answer, as they lie in memory: rays are most of what is
-/// said, and packing them would take longer than the module takes to answer.
+/// `count` queries follow the request, and as many answers follow the answer, as they lie in memory: rays are
+/// nearly all of the traffic, and packing them would take longer than the module takes to answer.
 struct EvaluateRays {
   static constexpr Kind kind = Kind::evaluate;
   struct Answer {

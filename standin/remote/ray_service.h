@@ -7,15 +7,16 @@
 
 namespace standin {
 
-/// The same as open_session, in another process: the ray service program runs the module and hands its rays over. A module
+/// The same as open_session, in another process: the ray service program runs the module and passes its rays on. A module
 /// for Windows runs under Wine. The program is $OVICAM_RAY_SERVICE, or ovicam-ray-service(.exe) beside the module file.
-/// Failure, and a service that dies, throw std::runtime_error. POSIX only; on Windows it throws. Threads: as Session says.
+/// A failure and a service that ends early throw std::runtime_error. POSIX only; on Windows it throws. Threads: as Session
+/// says.
 std::unique_ptr<Session> open_remote_session(const SessionOptions& options);
 
 /// open_remote_session for a Windows module on another system, open_session otherwise.
 std::unique_ptr<Session> open_session_for(const SessionOptions& options);
 
-/// The same two ways for describe_module.
+/// The same for describe_module.
 ModuleDescription describe_remote_module(const std::filesystem::path& module_file);
 ModuleDescription describe_module_for(const std::filesystem::path& module_file);
 

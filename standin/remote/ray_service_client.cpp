@@ -67,14 +67,14 @@ Pipe make_pipe() {
     fail_with_system_error("The ray service cannot be reached");
   }
 #ifdef F_SETPIPE_SZ
-  // Room for a whole request saves both processes from waking one another for every 64 KiB; without it, it only takes longer.
+  // Space for a whole request saves both processes from waking each other for every 64 KiB. Failure only costs time.
   constexpr int one_request = 1 << 20;
   fcntl(ends[0], F_SETPIPE_SZ, one_request);
 #endif
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
-/// While it lives, writing to a closed pipe is an error and not the end of this program. Of this thread only.
+/// Makes writing to a closed pipe an error instead of the end of this program, for this thread and as long as the guard lives.
 class BrokenPipeGuard {
  public:
   BrokenPipeGuard() {
@@ -102,7 +102,7 @@ class BrokenPipeGuard {
   bool was_pending_ = false;
 };
 
-/// The service's process and the pipes to it; it ends with this.
+/// The service's process and the pipes to it. Destruction ends the process.
 class Process {
  public:
   explicit Process(std::vector<std::string> command) {
@@ -129,7 +129,7 @@ class Process {
   }
 
   ~Process() {
-    // The end of its input ends the service; one that does not heed it is ended.
+    // The service ends at the end of its input; one that does not is killed.
     to_service_.close();
     using namespace std::chrono_literals;
     for (const auto patience = std::chrono::steady_clock::now() + 10s; !ended();) {
@@ -177,7 +177,8 @@ class Process {
   }
 
  private:
-  /// Wine's own server may keep the pipe open after the service has died: its end alone would be waited for in vain.
+  /// Wine's own server may keep the pipe open after the service has died: waiting for the end of the pipe alone would never
+  /// return.
   void wait_for_data() {
     constexpr int look_every_milliseconds = 250;
     pollfd readable{from_service_.number(), POLLIN, 0};
@@ -201,7 +202,7 @@ class Process {
   }
 
   [[noreturn]] void fail_as_dead() {
-    // Its pipes close a moment before the process has ended.
+    // Its pipes close a moment before the process ends.
     for (int wait = 0; wait < 100 && !ended(); ++wait) {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
@@ -211,7 +212,7 @@ class Process {
     } else if (ended() && WIFSIGNALED(status_)) {
       how = " (signal " + std::to_string(WTERMSIG(status_)) + ")";
     }
-    throw std::runtime_error("The ray service has died" + how + "; see its messages above, and that " +
+    throw std::runtime_error("The ray service has died" + how + "; see its messages above, and check that " +
                              std::string(OVICAM_RUN_WINE) + " and its program can be run");
   }
 
@@ -222,7 +223,7 @@ class Process {
   Descriptor from_service_;
 };
 
-/// A path as a Windows program under Wine knows it.
+/// The path that a Windows program under Wine uses for the file.
 std::filesystem::path windows_path(const std::filesystem::path& file) {
   if (file.empty()) {
     return {};
@@ -240,12 +241,12 @@ std::filesystem::path service_program(const std::filesystem::path& module_file) 
   return std::filesystem::absolute(module_file).parent_path() / name;
 }
 
-/// Throws when there is none.
+/// Throws when it does not exist.
 std::filesystem::path existing_service_program(const std::filesystem::path& module_file) {
   std::filesystem::path program = service_program(module_file);
   if (!std::filesystem::is_regular_file(program)) {
     throw std::runtime_error("There is no ray service " + program.string() +
-                             "; build it beside the module, or name it in OVICAM_RAY_SERVICE");
+                             "; build it beside the module, or set OVICAM_RAY_SERVICE to its path");
   }
   return program;
 }
@@ -255,7 +256,7 @@ class Service {
  public:
   explicit Service(const std::filesystem::path& module_file) : Service(Program{existing_service_program(module_file)}) {}
 
-  /// A path as the service knows it.
+  /// The path that the service uses for the file.
   std::filesystem::path path(const std::filesystem::path& file) const { return under_wine_ ? windows_path(file) : file; }
 
   /// Throws std::runtime_error with the service's sentence when it could not do it. Threads take turns.

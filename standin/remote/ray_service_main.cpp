@@ -28,7 +28,8 @@ namespace {
 using namespace standin;
 using namespace standin::ray_protocol;
 
-/// The answers' way out. What the module prints goes to standard error from here on: it would garble the answers.
+/// Standard output, for the answers alone. From here on, what the module prints goes to standard error: it would corrupt the
+/// answers.
 std::FILE* claim_standard_output() {
 #ifdef _WIN32
   _setmode(_fileno(stdin), _O_BINARY);
@@ -84,7 +85,7 @@ class Service {
       case Kind::project:
         return packed(project(unpacked<ProjectPoint>(request)));
       default:
-        throw std::runtime_error("The ray service was asked for something it does not know");
+        throw std::runtime_error("The ray service does not know this kind of request");
     }
   }
 

@@ -18,12 +18,12 @@ struct Side {
 constexpr Side incoming{1.0, 0, 0, 1};
 constexpr Side outgoing{-1.0, 1, 2, 3};
 
-/// Change of value over the whole segment between `key` and `across`, were the curve to go on as it does at `key`.
+/// Change of value over the whole segment between `key` and `across` if the curve continued as it does at `key`.
 /// `beyond` is the key on the other side of `key`, null at the ends of the envelope.
 double tangent(const Key& key, const Key& across, const Key* beyond, const Side& side) {
   const double duration = (key.time_seconds - across.time_seconds) * side.sign;
   const double rise = (key.value - across.value) * side.sign;
-  // Keys further away on one side than on the other must not bend the shorter segment.
+  // Keys that are further away on one side than on the other must not bend the shorter segment.
   double share = 1.0;
   if (beyond != nullptr) {
     const double both = duration + (beyond->time_seconds - key.time_seconds) * side.sign;
@@ -83,7 +83,7 @@ double bezier_2d_value(const std::vector<Key>& keys, std::size_t i, double time_
   }
   const double time_1 = from.time_seconds + time_offset;
   const double time_2 = to.time_seconds + to.parameters[incoming.time_offset];
-  // The curve begins before the time and ends after it, so halving always closes in, even where it runs back in time.
+  // The curve begins before the time and ends after it, so bisection always converges, even where it runs back in time.
   double low = 0.0;
   double high = 1.0;
   for (int step = 0; step < 60; ++step) {

@@ -14,7 +14,7 @@ enum class EndBehaviour { reset = 0, constant = 1, repeat = 2, oscillate = 3, of
 struct Key {
   double value = 0.0;
   double time_seconds = 0.0;
-  /// Of the curve that leads into this key.
+  /// Shape of the curve that leads into this key.
   Span span = Span::tcb;
   /// TCB: tension, continuity, bias. Hermite and Bezier: incoming and outgoing tangent. Bezier 2D: incoming time and
   /// value offset, outgoing time and value offset. All in the order of the scene file.
@@ -29,10 +29,10 @@ struct Envelope {
   EndBehaviour before = EndBehaviour::constant;
   EndBehaviour after = EndBehaviour::constant;
 
-  /// The value at a time in seconds; 0 without keys. Finite whatever the keys and the time are. Threads: any.
+  /// The value at a time in seconds; 0 without keys. Finite for any keys and any time. Threads: any.
   double at(double time_seconds) const;
 
-  /// Two or more keys: a set value does not replace it.
+  /// Two or more keys; setting a value does not replace those.
   bool animated() const { return keys.size() > 1; }
 
   static Envelope constant(double value) { return Envelope{{Key{value, 0.0, Span::tcb, {}}}}; }

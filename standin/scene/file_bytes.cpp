@@ -12,11 +12,11 @@ namespace standin {
 std::string read_file_bytes(const std::filesystem::path& file) {
   std::error_code ignored;
   if (std::filesystem::is_directory(file, ignored)) {
-    throw FileError(file.string(), "", "is a folder; name a file");
+    throw FileError(file.string(), "", "is a folder; give a file");
   }
   std::ifstream stream(file, std::ios::binary);
   if (!stream) {
-    throw FileError(file.string(), "", "cannot be opened; check that it exists and may be read");
+    throw FileError(file.string(), "", "cannot be opened; check that it exists and is readable");
   }
   std::string content;
   std::array<char, 65536> part;
@@ -40,7 +40,7 @@ void replace_file(const std::filesystem::path& file, std::string_view content) {
     stream.close();
     if (!stream) {
       std::filesystem::remove(unfinished, error);
-      throw FileError(file.string(), "", "cannot be written; check that its folder exists, may be written to and has room");
+      throw FileError(file.string(), "", "cannot be written; check that its folder exists, is writable and has free space");
     }
   }
   std::filesystem::rename(unfinished, file, error);

@@ -5,7 +5,7 @@
 
 namespace standin {
 
-/// Names in one line, for a sentence that says what there is; "none" when there is nothing. Threads: any.
+/// Names in one line, for a sentence that lists the choices; "none" when there are none. Threads: any.
 inline std::string joined(const std::vector<std::string>& names) {
   std::string text;
   for (const std::string& name : names) {

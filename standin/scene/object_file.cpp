@@ -12,7 +12,7 @@
 namespace standin {
 namespace {
 
-/// Big-endian numbers from part of a file; reading past the part's end is an error that tells where.
+/// Big-endian numbers from part of a file; reading past the part's end is an error that names the offset.
 class ByteReader {
  public:
   ByteReader(std::span<const std::uint8_t> bytes, const std::string& file_name) : bytes_(bytes), file_name_(&file_name) {}
@@ -70,12 +70,12 @@ class ByteReader {
     }
     if (number >= count) {
       position_ = at;
-      fail(std::string(what) + " " + std::to_string(number) + " is named, and there are only " + std::to_string(count));
+      fail(std::string(what) + " " + std::to_string(number) + " is used, but there are only " + std::to_string(count));
     }
     return number;
   }
 
-  /// Up to a zero byte, and one more byte where that makes the length even.
+  /// Up to a zero byte, plus a padding byte where that makes the length even.
   std::string text() {
     std::string text;
     for (std::uint32_t c = unsigned_number(1); c != 0; c = unsigned_number(1)) {
@@ -95,7 +95,7 @@ class ByteReader {
     return letters;
   }
 
-  /// The byte that makes an odd length even; a file may end without it.
+  /// The padding byte of an odd length; a file may end without it.
   void skip_padding(std::size_t size) {
     if (size % 2 == 1 && !at_end()) {
       ++position_;
@@ -109,7 +109,7 @@ class ByteReader {
   std::size_t position_ = 0;
 };
 
-/// As messages show them: four letters, with what is no letter as a question mark.
+/// As messages show them: four characters, each that is not printable as a question mark.
 std::string printable(std::string letters) {
   for (char& c : letters) {
     c = c >= ' ' && c <= '~' ? c : '?';
@@ -126,7 +126,7 @@ class ObjectReader {
       file.fail("is too short for an object file");
     }
     if (file.four_letters() != "FORM") {
-      file.fail("is not an object file: one begins with FORM");
+      file.fail("is not an object file: it does not begin with FORM");
     }
     const std::size_t size = file.unsigned_number(4);
     ByteReader form = file.part(size, "the file");
@@ -225,7 +225,7 @@ class ObjectReader {
       Polygon& polygon = layer().polygons[polygon_index(content)];
       const std::uint32_t tag = content.unsigned_number(2);
       if (tag >= tags_.size()) {
-        content.fail("tag " + std::to_string(tag) + " is named, and there are only " + std::to_string(tags_.size()));
+        content.fail("tag " + std::to_string(tag) + " is used, but there are only " + std::to_string(tags_.size()));
       }
       polygon.surface = surface_named(tags_[tag]);
     }
@@ -303,7 +303,7 @@ class ObjectReader {
   std::map<std::string, std::uint32_t> surface_index_;
   std::size_t first_point_ = 0;
   std::size_t first_polygon_ = 0;
-  /// Whether tags and maps mean the polygons read last, and not some that were skipped.
+  /// Whether tags and maps refer to the polygons read last, rather than to some that were skipped.
   bool polygons_read_ = true;
 };
 

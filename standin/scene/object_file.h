@@ -19,7 +19,7 @@ struct Surface {
   double luminosity = 0.0;
 };
 
-/// A texture map by name: values of points, and of points as seen from one polygon (which win).
+/// A texture map by name: values of points, and values of points within one polygon, which take precedence.
 struct UvMap {
   std::string name;
   int dimension = 2;
@@ -35,7 +35,7 @@ struct Polygon {
 };
 
 struct Layer {
-  /// As in the object file: one less than the number that a scene calls the layer by.
+  /// As in the object file: one less than the layer's number in a scene.
   int number = 0;
   int parent = -1;
   bool hidden = false;
@@ -56,7 +56,7 @@ struct ObjectFile {
 /// file that is missing, truncated, corrupt, or of the older form LWOB. Threads: any.
 ObjectFile read_object_file(const std::filesystem::path& file);
 
-/// The same from memory; `name` is what errors call it.
+/// The same from memory; errors call it `name`.
 ObjectFile read_object(std::span<const std::uint8_t> bytes, const std::string& name);
 
 }  // namespace standin

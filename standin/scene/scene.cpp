@@ -29,7 +29,7 @@ ItemPose pose_in_parent(const Item& item, double time_seconds) {
   pose.right = axis({channel[6], 0.0, 0.0});
   pose.up = axis({0.0, channel[7], 0.0});
   pose.forward = axis({0.0, 0.0, channel[8]});
-  // The position is where the pivot comes to lie; the pose tells where the item's own origin does.
+  // The scene gives the position of the pivot; the pose has that of the item's own origin.
   pose.position = {channel[0], channel[1], channel[2]};
   pose.position = pose.point_to_world(item.pivot * -1.0);
   return pose;
@@ -45,7 +45,7 @@ bool same_letters(const std::string& a, const std::string& b) {
   return std::ranges::equal(a, b, {}, lower, lower);
 }
 
-/// The file of that relative path under the folder, names compared without regard to case; empty when it is not there.
+/// The file of that relative path under the folder, names compared without regard to case; empty when there is none.
 std::filesystem::path find_in_folder(std::filesystem::path folder, std::span<const std::string> names) {
   std::error_code error;
   for (const std::string& name : names) {
@@ -89,7 +89,7 @@ std::filesystem::path find_object_file(const Scene& scene, const std::string& wr
       return found;
     }
   }
-  // A path of another machine still ends as the content folder has it, so its front is dropped name by name.
+  // The end of a path from another machine is its place in the content folder, so leading names are dropped one by one.
   const std::vector<std::string> names = split_at_slashes(written);
   const auto scene_folder = std::filesystem::absolute(scene.folder.empty() ? "." : scene.folder);
   for (std::span<const std::string> tail = names; !tail.empty(); tail = tail.subspan(1)) {
@@ -168,7 +168,7 @@ std::filesystem::path resolve_object_file(const Scene& scene, const std::string&
   try {
     return find_object_file(scene, written);
   } catch (const std::system_error&) {
-    // A name that this system cannot even express names no file here.
+    // A name that this system cannot represent is not that of a file here.
     return {};
   }
 }

@@ -48,7 +48,7 @@ struct CameraSettings {
   Envelope eye_separation = Envelope::constant(0.06);
   /// The `Plugin CameraHandler` block; empty server name: the host's own perspective camera.
   std::optional<PluginBlock> handler;
-  /// Every other plug-in block, kept as it stands.
+  /// Every other plug-in block, unchanged.
   std::vector<PluginBlock> other_plugins;
 
   friend bool operator==(const CameraSettings&, const CameraSettings&) = default;
@@ -80,16 +80,16 @@ struct Item {
   std::optional<CameraSettings> camera;
   std::optional<LightSettings> light;
 
-  /// Lines of this item that are not understood, kept in order so that writing loses nothing.
+  /// Lines of this item that are not understood, kept in order so that writing the scene loses nothing.
   std::vector<std::string> other_lines;
 
-  /// The name that the file gives; `name` is the same, or has a number added to be the only one of its kind.
+  /// The name in the file; `name` is the same, or has a number added that makes it unique among its kind.
   std::string given_name;
 
   friend bool operator==(const Item&, const Item&) = default;
 };
 
-/// A scene as its file describes it. Frames per second is never 0.
+/// A scene as its file describes it. Frames per second are never 0.
 struct Scene {
   int version = 5;
   int first_frame = 1;
@@ -105,7 +105,7 @@ struct Scene {
   std::vector<std::string> opening_lines;
   std::vector<std::string> lines_after_objects;
   std::vector<std::string> other_lines;
-  /// The folder that object files are looked up in.
+  /// Object files are looked up in this folder.
   std::filesystem::path folder;
 
   const Item* find(std::uint32_t id) const;
@@ -133,7 +133,7 @@ void write_scene_file(const Scene& scene, const std::filesystem::path& file);
 std::string write_scene(const Scene& scene);
 
 /// Where an object's file is found: as written, beside the scene, or in the content folders above it, with either kind of
-/// slash and any case; empty when it is nowhere.
+/// slash and any case; empty when it is not found.
 std::filesystem::path resolve_object_file(const Scene& scene, const std::string& written);
 
 }  // namespace standin

@@ -46,7 +46,7 @@ inline constexpr std::array camera_number_keywords = {
 struct ItemKeywords {
   ItemKind kind;
   std::string_view add;
-  /// Empty: the name stands in the line that adds the item.
+  /// Empty: the name is in the line that adds the item.
   std::string_view name;
   std::string_view motion;
   std::string_view unnamed;
@@ -62,7 +62,7 @@ inline constexpr std::array item_keywords = {
 
 constexpr const ItemKeywords& keywords_of(ItemKind kind) { return item_keywords[static_cast<std::size_t>(kind)]; }
 
-/// Keywords with which the scene's own settings go on after an item's; what follows them belongs to no item.
+/// Keywords that return to the scene's own settings after an item's; what follows them belongs to no item.
 inline constexpr std::array<std::string_view, 17> scene_section_keywords = {
     "FirstFrame",    "LastFrame",       "FrameStep",         "FramesPerSecond", "AmbientColor",  "AmbientIntensity",
     "RadiosityType", "EnableRadiosity", "GlobalFrameSize",   "Antialiasing",    "SolidBackdrop", "BackdropColor",
@@ -71,10 +71,10 @@ inline constexpr std::array<std::string_view, 17> scene_section_keywords = {
 /// Objects with their bones, then lights, then cameras: the order in which a scene file holds its items.
 constexpr int file_order(ItemKind kind) { return kind == ItemKind::bone ? 0 : static_cast<int>(kind); }
 
-/// The first word of a line, without the blanks around it.
+/// The first word of a line, without surrounding blanks.
 std::string_view first_word(std::string_view line);
 
-/// Without the blanks at both ends.
+/// Without leading and trailing blanks.
 std::string_view trimmed(std::string_view text);
 
 bool starts_scene_section(std::string_view keyword);

@@ -30,7 +30,7 @@ std::vector<std::string_view> split_into_lines(std::string_view text) {
 /// What follows the first word.
 std::string_view rest_of(std::string_view text) { return trimmed(trimmed(text).substr(first_word(text).size())); }
 
-/// As the host shows an object: its file without folders and extension, with the layer unless it is the first.
+/// An object's name as the host shows it: its file without folders and extension, and the layer unless it is the first.
 std::string object_name(std::string_view file, int layer) {
   file.remove_prefix(file.find_last_of("/\\:") + 1);
   std::string name(file.substr(0, file.find_last_of('.')));
@@ -60,16 +60,16 @@ class SceneReader {
 
   Scene read() {
     if (lines_.empty() || trimmed(lines_.front()) != "LWSC") {
-      fail("is not a scene: the first line of one is LWSC");
+      fail("is not a scene: its first line is not LWSC");
     }
     ++next_;
     skip_blank_lines();
     if (at_end()) {
-      fail("ends before the version");
+      fail("ends before its version");
     }
     scene_.version = whole_number(lines_[next_], INT32_MIN, INT32_MAX);
     if (scene_.version < 3) {
-      fail("scenes of version " + std::to_string(scene_.version) + " are not understood; save it again with a newer host");
+      fail("scenes of version " + std::to_string(scene_.version) + " cannot be read; save it again with a newer host");
     }
     ++next_;
     for (skip_blank_lines(); !at_end(); skip_blank_lines()) {
@@ -100,7 +100,7 @@ class SceneReader {
     const char* end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, number, format...);
     if (text.empty() || result.ec != std::errc() || result.ptr != end) {
-      fail("\"" + std::string(text.substr(0, 40)) + "\" is not a number that can stand here");
+      fail("\"" + std::string(text.substr(0, 40)) + "\" is not a number, or not one that is possible here");
     }
     return number;
   }
@@ -135,7 +135,7 @@ class SceneReader {
     return {real_number(first_word(text)), real_number(first_word(after_x)), real_number(rest_of(after_x))};
   }
 
-  /// The word that the text begins with; what follows it is left in `text`.
+  /// The first word of the text; the rest is left in `text`.
   static std::string_view take_word(std::string_view& text) {
     const std::string_view word = first_word(text);
     text = rest_of(text);
@@ -144,7 +144,7 @@ class SceneReader {
 
   static bool opens_envelope(std::string_view text) { return first_word(text) == "{" && rest_of(text) == "Envelope"; }
 
-  /// Whether an envelope stands in place of the value after the keyword, in the line itself or in the next.
+  /// Whether an envelope takes the place of the value after the keyword, on the same line or the next.
   bool holds_envelope(std::string_view rest) const {
     const bool in_next_line = rest.empty() || rest == "(envelope)";
     return opens_envelope(rest) || (in_next_line && next_ + 1 < lines_.size() && opens_envelope(lines_[next_ + 1]));
@@ -208,7 +208,7 @@ class SceneReader {
     return read_envelope_block();
   }
 
-  /// The next line that is not blank, which must begin with the keyword; what follows it there.
+  /// Expects the keyword at the start of the next line that is not blank; returns what follows it.
   std::string_view expect(std::string_view keyword, std::size_t because_of_line) {
     skip_blank_lines();
     if (at_end() || first_word(lines_[next_]) != keyword) {
@@ -252,7 +252,7 @@ class SceneReader {
     }
   }
 
-  /// The line after the block that the next line opens, at whatever depth blocks lie within it.
+  /// The line after the block that the next line opens, however deeply blocks are nested in it.
   std::size_t end_of_block() const {
     std::size_t depth = 0;
     for (std::size_t i = next_; i < lines_.size(); ++i) {
@@ -335,7 +335,7 @@ class SceneReader {
       return false;
     }
     Item& item = add_item(found->kind);
-    // Older files name a null without an id.
+    // Older files have nulls without an id.
     const std::string_view id = first_word(rest);
     if (id.size() == 8 && id.find_first_not_of("0123456789ABCDEFabcdef") == std::string_view::npos) {
       item.id = item_id(id);
@@ -397,7 +397,7 @@ class SceneReader {
     return true;
   }
 
-  /// Settings of the current item that may be keyed.
+  /// Settings of the current item that may be animated.
   Envelope* keyed_setting(std::string_view keyword) {
     Item* item = current_item();
     if (item != nullptr && item->light && keyword == "LightIntensity") {
@@ -408,7 +408,7 @@ class SceneReader {
                                                                                    : nullptr;
   }
 
-  /// A line that is understood by itself.
+  /// A line that needs no other to be understood.
   bool read_plain_statement(std::string_view keyword, std::string_view rest) {
     return read_item_start(keyword, rest) || read_scene_setting(keyword, rest) ||
            (in_item_ && read_item_setting(*current_item(), keyword, rest));
@@ -432,7 +432,7 @@ class SceneReader {
     } else if (!holds_envelope(rest) && read_plain_statement(keyword, rest)) {
       ++next_;
     } else {
-      // Not understood, or keyed where only a number is: the host's own line stays, the value remains what it was.
+      // Not understood, or animated where only a number is supported: the line is kept, and the value does not change.
       keep_lines_until(next_ + 1);
     }
   }

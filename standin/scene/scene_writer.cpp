@@ -12,7 +12,7 @@
 namespace standin {
 namespace {
 
-/// With as many digits as it takes to read the same number back, whatever the locale.
+/// With the fewest digits that read back as the same number, in any locale.
 std::string number_text(double number) {
   if (!std::isfinite(number)) {
     throw FileError("the scene", "", "holds a number that is not finite");
@@ -52,7 +52,7 @@ class SceneWriter {
     write_items(scene, ItemKind::camera);
     line("");
     if (!scene.other_lines.empty() && !starts_scene_section(first_word(scene.other_lines.front()))) {
-      // Without a line that is surely the scene's own, the lines would go on describing the last item.
+      // Without a line that only the scene has, the lines that follow would describe the last item.
       line("FrameStep", std::to_string(scene.frame_step));
     }
     lines(scene.other_lines);
@@ -62,7 +62,7 @@ class SceneWriter {
  private:
   void line(std::string_view content) {
     if (content.find('\n') != std::string_view::npos) {
-      throw FileError("the scene", "", "\"" + std::string(content) + "\" does not fit on one line; take the line break out");
+      throw FileError("the scene", "", "\"" + std::string(content) + "\" contains a line break; remove it");
     }
     text_ += content;
     text_ += '\n';
@@ -142,7 +142,7 @@ class SceneWriter {
 
   void write_item(const Item& item) {
     const ItemKeywords& keywords = keywords_of(item.kind);
-    // The number that only keeps shown names apart is given anew when the file is read.
+    // The number that makes names unique is added again when the file is read.
     const bool numbered = !item.given_name.empty() && item.name.starts_with(item.given_name + " (");
     const std::string& name = numbered ? item.given_name : item.name;
     line("");

@@ -10,14 +10,14 @@
 namespace standin {
 namespace {
 
-/// The area that a drawn control is offered; the rows below what it paints are left out.
+/// The area that a drawn control gets; rows below what it paints are cropped.
 constexpr int drawing_width = 320;
 constexpr int drawing_height = 200;
 
 constexpr const char* own_camera = "Camera";
 constexpr const char* other_camera = "Another camera";
 constexpr const char* object = "Object";
-/// Beyond every number that a panel is used for.
+/// Beyond any number that makes sense on a panel.
 constexpr double far_beyond = 1e9;
 constexpr Vec3 point_in_front{0.0, 0.0, 10.0};
 
@@ -41,7 +41,7 @@ void read_value(const Host& host, const Panel& panel, const PanelData& data, Con
   }
 }
 
-/// A smallest or greatest value that the hints give.
+/// The minimum or maximum that the hints give.
 std::optional<double> hinted_limit(const Panel& panel, LWXPanelHint tag, std::uint32_t control) {
   const std::size_t in_range = tag == LWXPTAG_MIN ? 1 : 2;
   if (const auto own = panel.hints_of(tag, control); !own.empty()) {
@@ -53,7 +53,7 @@ std::optional<double> hinted_limit(const Panel& panel, LWXPanelHint tag, std::ui
   return std::nullopt;
 }
 
-/// The rows down to the last one with anything but black on it, and a black one below.
+/// The rows down to the last one that is not all black, and a black one below it.
 Picture painted_part(const Picture& drawn) {
   const auto painted = [&](int y) {
     for (int x = 0; x < drawn.width(); ++x) {
@@ -84,7 +84,7 @@ CameraDescription describe_camera(Host& host, const Module& module, const Server
   return description;
 }
 
-/// Uses a camera's panel and envelopes as a person would, and sees what becomes of it.
+/// Uses a camera's panel and envelopes as a person would, and observes the effect.
 class Experiment {
  public:
   Experiment(Host& host, const Module& module, CameraDescription& description)
@@ -97,7 +97,7 @@ class Experiment {
   }
 
   void find_projection() {
-    // Cameras that look through others see nothing until those are chosen.
+    // Cameras that look through others project nothing until those are chosen.
     for (const ControlDescription& row : description_.panel_rows) {
       if (row.choices_of == "cameras") camera_.panel().set_integer(row.id, 1);
     }
@@ -122,7 +122,7 @@ class Experiment {
     return values;
   }
 
-  /// What the panel shows of a number after it was set.
+  /// The value that the panel shows after a number was set.
   double kept(const ControlDescription& row, double value) {
     const Panel& panel = camera_.panel();
     if (row.data_type == "float") {
@@ -152,7 +152,7 @@ class Experiment {
       const std::vector<double> before = parameter_values();
       if (const double least = kept(row, low); least != low) row.minimum = std::max(least, row.minimum.value_or(least));
       if (const double most = kept(row, high); most != high) row.maximum = std::min(most, row.maximum.value_or(most));
-      // The envelope that follows a plain number is the value's own.
+      // An envelope that changes along with a plain number is that value's envelope.
       const std::vector<double> after = parameter_values();
       for (std::size_t i = 0; i < before.size(); ++i) {
         if (before[i] != after[i]) row.channel_name = description_.parameters.at(i).channel_name;
@@ -161,7 +161,7 @@ class Experiment {
     }
   }
 
-  /// Notes a name at everything that is saved differently than before.
+  /// Adds a name to everything that is now saved differently.
   void note_changes(const std::vector<SavedLine>& before, std::vector<std::string> SavedItemDescription::*names,
                     const std::string& name) {
     const std::vector<SavedLine> after = camera_.save_items();
@@ -188,7 +188,7 @@ class Experiment {
     for (const ControlDescription& row : description_.panel_rows) {
       if (!is_number(row)) continue;
       const double own = number_of(row);
-      // A choice and a tick have no value above the last one.
+      // A pop-up and a check box have no value above the last one.
       kept(row, own == 0.0 ? 1.0 : own - 1.0);
       note_changes(before, &SavedItemDescription::labels, row.label);
       if (!row.channel_name.empty()) note_changes(before, &SavedItemDescription::channel_names, row.channel_name);

@@ -26,31 +26,31 @@ struct ControlDescription {
   std::uint32_t id = 0;
   std::string label;
   std::string control_class;
-  /// Empty: the row has no value.
+  /// Empty when the row has no value.
   std::string data_type;
-  /// A number with a point, or a text.
+  /// A number, with a decimal point in every locale, or a text.
   std::string value;
   std::vector<std::string> choices;
-  /// Of the envelope that stands behind the value; empty: the value cannot be animated.
+  /// The channel of the value's envelope; empty when the value cannot be animated.
   std::string channel_name;
   bool animated = false;
-  /// What the panel's hints allow and, where describe_module found it, what the module keeps of a value beyond.
+  /// Limits from the panel's hints and, found by describe_module, those that the module clamps a value to.
   std::optional<double> minimum;
   std::optional<double> maximum;
-  /// What the choices name in a scene, "cameras" or "objects"; empty: they are the same in every scene. Found by
+  /// What the choices name in a scene, "cameras" or "objects"; empty when they are the same in every scene. Found by
   /// describe_module.
   std::string choices_of;
   bool divider_below = false;
-  /// What the row draws in place of a value, as high as it paints.
+  /// What the row draws in place of a value, cropped to the height that it paints.
   std::optional<Picture> drawing;
 
   friend bool operator==(const ControlDescription&, const ControlDescription&) = default;
 };
 
-/// One thing that a camera keeps in a scene file, and what changes it: parameters by channel name, panel rows by label. A
-/// thing that is kept but shown nowhere has neither.
+/// One item that a camera keeps in a scene file, and what changes it: parameters by channel name, panel rows by label. An
+/// item that is kept but shown nowhere has neither.
 struct SavedItemDescription {
-  /// "envelope", "float" or "integer" (of 4 bytes), or else what a SaveState calls it.
+  /// "envelope", "float" or "integer" (4 bytes), or another kind of SavedLine.
   std::string kind;
   std::vector<std::string> channel_names;
   std::vector<std::string> labels;
@@ -62,7 +62,7 @@ struct CameraDescription {
   std::string server_name;
   std::string user_name;
   bool depth_of_field = false;
-  /// Whether the camera says where on the film a point in front of it lies.
+  /// Whether the camera gives the film position of a point in front of it.
   bool projects = false;
   std::vector<ParameterDescription> parameters;
   std::vector<ControlDescription> panel_rows;
@@ -84,13 +84,13 @@ struct ServerDescription {
 struct ModuleDescription {
   std::vector<ServerDescription> servers;
   std::vector<CameraDescription> cameras;
-  /// Cameras that the module holds and its table does not offer; whether they project is not tried.
+  /// Cameras that the module has but its table does not offer; their projection is not tried.
   std::vector<CameraDescription> unregistered_cameras;
 
   friend bool operator==(const ModuleDescription&, const ModuleDescription&) = default;
 };
 
-/// The panel's rows in its order, with their values at the host's present time. Threads: the panel's.
+/// The panel's rows in order, with their values at the host's current time. Threads: the panel's.
 std::vector<ControlDescription> describe_panel(const Host& host, const Panel& panel);
 
 /// A module's server table, and every camera server described by creating an instance of it on a camera of an empty scene.

@@ -29,7 +29,7 @@ Item& chosen_camera(Scene& scene, const std::string& name) {
                            (names.empty() ? std::string() : " called \"" + name + "\"; it has: " + joined(names)));
 }
 
-/// One sentence for each camera server that the module does not have, with the cameras that the scene gives it to.
+/// One sentence for each camera server that the module lacks, with the cameras that use it.
 std::vector<std::string> missing_servers(const Scene& scene, const Module& module) {
   std::map<std::string, std::vector<std::string>> cameras_of;
   for (const Item& item : scene.items) {
@@ -41,17 +41,17 @@ std::vector<std::string> missing_servers(const Scene& scene, const Module& modul
   std::vector<std::string> sentences;
   sentences.reserve(cameras_of.size());
   for (const auto& [server, cameras] : cameras_of) {
-    sentences.push_back("the module has no camera server \"" + server + "\", which the scene gives to " + joined(cameras) +
+    sentences.push_back("the module has no camera server \"" + server + "\", which the scene uses for " + joined(cameras) +
                         "; rendered as a plain perspective");
   }
   return sentences;
 }
 
-/// The scene as the options change it, and which camera of it is rendered through which server.
+/// The scene with the options applied, and which of its cameras is rendered through which server.
 struct Choice {
   Scene scene;
   std::uint32_t camera_number = 0;
-  /// Empty: the host's own perspective camera.
+  /// Empty for the host's own perspective camera.
   std::string server_name;
 };
 
@@ -90,7 +90,7 @@ class LocalSession : public Session {
     for (; told_messages_ < messages.size(); ++told_messages_) {
       std::string sentence;
       for (const std::string& line : messages[told_messages_].lines) sentence += (sentence.empty() ? "" : ": ") + line;
-      // Cameras that lead back to one another give the same message again and again.
+      // Cameras that show each other give the same message again and again.
       if (told_.insert(sentence).second) warnings_.push_back(sentence);
     }
     return std::exchange(warnings_, {});
@@ -121,7 +121,7 @@ class LocalSession : public Session {
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
     if (queries.size() != answers.size()) {
-      throw std::runtime_error("A session needs room for one answer per query");
+      throw std::runtime_error("A session needs space for one answer per query");
     }
     for (std::size_t i = 0; i < queries.size(); ++i) {
       answers[i] = camera_ ? camera_->evaluate(queries[i]) : plain_.evaluate(queries[i]);
@@ -164,8 +164,8 @@ class LocalSession : public Session {
 
   const Item& item() const { return *host_.scene().find(camera_number_); }
 
-  /// Whoever renders a camera has looked at its panel first, at some time of the scene. Some values follow only then: the
-  /// print camera works out its film while it shows the resolution.
+  /// A person opens a camera's panel before rendering it. Some values are only updated then: the print camera computes its film
+  /// while the panel shows the resolution.
   void show_panel() {
     const int frame = host_.scene().first_frame;
     camera_->new_time(frame, host_.scene().time_of(frame));

@@ -18,7 +18,7 @@ namespace standin {
 struct FrameSetup {
   int frame = 0;
   double start_seconds = 0.0;
-  /// Of the motion-blur interval; 0 without motion blur.
+  /// Length of the motion-blur interval; 0 without motion blur.
   double duration_seconds = 0.0;
   double film_width = 0.0;
   double film_height = 0.0;
@@ -28,16 +28,16 @@ struct FrameSetup {
 struct SessionOptions {
   std::filesystem::path scene_file;
   std::filesystem::path module_file;
-  /// Empty: the scene's first camera.
+  /// Empty for the scene's first camera.
   std::string camera_name;
-  /// Empty: the server that the scene gives the camera. The host's own perspective camera is called "Perspective".
+  /// Empty for the server that the scene has for the camera. The host's own perspective camera is called "Perspective".
   std::string server_name;
   /// Envelopes by channel name and panel values by control label, set on the instance after loading.
   std::vector<std::pair<std::string, std::string>> settings;
-  /// 0: as the scene has it. The film height stays; its width follows the shape.
+  /// 0 for the scene's own. The film height stays the same; its width follows the aspect ratio.
   int width_pixels = 0;
   int height_pixels = 0;
-  /// Samples of the motion-blur interval that the module is told to take.
+  /// Number of motion samples that the module is told to take.
   unsigned motion_steps = 2;
   bool motion_blur = false;
   bool depth_of_field = false;
@@ -49,11 +49,11 @@ class Session {
  public:
   virtual ~Session() = default;
 
-  /// What a person should know and was not told by an earlier call, in sentences: cameras of the scene whose server the module
-  /// does not have, which are plain perspectives, and what module and host said meanwhile. Threads: one.
+  /// Sentences for a person, each told once: cameras of the scene that are rendered as plain perspectives because the module
+  /// lacks their server, and messages of the module and the host. Threads: one.
   virtual std::vector<std::string> take_warnings() = 0;
 
-  /// Threads: one; no ray may be asked for meanwhile.
+  /// Threads: one, with no ray asked for meanwhile.
   virtual FrameSetup begin_frame(int frame) = 0;
 
   /// Asks the module for one ray per query. Threads: any number at once.

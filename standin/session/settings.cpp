@@ -15,7 +15,7 @@ double parse_number(const std::string& name, const std::string& text) {
   double value = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
-    throw std::runtime_error("\"" + text + "\" is no number; give the setting \"" + name + "\" one such as 0.5");
+    throw std::runtime_error("\"" + text + "\" is not a number; the setting \"" + name + "\" needs one, such as 0.5");
   }
   return value;
 }
@@ -31,13 +31,13 @@ int parse_choice(const Panel& panel, const PanelControl& control, const std::str
   int value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size()) {
-    throw std::runtime_error("\"" + text + "\" is no value of the setting \"" + control.label + "\"; give a whole number" +
+    throw std::runtime_error("\"" + text + "\" is not a value of the setting \"" + control.label + "\"; give a whole number" +
                              (choices.empty() ? "" : " or one of: " + joined(choices)));
   }
   return value;
 }
 
-/// Sets a panel value by its control's label; whether there is such a control with a value that can be set.
+/// Sets a panel value by its control's label; returns whether there is such a control with a value that can be set.
 bool set_by_label(Host& host, const Panel& panel, const std::string& label, const std::string& text) {
   for (const PanelControl& control : panel.controls) {
     const PanelData* data = panel.data_of(control.id);

@@ -32,7 +32,7 @@ struct Arguments {
   std::string picture;
 };
 
-/// How many pixels of the row are covered: the camera has no ray for them.
+/// How many pixels of the row are covered, that is, have no ray of the camera.
 std::size_t show_row(standin::Session& session, std::span<const standin::RayQuery> queries, std::span<Pixel> pixels) {
   std::vector<standin::RayAnswer> answers(queries.size());
   session.evaluate(queries, answers);
@@ -43,7 +43,7 @@ std::size_t show_row(standin::Session& session, std::span<const standin::RayQuer
 
 void write_coverage(const Arguments& arguments) {
   if (!arguments.camera.server.empty() && arguments.camera.server != baking_server) {
-    throw UsageError("--server " + arguments.camera.server + ": only " + baking_server + " has a coverage");
+    throw UsageError("--server " + arguments.camera.server + ": only " + baking_server + " shows coverage");
   }
   if (!PictureFile::is_picture_name(arguments.picture)) {
     throw UsageError("-o " + arguments.picture + ": the name must end in .png or .exr");
@@ -79,8 +79,8 @@ void write_coverage(const Arguments& arguments) {
 }  // namespace
 
 void add_bake_coverage_command(CLI::App& app) {
-  auto* command = app.add_subcommand("bake-coverage",
-                                     "Shows which pixels an object's texture map covers, as the surface baking camera has it.");
+  auto* command = app.add_subcommand(
+      "bake-coverage", "Shows which pixels an object's texture map covers, as the surface baking camera sees it.");
   command->footer(
       "Example:\n  ovicam bake-coverage samples/cameras.lws --camera Baking -o coverage.png\n"
       "Covered pixels are white. --set Mesh=NAME and --set \"UV Map\"=NAME choose what is shown; with --set \"Bake "

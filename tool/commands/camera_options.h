@@ -25,27 +25,27 @@ struct CameraOptions {
   std::vector<std::string> settings;
 
   void add_to(CLI::App& command);
-  /// The option --module alone.
+  /// Only the option --module.
   void add_module_to(CLI::App& command);
 
-  /// --module, or OviCam.so beside this program. Throws when --module names no file: a camera of the host's own loads none,
-  /// and would hide the mistake.
+  /// --module, or OviCam.so beside this program. Throws when --module is not a file: the host's own camera loads no
+  /// module, and would hide the mistake.
   std::filesystem::path module_file() const;
   /// --set as names and values.
   std::vector<std::pair<std::string, std::string>> parsed_settings() const;
-  /// What opens a session of the camera.
+  /// Options that open a session of the camera.
   standin::SessionOptions session_options() const;
-  /// Throws with the names there are when the scene has no such camera.
+  /// Throws, with the scene's cameras, when it has no such camera.
   const standin::Item& find_camera(const standin::Scene& from) const;
 };
 
-/// Writes what the session has to say to a person by now, a line each.
+/// Writes the session's warnings so far, one line each.
 void tell_warnings(standin::Session& session, std::ostream& out);
 
-/// A camera of the module in this process, loaded from the scene and set as the command line wants, with the host around it.
+/// A camera of the module in this process, loaded from the scene, with the settings of the command line, and its host.
 class OpenCamera {
  public:
-  /// Throws std::runtime_error for a module of another system and for a camera that is the host's own.
+  /// Throws std::runtime_error for a module of another system and for the host's own camera.
   explicit OpenCamera(const CameraOptions& options);
 
   standin::Host host;

@@ -8,7 +8,7 @@
 namespace tool {
 namespace {
 
-/// Digits of a number that is put into a name without being asked for.
+/// Digits of a number in a name that has no place for it.
 constexpr int usual_digits = 4;
 
 int number(const std::string& text, int otherwise) {

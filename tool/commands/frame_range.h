@@ -16,13 +16,13 @@ struct FrameRange {
   long long count() const { return (last - static_cast<long long>(first)) / step + 1; }
 };
 
-/// "A", "A-B" or "A-B:STEP". Throws UsageError for anything else and for an end before the start.
+/// "A", "A-B" or "A-B:STEP". Throws UsageError for anything else, and for a range that ends before it starts.
 FrameRange parse_frames(const std::string& text);
 
-/// Names of one picture or of many: the last "%04d" or run of '#' in the file's name stands for the frame's number.
+/// File names of one or many pictures: the last "%04d" or run of '#' in the file's name stands for the frame's number.
 class FrameName {
  public:
-  /// Many frames with a name that has no place for the number get one before the extension.
+  /// For many frames, a name without a place for the number gets it before the extension.
   FrameName(const std::filesystem::path& pattern, bool many_frames);
 
   std::filesystem::path of(int frame) const;

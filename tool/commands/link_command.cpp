@@ -78,7 +78,7 @@ std::string record_text(const QrmLinkRecord& record) {
   return text.str();
 }
 
-/// What there is to print of the link file: the record, or the reason why there is none.
+/// What to print: the record of the link file, or the reason why there is none.
 struct Reading {
   bool has_record = false;
   std::string text;
@@ -100,7 +100,7 @@ class LinkReader {
   Reading read() const {
     std::array<char, 1024> path{};
     if (sidecar_path_(path.data(), static_cast<int>(path.size())) == 0) {
-      return {false, "The temporary directory has no name, or one that is too long; set TMPDIR"};
+      return {false, "The temporary directory is not known, or its path is too long; set TMPDIR"};
     }
     const std::filesystem::path file = path.data();
     QrmLinkRecord record{};
@@ -111,11 +111,11 @@ class LinkReader {
  private:
   static std::string trouble(const std::filesystem::path& file, const QrmLinkRecord& record) {
     std::error_code error;
-    if (!std::filesystem::is_directory(file.parent_path(), error)) return "the temporary directory is not there; set TMPDIR";
+    if (!std::filesystem::is_directory(file.parent_path(), error)) return "the temporary directory does not exist; set TMPDIR";
     if (!std::filesystem::exists(file, error)) return "there is no camera link file; no camera has rendered yet";
-    if (!std::filesystem::is_regular_file(file, error)) return "it is no file";
+    if (!std::filesystem::is_regular_file(file, error)) return "it is not a file";
     if (access(file.c_str(), R_OK) != 0) return std::string("it cannot be read: ") + std::strerror(errno);
-    if (record.version == -1) return "it gives no version, so it is no camera link file";
+    if (record.version == -1) return "it has no version, so it is not a camera link file";
     return "its version is " + std::to_string(record.version) + ", and this module reads version 1";
   }
 
@@ -150,8 +150,9 @@ struct Arguments {
 void show_link(const Arguments& arguments) {
   const auto module_file = arguments.options.module_file();
   if (standin::is_windows_binary(module_file)) {
-    throw std::runtime_error(module_file.string() +
-                             ": a module for Windows has its temporary directory there; give the OviCam.so of the same build");
+    throw std::runtime_error(
+        module_file.string() +
+        ": a module for Windows uses the temporary directory of Windows; give the OviCam.so of the same build");
   }
   const LinkReader reader(module_file);
   if (arguments.watch) {

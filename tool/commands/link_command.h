@@ -4,7 +4,7 @@
 
 namespace tool {
 
-/// `ovicam link`: what the camera link file says, or why it says nothing.
+/// `ovicam link`: what the camera link file holds, or why it cannot be read.
 void add_link_command(CLI::App& app);
 
 }  // namespace tool

@@ -26,7 +26,8 @@ int tell(const std::exception& error, int exit_code) {
 int run(int argc, char** argv) {
   CLI::App app("Renders scenes through the cameras of OviCam, and shows what a module holds and publishes.", "ovicam");
   app.footer(
-      "Example:\n  ovicam render samples/plaza.lws --camera Panorama -o plaza.png\n\"ovicam COMMAND --help\" tells more.");
+      "Example:\n  ovicam render samples/plaza.lws --camera Panorama -o plaza.png\n\"ovicam COMMAND --help\" says more about a "
+      "command.");
   app.require_subcommand(0, 1);
   tool::add_info_command(app);
   tool::add_render_command(app);

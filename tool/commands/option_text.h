@@ -10,7 +10,7 @@
 
 namespace tool {
 
-/// The numbers of a text such as 640x480; none when it is written otherwise.
+/// The numbers of a text such as 640x480; none for anything else.
 std::optional<std::pair<int, int>> two_numbers(std::string_view text);
 
 struct PictureSize {
@@ -21,8 +21,8 @@ struct PictureSize {
 /// The size that --size names, in pixels. Throws UsageError.
 PictureSize parse_size(std::string_view text);
 
-/// The same, or with an empty text the camera's own size. Throws std::runtime_error, which names the scene's file, when no
-/// picture can have that.
+/// The same, or the camera's own size when the text is empty. Throws std::runtime_error, which names the scene's file, when
+/// a picture cannot have that size.
 PictureSize picture_size(std::string_view text, const standin::CameraSettings& camera, const std::string& scene_file);
 
 /// The eye that --eye names. Throws UsageError.

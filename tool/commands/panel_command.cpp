@@ -23,7 +23,7 @@ void show_panel(const Arguments& arguments) {
   const std::filesystem::path page_file = arguments.page;
   if (page_file.extension() != ".html") throw UsageError("-o " + arguments.page + ": the name must end in .html");
   OpenCamera open(arguments.camera);
-  // As after a render, so that the panel also knows what it shows of the cameras it looks through.
+  // As after a render: only then can the panel show values of the cameras that this one looks through.
   open.camera.init_render();
   open.camera.begin_frame(open.host.scene().first_frame);
   const standin::Server& server = open.module.server(LWCAMERA_HANDLER_CLASS, open.camera.server_name());
@@ -38,7 +38,7 @@ void show_panel(const Arguments& arguments) {
   if (taken.trouble.empty()) {
     std::cout << page_file.string() << " and " << picture.string() << " are written\n";
   } else {
-    std::cout << "Only the page " << page_file.string() << " is written, no picture of it: " << taken.trouble << '\n';
+    std::cout << "Only the page " << page_file.string() << " is written, without a picture: " << taken.trouble << '\n';
   }
 }
 

@@ -58,7 +58,7 @@ Grid parse_grid(const std::string& text) {
   return {numbers->first, numbers->second};
 }
 
-/// From -1/2 to 1/2; a single one is in the middle.
+/// From -1/2 to 1/2; a single position is in the middle.
 double share(int index, int count) { return count == 1 ? 0.0 : static_cast<double>(index) / (count - 1) - 0.5; }
 
 std::vector<GridRay> asked_rays(standin::Session& session, const standin::FrameSetup& setup, Grid grid, standin::Eye eye) {
@@ -151,7 +151,7 @@ void show_rays(const Arguments& arguments) {
 
 void add_rays_command(CLI::App& app) {
   auto* command = app.add_subcommand(
-      "rays", "Shows which ray the module gives for which film position; everything in metres, in the scene's world.");
+      "rays", "Shows the ray that the module gives for each film position, in metres, in the scene's world space.");
   command->footer("Example:\n  ovicam rays samples/cameras.lws --camera Panoramic --grid 5x3");
   const auto arguments = std::make_shared<Arguments>();
   arguments->camera.add_to(*command);

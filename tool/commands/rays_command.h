@@ -4,7 +4,7 @@
 
 namespace tool {
 
-/// `ovicam rays SCENE`: which ray the module gives for which film position.
+/// `ovicam rays SCENE`: the ray that the module gives for each film position.
 void add_rays_command(CLI::App& app);
 
 }  // namespace tool

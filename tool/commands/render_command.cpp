@@ -116,7 +116,7 @@ void render(const Arguments& arguments) {
   tell_warnings(*session, std::cerr);
   std::cerr << speed_line(all_rays, all_seconds) << '\n';
   if (all_rays.broken > 0)
-    std::cerr << "warning: " << all_rays.broken << " rays had no finite position and direction; they count as none\n";
+    std::cerr << "warning: " << all_rays.broken << " rays had no finite position and direction and are left out\n";
 }
 
 standin::Vec3 parse_point(const std::string& option, const std::string& text) {
@@ -166,7 +166,7 @@ void draw_gizmo(const Arguments& arguments) {
   for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
     open.camera.begin_frame(static_cast<int>(frame));
     const double seconds = scene.time_of(static_cast<double>(frame));
-    // What the gizmo draws decides where it is looked at from, unless the command line does.
+    // Unless the command line says where to look from, that follows from what the gizmo draws.
     ViewLine line = view_of_gizmo(scene.world_pose(item, seconds), drawn_gizmo(open.camera, {}));
     line = {view_from.value_or(line.from), look_at.value_or(line.at)};
     const auto elements = drawn_gizmo(open.camera, line);
@@ -206,11 +206,11 @@ void add_render_command(CLI::App& app) {
   command->add_option("--threads", arguments->threads, "Threads (default: one per processor)")
       ->check(CLI::Range(1, most_threads));
   command->add_option("--eye", arguments->eye, "centre, left or right")->capture_default_str();
-  command->add_flag("--motion-blur", arguments->motion_blur, "Blur motion even where the scene does not");
-  command->add_flag("--depth-of-field", arguments->depth_of_field, "Blur by distance even where the scene does not");
-  auto* gizmo = command->add_flag("--gizmo", arguments->gizmo,
-                                  "Draws what the camera's gizmo draws over the scene's edges, as a viewport shows it");
-  command->add_option("--view-from", arguments->view_from, "X,Y,Z: where the viewport looks from, metres")->needs(gizmo);
+  command->add_flag("--motion-blur", arguments->motion_blur, "Motion blur even if the scene has it off");
+  command->add_flag("--depth-of-field", arguments->depth_of_field, "Depth of field even if the scene has it off");
+  auto* gizmo =
+      command->add_flag("--gizmo", arguments->gizmo, "Draw the camera's gizmo over the scene's edges, as a viewport does");
+  command->add_option("--view-from", arguments->view_from, "X,Y,Z: position of the viewport, metres")->needs(gizmo);
   command->add_option("--look-at", arguments->look_at, "X,Y,Z: what the viewport looks at, metres")->needs(gizmo);
   command->callback([arguments] { arguments->gizmo ? draw_gizmo(*arguments) : render_with_threads(*arguments); });
 }

@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::size_t column_count = 4;
 constexpr std::size_t row_count = 3;
-/// The camera moves its grid by that share of a pixel towards smaller film positions.
+/// The camera shifts its grid by this fraction of a pixel towards smaller film positions.
 constexpr double grid_shift_pixels = 0.95;
 
 enum class Layout { cross, alternate };
@@ -51,7 +51,7 @@ struct Grid {
   std::array<int, row_count + 1> rows{};
 };
 
-/// The layout's film sizes are cut to four decimals.
+/// The camera truncates film sizes to four decimals.
 double cut(double film_size) { return std::floor(film_size * 10000.0) / 10000.0; }
 
 Grid grid_of(int width, int height, double film_height) {
@@ -103,7 +103,7 @@ OIIO::ImageBuf read_picture(const std::string& file) {
   OIIO::ImageSpec as_stored;
   as_stored.attribute("oiio:UnassociatedAlpha", 1);
   OIIO::ImageBuf picture(file, 0, 0, nullptr, &as_stored);
-  if (!picture.init_spec(file, 0, 0)) throw unusable(file, "it is no picture that can be read; give a PNG or EXR file");
+  if (!picture.init_spec(file, 0, 0)) throw unusable(file, "it is not a picture that can be read; give a PNG or EXR file");
   const OIIO::ImageSpec& layout = picture.spec();
   if (layout.width > largest_picture_side || layout.height > largest_picture_side || layout.depth > 1) {
     throw unusable(file, "it is larger than " + std::to_string(largest_picture_side) + " pixels");
@@ -112,7 +112,7 @@ OIIO::ImageBuf read_picture(const std::string& file) {
   return picture;
 }
 
-/// Whether every pixel of a cell is transparent, but for the edges, which samples of the next cell may have reached.
+/// Whether every pixel of a cell is transparent. Its edges do not count: samples of the next cell may have reached them.
 bool is_empty(const OIIO::ImageBuf& picture, const OIIO::ROI& cell) {
   const int alpha = picture.spec().alpha_channel;
   for (int row = cell.ybegin + 1; row < cell.yend - 1; ++row) {
@@ -125,7 +125,7 @@ bool is_empty(const OIIO::ImageBuf& picture, const OIIO::ROI& cell) {
 
 Layout detect_layout(const OIIO::ImageBuf& picture, const Grid& grid, const std::string& file) {
   const std::string remedy = "; give --layout cross or --layout alternate";
-  if (picture.spec().alpha_channel < 0) throw unusable(file, "it has no alpha that tells the empty cells" + remedy);
+  if (picture.spec().alpha_channel < 0) throw unusable(file, "it has no alpha channel, which shows the empty cells" + remedy);
   std::array<std::array<bool, column_count>, row_count> empty{};
   for (std::size_t row = 0; row < row_count; ++row) {
     for (std::size_t column = 0; column < column_count; ++column) {
@@ -138,7 +138,7 @@ Layout detect_layout(const OIIO::ImageBuf& picture, const Grid& grid, const std:
     for (const Face& face : faces_of(layout)) expected[face.row][face.column] = false;
     if (empty == expected) return layout;
   }
-  throw unusable(file, "its empty cells are those of neither skybox layout" + remedy);
+  throw unusable(file, "its empty cells match neither skybox layout" + remedy);
 }
 
 std::optional<Layout> parse_layout(const std::string& text) {
@@ -165,7 +165,7 @@ void split(const Arguments& arguments) {
   for (const Layout layout : {Layout::cross, Layout::alternate}) {
     for (const Face& face : faces_of(layout)) {
       if (!has_room(region(grid, face, 1))) {
-        throw unusable(arguments.picture, "a picture of " + size + " pixels has no room for the six faces");
+        throw unusable(arguments.picture, "a picture of " + size + " pixels is too small for the six faces");
       }
     }
   }
@@ -173,11 +173,11 @@ void split(const Arguments& arguments) {
 
   std::error_code error;
   std::filesystem::create_directories(arguments.folder, error);
-  if (error) throw unusable(arguments.folder, "the folder cannot be made: " + error.message());
+  if (error) throw unusable(arguments.folder, "the folder cannot be created: " + error.message());
   const std::string extension = std::filesystem::path(arguments.picture).extension().string();
   std::array<std::unique_ptr<NewFile>, 6> files;
   const auto faces = faces_of(layout);
-  // All six are written before the first gets its name.
+  // All six are written before the first is renamed, so that there are never some without the others.
   for (std::size_t i = 0; i < faces.size(); ++i) {
     files[i] = std::make_unique<NewFile>(std::filesystem::path(arguments.folder) / (std::string(faces[i].name) + extension));
     OIIO::ImageBuf face = OIIO::ImageBufAlgo::cut(picture, region(grid, faces[i], picture.nchannels()));
@@ -201,11 +201,11 @@ void add_skybox_command(CLI::App& app) {
   command->footer(
       "Example:\n  ovicam skybox split build/gallery/pictures/skybox_cross.png -o faces\n"
       "A pixel goes to the face that its centre lies on. The camera's grid is not quite centred, so the outermost faces are a "
-      "pixel narrower or wider than the others; sizes that 4 and 3 do not divide shift that by another pixel.");
+      "pixel narrower or wider than the others; a size that is not a multiple of 4 and 3 adds another pixel to that.");
   const auto arguments = std::make_shared<Arguments>();
   command->add_option("PICTURE", arguments->picture, "Rendered skybox frame, PNG or EXR")->required();
-  command->add_option("-o,--output", arguments->folder, "Folder for the six faces; made when it is not there")->required();
-  command->add_option("--layout", arguments->layout, "cross or alternate (default: by which cells are empty)");
+  command->add_option("-o,--output", arguments->folder, "Folder for the six faces; created if it does not exist")->required();
+  command->add_option("--layout", arguments->layout, "cross or alternate (default: told from the empty cells)");
   command->add_option("--film-height", arguments->film_height, "Film height of the camera, metres")
       ->check(CLI::Range(0.001, 1.0))
       ->capture_default_str();

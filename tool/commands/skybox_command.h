@@ -4,7 +4,7 @@
 
 namespace tool {
 
-/// `ovicam skybox split PICTURE -o FOLDER`: the six faces of a rendered skybox frame as pictures of their own.
+/// `ovicam skybox split PICTURE -o FOLDER`: the six faces of a rendered skybox frame as separate pictures.
 void add_skybox_command(CLI::App& app);
 
 }  // namespace tool

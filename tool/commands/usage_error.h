@@ -4,7 +4,7 @@
 
 namespace tool {
 
-/// The command line asks for something that cannot be: told in one sentence, exit code 2.
+/// A mistake in the command line: one sentence, and exit code 2.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -34,7 +34,7 @@ std::optional<std::filesystem::path> find_browser() {
   return std::nullopt;
 }
 
-/// A folder of its own for the browser, gone with this.
+/// A folder for the browser's own files, removed on destruction.
 class ScratchFolder {
  public:
   ScratchFolder() {
@@ -48,14 +48,14 @@ class ScratchFolder {
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-  /// Empty when it could not be made.
+  /// Empty when it could not be created.
   const std::filesystem::path& folder() const { return folder_; }
 
  private:
   std::filesystem::path folder_;
 };
 
-/// The exit code, or none when the program did not start or was ended for taking too long.
+/// The exit code, or none when the program did not start or was killed for taking too long.
 std::optional<int> run_quietly(const std::vector<std::string>& command) {
   std::vector<char*> words;
   words.reserve(command.size() + 1);
@@ -91,7 +91,7 @@ PagePicture take_page_picture(const std::filesystem::path& page, int width, int 
   if (!browser) return {"no Chromium is installed"};
   NewFile file(picture);
   const ScratchFolder scratch;
-  if (scratch.folder().empty()) return {"the temporary folder takes no files"};
+  if (scratch.folder().empty()) return {"no files can be created in the temporary folder"};
   const std::vector<std::string> command{browser->string(),
                                          "--headless",
                                          "--no-sandbox",
@@ -109,7 +109,7 @@ PagePicture take_page_picture(const std::filesystem::path& page, int width, int 
   const auto exit_code = run_quietly(command);
   std::error_code missing;
   if (exit_code != 0 || std::filesystem::file_size(file.unfinished(), missing) == 0 || missing) {
-    return {browser->string() + " made none"};
+    return {browser->string() + " failed"};
   }
   file.finish();
   return {};

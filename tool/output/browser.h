@@ -5,12 +5,13 @@
 
 namespace tool {
 
-/// What came of a picture of a page: without `trouble` it was written.
+/// The outcome of taking a picture of a page; it was written if `trouble` is empty.
 struct PagePicture {
   std::string trouble;
 };
 
-/// Lets an installed browser make a PNG of a page's file, without a window. Waits for it, half a minute at most. Threads: one.
+/// Takes a PNG picture of a page with an installed browser, without a window. Waits for the browser, for half a minute at most.
+/// Threads: one.
 PagePicture take_page_picture(const std::filesystem::path& page, int width, int height, const std::filesystem::path& picture);
 
 }  // namespace tool

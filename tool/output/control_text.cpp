@@ -75,7 +75,7 @@ const char* name_of(Quantity quantity) {
 }
 
 std::string DisplayedValue::text() const {
-  // Only the degree sign stands close to its number.
+  // Only the degree sign follows its number without a space.
   return unit.empty() || unit == "°" ? value + unit : value + ' ' + unit;
 }
 

@@ -30,10 +30,10 @@ struct DisplayedValue {
 /// The control's own value. Threads: any.
 DisplayedValue displayed_value(const standin::ControlDescription& control);
 
-/// Another number that the control could have, such as its smallest. Threads: any.
+/// Another number that the control could have, such as its minimum. Threads: any.
 DisplayedValue displayed_number(const standin::ControlDescription& control, double number);
 
-/// A number with up to six digits, as fields without a unit show it. Threads: any.
+/// A number with up to six digits, as a field without a unit shows it. Threads: any.
 std::string plain_number(double number);
 
 }  // namespace tool

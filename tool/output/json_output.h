@@ -5,7 +5,7 @@
 
 namespace tool {
 
-/// Writes a value and a line end. Numbers that are not finite become null; letters that are no UTF-8 are replaced.
+/// Writes a value and a line end. Numbers that are not finite become null; bytes that are not UTF-8 are replaced.
 inline void write_json(std::ostream& out, const nlohmann::json& value) {
   out << value.dump(1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
 }

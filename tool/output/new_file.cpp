@@ -11,7 +11,7 @@ namespace tool {
 
 NewFile::NewFile(std::filesystem::path name) : name_(std::move(name)) {
   const auto folder = name_.has_parent_path() ? name_.parent_path() : std::filesystem::path(".");
-  if (!std::filesystem::is_directory(folder)) fail("the folder is not there");
+  if (!std::filesystem::is_directory(folder)) fail("the folder does not exist");
   if (std::filesystem::is_directory(name_)) fail("it is a folder");
   unfinished_ = folder / ("." + name_.stem().string() + ".unfinished-" + std::to_string(getpid()) + name_.extension().string());
 }
@@ -37,7 +37,7 @@ void write_text_file(const std::filesystem::path& name, const std::string& text)
   std::ofstream stream(file.unfinished(), std::ios::binary);
   stream << text;
   stream.close();
-  if (!stream) file.fail(errno != 0 ? std::strerror(errno) : "the disk does not take it");
+  if (!stream) file.fail(errno != 0 ? std::strerror(errno) : "writing failed");
   file.finish();
 }
 

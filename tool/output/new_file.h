@@ -5,22 +5,22 @@
 
 namespace tool {
 
-/// A file that appears under its name only when it is whole: it is written under another name in the same folder. Failures
+/// A file that appears under its name only once it is complete: until then it has another name in the same folder. Failures
 /// throw std::runtime_error with the name and the reason. Threads: one.
 class NewFile {
  public:
-  /// The folder must be there.
+  /// The folder must exist.
   explicit NewFile(std::filesystem::path name);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
-  /// Leaves nothing behind unless finish() was called.
+  /// Removes the unfinished file unless finish() was called.
   ~NewFile();
 
   const std::filesystem::path& name() const { return name_; }
   /// Where to write; the extension is that of the name.
   const std::filesystem::path& unfinished() const { return unfinished_; }
 
-  /// Gives the written file its name, in place of a file that had it.
+  /// Renames the file to its final name, replacing a file of that name.
   void finish();
 
   [[noreturn]] void fail(const std::string& reason) const;
@@ -30,7 +30,7 @@ class NewFile {
   std::filesystem::path unfinished_;
 };
 
-/// Writes a text as a file of that name.
+/// Writes a text file.
 void write_text_file(const std::filesystem::path& name, const std::string& text);
 
 }  // namespace tool

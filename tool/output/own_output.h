@@ -6,8 +6,8 @@
 
 namespace tool {
 
-/// Keeps standard output for std::cout alone: what a module prints in this process goes to standard error meanwhile. Make it
-/// before anything is written. Threads: one.
+/// Reserves standard output for std::cout: while this lives, what a module prints in this process goes to standard error.
+/// Construct it before anything is written. Threads: one.
 class OwnOutput {
  public:
   OwnOutput();
@@ -16,7 +16,7 @@ class OwnOutput {
   OwnOutput& operator=(const OwnOutput&) = delete;
 
  private:
-  /// Null where there is no standard output to keep.
+  /// Null when there is no standard output to reserve.
   std::unique_ptr<__gnu_cxx::stdio_filebuf<char>> kept_;
   std::streambuf* shared_ = nullptr;
 };

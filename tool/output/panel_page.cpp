@@ -19,7 +19,7 @@ namespace {
 
 using standin::ControlDescription;
 
-// What the style makes of a page that is as wide: labels of the host's length stay on one line there.
+// The sizes that panel_style() gives to a page of this width; every label of the module fits on one line there.
 constexpr int page_width = 460;
 constexpr int margin = 10;
 constexpr int title_height = 34;
@@ -86,10 +86,10 @@ std::string field(const std::string& text, const char* more = "") {
   return std::string("<span class=\"field") + more + "\">" + escaped(text) + "</span>";
 }
 
-/// For people who do not see which label stands beside a control.
+/// For screen readers, which do not see the label beside a control.
 std::string accessible_name(const ControlDescription& row) { return " aria-label=\"" + escaped(row.label) + "\""; }
 
-/// By their numbers: a scene may have two cameras of one name.
+/// The choice is marked by its number: a scene may have two cameras with the same name.
 std::string popup(const ControlDescription& row) {
   std::string html = "<select" + accessible_name(row) + ">";
   for (std::size_t i = 0; i < row.choices.size(); ++i) {
@@ -107,7 +107,7 @@ std::string slider(const ControlDescription& row, const std::string& value) {
          "\" max=\"" + std::to_string(high) + "\" value=\"" + value + "\">";
 }
 
-/// What stands beside the label.
+/// The value, to the right of the label.
 std::string value_of(const ControlDescription& row) {
   const DisplayedValue shown = displayed_value(row);
   const Quantity quantity = quantity_of(row);

@@ -15,7 +15,7 @@ std::string panel_html(std::span<const standin::ControlDescription> rows, const 
 /// The rules of a style sheet for panel_html; they touch nothing outside of the panel. Threads: any.
 std::string_view panel_style();
 
-/// A page that needs nothing but itself, and how large a window shows all of it, in pixels.
+/// A page that needs nothing but itself, and the size in pixels of a window that shows all of it.
 struct PanelPage {
   std::string html;
   int width = 0;

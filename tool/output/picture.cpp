@@ -26,7 +26,7 @@ std::uint8_t srgb_eight_bits(float linear) {
   return eight_bits(bounded <= 0.0031308F ? 12.92F * bounded : 1.055F * std::pow(bounded, 1.0F / 2.4F) - 0.055F);
 }
 
-/// PNG keeps colours that alpha has not been multiplied into.
+/// PNG stores colours without premultiplied alpha.
 std::vector<std::uint8_t> srgb_rows(std::span<const Pixel> rows) {
   std::vector<std::uint8_t> bytes;
   bytes.reserve(4 * rows.size());
@@ -52,7 +52,7 @@ PictureFile::PictureFile(std::filesystem::path file, int width, int height) : fi
   layout.attribute("oiio:ColorSpace", eight_bits_ ? "sRGB" : "Linear");
   if (eight_bits_) layout.attribute("oiio:UnassociatedAlpha", 1);
   if (!eight_bits_) layout.attribute("compression", "zip");
-  // Left to itself the library writes the hour into the file, and no two renders of one frame would be the same bytes.
+  // By default the library writes the time into the file, and no two renders of a frame would be the same bytes.
   layout.attribute("DateTime", "");
   const std::string unfinished = file_.unfinished().string();
   output_ = OIIO::ImageOutput::create(unfinished);

@@ -21,16 +21,16 @@ struct Pixel {
 };
 
 /// A PNG (8 bits, sRGB) or EXR (half floats, linear) that is written from the top down and appears under its name only when
-/// it is whole. Failures throw std::runtime_error with the file's name and the reason. Threads: one.
+/// it is complete. Failures throw std::runtime_error with the file's name and the reason. Threads: one.
 class PictureFile {
  public:
-  /// The extension of `file` gives the format; its folder must be there.
+  /// The extension of `file` gives the format; its folder must exist.
   PictureFile(std::filesystem::path file, int width, int height);
 
   /// The next whole rows.
   void write_rows(std::span<const Pixel> rows);
 
-  /// After the last row: closes the file and gives it its name, in place of a file that had it.
+  /// After the last row: closes the file and renames it to its final name, replacing a file of that name.
   void finish();
 
   /// Whether the name's extension is one that can be written.
@@ -38,7 +38,7 @@ class PictureFile {
 
  private:
   NewFile file_;
-  /// Closed before the file's end.
+  /// Closed before the file is renamed.
   std::unique_ptr<OIIO::ImageOutput> output_;
   int width_;
   int next_row_ = 0;

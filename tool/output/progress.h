@@ -10,20 +10,20 @@ namespace tool {
 /// "950", "3.1 k", "3.1 M" or "3.1 G".
 std::string short_count(double count);
 
-/// Tells on standard error how far a long work has come: one line that redraws itself on a terminal, otherwise nothing but the
-/// lines of note().
+/// Shows the progress of a long task on standard error: on a terminal, one line that redraws itself; otherwise only the lines
+/// of note().
 class Progress {
  public:
   explicit Progress(double total_rays);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
-  /// Ends the line, so that what is written next starts on its own.
+  /// Ends the line, so that the next output starts on a new one.
   ~Progress();
 
-  /// So many rays more are done. Threads: any number at once.
+  /// Adds to the rays that are done. Threads: any number at once.
   void add(std::uint64_t rays);
 
-  /// A line for those who keep a log: left out on a terminal, where the bar says the same. Threads: one.
+  /// A line for a log; left out on a terminal, where the bar says the same. Threads: one.
   void note(const std::string& line) const;
 
  private:

@@ -6,7 +6,7 @@
 
 namespace tool {
 
-/// Rows of texts in columns that are as wide as their widest text. Rows may differ in length.
+/// Rows of text in columns, each as wide as its widest text. Rows may differ in length.
 class TextTable {
  public:
   void add_row(std::vector<std::string> row) { rows_.push_back(std::move(row)); }

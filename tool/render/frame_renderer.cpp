@@ -20,11 +20,11 @@ using standin::RayQuery;
 using standin::Vec3;
 
 constexpr int tile_size = 32;
-/// Enough for a session in another process to be worth the way there, and little memory per thread.
+/// Large enough to make the round trip to another process worthwhile, and small enough for each thread's memory.
 constexpr std::uint32_t batch_size = 16384;
-/// Rays that are traced together: few enough for the processor's nearest caches.
+/// Rays that are traced together: few enough for the processor's first-level caches.
 constexpr std::size_t rays_at_once = 256;
-/// Rows that are held in memory at once stay below this.
+/// Limit for the rows that are in memory at once.
 constexpr std::size_t band_bytes = std::size_t{64} << 20;
 
 struct Tile {
@@ -42,12 +42,12 @@ struct PixelSum {
   std::uint32_t rays = 0;
 };
 
-/// What one thread works with.
+/// Memory of one thread.
 struct Workspace {
   std::vector<RayQuery> queries;
   std::vector<RayAnswer> answers;
   std::vector<PixelSum> sums;
-  /// Of the rays that are traced together: themselves, whose light they bring, and that light.
+  /// The rays that are traced together, the pixel of each, and the light that it brings.
   std::vector<ViewRay> rays;
   std::vector<std::size_t> pixels;
   std::vector<Vec3> light;
@@ -57,13 +57,13 @@ struct Workspace {
 
 bool finite(Vec3 v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
 
-/// None when the tracer could do nothing with the ray.
+/// None when the ray cannot be traced.
 std::optional<ViewRay> usable(const RayAnswer& answer, double fractional_time) {
   if (!finite(answer.position)) return std::nullopt;
   const double squared = dot(answer.direction, answer.direction);
   if (squared > 1e-200 && squared < 1e200)
     return ViewRay{answer.position, answer.direction * (1.0 / std::sqrt(squared)), fractional_time};
-  // Numbers at the edge of what a double holds would overflow while the length is taken.
+  // The square of a very large or very small number does not fit a double.
   const double largest = std::max({std::abs(answer.direction.x), std::abs(answer.direction.y), std::abs(answer.direction.z)});
   if (!finite(answer.direction) || largest == 0.0) return std::nullopt;
   const Vec3 scaled{answer.direction.x / largest, answer.direction.y / largest, answer.direction.z / largest};
@@ -175,7 +175,7 @@ RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& prog
         }
       }
     };
-    // One tile at a time, so that the batches stay whole and the last tiles are shared out.
+    // One tile at a time, so that batches stay whole and the last tiles are spread over the threads.
     tbb::parallel_for(tbb::blocked_range2d<int>(0, tile_rows, 1, 0, tile_columns, 1), render_tiles, tbb::simple_partitioner());
     picture.write_rows(
         std::span(band).first(static_cast<std::size_t>(job.width) * static_cast<std::size_t>(band_bottom - band_top)));

@@ -10,7 +10,7 @@
 
 namespace tool {
 
-/// What one frame is rendered from. Everything referred to must outlive the rendering.
+/// The input of one frame. Everything that is referred to must outlive the rendering.
 struct FrameJob {
   standin::Session& session;
   const RenderScene& scene;
@@ -23,16 +23,16 @@ struct FrameJob {
 
 /// The rays of a rendering.
 struct RayCounts {
-  /// Of the camera; `broken` are those among them with a number that is not finite or with no direction: they count as none.
+  /// Camera rays; `broken` ones among them have a number that is not finite, or no direction, and are left out.
   std::uint64_t asked = 0;
   std::uint64_t broken = 0;
-  /// Of the camera, and toward the light.
+  /// Camera rays and shadow rays.
   std::uint64_t traced = 0;
 
   RayCounts& operator+=(const RayCounts& other);
 };
 
-/// Renders the frame, whose session and scene are set to it, from the top down into the file with all threads of the caller's
+/// Renders a frame that session and scene have been set to, from the top down into the file, with all threads of the caller's
 /// TBB arena. The picture depends on the job alone, not on the number of threads. Threads: one.
 RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& progress);
 

@@ -24,7 +24,7 @@ using standin::ItemPose;
 using standin::Vec3;
 
 constexpr double vertical_field_degrees = 45.0;
-/// Metres from the eye; what is nearer is cut off.
+/// Metres from the eye; anything nearer is clipped.
 constexpr double nearest = 0.02;
 
 using Color = std::array<double, 4>;
@@ -45,13 +45,13 @@ struct Pixel2 {
 ItemPose look_along(const ViewLine& line) {
   Vec3 forward = line.at - line.from;
   forward = length(forward) > 0.0 ? normalized(forward) : Vec3{0.0, 0.0, 1.0};
-  // Straight up or down, the top of the picture is the north.
+  // When looking straight up or down, north is at the top of the picture.
   const Vec3 top = std::abs(forward.y) > 0.9999 ? Vec3{0.0, 0.0, forward.y > 0.0 ? -1.0 : 1.0} : Vec3{0.0, 1.0, 0.0};
   const Vec3 right = normalized(cross(top, forward));
   return {line.from, right, cross(forward, right), forward};
 }
 
-/// A drawing of lines and surfaces in world space as an eye sees them.
+/// Draws lines and surfaces of world space as an eye sees them.
 class Canvas {
  public:
   Canvas(const ViewLine& line, int width, int height)
@@ -134,7 +134,7 @@ class Canvas {
     const Vec3 offset = world - eye_.position;
     return {dot(offset, eye_.right), dot(offset, eye_.up), dot(offset, eye_.forward)};
   }
-  /// Where the way between two points meets the nearest distance.
+  /// Where the line between two points meets the nearest distance.
   static Vec3 cut(Vec3 a, Vec3 b) {
     Vec3 at = a + (b - a) * ((nearest - a.z) / (b.z - a.z));
     at.z = nearest;
@@ -172,7 +172,7 @@ void draw_wires(Canvas& canvas, const GizmoView& view) {
   }
 }
 
-/// A pyramid from the lens to its view, with a mark on its upper side; as large to the eye wherever it is.
+/// A pyramid from the lens to its view, with a mark on its upper side; it looks equally large at any distance.
 void draw_camera(Canvas& canvas, const GizmoView& view, const ItemPose& pose) {
   const double size = 0.07 * std::max(1.0, canvas.depth_of(pose.position));
   const auto [film_width, film_height] = standin::film_size(*view.camera.camera);
@@ -229,7 +229,7 @@ double mean_depth(const Canvas& canvas, const GizmoElement& element) {
 }
 
 void draw_gizmo(Canvas& canvas, std::span<const GizmoElement> elements) {
-  // What follows one another in a mode that tests the depth is drawn from far to near, everything else as it comes.
+  // Consecutive elements in a mode that tests depth are drawn from far to near; everything else is drawn in order.
   const auto tests_depth = [](const GizmoElement& element) { return (element.draw_mode & LWDRAWMODE_DEPTHTEST) != 0; };
   std::vector<const GizmoElement*> run;
   for (std::size_t i = 0; i < elements.size(); ++i) {
@@ -244,11 +244,11 @@ void draw_gizmo(Canvas& canvas, std::span<const GizmoElement> elements) {
   }
 }
 
-/// Positions in the world; the host's own item is the camera.
+/// The elements with their points in world space; those in item space are relative to the camera.
 std::vector<GizmoElement> in_world(std::span<const GizmoElement> elements, const ItemPose& camera) {
   std::vector<GizmoElement> placed;
   for (const GizmoElement& element : elements) {
-    // Icons and what is fixed to the viewport have no place in the world.
+    // Icons and elements that are fixed to the viewport have no position in the world.
     if (element.coordinate_system != LWCSYS_WORLD && element.coordinate_system != LWCSYS_OBJECT) continue;
     GizmoElement& copy = placed.emplace_back(element);
     if (element.coordinate_system == LWCSYS_OBJECT) {
@@ -271,7 +271,7 @@ ViewLine view_of_gizmo(const ItemPose& camera, std::span<const GizmoElement> ele
   }
   const Vec3 centre = (low + high) * 0.5;
   const double radius = std::max(1.5, length(high - low) * 0.5);
-  // A camera that looks straight down has its back above it.
+  // For a camera that looks straight down, behind is above.
   const Vec3 level{camera.forward.x, 0.0, camera.forward.z};
   const Vec3 ahead = length(level) > 1e-3 ? normalized(level) : Vec3{0.0, 0.0, 1.0};
   const Vec3 aside = cross(Vec3{0.0, 1.0, 0.0}, ahead);

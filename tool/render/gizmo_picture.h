@@ -10,16 +10,16 @@
 
 namespace tool {
 
-/// Where a viewport looks from, and the point in its middle.
+/// The position of a viewport's eye, and the point in the middle of the view.
 struct ViewLine {
   standin::Vec3 from;
   standin::Vec3 at;
 };
 
-/// From above and behind the camera, far enough to have it and what its gizmo draws in view.
+/// From above and behind the camera, far enough away to see it and what its gizmo draws.
 ViewLine view_of_gizmo(const standin::ItemPose& camera, std::span<const standin::GizmoElement> elements);
 
-/// What a perspective viewport shows at a time.
+/// What a perspective viewport shows at one moment.
 struct GizmoView {
   const standin::Scene& scene;
   std::span<const PlacedLayer> layers;

@@ -15,7 +15,7 @@ namespace {
 
 using standin::Vec3;
 
-/// Embree moves an instance in straight steps; so many of them follow a turn within one frame closely.
+/// Embree interpolates an instance linearly; this many steps follow a rotation within one frame closely.
 constexpr unsigned moving_steps = 9;
 constexpr int distant_light = 0;
 /// How far a shadow ray starts from its surface, as a share of the size of the numbers around it.
@@ -35,7 +35,7 @@ RTCRay make_ray(Vec3 position, Vec3 direction, double fractional_time) {
   return ray;
 }
 
-/// For rays of neighbouring pixels: Embree takes many of them along one way.
+/// For rays of neighbouring pixels: Embree then traverses many of them together.
 RTCIntersectContext alike_rays() {
   RTCIntersectContext context;
   rtcInitIntersectContext(&context);
@@ -47,7 +47,7 @@ Vec3 vector_at(const std::array<float, 12>& matrix, std::size_t column) {
   return {matrix[3 * column], matrix[3 * column + 1], matrix[3 * column + 2]};
 }
 
-/// An object scaled to nothing has no inside out; Embree must not get it.
+/// The matrix of an object that is scaled to nothing cannot be inverted; Embree must not get it.
 bool can_be_placed(const std::array<float, 12>& matrix) {
   const double volume = dot(cross(vector_at(matrix, 0), vector_at(matrix, 1)), vector_at(matrix, 2));
   return std::abs(volume) > 1e-18 &&

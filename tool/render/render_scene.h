@@ -16,7 +16,7 @@
 
 namespace tool {
 
-/// Gives an Embree handle back when its owner goes.
+/// Releases an Embree handle on its owner's destruction.
 struct EmbreeRelease {
   void operator()(RTCDeviceTy* device) const { rtcReleaseDevice(device); }
   void operator()(RTCSceneTy* scene) const { rtcReleaseScene(scene); }
@@ -26,7 +26,7 @@ using EmbreeDevice = std::unique_ptr<RTCDeviceTy, EmbreeRelease>;
 using EmbreeScene = std::unique_ptr<RTCSceneTy, EmbreeRelease>;
 using EmbreeGeometry = std::unique_ptr<RTCGeometryTy, EmbreeRelease>;
 
-/// What a ray met. The normal has length one and looks against the ray, whichever side was met.
+/// What a ray hit. The normal has length one and faces against the ray, whichever side was hit.
 struct Hit {
   standin::Vec3 position;
   standin::Vec3 normal;
@@ -36,17 +36,17 @@ struct Hit {
   float fractional_time = 0.0F;
 };
 
-/// The light that comes from one side: `towards_sun` has length one.
+/// Light from one direction; `towards_sun` has length one.
 struct Sun {
   standin::Vec3 towards_sun;
   standin::Vec3 color;
 };
 
-/// The objects of a scene as triangles for tracing, set in their places frame by frame.
+/// The objects of a scene as triangles for tracing, placed frame by frame.
 class RenderScene {
  public:
-  /// Reads every object; `scene` must outlive this. A missing file is left out with a line to `warnings`, and so is an object
-  /// without that layer; a file that cannot be read throws standin::FileError.
+  /// Reads every object; `scene` must outlive this. A missing file, or an object without the layer, is left out with a line to
+  /// `warnings`; a file that cannot be read throws standin::FileError.
   RenderScene(const standin::Scene& scene, std::ostream& warnings);
 
   /// Places the objects for `duration_seconds` from `start_seconds`. Threads: one, with no tracing meanwhile.
@@ -55,26 +55,26 @@ class RenderScene {
   /// A ray at the given fraction of the frame's duration; direction of length one. Threads: any.
   static RTCRayHit ray_from(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
 
-  /// The same from a surface, which it does not meet itself.
+  /// The same from a surface, which it does not hit itself.
   static RTCRay ray_from_surface(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
 
-  /// Finds the nearest surface along every ray, of neighbouring pixels best. Threads: any number at once.
+  /// Finds the nearest surface along every ray; fastest for rays of neighbouring pixels. Threads: any number at once.
   void trace(std::span<RTCRayHit> rays) const;
 
-  /// Finds whether there is any surface along every ray: `is_blocked` tells then. Threads: any number at once.
+  /// Finds whether there is any surface along every ray; `is_blocked` has the answer afterwards. Threads: any number at once.
   void trace(std::span<RTCRay> rays) const;
   static bool is_blocked(const RTCRay& ray) { return ray.tfar < 0.0F; }
 
-  /// What the rays are traced in, of the frame set last: for measuring Embree by itself.
+  /// The Embree scene of the frame set last, for measuring Embree by itself.
   RTCScene embree_scene() const { return frame_.get(); }
 
-  /// What a traced ray met, if anything. Position and direction are the ray's own, as exact as they were.
+  /// What a traced ray hit, if anything. Position and direction are the ray's, in double precision.
   std::optional<Hit> hit(const RTCRayHit& met, standin::Vec3 position, standin::Vec3 direction) const;
 
-  /// Where the object that was met is at the ray's time; its axes scaled as it is. Threads: any number at once.
+  /// The pose of the object that was hit, at the ray's time; the axes are scaled as the object is. Threads: any number at once.
   standin::ItemPose object_of(const Hit& hit) const;
 
-  /// Of the frame set last: the scene's first distant light, or a default.
+  /// The scene's first distant light in the frame set last, or a default.
   const Sun& sun() const { return sun_; }
 
  private:
@@ -89,8 +89,8 @@ class RenderScene {
   };
   /// Position, right, up and forward, as Embree wants them.
   using Placement = std::array<float, 12>;
-  /// Where an object is at one moment. Normals turn with the axes' cofactors, so that unequal scales keep them upright on
-  /// their surface.
+  /// Where an object is at one moment. Normals are transformed by the axes' cofactors, so that they stay perpendicular to their
+  /// surface when the scales differ.
   struct Place {
     Place() = default;
     explicit Place(const Placement& matrix);
@@ -104,7 +104,7 @@ class RenderScene {
   struct Placed {
     const Mesh* mesh = nullptr;
     bool moves = false;
-    /// Of one that does not move.
+    /// Place of an object that does not move.
     Place place;
   };
 

@@ -21,14 +21,14 @@ constexpr std::uint64_t mix(std::uint64_t seed, std::uint64_t value) { return mi
 /// 0 to 1, 1 excluded.
 double unit(std::uint64_t bits) { return static_cast<double>(bits >> 11) * 0x1p-53; }
 
-/// Index's place in an order of 0 … count-1 that is as random as the seed.
+/// The position of an index in a random permutation of 0 … count-1, which the seed determines.
 std::uint32_t shuffled(std::uint32_t index, std::uint32_t count, std::uint64_t seed) {
   const int width = static_cast<int>(std::bit_width(count - 1U));
   if (width == 0) return 0;
   const std::uint64_t mask = (std::uint64_t{1} << width) - 1U;
   const int shift = (width + 1) / 2;
   std::uint64_t place = index;
-  // Every step is one-to-one on the power of two around count; what falls outside count goes round again.
+  // Every step is a bijection on the next power of two; a result that is not below count goes through it again.
   do {
     for (int round = 0; round < 3; ++round) {
       const std::uint64_t key = mix(seed, static_cast<std::uint64_t>(round));
@@ -39,7 +39,7 @@ std::uint32_t shuffled(std::uint32_t index, std::uint32_t count, std::uint64_t s
   return static_cast<std::uint32_t>(place);
 }
 
-/// One number of every count-th part of 0 to 1.
+/// A random number within the index-th of count equal parts of 0 to 1.
 double stratum(std::uint32_t index, std::uint32_t count, std::uint64_t seed) {
   return (index + unit(mix(seed, index))) / count;
 }
@@ -52,7 +52,7 @@ constexpr std::uint32_t reversed(std::uint32_t bits) {
   return bits >> 16 | bits << 16;
 }
 
-/// Bits of the index mirrored about the binary point, then scrambled: evenly spread for every run of indices.
+/// Van der Corput sequence, scrambled: evenly spread over every run of indices.
 double mirrored(std::uint32_t index, std::uint64_t seed) {
   return (reversed(index) ^ static_cast<std::uint32_t>(seed >> 32)) * 0x1p-32;
 }
@@ -71,7 +71,7 @@ PixelPoint PixelSamples::point(std::uint32_t index) const {
 }
 
 LensSample PixelSamples::lens(std::uint32_t index) const {
-  // Equal areas of the square go to equal areas of the disc: radius by one number, angle by the other.
+  // Maps equal areas of the square to equal areas of the disc: one number gives the radius, the other the angle.
   const std::uint32_t place = shuffled(index, count_, mix(pixel_, 2));
   const double radius = std::sqrt(stratum(place, count_, mix(pixel_, 3)));
   const double angle = 2.0 * std::numbers::pi * mirrored(place, mix(pixel_, 4));

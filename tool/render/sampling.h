@@ -16,8 +16,8 @@ struct LensSample {
   double y = 0.0;
 };
 
-/// The samples of one pixel, numbered from 0 to count - 1: they are spread evenly over pixel, lens and time, and depend on
-/// nothing but column, row, index and count. A single sample goes through the pixel's centre. Threads: any.
+/// The samples of one pixel, numbered from 0 to count - 1. They are spread evenly over pixel, lens and time, and depend only
+/// on column, row, index and count. A single sample goes through the pixel's centre. Threads: any.
 class PixelSamples {
  public:
   PixelSamples(std::uint32_t column, std::uint32_t row, std::uint32_t count);
@@ -30,7 +30,7 @@ class PixelSamples {
  private:
   std::uint64_t pixel_;
   std::uint32_t count_;
-  /// Of the point, which every sample needs.
+  /// Seeds of the point, which every sample needs.
   std::uint64_t x_seed_;
   std::uint64_t y_seed_;
 };

@@ -7,7 +7,7 @@
 namespace tool {
 namespace {
 
-/// Scenes count layers from 1, object files from 0; older files number none and keep only their order.
+/// Scenes count layers from 1, object files from 0; older files do not number them and rely on their order.
 const standin::Layer* find_layer(const standin::ObjectFile& file, int layer_from_1) {
   const auto found = std::find_if(file.layers.begin(), file.layers.end(),
                                   [&](const standin::Layer& layer) { return layer.number == layer_from_1 - 1; });
@@ -18,7 +18,7 @@ const standin::Layer* find_layer(const standin::ObjectFile& file, int layer_from
 
 standin::ItemPose PlacedLayer::world_pose(const standin::Scene& scene, double time_seconds) const {
   standin::ItemPose pose = scene.world_pose(*item, time_seconds);
-  // The item's pose knows the pivot that the scene gives; where it gives none, the object's own counts.
+  // The item's pose includes the scene's pivot; where the scene has none, the object's own pivot applies.
   if (item->pivot == standin::Vec3{}) pose.position = pose.point_to_world(layer->pivot * -1.0);
   return pose;
 }
@@ -30,7 +30,8 @@ std::vector<PlacedLayer> placed_layers(const standin::Scene& scene, std::ostream
     if (item.kind != standin::ItemKind::object || item.object_file.empty()) continue;
     const auto path = standin::resolve_object_file(scene, item.object_file);
     if (path.empty()) {
-      warnings << "warning: object \"" << item.object_file << "\" is not in the scene's folder or above it; it is left out\n";
+      warnings << "warning: object \"" << item.object_file
+               << "\" was not found in the scene's folder or above it; it is left out\n";
       continue;
     }
     auto& file = files[path.string()];

@@ -9,18 +9,18 @@
 
 namespace tool {
 
-/// A layer of an object file, where the scene puts it. Layers that stand more than once have one address.
+/// A layer of an object file as the scene places it. A layer that is placed more than once has one address.
 struct PlacedLayer {
   const standin::Item* item = nullptr;
   std::shared_ptr<const standin::ObjectFile> file;
   const standin::Layer* layer = nullptr;
 
-  /// Axes and position that the layer's points are given in, in world space.
+  /// The pose of the layer's coordinate system in world space.
   standin::ItemPose world_pose(const standin::Scene& scene, double time_seconds) const;
 };
 
-/// Every visible layer of the scene's objects; `scene` must outlive the result. A missing file is left out with a line to
-/// `warnings`, and so is an object without that layer; a file that cannot be read throws standin::FileError.
+/// Every visible layer of the scene's objects; `scene` must outlive the result. A missing file, or an object without
+/// the layer, is left out with a line to `warnings`; a file that cannot be read throws standin::FileError.
 std::vector<PlacedLayer> placed_layers(const standin::Scene& scene, std::ostream& warnings);
 
 }  // namespace tool

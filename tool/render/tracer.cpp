@@ -20,21 +20,21 @@ constexpr double checker_size = 0.25;
 Vec3 blend(Vec3 a, Vec3 b, double weight) { return a * (1.0 - weight) + b * weight; }
 Vec3 filtered(Vec3 light, Vec3 color) { return {light.x * color.x, light.y * color.y, light.z * color.z}; }
 
-/// The horizon is a clear edge, so that a level camera can be told from a tilted one.
+/// The horizon is a clear edge, so that a tilted camera can be recognised.
 Vec3 sky(Vec3 direction) {
   const double height = std::clamp(direction.y, -1.0, 1.0);
   return height >= 0.0 ? blend(haze, zenith, std::sqrt(height)) : blend(far_ground, nadir, std::sqrt(-height));
 }
 
-/// Light of the whole sky on a surface: the even mixture of its two halves that the surface sees.
+/// Light of the whole sky on a surface: a mixture of its two halves, according to how much of each the surface faces.
 Vec3 sky_light(Vec3 normal) {
   constexpr Vec3 above{0.50, 0.62, 0.80};
   constexpr Vec3 below{0.24, 0.21, 0.18};
   return blend(below, above, 0.5 + 0.5 * normal.y) * sky_strength;
 }
 
-/// A surface that nobody coloured shows a checker, so that shape, scale and distortion can be seen. It is fixed to the object;
-/// its squares keep their size in the world.
+/// A surface with the default colour shows a checker, so that shape, scale and distortion can be seen. The checker is fixed to
+/// the object, but its squares do not scale with it.
 Vec3 surface_color(const RenderScene& scene, const Hit& hit) {
   static const Vec3 untouched = standin::Surface{}.color;
   const Vec3 color = hit.surface->color;
@@ -42,7 +42,7 @@ Vec3 surface_color(const RenderScene& scene, const Hit& hit) {
   const auto near = [](double a, double b) { return std::abs(a - b) < 5e-3; };
   if (!near(color.x, untouched.x) || !near(color.y, untouched.y) || !near(color.z, untouched.z)) return color;
   const standin::ItemPose object = scene.object_of(hit);
-  // A step inwards keeps a face that lies just between two squares from flickering.
+  // A step inwards: otherwise a face exactly between two squares would show both at random.
   const Vec3 from_origin = hit.position - hit.normal * (1e-3 * checker_size) - object.position;
   double squares = 0.0;
   for (const Vec3 axis : {object.right, object.up, object.forward}) {
@@ -58,7 +58,7 @@ void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::s
   for (const ViewRay& ray : rays) work.rays.push_back(RenderScene::ray_from(ray.position, ray.direction, ray.fractional_time));
   scene.trace(work.rays);
 
-  // Surfaces that the sun can reach only wait for their shadow rays, which are traced together.
+  // The light of surfaces that face the sun is completed below, after their shadow rays are traced together.
   work.shadow_rays.clear();
   work.shadow_of.clear();
   work.sunlight.clear();

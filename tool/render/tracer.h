@@ -17,18 +17,18 @@ struct ViewRay {
   double fractional_time = 0.0;
 };
 
-/// One thread's memory for tracing, and a count of what it has traced.
+/// One thread's memory for tracing, and a count of the rays that it has traced.
 struct TraceWork {
   std::uint64_t traced = 0;
   std::vector<RTCRayHit> rays;
   std::vector<standin::Vec3> sunlight;
   std::vector<RTCRay> shadow_rays;
-  /// For each shadow ray, which of the light it decides on.
+  /// For each shadow ray, the index of the light that it decides on.
   std::vector<std::size_t> shadow_of;
 };
 
 /// Linear light that comes along each ray, red, green and blue: a surface lit by sun and sky, or the sky itself. `light` has
-/// room for all. Threads: any number at once, each with memory of its own.
+/// one element for each ray. Threads: any number at once, each with its own `work`.
 void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::span<standin::Vec3> light, TraceWork& work);
 
 }  // namespace tool

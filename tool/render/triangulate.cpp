@@ -19,7 +19,7 @@ struct Point2 {
 /// Twice the signed area, positive counter-clockwise.
 double turn(Point2 a, Point2 b, Point2 c) { return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x); }
 
-/// A vector whose length is twice the polygon's area; it stays meaningful when the polygon is not quite flat.
+/// A normal whose length is twice the polygon's area; it is meaningful even for a polygon that is not quite flat.
 Vec3 area_normal(std::span<const Vec3> points, std::span<const std::uint32_t> corners) {
   const Vec3 origin = points[corners[0]];
   Vec3 sum;
@@ -29,7 +29,7 @@ Vec3 area_normal(std::span<const Vec3> points, std::span<const std::uint32_t> co
   return sum;
 }
 
-/// A corner of what is left of the polygon while ears are cut off it.
+/// A corner of the remaining polygon while ears are cut off.
 struct Corner {
   Point2 at;
   std::uint32_t point = 0;
@@ -51,7 +51,7 @@ bool holds_another_corner(const std::vector<Corner>& ring, std::size_t i) {
   });
 }
 
-/// The next corner to cut; the sharpest one where the polygon crosses itself and has no ear left.
+/// The next corner to cut off; where the polygon crosses itself and has no ear left, the one with the largest triangle.
 std::size_t find_ear(const std::vector<Corner>& ring) {
   std::size_t widest = 0;
   for (std::size_t i = 0; i < ring.size(); ++i) {
@@ -75,7 +75,7 @@ void triangulate(std::span<const Vec3> points, std::span<const std::uint32_t> co
     return;
   }
 
-  // Flatten onto the two axes of the polygon's own plane, so that it runs counter-clockwise there.
+  // Project onto two axes of the polygon's own plane, in which it is counter-clockwise.
   const Vec3 up = normal * (1.0 / double_area);
   const Vec3 beside = std::abs(up.x) < 0.5 ? Vec3{1.0, 0.0, 0.0} : Vec3{0.0, 1.0, 0.0};
   const Vec3 u = normalized(cross(beside, up));
