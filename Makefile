@@ -1,7 +1,7 @@
 # OviCam: the commands that people and continuous integration use. Each installs what it needs from Debian's packages.
 #   make gallery   pictures of what the cameras see and their reference: build/gallery/index.html
 #   make docs      the pages of the reference and of the gallery, in build/gallery
-#   make check     builds everything and runs every test, on this machine and, for the shipped module, under Wine
+#   make check     builds and runs every test, on this machine with sanitizers and, for the shipped module, under Wine
 #   make package   what users get: build/package/OviCam-VERSION-win64.zip, with the module, its reference and samples
 #   make bench     how fast the cameras and the renderer are, on this machine and under Wine
 #   make lint      checks the formatting and reads the code with clang-tidy, the scripts with shellcheck and pyflakes
@@ -34,22 +34,23 @@ docs: module
 package: gallery
 	cmake/make_package.py
 
+checked = windows native address thread fuzz
+.PHONY: $(checked:%=build-%) $(checked:%=test-%)
+
+# Two builds at a time, each with its tests behind it: where one waits for a link or for Wine, the other has the cores.
 check: packages
-	cmake --preset native
-	cmake --preset windows
-	cmake --preset address
-	cmake --preset thread
-	cmake --preset fuzz
-	cmake --build --preset native
-	cmake --build --preset windows
-	cmake --build --preset address
-	cmake --build --preset thread --target thread_tests
-	cmake --build --preset fuzz
-	ctest --preset native --parallel 2
-	ctest --preset windows --parallel 2
-	ctest --preset address --parallel 2
-	ctest --preset thread
-	ctest --preset fuzz
+	@$(MAKE) --no-print-directory --jobs 2 $(checked:%=test-%)
+
+# Of the native build what is not tested with the sanitizers as well; of the one for threads what has several.
+$(checked:%=build-%): build-%:
+	cmake --preset $*
+	NINJA_STATUS='$* [%f/%t] ' cmake --build --preset $* --parallel $$(nproc) $(if $(filter native thread,$*),--target $*_tests)
+
+$(checked:%=test-%): test-%: build-%
+	ctest --preset $* --parallel $$(nproc) $(if $(filter native,$*),--label-regex native)
+
+# Some of them take the shipped module.
+test-native: build-windows
 
 bench: module
 	cmake --build --preset native --target camera_bench baking_bench renderer_bench

@@ -45,11 +45,15 @@ struct PanelRow {
 
   bool is_version = false;
   bool is_drawing = false;
-  /// Null where the panel's common one does it.
+  /// A function of its own draws it, or lists its entries, and not the panel's common one. Said in words, because with the
+  /// sanitizers the compiler does not take the address of an exported function for a constant that it could compare with null.
+  bool has_own_drawing = false;
   LWXPanelDrawFunc* draw = nullptr;
   bool is_popup = false;
+  bool has_own_entries = false;
   LWXPanelPopCountFunc* popup_count = nullptr;
   LWXPanelPopNameFunc* popup_name = nullptr;
+  bool has_texts = false;
   /// Ended by null.
   const char* const* texts = nullptr;
   bool has_divider = false;
@@ -66,6 +70,7 @@ struct PanelRow {
   }
   static constexpr PanelRow drawing(std::uint32_t id, LWXPanelDrawFunc* draw) {
     PanelRow row = logo(id);
+    row.has_own_drawing = true;
     row.draw = draw;
     return row;
   }
@@ -139,6 +144,7 @@ struct PanelRow {
   static constexpr PanelRow popup(std::uint32_t id, const char* label, std::uint32_t Settings::*word,
                                   LWXPanelPopCountFunc* count, LWXPanelPopNameFunc* name) {
     PanelRow row = popup(id, label, word);
+    row.has_own_entries = true;
     row.popup_count = count;
     row.popup_name = name;
     return row;
@@ -147,6 +153,7 @@ struct PanelRow {
   static constexpr PanelRow choice(std::uint32_t id, const char* label, std::uint32_t Settings::*word,
                                    const char* const* texts) {
     PanelRow row = integer(id, label, "iPopChoice", word);
+    row.has_texts = true;
     row.texts = texts;
     return row;
   }
@@ -243,17 +250,17 @@ constexpr void for_each_hint_word(const Rows& rows, const PanelFunctions& functi
   for (const auto& row : rows) {
     if (row.is_drawing) {
       hint(LWXPTAG_CONFIGURE, control(row), none, full_size);
-      hint(LWXPTAG_DRAWCALLBACK, control(row), row.draw != nullptr ? row.draw : functions.draw_logo);
+      hint(LWXPTAG_DRAWCALLBACK, control(row), row.has_own_drawing ? row.draw : functions.draw_logo);
     }
     if (row.is_version) hint(LWXPTAG_DIVIDER, control(row), none);
   }
   for (const auto& row : rows) {
     if (!row.is_popup) continue;
-    hint(LWXPTAG_POPFUNCS, control(row), row.popup_count != nullptr ? row.popup_count : functions.popup_count,
-         row.popup_name != nullptr ? row.popup_name : functions.popup_name);
+    hint(LWXPTAG_POPFUNCS, control(row), row.has_own_entries ? row.popup_count : functions.popup_count,
+         row.has_own_entries ? row.popup_name : functions.popup_name);
   }
   for (const auto& row : rows) {
-    if (row.texts != nullptr) hint(LWXPTAG_STRLIST, control(row), row.texts, none);
+    if (row.has_texts) hint(LWXPTAG_STRLIST, control(row), row.texts, none);
     if (row.has_divider && !row.is_version) hint(LWXPTAG_DIVIDER, control(row), none);
   }
   for (int times = most_sensitivity_hints; times > 0; --times) {

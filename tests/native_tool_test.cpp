@@ -1,3 +1,4 @@
+#include <OpenImageIO/imageio.h>
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -87,21 +88,24 @@ struct Colors {
   }
 };
 
-Colors read_picture(const fs::path& file, const std::string& channels = "R,G,B") {
-  fs::path plain = file;
-  plain += ".ppm";
-  const Outcome outcome = run("oiiotool " + quoted(file) + " --ch " + channels + " -d uint8 -o " + quoted(plain));
-  EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
-  std::ifstream stream(plain, std::ios::binary);
+/// `channels` has the letters of three channels.
+Colors read_picture(const fs::path& file, const std::string& channels = "RGB") {
   Colors colors;
-  std::string form;
-  int largest = 0;
-  stream >> form >> colors.width >> colors.height >> largest;
-  stream.get();
-  colors.bytes.assign(std::istreambuf_iterator<char>(stream), {});
-  fs::remove(plain);
-  EXPECT_EQ(form, "P6") << file;
-  EXPECT_EQ(colors.bytes.size(), 3U * static_cast<std::size_t>(colors.width) * static_cast<std::size_t>(colors.height)) << file;
+  const auto input = OIIO::ImageInput::open(file.string());
+  EXPECT_NE(input, nullptr) << file << ": " << OIIO::geterror();
+  if (input == nullptr) return colors;
+  const OIIO::ImageSpec& layout = input->spec();
+  colors.width = layout.width;
+  colors.height = layout.height;
+  const auto channel_count = static_cast<std::size_t>(layout.nchannels);
+  std::string all(layout.image_pixels() * channel_count, '\0');
+  EXPECT_TRUE(input->read_image(0, 0, 0, layout.nchannels, OIIO::TypeDesc::UINT8, all.data())) << input->geterror();
+  for (std::size_t pixel = 0; pixel < layout.image_pixels(); ++pixel) {
+    for (const char name : channels) {
+      const auto channel = static_cast<std::size_t>(layout.channelindex(std::string(1, name)));
+      colors.bytes.push_back(all.at(pixel * channel_count + channel));
+    }
+  }
   return colors;
 }
 
@@ -756,7 +760,7 @@ TEST_F(NativeTool, SkyboxFacesAreTheCamerasOwnCellsAndReassemble) {
                 (std::vector<std::string>{"back.png", "bottom.png", "front.png", "left.png", "right.png", "top.png"}));
 
       const Colors frame = read_picture(frame_file);
-      const Colors alpha = read_picture(frame_file, "A,A,A");
+      const Colors alpha = read_picture(frame_file, "AAA");
       std::vector<int> times_covered(static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height));
       const auto times = [&](int column, int row) -> int& {
         return times_covered[static_cast<std::size_t>(row) * static_cast<std::size_t>(frame.width) +

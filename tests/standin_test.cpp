@@ -610,15 +610,16 @@ class StandInPanel : public StandInHost {
   LWXPanelID make_panel() {
     std::array<LWXPanelControl, 4> controls{{{1, "Number", "integer"}, {2, "Size", "float"}, {3, "Logo", "dThumbnail"}, {}}};
     std::array<LWXPanelDataDesc, 3> data{{{1, "Number", "integer"}, {2, "Size", "float"}, {}}};
-    std::array<void*, 9> hints{tag(LWXPTAG_POPFUNCS),
-                               tag(1),
-                               reinterpret_cast<void*>(&count),
-                               reinterpret_cast<void*>(&name),
-                               tag(LWXPTAG_DRAWCALLBACK),
-                               tag(3),
-                               reinterpret_cast<void*>(&draw),
-                               tag(LWXPTAG_END),
-                               nullptr};
+    // The host may read them for as long as the panel is there.
+    static std::array<void*, 9> hints{tag(LWXPTAG_POPFUNCS),
+                                      tag(1),
+                                      reinterpret_cast<void*>(&count),
+                                      reinterpret_cast<void*>(&name),
+                                      tag(LWXPTAG_DRAWCALLBACK),
+                                      tag(3),
+                                      reinterpret_cast<void*>(&draw),
+                                      tag(LWXPTAG_END),
+                                      nullptr};
     const LWXPanelID panel = panels().create(LWXP_VIEW, controls.data());
     panels().hint(panel, 0, hints.data());
     panels().describe(panel, data.data(), &get, &set);
@@ -630,6 +631,15 @@ class StandInPanel : public StandInHost {
 
   PanelModel model;
 };
+
+TEST_F(StandInPanel, HintsThatChangeWhileThePanelIsOpenAreAViolation) {
+  std::array<void*, 4> hints{tag(LWXPTAG_FOCUS), tag(2), tag(LWXPTAG_END), nullptr};
+  const LWXPanelID id = make_panel();
+  panels().hint(id, 0, hints.data());
+  hints[1] = tag(3);
+  EXPECT_TRUE(host.panels.destroy(id));
+  EXPECT_EQ(everything_wrong(), Sentences{"LWXPanel hint: the words of a panel's hints changed while it was open"});
+}
 
 TEST_F(StandInPanel, HintsAreKeptWordByWord) {
   const LWXPanelID id = make_panel();

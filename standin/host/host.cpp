@@ -269,12 +269,12 @@ std::vector<std::string> Host::violations() const {
   std::vector<std::string> sentences = audit.violations();
   for (const Service& service : services()) {
     if (!service.untouched()) {
-      sentences.push_back(std::string(service.name) + ": the module wrote to the service's table");
+      sentences.push_back(std::string(service.name).append(": the module wrote to the service's table"));
     }
   }
   const Guarded<LWTimeInfo>& time = time_info();
   if (!time.intact() || time->frame != frame_ || time->time != time_seconds_) {
-    sentences.push_back(std::string(LWTIMEINFO_GLOBAL) + ": the module wrote to the host's time record");
+    sentences.push_back(std::string(LWTIMEINFO_GLOBAL).append(": the module wrote to the host's time record"));
   }
   for (const auto& mesh : scene_objects.meshes) {
     if (!mesh->record.intact()) {

@@ -108,11 +108,14 @@ const Item& HostedCamera::camera_item() const {
 }
 
 VariantParameter& HostedCamera::parameter(const std::string& channel_name) {
-  std::vector<std::string> names;
-  for (VariantParameter* parameter : parameters()) {
+  const std::vector<VariantParameter*> all = parameters();
+  for (VariantParameter* parameter : all) {
     if (parameter->channel_name == channel_name) {
       return *parameter;
     }
+  }
+  std::vector<std::string> names;
+  for (const VariantParameter* parameter : all) {
     names.push_back(parameter->channel_name);
   }
   throw std::runtime_error(server_name_ + " has no parameter called \"" + channel_name + "\"; it has: " + joined(names));

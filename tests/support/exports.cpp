@@ -7,7 +7,6 @@
 #include <cxxabi.h>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 
@@ -26,8 +25,8 @@ namespace {
 class FileBytes {
  public:
   explicit FileBytes(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    bytes_.assign(std::istreambuf_iterator<char>(stream), {});
+    bytes_.resize(std::filesystem::file_size(file));
+    std::ifstream(file, std::ios::binary).read(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
   }
 
   template <class Record>
@@ -39,9 +38,8 @@ class FileBytes {
 
   /// The text that begins there and ends with a zero.
   std::string text(std::size_t offset) const {
-    std::string found;
-    for (; *at(offset, 1) != '\0'; ++offset) found += *at(offset, 1);
-    return found;
+    const char* first = at(offset, 1);
+    return {first, strnlen(first, bytes_.size() - offset)};
   }
 
  private:
