@@ -233,7 +233,9 @@ TEST(EulerPrecision, AnglesAreRoundedFromDoublePrecisionOnce) {
     ASSERT_EQ(angles.x, static_cast<float>(std::atan2(entry(2, 1), entry(2, 2)))) << i;
     ASSERT_EQ(angles.y, static_cast<float>(std::atan2(-entry(2, 0), middle))) << i;
     ASSERT_EQ(angles.z, static_cast<float>(std::atan2(entry(1, 0), entry(0, 0)))) << i;
-    differing_from_single += std::atan2(matrix[2][1], matrix[2][2]) != angles.x ? 1 : 0;
+    const float single_middle = std::hypot(matrix[0][0], matrix[1][0]);
+    differing_from_single +=
+        static_cast<float>(std::atan2(-entry(2, 0), static_cast<double>(single_middle))) != angles.y ? 1 : 0;
   }
   EXPECT_GT(differing_from_single, 0);
 }

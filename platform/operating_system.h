@@ -28,8 +28,8 @@ unsigned long tick_count_milliseconds() noexcept;
 std::size_t temporary_directory(PathBuffer& directory) noexcept;
 
 /// Appends `text` byte for byte in one write, beside any other program that has the file open with ordinary sharing. Allocates
-/// nothing and waits for nobody: it may be called while the process is dying, and under the loader's lock. A file that cannot
-/// be opened stays as it is.
+/// nothing and tries once: it may be called while the process is dying, and under the loader's lock. A file that cannot be
+/// opened stays as it is. Threads: any; their texts follow one another whole.
 void append_to_file(const char* path, std::string_view text) noexcept;
 
 /// Gives the file `path` the content `text` in one step: a reader sees the old content or the new one, never a part.

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <share.h>
 #include <string_view>
@@ -18,6 +19,29 @@ LONG WINAPI filter_exception(EXCEPTION_POINTERS* exception) {
   crash_report(record != nullptr ? record->ExceptionCode : 0, record != nullptr ? record->ExceptionAddress : nullptr);
   return EXCEPTION_EXECUTE_HANDLER;
 }
+
+/// One thread of this process appends at a time. A thread that dies of an exception while it has its turn goes on without
+/// waiting for itself.
+class AppendTurn {
+ public:
+  AppendTurn() noexcept : nested_(owner.load(std::memory_order_relaxed) == GetCurrentThreadId()) {
+    if (nested_) return;
+    AcquireSRWLockExclusive(&lock);
+    owner.store(GetCurrentThreadId(), std::memory_order_relaxed);
+  }
+  ~AppendTurn() {
+    if (nested_) return;
+    owner.store(0, std::memory_order_relaxed);
+    ReleaseSRWLockExclusive(&lock);
+  }
+  AppendTurn(const AppendTurn&) = delete;
+  AppendTurn& operator=(const AppendTurn&) = delete;
+
+ private:
+  static inline SRWLOCK lock = SRWLOCK_INIT;
+  static inline std::atomic<DWORD> owner = 0;
+  bool nested_;
+};
 
 /// Also where the name is longer than the system's plain functions take: opening a file accepts a few characters more.
 void delete_file(const char* path) noexcept {
@@ -45,6 +69,8 @@ unsigned long tick_count_milliseconds() noexcept { return GetTickCount(); }
 std::size_t temporary_directory(PathBuffer& directory) noexcept { return GetTempPathA(directory.size(), directory.data()); }
 
 void append_to_file(const char* path, std::string_view text) noexcept {
+  // Not every system that runs Windows programs appends in one step.
+  const AppendTurn turn;
   const HANDLE file = CreateFileA(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                   OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return;
