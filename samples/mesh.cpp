@@ -108,8 +108,9 @@ Bytes surface_chunk(const Paint& paint) {
     luminosity.u2(0);
     surface.small_chunk("LUMI", luminosity);
   }
+  // Both: cloth has no inside, and the open ends of bars show theirs.
   Bytes side;
-  side.u2(paint.two_sided ? 3 : 1);
+  side.u2(3);
   surface.small_chunk("SIDE", side);
   return surface;
 }

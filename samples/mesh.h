@@ -22,8 +22,6 @@ struct Paint {
   std::string name;
   Vec3 color;
   double luminosity = 0.0;
-  /// Visible from behind as well, as cloth is.
-  bool two_sided = false;
 };
 
 /// A point of an outline that is turned about an upright axis: distance from the axis and height, metres.

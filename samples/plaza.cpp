@@ -790,7 +790,6 @@ Mesh sky_ring() {
       mesh.bar(last, next, 0.015);
       Paint cloth = *side_colors[static_cast<std::size_t>(pennant) % side_count];
       cloth.name += " Pennant";
-      cloth.two_sided = true;
       mesh.paint(cloth);
       mesh.polygon(std::array{last + inset, next - inset, low});
       last = next;
