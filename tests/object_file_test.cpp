@@ -196,14 +196,101 @@ TEST(ObjectFileTest, ParentIsOptional) {
   EXPECT_EQ(parent(Bytes(layer).numbers({0})), 0);
 }
 
-TEST(ObjectFileTest, OlderFormsAreRefusedByNameWithAdvice) {
-  for (const std::string kind : {"LWOB", "LWLO"}) {
-    const std::string message = refusal(form(kind, Bytes()));
-    EXPECT_NE(message.find("thing.lwo"), std::string::npos) << message;
-    EXPECT_NE(message.find(kind), std::string::npos) << message;
-    EXPECT_NE(message.find("save it in the newer form LWO2"), std::string::npos) << message;
-  }
+TEST(ObjectFileTest, OtherFormsAreRefusedByNameWithAdvice) {
+  const std::string message = refusal(form("LWLO", Bytes()));
+  EXPECT_NE(message.find("thing.lwo"), std::string::npos) << message;
+  EXPECT_NE(message.find("LWLO"), std::string::npos) << message;
+  EXPECT_NE(message.find("save it in the newer form LWO2"), std::string::npos) << message;
   EXPECT_NE(refusal(form("WHAT", Bytes())).find("WHAT"), std::string::npos);
+}
+
+/// A triangle with a polygon that lies on it, then one without surface; two surfaces.
+Bytes older_parts() {
+  return Bytes()
+      .part("PNTS", square_points())
+      .part("SRFS", Bytes().text("Red").text("Shiny"))
+      .part("POLS", Bytes().numbers({3, 0, 1, 2, 0xFFFE, 1, 3, 0, 2, 3, 1}).numbers({2, 0, 3, 0}))
+      .part("SURF", Bytes()
+                        .text("Red")
+                        .part("COLR", Bytes().number(0xFF330000, 4), 2)
+                        .part("FLAG", Bytes().numbers({0x104}), 2)
+                        .part("LUMI", Bytes().numbers({64}), 2)
+                        .part("DIFF", Bytes().numbers({128}), 2)
+                        .part("SMAN", Bytes().real(0.5F), 2))
+      .part("SURF", Bytes()
+                        .text("Shiny")
+                        .part("DIFF", Bytes().numbers({128}), 2)
+                        .part("VDIF", Bytes().real(0.75F), 2)
+                        .part("CTEX", Bytes().text("Planar Image Map"), 2));
+}
+
+TEST(ObjectFileTest, TheOlderFormIsOneLayerWithSurfacesByNumber) {
+  const ObjectFile file = read_object(form("LWOB", older_parts()), "old.lwo");
+  ASSERT_EQ(file.layers.size(), 1U);
+  EXPECT_EQ(file.layers[0].number, 0);
+  ASSERT_EQ(file.layers[0].polygons.size(), 3U);
+  EXPECT_EQ(file.layers[0].polygons[1].points, (std::vector<std::uint32_t>{0, 2, 3}));
+  const auto surface_of = [&](std::size_t polygon) { return file.surfaces.at(file.layers[0].polygons[polygon].surface); };
+  EXPECT_EQ(surface_of(0).name, "Shiny");
+  EXPECT_EQ(surface_of(0).diffuse, 0.75);
+  EXPECT_TRUE(surface_of(0).color_is_textured);
+  EXPECT_EQ(surface_of(0).smoothing_radians, 0.0);
+  EXPECT_FALSE(surface_of(0).back);
+  EXPECT_EQ(surface_of(1).name, "Red");
+  EXPECT_EQ(surface_of(1).color, (Vec3{1, 0.2, 0}));
+  EXPECT_EQ(surface_of(1).luminosity, 0.25);
+  EXPECT_EQ(surface_of(1).diffuse, 0.5);
+  EXPECT_EQ(surface_of(1).smoothing_radians, 0.5);
+  EXPECT_TRUE(surface_of(1).back);
+  EXPECT_FALSE(surface_of(1).color_is_textured);
+  EXPECT_EQ(surface_of(2).name, "Default");
+}
+
+TEST(ObjectFileTest, TheOlderFormDamagedIsReadSoundlyOrRefused) {
+  const auto whole = form("LWOB", older_parts());
+  std::mt19937 random(9);
+  int refused = 0;
+  for (int round = 0; round < 3000; ++round) {
+    auto damaged = whole;
+    damaged[12 + random() % (damaged.size() - 12)] = static_cast<std::uint8_t>(random());
+    try {
+      const ObjectFile file = read_object(damaged, "old.lwo");
+      for (const auto& polygon : file.layers.empty() ? std::vector<standin::Polygon>() : file.layers[0].polygons) {
+        ASSERT_LT(polygon.surface, file.surfaces.size());
+        for (const std::uint32_t point : polygon.points) ASSERT_LT(point, file.layers[0].points.size());
+      }
+    } catch (const FileError&) {
+      ++refused;
+    }
+  }
+  EXPECT_GT(refused, 300);
+}
+
+TEST(ObjectFileTest, SurfacesHaveSidesSmoothingAndTexturesOfTheirColor) {
+  const auto surface = [](const Bytes& parts) {
+    Bytes content;
+    content.text("S").text("");
+    for (const std::uint8_t byte : parts.data()) content.number(byte, 1);
+    return read_object(object(Bytes().part("SURF", content)), "s.lwo").surfaces.at(0);
+  };
+  const auto texture = [](const std::string& kind, const std::string& channel, std::uint32_t enabled) {
+    const Bytes header =
+        Bytes().text("\x80").part("CHAN", Bytes().letters(channel), 2).part("ENAB", Bytes().numbers({enabled}), 2);
+    return Bytes().part("BLOK", Bytes().part(kind, header, 2).part("IMAG", Bytes().numbers({1}), 2), 2);
+  };
+  EXPECT_TRUE(surface(Bytes()).front);
+  EXPECT_FALSE(surface(Bytes()).back);
+  EXPECT_EQ(surface(Bytes()).smoothing_radians, 0.0);
+  const auto both = surface(Bytes().part("SIDE", Bytes().numbers({3}), 2).part("SMAN", Bytes().real(0.5F), 2));
+  EXPECT_TRUE(both.front && both.back);
+  EXPECT_EQ(both.smoothing_radians, 0.5);
+  EXPECT_FALSE(surface(Bytes().part("SIDE", Bytes().numbers({2}), 2)).front);
+  EXPECT_EQ(surface(Bytes().part("SMAN", Bytes().real(-1), 2)).smoothing_radians, 0.0);
+  EXPECT_TRUE(surface(texture("IMAP", "COLR", 1)).color_is_textured);
+  EXPECT_FALSE(surface(texture("IMAP", "COLR", 0)).color_is_textured);
+  EXPECT_FALSE(surface(texture("IMAP", "DIFF", 1)).color_is_textured);
+  EXPECT_FALSE(surface(texture("SHDR", "COLR", 1)).color_is_textured);
+  EXPECT_FALSE(surface(Bytes().part("BLOK", Bytes().letters("IMAP").numbers({99}), 2)).color_is_textured);
 }
 
 TEST(ObjectFileTest, WhatIsNoObjectIsRefused) {

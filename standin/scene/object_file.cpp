@@ -1,7 +1,9 @@
 #include "standin/scene/object_file.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -131,11 +133,11 @@ class ObjectReader {
     const std::size_t size = file.unsigned_number(4);
     ByteReader form = file.part(size, "the file");
     const std::string kind = form.four_letters();
-    if (kind != "LWO2") {
-      const bool older = kind == "LWOB" || kind == "LWLO";
-      form.fail(
-          "is of the form " + printable(kind) + ", which is not " +
-          (older ? "read; open it in the modeler and save it in the newer form LWO2" : "known; save it in the form LWO2"));
+    older_form_ = kind == "LWOB";
+    if (kind != "LWO2" && !older_form_) {
+      form.fail("is of the form " + printable(kind) + ", which is not " +
+                (kind == "LWLO" ? "read; open it in the modeler and save it in the newer form LWO2"
+                                : "known; save it in the form LWO2"));
     }
     while (!form.at_end()) {
       const std::string chunk = form.four_letters();
@@ -149,7 +151,9 @@ class ObjectReader {
 
  private:
   void read_chunk(const std::string& chunk, ByteReader content) {
-    if (chunk == "TAGS") {
+    if (older_form_) {
+      read_older_chunk(chunk, content);
+    } else if (chunk == "TAGS") {
       while (!content.at_end()) {
         tags_.push_back(content.text());
       }
@@ -166,6 +170,87 @@ class ObjectReader {
     } else if (chunk == "SURF") {
       read_surface(content);
     }
+  }
+
+  /// The older form: one layer without a name, surfaces by their number among the names.
+  void read_older_chunk(const std::string& chunk, ByteReader content) {
+    if (chunk == "PNTS") {
+      read_points(content);
+    } else if (chunk == "SRFS") {
+      while (!content.at_end()) {
+        tags_.push_back(content.text());
+      }
+    } else if (chunk == "POLS") {
+      read_older_polygons(content);
+    } else if (chunk == "SURF") {
+      read_older_surface(content);
+    }
+  }
+
+  void read_older_polygons(ByteReader& content) {
+    while (!content.at_end()) {
+      Polygon polygon{{}, no_surface};
+      for (std::uint32_t count = content.unsigned_number(2); count > 0; --count) {
+        const std::uint32_t point = content.unsigned_number(2);
+        if (point >= layer().points.size()) {
+          content.fail("point " + std::to_string(point) + " is named, and there are only " +
+                       std::to_string(layer().points.size()));
+        }
+        polygon.points.push_back(point);
+      }
+      const int number = static_cast<std::int16_t>(content.unsigned_number(2));
+      const auto surface = static_cast<std::size_t>(std::abs(number));
+      if (surface > tags_.size()) {
+        content.fail("surface " + std::to_string(surface) + " is named, and there are only " + std::to_string(tags_.size()));
+      }
+      if (surface > 0) {
+        polygon.surface = surface_named(tags_[surface - 1]);
+      }
+      if (number < 0) {
+        // Polygons that lie on this one follow, after their count, like any others.
+        content.unsigned_number(2);
+      }
+      layer().polygons.push_back(std::move(polygon));
+    }
+  }
+
+  void read_older_surface(ByteReader& content) {
+    constexpr std::uint32_t smooth_flag = 0x4;
+    constexpr std::uint32_t both_sides_flag = 0x100;
+    constexpr double whole = 256.0;
+    /// Of a smooth surface that does not say: 89.5 degrees.
+    constexpr double usual_smoothing_radians = 1.56207;
+    Surface& surface = object_.surfaces[surface_named(content.text())];
+    bool smooth = false;
+    double smoothing_radians = usual_smoothing_radians;
+    while (!content.at_end()) {
+      const std::string part = content.four_letters();
+      const std::size_t size = content.unsigned_number(2);
+      ByteReader value = content.part(size, "the part " + printable(part));
+      content.skip_padding(size);
+      if (part == "COLR") {
+        surface.color.x = value.unsigned_number(1) / 255.0;
+        surface.color.y = value.unsigned_number(1) / 255.0;
+        surface.color.z = value.unsigned_number(1) / 255.0;
+      } else if (part == "FLAG") {
+        const std::uint32_t flags = value.unsigned_number(2);
+        smooth = (flags & smooth_flag) != 0;
+        surface.back = (flags & both_sides_flag) != 0;
+      } else if (part == "DIFF") {
+        surface.diffuse = static_cast<std::int16_t>(value.unsigned_number(2)) / whole;
+      } else if (part == "LUMI") {
+        surface.luminosity = static_cast<std::int16_t>(value.unsigned_number(2)) / whole;
+      } else if (part == "VDIF") {
+        surface.diffuse = value.real_number();
+      } else if (part == "VLUM") {
+        surface.luminosity = value.real_number();
+      } else if (part == "SMAN") {
+        smoothing_radians = value.real_number();
+      } else if (part == "CTEX") {
+        surface.color_is_textured = true;
+      }
+    }
+    surface.smoothing_radians = smooth ? std::max(0.0, smoothing_radians) : 0.0;
   }
 
   Layer& layer() { return object_.layers.empty() ? object_.layers.emplace_back() : object_.layers.back(); }
@@ -284,7 +369,41 @@ class ObjectReader {
         surface.diffuse = value.real_number();
       } else if (part == "LUMI") {
         surface.luminosity = value.real_number();
+      } else if (part == "SMAN") {
+        surface.smoothing_radians = std::max(0.0F, value.real_number());
+      } else if (part == "SIDE") {
+        const std::uint32_t sides = value.unsigned_number(2);
+        surface.back = (sides & 2) != 0;
+        surface.front = (sides & 1) != 0 || !surface.back;
+      } else if (part == "BLOK") {
+        surface.color_is_textured = surface.color_is_textured || lies_on_color(value);
       }
+    }
+  }
+
+  /// Whether a block is a texture of the surface's colour that is switched on. What such a block holds besides is not read, so
+  /// nothing in it makes the file a bad one.
+  static bool lies_on_color(ByteReader block) {
+    try {
+      const std::string kind = block.four_letters();
+      ByteReader header = block.part(block.unsigned_number(2), "a texture");
+      header.text();
+      bool on_color = true;
+      bool enabled = true;
+      while (!header.at_end()) {
+        const std::string part = header.four_letters();
+        const std::size_t size = header.unsigned_number(2);
+        ByteReader value = header.part(size, "a texture");
+        header.skip_padding(size);
+        if (part == "CHAN") {
+          on_color = value.four_letters() == "COLR";
+        } else if (part == "ENAB") {
+          enabled = value.unsigned_number(2) != 0;
+        }
+      }
+      return on_color && enabled && (kind == "IMAP" || kind == "PROC" || kind == "GRAD");
+    } catch (const FileError&) {
+      return false;
     }
   }
 
@@ -301,6 +420,7 @@ class ObjectReader {
   ObjectFile object_;
   std::vector<std::string> tags_;
   std::map<std::string, std::uint32_t> surface_index_;
+  bool older_form_ = false;
   std::size_t first_point_ = 0;
   std::size_t first_polygon_ = 0;
   /// Whether tags and maps refer to the polygons read last, rather than to some that were skipped.

@@ -17,6 +17,13 @@ struct Surface {
   Vec3 color{0.78, 0.78, 0.78};
   double diffuse = 1.0;
   double luminosity = 0.0;
+  /// Polygons that meet at an angle below this are shaded as one; 0: none are.
+  double smoothing_radians = 0.0;
+  /// Which sides of its polygons are seen.
+  bool front = true;
+  bool back = false;
+  /// An image or another texture lies on its colour, which is then only the ground of it.
+  bool color_is_textured = false;
 };
 
 /// A texture map by name: values of points, and values of points within one polygon, which take precedence.
@@ -52,8 +59,8 @@ struct ObjectFile {
   std::vector<Surface> surfaces;
 };
 
-/// Reads an object of form LWO2. Throws FileError (standin/scene/file_error.h), which names file, byte offset and reason, for a
-/// file that is missing, truncated, corrupt, or of the older form LWOB. Threads: any.
+/// Reads an object of form LWO2, or of the older LWOB, which is one layer. Throws FileError (standin/scene/file_error.h), which
+/// names file, byte offset and reason, for a file that is missing, truncated, corrupt, or of another form. Threads: any.
 ObjectFile read_object_file(const std::filesystem::path& file);
 
 /// The same from memory; errors call it `name`.
