@@ -392,12 +392,14 @@ TEST_F(NativeTool, CamerasOfServersThatTheModuleLacksArePlainPerspectives) {
   scene.items.push_back(second);
   standin::write_scene_file(scene, scene_);
 
+  const std::string first_line =
+      "camera \"Front\"\nnote: no light of the scene is on; it is lit by the preview's own sun and sky\n";
   const std::string told =
       "warning: the module has no camera server \"AnotherMakersCam\", which the scene uses for Front, Second; rendered as a "
       "plain perspective\n";
   const Outcome outcome = render("foreign.png");
   EXPECT_EQ(outcome.exit_code, 0);
-  EXPECT_EQ(outcome.output.find(told), 0U) << outcome.output;
+  EXPECT_EQ(outcome.output.find(first_line + told), 0U) << outcome.output;
   EXPECT_TRUE(contents(out("foreign.png")) == contents(out("plain.png")));
 
   const Outcome with_setting = render("set.png", "--set Power=2");
@@ -410,7 +412,7 @@ TEST_F(NativeTool, CamerasOfServersThatTheModuleLacksArePlainPerspectives) {
 
   if (shipped_module().empty()) GTEST_SKIP() << "build/windows holds no OviCam.p with its ray service";
   const Outcome shipped = render("shipped.png", "--module " + quoted(shipped_module()));
-  EXPECT_EQ(shipped.output.find(told), 0U) << shipped.output;
+  EXPECT_NE(shipped.output.find(told), std::string::npos) << shipped.output;
   EXPECT_TRUE(contents(out("shipped.png")) == contents(out("plain.png")));
 }
 
@@ -431,7 +433,7 @@ TEST_F(NativeTool, CamerasThatLeadBackToOneAnotherAreToldOfOnce) {
     EXPECT_EQ(outcome.exit_code, 0);
     const auto told = outcome.output.find("lead back to one another");
     ASSERT_NE(told, std::string::npos) << outcome.output;
-    EXPECT_LE(std::ranges::count(outcome.output, '\n'), 4) << outcome.output;
+    EXPECT_LE(std::ranges::count(outcome.output, '\n'), 6) << outcome.output;
   }
 }
 

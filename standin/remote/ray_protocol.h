@@ -23,7 +23,7 @@
 namespace standin::ray_protocol {
 
 /// To be raised with every change of a message, so that programs of different builds refuse each other with a sentence.
-constexpr std::uint32_t version = 0x4F560006;
+constexpr std::uint32_t version = 0x4F560007;
 /// Rays per request: enough to share the cost of the pipe, and few enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 /// A longer message than this is refused before memory is allocated for it.
@@ -167,8 +167,9 @@ void serialize(Archive& archive, Vec3& vector) {
 
 template <class Archive>
 void serialize(Archive& archive, SessionOptions& options) {
-  archive(options.scene_file, options.module_file, options.camera_name, options.server_name, options.settings,
-          options.width_pixels, options.height_pixels, options.motion_steps, options.motion_blur, options.depth_of_field);
+  archive(options.scene_file, options.module_file, options.content_folder, options.camera_name, options.server_name,
+          options.settings, options.width_pixels, options.height_pixels, options.motion_steps, options.motion_blur,
+          options.depth_of_field);
 }
 
 template <class Archive>

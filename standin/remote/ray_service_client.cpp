@@ -320,6 +320,7 @@ class RemoteSession : public Session {
     SessionOptions translated = options;
     translated.scene_file = service_.path(options.scene_file);
     translated.module_file = service_.path(options.module_file);
+    if (!options.content_folder.empty()) translated.content_folder = service_.path(options.content_folder);
     warnings_ = service_.ask(OpenSession{{}, translated}).warnings;
   }
 

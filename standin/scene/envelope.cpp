@@ -7,6 +7,12 @@
 namespace standin {
 namespace {
 
+Span known(Span span) { return span >= Span::tcb && span <= Span::bezier_2d ? span : Span::linear; }
+
+EndBehaviour known(EndBehaviour behaviour) {
+  return behaviour >= EndBehaviour::reset && behaviour <= EndBehaviour::linear ? behaviour : EndBehaviour::constant;
+}
+
 /// One side of a key: which of its parameters shape the curve there, and the sign of its bias.
 struct Side {
   double sign;
@@ -29,7 +35,7 @@ double tangent(const Key& key, const Key& across, const Key* beyond, const Side&
     const double both = duration + (beyond->time_seconds - key.time_seconds) * side.sign;
     share = both > 0.0 ? duration / both : 1.0;
   }
-  switch (key.span) {
+  switch (known(key.span)) {
     case Span::stepped:
       return 0.0;
     case Span::hermite:
@@ -100,7 +106,7 @@ double segment_value(const std::vector<Key>& keys, std::size_t i, double time_se
   const Key& from = keys[i - 1];
   const Key& to = keys[i];
   const double u = (time_seconds - from.time_seconds) / (to.time_seconds - from.time_seconds);
-  switch (to.span) {
+  switch (known(to.span)) {
     case Span::stepped:
       return from.value;
     case Span::linear:
@@ -138,7 +144,7 @@ double value_at(const Envelope& envelope, double time_seconds) {
   const Key& end = before ? keys.front() : keys.back();
   const double beyond = before ? time_seconds - first : time_seconds - last;
   const double duration = last - first;
-  const EndBehaviour behaviour = before ? envelope.before : envelope.after;
+  const EndBehaviour behaviour = known(before ? envelope.before : envelope.after);
   switch (behaviour) {
     case EndBehaviour::reset:
       return 0.0;

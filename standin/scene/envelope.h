@@ -1,14 +1,17 @@
 #pragma once
 
 #include <array>
+#include <string>
 #include <vector>
 
 namespace standin {
 
-/// How a key is reached from the key before it.
+/// How a key is reached from the key before it. A scene may hold numbers beyond these: such keys are reached in a straight
+/// line.
 enum class Span { tcb = 0, hermite = 1, bezier = 2, linear = 3, stepped = 4, bezier_2d = 5 };
 
-/// What an envelope does before its first and after its last key.
+/// What an envelope does before its first and after its last key. A scene may hold numbers beyond these: they count as
+/// constant.
 enum class EndBehaviour { reset = 0, constant = 1, repeat = 2, oscillate = 3, offset_repeat = 4, linear = 5 };
 
 struct Key {
@@ -28,6 +31,9 @@ struct Envelope {
   std::vector<Key> keys;
   EndBehaviour before = EndBehaviour::constant;
   EndBehaviour after = EndBehaviour::constant;
+  /// Lines of the block that are not understood, and the plug-ins that follow it to change the value: kept, without effect.
+  std::vector<std::string> lines_within{};
+  std::vector<std::string> lines_after{};
 
   /// The value at a time in seconds; 0 without keys. Finite for any keys and any time. Threads: any.
   double at(double time_seconds) const;
@@ -36,6 +42,9 @@ struct Envelope {
   bool animated() const { return keys.size() > 1; }
 
   static Envelope constant(double value) { return Envelope{{Key{value, 0.0, Span::tcb, {}}}}; }
+
+  /// Whether it has this value at all times.
+  bool is_constant(double value) const { return *this == constant(value); }
 
   friend bool operator==(const Envelope&, const Envelope&) = default;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <span>
 #include <system_error>
 
@@ -45,26 +46,28 @@ bool same_letters(const std::string& a, const std::string& b) {
   return std::ranges::equal(a, b, {}, lower, lower);
 }
 
-/// The file of that relative path under the folder, names compared without regard to case; empty when there is none.
-std::filesystem::path find_in_folder(std::filesystem::path folder, std::span<const std::string> names) {
+/// The file of that relative path under the folder, names compared without regard to case; empty when it is not there. Where
+/// names differ by their case alone, the one as written is tried first.
+std::filesystem::path find_in_folder(const std::filesystem::path& folder, std::span<const std::string> names) {
   std::error_code error;
-  for (const std::string& name : names) {
-    auto found = folder / name;
-    if (!std::filesystem::exists(found, error)) {
-      found.clear();
-      for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        if (same_letters(entry->path().filename().string(), name)) {
-          found = entry->path();
-          break;
-        }
+  if (names.empty()) {
+    return std::filesystem::is_regular_file(folder, error) ? folder : std::filesystem::path();
+  }
+  const auto rest = names.subspan(1);
+  if (const auto exact = folder / names.front(); std::filesystem::exists(exact, error)) {
+    if (auto found = find_in_folder(exact, rest); !found.empty()) {
+      return found;
+    }
+  }
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (name != names.front() && same_letters(name, names.front())) {
+      if (auto found = find_in_folder(entry->path(), rest); !found.empty()) {
+        return found;
       }
     }
-    if (found.empty()) {
-      return {};
-    }
-    folder = found;
   }
-  return std::filesystem::is_regular_file(folder, error) ? folder : std::filesystem::path();
+  return {};
 }
 
 std::vector<std::string> split_at_slashes(const std::string& written) {
@@ -76,7 +79,24 @@ std::vector<std::string> split_at_slashes(const std::string& written) {
       names.emplace_back();
     }
   }
+  // The host also writes a path on a drive without a slash after the colon.
+  const std::size_t colon = names.front().find(':');
+  if (colon != std::string::npos && colon + 1 < names.front().size()) {
+    std::string after = names.front().substr(colon + 1);
+    names.front().resize(colon + 1);
+    names.insert(names.begin() + 1, std::move(after));
+  }
   return names;
+}
+
+/// Hosts of different years write the angles of a cone in degrees or in radians. A cone that is never wider than a right angle
+/// in radians would, in degrees, be narrower than any lamp's.
+bool angles_are_degrees(const LightSettings& light) {
+  return std::ranges::any_of(light.cone_angle.keys, [](const Key& key) { return key.value > 1.6; });
+}
+
+bool ever_not_zero(const Envelope& value) {
+  return std::ranges::any_of(value.keys, [](const Key& key) { return key.value != 0.0; });
 }
 
 std::filesystem::path find_object_file(const Scene& scene, const std::string& written) {
@@ -91,15 +111,19 @@ std::filesystem::path find_object_file(const Scene& scene, const std::string& wr
   }
   // The end of a path from another machine is its place in the content folder, so leading names are dropped one by one.
   const std::vector<std::string> names = split_at_slashes(written);
-  const auto scene_folder = std::filesystem::absolute(scene.folder.empty() ? "." : scene.folder);
+  std::vector<std::filesystem::path> folders{std::filesystem::absolute(scene.folder.empty() ? "." : scene.folder)};
+  if (!scene.content_folder.empty()) {
+    folders.push_back(std::filesystem::absolute(scene.content_folder));
+  } else {
+    while (folders.back() != folders.back().parent_path()) {
+      folders.push_back(folders.back().parent_path());
+    }
+  }
   for (std::span<const std::string> tail = names; !tail.empty(); tail = tail.subspan(1)) {
-    for (auto folder = scene_folder;; folder = folder.parent_path()) {
+    for (const auto& folder : folders) {
       auto found = find_in_folder(folder, tail);
       if (!found.empty()) {
         return found;
-      }
-      if (folder == folder.parent_path()) {
-        break;
       }
     }
   }
@@ -122,6 +146,48 @@ bool starts_scene_section(std::string_view keyword) {
   return std::ranges::find(scene_section_keywords, keyword) != scene_section_keywords.end();
 }
 
+bool is_known_keyword(std::string_view keyword) {
+  constexpr std::array<std::string_view, 17> others = {
+      "LoadObject",   "LoadObjectLayer", "Plugin",        "EndPlugin",  "NumChannels",     "Channel",
+      "ParentItem",   "ParentObject",    "PivotPosition", "PivotPoint", "FrameSize",       "ApertureHeight",
+      "DepthOfField", "LightColor",      "LightType",     "ShadowType", "LightFalloffType"};
+  const auto names = [&](const auto& table) {
+    return std::ranges::any_of(table, [&](const auto& row) { return row.name == keyword; });
+  };
+  return starts_scene_section(keyword) || std::ranges::find(others, keyword) != others.end() || names(frame_keywords) ||
+         names(camera_value_keywords) || names(light_value_keywords) || names(camera_number_keywords) ||
+         std::ranges::any_of(item_keywords, [&](const ItemKeywords& item) {
+           return keyword == item.add || (!item.name.empty() && keyword == item.name) || keyword == item.motion;
+         });
+}
+
+KeyedColor constant_color(double red, double green, double blue) {
+  return {Envelope::constant(red), Envelope::constant(green), Envelope::constant(blue)};
+}
+
+Vec3 color_at(const KeyedColor& color, double time_seconds) {
+  return {color[0].at(time_seconds), color[1].at(time_seconds), color[2].at(time_seconds)};
+}
+
+std::optional<LightKind> LightSettings::kind() const {
+  if (type == 0 && !server_name.empty()) {
+    const auto server = std::ranges::find(light_servers, server_name);
+    return server == light_servers.end() ? std::nullopt : std::optional(static_cast<LightKind>(server - light_servers.begin()));
+  }
+  const bool known = type >= 0 && static_cast<std::size_t>(type) < light_servers.size();
+  return known ? std::optional(static_cast<LightKind>(type)) : std::nullopt;
+}
+
+double LightSettings::cone_radians(double time_seconds) const {
+  return cone_angle.at(time_seconds) * (angles_are_degrees(*this) ? std::numbers::pi / 180.0 : 1.0);
+}
+
+double LightSettings::edge_radians(double time_seconds) const {
+  return edge_angle.at(time_seconds) * (angles_are_degrees(*this) ? std::numbers::pi / 180.0 : 1.0);
+}
+
+bool LightSettings::shines() const { return ever_not_zero(intensity) && std::ranges::any_of(color, ever_not_zero); }
+
 Motion motion_at_rest() {
   Motion motion;
   for (std::size_t i = 0; i < motion.size(); ++i) {
@@ -139,6 +205,15 @@ const Item* Scene::find_camera(const std::string& name) const {
   const auto found =
       std::ranges::find_if(items, [&](const Item& item) { return item.camera.has_value() && item.name == name; });
   return found == items.end() ? nullptr : &*found;
+}
+
+const Item* Scene::current_camera() const {
+  const auto first = std::ranges::find_if(items, [](const Item& item) { return item.camera.has_value(); });
+  const Item* current = current_camera_id != 0 ? find(current_camera_id) : nullptr;
+  if (current != nullptr && current->camera) {
+    return current;
+  }
+  return first == items.end() ? nullptr : &*first;
 }
 
 ItemPose Scene::world_pose(const Item& item, double time_seconds) const {

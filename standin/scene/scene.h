@@ -54,11 +54,40 @@ struct CameraSettings {
   friend bool operator==(const CameraSettings&, const CameraSettings&) = default;
 };
 
+/// Red, green and blue, each a constant or keyed.
+using KeyedColor = std::array<Envelope, 3>;
+
+KeyedColor constant_color(double red, double green, double blue);
+Vec3 color_at(const KeyedColor& color, double time_seconds);
+
+enum class LightKind { distant = 0, point = 1, spot = 2, linear = 3, area = 4 };
+
+/// How a light grows weaker with the distance. Linear: to nothing at the range. Inverse and inverse square: it has its
+/// intensity at the range, more before it and less beyond.
+enum class FallOff { off = 0, linear = 1, inverse = 2, inverse_square = 3 };
+
+/// A light's settings as the scene file has them. The numbers of type and fall-off may be beyond the kinds that are known.
 struct LightSettings {
-  Vec3 color{1.0, 1.0, 1.0};
+  KeyedColor color = constant_color(1.0, 1.0, 1.0);
   Envelope intensity = Envelope::constant(1.0);
-  /// 0 distant, 1 point, 2 spot, as in the scene file.
   int type = 0;
+  int fall_off = 0;
+  /// Metres.
+  Envelope range = Envelope::constant(1.0);
+  /// From the axis of a spot light to where it ends, and how much of that is its soft edge.
+  Envelope cone_angle = Envelope::constant(30.0);
+  Envelope edge_angle = Envelope::constant(5.0);
+  /// 0: none.
+  int shadow_type = 1;
+  /// The light's server where it is a plug-in: it tells the kind where the type does not.
+  std::string server_name;
+
+  /// None for a kind that is not known.
+  std::optional<LightKind> kind() const;
+  double cone_radians(double time_seconds) const;
+  double edge_radians(double time_seconds) const;
+  /// Whether it ever gives light.
+  bool shines() const;
 
   friend bool operator==(const LightSettings&, const LightSettings&) = default;
 };
@@ -72,6 +101,8 @@ struct Item {
   /// 0: none.
   std::uint32_t parent_id = 0;
   Vec3 pivot;
+  /// 0: switched off.
+  Envelope active = Envelope::constant(1.0);
 
   /// Objects: the file as written in the scene, the layer (1 first), and whether it is a null.
   std::string object_file;
@@ -89,15 +120,25 @@ struct Item {
   friend bool operator==(const Item&, const Item&) = default;
 };
 
+/// What a person should know of a file that was read. It is no part of the scene: two scenes are the same without it.
+struct ReadingNotes {
+  std::vector<std::string> warnings;
+
+  friend bool operator==(const ReadingNotes&, const ReadingNotes&) { return true; }
+};
+
 /// A scene as its file describes it. Frames per second are never 0.
 struct Scene {
+  /// Of the file, 1 or more; older ones than 5 are the same scene once read, and are written as 5.
   int version = 5;
   int first_frame = 1;
   int last_frame = 60;
   int frame_step = 1;
   double frames_per_second = 30.0;
-  Vec3 ambient_color{1.0, 1.0, 1.0};
-  double ambient_intensity = 0.05;
+  KeyedColor ambient_color = constant_color(1.0, 1.0, 1.0);
+  Envelope ambient_intensity = Envelope::constant(0.05);
+  /// Multiplies the intensity of every light.
+  Envelope light_intensity = Envelope::constant(1.0);
   /// Objects, lights and cameras, each kind in file order.
   std::vector<Item> items;
   /// Lines of the scene itself that are not understood: before the first item, between the objects and what follows them,
@@ -105,12 +146,18 @@ struct Scene {
   std::vector<std::string> opening_lines;
   std::vector<std::string> lines_after_objects;
   std::vector<std::string> other_lines;
-  /// Object files are looked up in this folder.
+  /// The scene's own folder, and the folder of all content where somebody has named it. Object files are looked up in both.
   std::filesystem::path folder;
+  std::filesystem::path content_folder;
+  /// The camera that the scene was saved with; 0: it does not say.
+  std::uint32_t current_camera_id = 0;
+  ReadingNotes notes;
 
   const Item* find(std::uint32_t id) const;
   /// The n-th camera by name, or null. Threads: any.
   const Item* find_camera(const std::string& name) const;
+  /// The camera to look through where nobody has chosen one: the current one, or else the first; null without cameras.
+  const Item* current_camera() const;
 
   /// Position and axes in world space at a time, parents applied (a parent loop ends where it closes). Threads: any.
   ItemPose world_pose(const Item& item, double time_seconds) const;
@@ -123,7 +170,8 @@ struct Scene {
 /// Film width and height in metres: the height is the aperture height, the width follows the frame's shape.
 std::array<double, 2> film_size(const CameraSettings& camera);
 
-/// Reads a scene file. Throws FileError with file, line and reason. Unknown keywords are kept, not refused.
+/// Reads a scene file of version 1 or later. Throws FileError with file, line and reason for a damaged one. Unknown keywords
+/// are kept, not refused; values of an unknown kind as well, and the scene's notes tell of each kind once.
 Scene read_scene_file(const std::filesystem::path& file);
 Scene read_scene(const std::string& text, const std::string& name);
 
@@ -132,8 +180,8 @@ Scene read_scene(const std::string& text, const std::string& name);
 void write_scene_file(const Scene& scene, const std::filesystem::path& file);
 std::string write_scene(const Scene& scene);
 
-/// Where an object's file is found: as written, beside the scene, or in the content folders above it, with either kind of
-/// slash and any case; empty when it is not found.
+/// Where an object's file is found: as written, beside the scene, in the content folder, or in the folders above the scene
+/// where there is no content folder, with either kind of slash and any case; empty when it is nowhere.
 std::filesystem::path resolve_object_file(const Scene& scene, const std::string& written);
 
 }  // namespace standin

@@ -37,6 +37,24 @@ inline constexpr std::array camera_value_keywords = {
     CameraValue{"EyeSeparation", &CameraSettings::eye_separation},
 };
 
+struct LightValue {
+  std::string_view name;
+  /// What older hosts call it; may be empty.
+  std::string_view older_name;
+  Envelope LightSettings::*member;
+};
+
+inline constexpr std::array light_value_keywords = {
+    LightValue{"LightIntensity", "LgtIntensity", &LightSettings::intensity},
+    LightValue{"LightRange", "", &LightSettings::range},
+    LightValue{"LightConeAngle", "ConeAngle", &LightSettings::cone_angle},
+    LightValue{"LightEdgeAngle", "EdgeAngle", &LightSettings::edge_angle},
+};
+
+/// Servers of lights, by the number of the kind.
+inline constexpr std::array<std::string_view, 5> light_servers = {"DistantLight", "PointLight", "SpotLight", "LinearLight",
+                                                                  "AreaLight"};
+
 inline constexpr std::array camera_number_keywords = {
     Keyword<CameraSettings, int>{"MotionBlur", &CameraSettings::motion_blur, 0},
     Keyword<CameraSettings, int>{"MotionBlurPasses", &CameraSettings::motion_blur_passes, 0},
@@ -63,10 +81,11 @@ inline constexpr std::array item_keywords = {
 constexpr const ItemKeywords& keywords_of(ItemKind kind) { return item_keywords[static_cast<std::size_t>(kind)]; }
 
 /// Keywords that return to the scene's own settings after an item's; what follows them belongs to no item.
-inline constexpr std::array<std::string_view, 17> scene_section_keywords = {
-    "FirstFrame",    "LastFrame",       "FrameStep",         "FramesPerSecond", "AmbientColor",  "AmbientIntensity",
-    "RadiosityType", "EnableRadiosity", "GlobalFrameSize",   "Antialiasing",    "SolidBackdrop", "BackdropColor",
-    "FogType",       "RenderMode",      "ViewConfiguration", "GridNumber",      "CurrentObject"};
+inline constexpr std::array<std::string_view, 20> scene_section_keywords = {
+    "FirstFrame",       "LastFrame",     "FrameStep",       "FramesPerSecond", "AmbientColor",
+    "AmbientIntensity", "RadiosityType", "EnableRadiosity", "GlobalFrameSize", "Antialiasing",
+    "SolidBackdrop",    "BackdropColor", "FogType",         "RenderMode",      "ViewConfiguration",
+    "GridNumber",       "CurrentObject", "CurrentLight",    "CurrentCamera",   "AmbIntensity"};
 
 /// Objects with their bones, then lights, then cameras: the order in which a scene file holds its items.
 constexpr int file_order(ItemKind kind) { return kind == ItemKind::bone ? 0 : static_cast<int>(kind); }
@@ -78,5 +97,8 @@ std::string_view first_word(std::string_view line);
 std::string_view trimmed(std::string_view text);
 
 bool starts_scene_section(std::string_view keyword);
+
+/// Whether a line that begins so is read as a line of its own.
+bool is_known_keyword(std::string_view keyword);
 
 }  // namespace standin

@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <map>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -9,26 +11,10 @@
 #include "standin/scene/file_error.h"
 #include "standin/scene/scene.h"
 #include "standin/scene/scene_keywords.h"
+#include "standin/scene/scene_values.h"
 
 namespace standin {
 namespace {
-
-std::vector<std::string_view> split_into_lines(std::string_view text) {
-  std::vector<std::string_view> lines;
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    std::string_view line = text.substr(0, end);
-    while (line.ends_with('\r')) {
-      line.remove_suffix(1);
-    }
-    lines.push_back(line);
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return lines;
-}
-
-/// What follows the first word.
-std::string_view rest_of(std::string_view text) { return trimmed(trimmed(text).substr(first_word(text).size())); }
 
 /// An object's name as the host shows it: its file without folders and extension, and the layer unless it is the first.
 std::string object_name(std::string_view file, int layer) {
@@ -54,9 +40,20 @@ void make_names_distinct(std::vector<Item>& items) {
   }
 }
 
-class SceneReader {
+bool is_item_id(std::string_view word) {
+  return word.size() == 8 && word.find_first_not_of("0123456789ABCDEFabcdef") == std::string_view::npos;
+}
+
+/// Keywords of what the picture would follow and does not, with what happens instead.
+constexpr std::array not_followed = {
+    std::pair<std::string_view, std::string_view>{"TargetItem", "an item is not turned towards its target"},
+    std::pair<std::string_view, std::string_view>{"TargetObject", "an item is not turned towards its target"},
+    std::pair<std::string_view, std::string_view>{"PivotRotation", "the rotation of a pivot is not applied"},
+};
+
+class SceneReader : private SceneValues {
  public:
-  SceneReader(std::string_view text, const std::string& file_name) : file_name_(file_name), lines_(split_into_lines(text)) {}
+  SceneReader(std::string_view text, const std::string& file_name) : SceneValues(text, file_name) {}
 
   Scene read() {
     if (lines_.empty() || trimmed(lines_.front()) != "LWSC") {
@@ -68,167 +65,90 @@ class SceneReader {
       fail("ends before its version");
     }
     scene_.version = whole_number(lines_[next_], INT32_MIN, INT32_MAX);
-    if (scene_.version < 3) {
-      fail("scenes of version " + std::to_string(scene_.version) + " cannot be read; save it again with a newer host");
+    if (scene_.version < 1) {
+      fail("there are no scenes of version " + std::to_string(scene_.version) + "; save it again with the host");
     }
+    if (scene_.version > newest_version) {
+      warn("version", "scenes of version " + std::to_string(scene_.version) + " are read as those of version " +
+                          std::to_string(newest_version));
+    }
+    version_ = scene_.version;
     ++next_;
+    find_old_frame_rate();
     for (skip_blank_lines(); !at_end(); skip_blank_lines()) {
       read_statement();
     }
+    attach_items();
+    choose_current_camera();
     std::ranges::stable_sort(scene_.items, {}, [](const Item& item) { return file_order(item.kind); });
     make_names_distinct(scene_.items);
+    scene_.notes.warnings = std::move(warnings_);
     return std::move(scene_);
   }
 
  private:
-  [[noreturn]] void fail(const std::string& reason, std::size_t line) const {
-    throw FileError(file_name_, "line " + std::to_string(line + 1), reason);
+  static constexpr int newest_version = 5;
+
+  Vec3 vector(std::string_view text) {
+    const double x = real_number(take_word(text));
+    const double y = real_number(take_word(text));
+    return {x, y, real_number(text)};
   }
-  [[noreturn]] void fail(const std::string& reason) const { fail(reason, next_); }
 
-  bool at_end() const { return next_ >= lines_.size(); }
-
-  void skip_blank_lines() {
-    while (!at_end() && trimmed(lines_[next_]).empty()) {
-      ++next_;
+  void find_old_frame_rate() {
+    const auto line = std::ranges::find_if(lines_, [](std::string_view each) { return first_word(each) == "FramesPerSecond"; });
+    if (is_old() && line != lines_.end()) {
+      const std::size_t here = next_;
+      next_ = static_cast<std::size_t>(line - lines_.begin());
+      old_frames_per_second_ = positive_number(rest_of(*line));
+      next_ = here;
     }
   }
 
-  template <class Number, class... Format>
-  Number parsed(std::string_view text, Format... format) const {
-    Number number{};
-    const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, number, format...);
-    if (text.empty() || result.ec != std::errc() || result.ptr != end) {
-      fail("\"" + std::string(text.substr(0, 40)) + "\" is not a number, or not one that is possible here");
-    }
-    return number;
-  }
-
-  int whole_number(std::string_view text, int minimum, int maximum) const {
-    const auto number = parsed<int>(trimmed(text));
-    if (number < minimum || number > maximum) {
-      fail(std::to_string(number) + " is out of range; it must be " + std::to_string(minimum) + " to " +
-           std::to_string(maximum));
-    }
-    return number;
-  }
-
-  double real_number(std::string_view text) const {
-    const auto number = parsed<double>(trimmed(text));
-    if (!std::isfinite(number)) {
-      fail("a number is not finite");
-    }
-    return number;
-  }
-
-  double positive_number(std::string_view text) const {
-    const double number = real_number(text);
-    if (!(number > 0.0)) {
-      fail("the number must be greater than 0");
-    }
-    return number;
-  }
-
-  Vec3 vector(std::string_view text) const {
-    const std::string_view after_x = rest_of(text);
-    return {real_number(first_word(text)), real_number(first_word(after_x)), real_number(rest_of(after_x))};
-  }
-
-  /// The first word of the text; the rest is left in `text`.
-  static std::string_view take_word(std::string_view& text) {
-    const std::string_view word = first_word(text);
-    text = rest_of(text);
-    return word;
-  }
-
-  static bool opens_envelope(std::string_view text) { return first_word(text) == "{" && rest_of(text) == "Envelope"; }
-
-  /// Whether an envelope takes the place of the value after the keyword, on the same line or the next.
-  bool holds_envelope(std::string_view rest) const {
-    const bool in_next_line = rest.empty() || rest == "(envelope)";
-    return opens_envelope(rest) || (in_next_line && next_ + 1 < lines_.size() && opens_envelope(lines_[next_ + 1]));
-  }
-
-  Key read_key(std::string_view text) const {
-    Key key;
-    key.value = real_number(take_word(text));
-    key.time_seconds = real_number(take_word(text));
-    key.span = static_cast<Span>(whole_number(take_word(text), 0, 5));
-    for (double& parameter : key.parameters) {
-      if (text.empty()) {
-        break;
+  /// The n-th item of the kind in the order of the file, from 0.
+  const Item* item_number(ItemKind kind, int number) const {
+    for (const Item& item : scene_.items) {
+      if (item.kind == kind && number-- == 0) {
+        return &item;
       }
-      parameter = real_number(take_word(text));
     }
-    if (!text.empty()) {
-      fail("a key has more numbers than value, time, span and six parameters");
-    }
-    return key;
+    return nullptr;
   }
 
-  /// From the line after the one that opens the block to the line after the one that closes it.
-  Envelope read_envelope_block() {
-    const std::size_t opening_line = next_ - 1;
-    Envelope envelope;
-    std::optional<int> count;
-    for (skip_blank_lines(); !at_end(); ++next_, skip_blank_lines()) {
-      const std::string_view line = lines_[next_];
-      const std::string_view keyword = first_word(line);
-      if (!count) {
-        count = whole_number(line, 0, INT32_MAX);
-      } else if (keyword == "Key") {
-        envelope.keys.push_back(read_key(rest_of(line)));
-      } else if (keyword == "Behaviors") {
-        envelope.before = static_cast<EndBehaviour>(whole_number(first_word(rest_of(line)), 0, 5));
-        envelope.after = static_cast<EndBehaviour>(whole_number(rest_of(rest_of(line)), 0, 5));
-      } else if (trimmed(line) == "}") {
-        if (envelope.keys.size() != static_cast<std::size_t>(*count)) {
-          fail("the Envelope block announces " + std::to_string(*count) + " keys and holds " +
-                   std::to_string(envelope.keys.size()),
-               opening_line);
-        }
-        std::ranges::stable_sort(envelope.keys, {}, &Key::time_seconds);
-        ++next_;
-        return envelope;
+  void attach_items() {
+    for (const auto& [item, number] : parent_numbers_) {
+      const Item* parent = item_number(ItemKind::object, number - 1);
+      if (parent != nullptr) {
+        scene_.items[item].parent_id = parent->id;
       } else {
-        fail("an Envelope block holds a line that is neither Key nor Behaviors");
+        warn("parent number", "\"" + scene_.items[item].given_name + "\" is attached to object " + std::to_string(number) +
+                                  ", which is not in the scene; it stands by itself");
       }
     }
-    fail("the Envelope block is not finished; \"}\" is missing", opening_line);
-  }
-
-  Envelope read_value(std::string_view rest) {
-    if (!holds_envelope(rest)) {
-      Envelope constant = Envelope::constant(real_number(rest));
-      ++next_;
-      return constant;
-    }
-    next_ += opens_envelope(rest) ? 1 : 2;
-    return read_envelope_block();
-  }
-
-  /// Expects the keyword at the start of the next line that is not blank; returns what follows it.
-  std::string_view expect(std::string_view keyword, std::size_t because_of_line) {
-    skip_blank_lines();
-    if (at_end() || first_word(lines_[next_]) != keyword) {
-      fail("a motion is not finished; a line with " + std::string(keyword) + " is missing", because_of_line);
-    }
-    return rest_of(lines_[next_]);
-  }
-
-  void read_motion(Motion& motion) {
-    const std::size_t opening_line = next_++;
-    const int channels = whole_number(expect("NumChannels", opening_line), 0, static_cast<int>(motion.size()));
-    ++next_;
-    for (int i = 0; i < channels; ++i) {
-      const int channel = whole_number(expect("Channel", opening_line), 0, static_cast<int>(motion.size()) - 1);
-      ++next_;
-      if (expect("{", opening_line) != "Envelope") {
-        fail("a channel must be an Envelope block");
+    for (const Item& item : scene_.items) {
+      if (item.parent_id != 0 && scene_.find(item.parent_id) == nullptr) {
+        warn("parent", "\"" + item.given_name + "\" is attached to an item that is not in the scene; it stands by itself");
       }
-      ++next_;
-      motion[static_cast<std::size_t>(channel)] = read_envelope_block();
+    }
+  }
+
+  void choose_current_camera() {
+    if (current_camera_.empty()) {
+      return;
+    }
+    const Item* camera = nullptr;
+    if (is_item_id(current_camera_)) {
+      camera = scene_.find(item_id(current_camera_));
+    } else {
+      int number = -1;
+      std::from_chars(current_camera_.data(), current_camera_.data() + current_camera_.size(), number);
+      camera = number < 0 ? nullptr : item_number(ItemKind::camera, number);
+    }
+    if (camera != nullptr && camera->camera) {
+      scene_.current_camera_id = camera->id;
+    } else if (scene_.current_camera() != nullptr) {
+      warn("CurrentCamera", "the current camera \"" + std::string(current_camera_.substr(0, 40)) +
+                                "\" is not in the scene; the first one is taken in its place");
     }
   }
 
@@ -252,35 +172,12 @@ class SceneReader {
     }
   }
 
-  /// The line after the block that the next line opens, however deeply blocks are nested in it.
-  std::size_t end_of_block() const {
-    std::size_t depth = 0;
-    for (std::size_t i = next_; i < lines_.size(); ++i) {
-      const std::string_view line = trimmed(lines_[i]);
-      if ((line.starts_with('{') && !line.ends_with('}')) || opens_envelope(rest_of(line))) {
-        ++depth;
-      } else if (line == "}" && --depth == 0) {
-        return i + 1;
-      }
-      if (depth == 0) {
-        return i + 1;
-      }
-    }
-    fail("the block is not finished; \"}\" is missing");
-  }
-
-  std::size_t end_of_plugin() const {
-    for (std::size_t i = next_; i < lines_.size(); ++i) {
-      if (trimmed(lines_[i]) == "EndPlugin") {
-        return i + 1;
-      }
-    }
-    fail("the Plugin block is not finished; EndPlugin is missing");
-  }
-
   void read_plugin(std::string_view rest) {
     const std::size_t end = end_of_plugin();
     Item* item = current_item();
+    if (item != nullptr && item->light && first_word(rest) == "LightHandler") {
+      item->light->server_name = rest_of(rest_of(rest));
+    }
     if (item == nullptr || !item->camera) {
       keep_lines_until(end);
       return;
@@ -317,11 +214,13 @@ class SceneReader {
   std::uint32_t item_id(std::string_view text) const { return parsed<std::uint32_t>(text, 16); }
 
   bool read_item_start(std::string_view keyword, std::string_view rest) {
+    // Versions before 4 know their items by their order alone, and a name may look like an ID.
+    const bool has_ids = version_ >= 4;
     if (keyword == "LoadObjectLayer" || keyword == "LoadObject") {
       Item& item = add_item(ItemKind::object);
       if (keyword == "LoadObjectLayer") {
         item.layer = whole_number(take_word(rest), 1, 65536);
-        item.id = item_id(take_word(rest));
+        item.id = has_ids ? item_id(take_word(rest)) : item.id;
       }
       if (rest.empty()) {
         fail("the object's file is missing");
@@ -335,11 +234,9 @@ class SceneReader {
       return false;
     }
     Item& item = add_item(found->kind);
-    // Older files have nulls without an id.
-    const std::string_view id = first_word(rest);
-    if (id.size() == 8 && id.find_first_not_of("0123456789ABCDEFabcdef") == std::string_view::npos) {
-      item.id = item_id(id);
-      rest = rest_of(rest);
+    // Some files of newer versions name a null without an ID.
+    if (has_ids && is_item_id(first_word(rest))) {
+      item.id = item_id(take_word(rest));
     }
     if (found->name.empty() && !rest.empty()) {
       item.given_name = rest;
@@ -353,34 +250,55 @@ class SceneReader {
       scene_.*frames->member = whole_number(rest, frames->minimum, INT32_MAX);
     } else if (keyword == "FramesPerSecond") {
       scene_.frames_per_second = positive_number(rest);
-    } else if (keyword == "AmbientColor") {
-      scene_.ambient_color = vector(rest);
-    } else if (keyword == "AmbientIntensity") {
-      scene_.ambient_intensity = real_number(rest);
     } else {
       return false;
     }
     return true;
   }
 
+  /// By ID; or by its number among the objects, from 1, which older files write.
+  void read_parent(std::string_view rest) {
+    if (is_item_id(rest)) {
+      current_item()->parent_id = item_id(rest);
+      return;
+    }
+    const int number = whole_number(rest, INT32_MIN, INT32_MAX);
+    if (number > 0) {
+      parent_numbers_.emplace_back(scene_.items.size() - 1, number);
+    }
+  }
+
   bool read_item_setting(Item& item, std::string_view keyword, std::string_view rest) {
     if (!rest.empty() && keyword == keywords_of(item.kind).name) {
       item.given_name = rest;
-    } else if (keyword == "ParentItem") {
-      item.parent_id = item_id(rest);
-    } else if (keyword == "PivotPosition" || keyword == "Pivot") {
+    } else if (keyword == "ParentItem" || keyword == "ParentObject") {
+      read_parent(rest);
+    } else if (keyword == "PivotPosition" || keyword == "PivotPoint" || keyword == "Pivot") {
       item.pivot = vector(rest);
-    } else if (item.light && keyword == "LightColor") {
-      item.light->color = vector(rest);
-    } else if (item.light && keyword == "LightType") {
-      item.light->type = whole_number(rest, 0, INT32_MAX);
+    } else if (item.light) {
+      return read_light_setting(*item.light, keyword, rest);
     } else {
-      return item.camera && read_camera_setting(*item.camera, keyword, rest);
+      return false;
     }
     return true;
   }
 
-  bool read_camera_setting(CameraSettings& camera, std::string_view keyword, std::string_view rest) const {
+  bool read_light_setting(LightSettings& light, std::string_view keyword, std::string_view rest) {
+    constexpr int fall_off_count = 4;
+    if (keyword == "LightType") {
+      light.type = kind_number(rest, static_cast<int>(light_servers.size()), "the light type", "it shines as a point light");
+    } else if (keyword == "LightFalloffType") {
+      light.fall_off = kind_number(rest, fall_off_count, "the light fall-off", "such lights do not fall off");
+    } else if (keyword == "ShadowType" || keyword == "ShadowCasting") {
+      constexpr int shadow_count = 4;
+      light.shadow_type = kind_number(rest, shadow_count, "the shadow type", "such lights cast traced shadows");
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+  bool read_camera_setting(CameraSettings& camera, std::string_view keyword, std::string_view rest) {
     const auto number = std::ranges::find(camera_number_keywords, keyword, &Keyword<CameraSettings, int>::name);
     if (number != camera_number_keywords.end()) {
       camera.*number->member = whole_number(rest, number->minimum, INT32_MAX);
@@ -389,7 +307,7 @@ class SceneReader {
       camera.height_pixels = whole_number(rest_of(rest), 1, 1 << 20);
     } else if (keyword == "ApertureHeight") {
       camera.aperture_height = positive_number(rest);
-    } else if (keyword == "DepthOfField") {
+    } else if (keyword == "DepthOfField" || keyword == "DepthofField") {
       camera.depth_of_field = whole_number(rest, 0, INT32_MAX) != 0;
     } else {
       return false;
@@ -397,21 +315,108 @@ class SceneReader {
     return true;
   }
 
-  /// Settings of the current item that may be animated.
-  Envelope* keyed_setting(std::string_view keyword) {
+  /// The camera that a line describes: the item it stands in. Versions 1 and 2 have one camera, which no line adds, and whose
+  /// settings stand among the scene's.
+  Item* described_camera() {
+    if (!is_old()) {
+      Item* item = current_item();
+      return item != nullptr && item->camera ? item : nullptr;
+    }
+    const auto camera = std::ranges::find(scene_.items, ItemKind::camera, &Item::kind);
+    return camera == scene_.items.end() ? nullptr : &*camera;
+  }
+
+  void begin_unadded_camera() {
+    const Item* camera = described_camera();
+    if (is_old() && camera != nullptr && camera == &scene_.items.back()) {
+      in_item_ = true;
+    } else {
+      add_item(ItemKind::camera);
+    }
+  }
+
+  bool read_camera_line(std::string_view keyword, std::string_view rest) {
+    Item* item = described_camera();
+    return item != nullptr && read_camera_setting(*item->camera, keyword, rest);
+  }
+
+  std::span<Envelope> keyed_setting_of_light(LightSettings& light, std::string_view keyword) {
+    if (keyword == "LightColor") {
+      return light.color;
+    }
+    const auto value = std::ranges::find_if(light_value_keywords, [&](const LightValue& each) {
+      return each.name == keyword || (!each.older_name.empty() && each.older_name == keyword);
+    });
+    if (value != light_value_keywords.end()) {
+      return {&(light.*value->member), 1};
+    }
+    return keyword == "Falloff" && is_old() ? std::span(&light.range, 1) : std::span<Envelope>();
+  }
+
+  /// Settings that may be keyed, of the scene, the current item or the camera that the line describes; none for other keywords.
+  std::span<Envelope> keyed_setting(std::string_view keyword) {
+    if (keyword == "AmbientColor") {
+      return scene_.ambient_color;
+    }
+    if (keyword == "AmbientIntensity" || keyword == "AmbIntensity") {
+      return {&scene_.ambient_intensity, 1};
+    }
+    if (keyword == "GlobalLightIntensity") {
+      return {&scene_.light_intensity, 1};
+    }
     Item* item = current_item();
-    if (item != nullptr && item->light && keyword == "LightIntensity") {
-      return &item->light->intensity;
+    if (item != nullptr && keyword == "ItemActive") {
+      return {&item->active, 1};
+    }
+    if (item != nullptr && item->light) {
+      const std::span<Envelope> found = keyed_setting_of_light(*item->light, keyword);
+      if (!found.empty()) {
+        return found;
+      }
     }
     const auto value = std::ranges::find(camera_value_keywords, keyword, &CameraValue::name);
-    return item != nullptr && item->camera && value != camera_value_keywords.end() ? &((*item->camera).*value->member)
-                                                                                   : nullptr;
+    Item* camera = value != camera_value_keywords.end() ? described_camera() : nullptr;
+    return camera != nullptr ? std::span(&((*camera->camera).*value->member), 1) : std::span<Envelope>();
+  }
+
+  void read_keyed_setting(std::string_view keyword, std::string_view rest, std::span<Envelope> setting) {
+    if (!holds_envelope(rest) && holds_unknown_block(rest)) {
+      warn("block after " + std::string(keyword),
+           "the kind of value that " + std::string(keyword) + " has here is not known; it is passed over");
+      keep_lines_until(opens_block_after_keyword(lines_[next_]) ? end_of_block() : next_ + 1);
+      return;
+    }
+    read_values(rest, setting);
+    if (!is_old()) {
+      return;
+    }
+    const auto change_keys = [&](auto change) {
+      for (Envelope& envelope : setting) {
+        std::ranges::for_each(envelope.keys, [&](Key& key) { key.value = change(key.value); });
+      }
+    };
+    if (keyword == "LightColor" || keyword == "AmbientColor") {
+      change_keys([](double value) { return value / 255.0; });
+    } else if (keyword == "Falloff") {
+      // The share of the light that is lost with every metre.
+      const bool falls_off = std::ranges::any_of(setting[0].keys, [](const Key& key) { return key.value > 0.0; });
+      current_item()->light->fall_off = static_cast<int>(falls_off ? FallOff::linear : FallOff::off);
+      change_keys([](double value) { return value > 1e-9 ? 1.0 / value : 1e9; });
+    }
   }
 
   /// A line that needs no other to be understood.
   bool read_plain_statement(std::string_view keyword, std::string_view rest) {
-    return read_item_start(keyword, rest) || read_scene_setting(keyword, rest) ||
+    return read_item_start(keyword, rest) || read_scene_setting(keyword, rest) || read_camera_line(keyword, rest) ||
            (in_item_ && read_item_setting(*current_item(), keyword, rest));
+  }
+
+  void tell_of_what_is_not_followed(std::string_view keyword, std::string_view rest) {
+    const auto found = std::ranges::find(not_followed, keyword, [](const auto& each) { return each.first; });
+    const bool matters = rest.find_first_not_of("0. -") != std::string_view::npos;
+    if (in_item_ && found != not_followed.end() && matters) {
+      warn(std::string(keyword), std::string(keyword) + ": " + std::string(found->second));
+    }
   }
 
   void read_statement() {
@@ -421,13 +426,21 @@ class SceneReader {
     if (starts_scene_section(keyword)) {
       in_item_ = false;
     }
+    const bool of_camera = keyword == "ShowCamera" || keyword == "CameraMotion";
+    if (of_camera && version_ <= 3 && (!in_item_ || !current_item()->camera)) {
+      begin_unadded_camera();
+    }
+    if (keyword == "CurrentCamera") {
+      current_camera_ = rest;
+    }
+    tell_of_what_is_not_followed(keyword, rest);
     if (keyword == "Plugin") {
       read_plugin(rest);
-    } else if (Envelope* setting = keyed_setting(keyword)) {
-      *setting = read_value(rest);
+    } else if (const std::span<Envelope> setting = keyed_setting(keyword); !setting.empty()) {
+      read_keyed_setting(keyword, rest, setting);
     } else if (in_item_ && keyword == keywords_of(current_item()->kind).motion) {
       read_motion(current_item()->motion);
-    } else if (keyword.starts_with('{') || opens_envelope(rest)) {
+    } else if (keyword.starts_with('{') || opens_block_after_keyword(line)) {
       keep_lines_until(end_of_block());
     } else if (!holds_envelope(rest) && read_plain_statement(keyword, rest)) {
       ++next_;
@@ -437,12 +450,12 @@ class SceneReader {
     }
   }
 
-  const std::string& file_name_;
-  std::vector<std::string_view> lines_;
-  std::size_t next_ = 0;
   Scene scene_;
   bool in_item_ = false;
   std::array<std::uint32_t, item_keywords.size()> added_{};
+  /// Items by their index, and the number of the object that each is attached to.
+  std::vector<std::pair<std::size_t, int>> parent_numbers_;
+  std::string_view current_camera_;
 };
 
 }  // namespace

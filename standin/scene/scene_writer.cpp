@@ -32,11 +32,15 @@ std::string id_text(std::uint32_t id) {
   return text;
 }
 
+/// A constant as one number says it.
+bool is_constant(const Envelope& value) { return value.keys.size() == 1 && value.is_constant(value.keys.front().value); }
+
 class SceneWriter {
  public:
   std::string write(const Scene& scene) {
     line("LWSC");
-    line(std::to_string(scene.version));
+    // Whatever the version was, it is written in the form of the newest that is read.
+    line(std::to_string(std::max(scene.version, 5)));
     line("");
     for (const auto& keyword : frame_keywords) {
       line(keyword.name, std::to_string(scene.*keyword.member));
@@ -45,8 +49,9 @@ class SceneWriter {
     lines(scene.opening_lines);
     write_items(scene, ItemKind::object);
     line("");
-    line("AmbientColor", vector_text(scene.ambient_color));
-    line("AmbientIntensity", number_text(scene.ambient_intensity));
+    write_color("AmbientColor", scene.ambient_color);
+    write_value("AmbientIntensity", scene.ambient_intensity);
+    write_value_unless("GlobalLightIntensity", scene.light_intensity, 1.0);
     lines(scene.lines_after_objects);
     write_items(scene, ItemKind::light);
     write_items(scene, ItemKind::camera);
@@ -88,16 +93,48 @@ class SceneWriter {
     }
     line("  Behaviors",
          std::to_string(static_cast<int>(envelope.before)) + ' ' + std::to_string(static_cast<int>(envelope.after)));
+    lines(envelope.lines_within);
     line("}");
+    lines(envelope.lines_after);
   }
 
   void write_value(std::string_view keyword, const Envelope& value) {
-    if (value.keys.size() == 1 && value == Envelope::constant(value.keys.front().value)) {
+    if (is_constant(value)) {
       line(keyword, number_text(value.keys.front().value));
     } else {
       line(keyword);
       write_envelope_block(value);
     }
+  }
+
+  void write_value_unless(std::string_view keyword, const Envelope& value, double usual) {
+    if (!value.is_constant(usual)) {
+      write_value(keyword, value);
+    }
+  }
+
+  void write_color(std::string_view keyword, const KeyedColor& color) {
+    if (std::ranges::all_of(color, is_constant)) {
+      line(keyword, vector_text({color[0].keys.front().value, color[1].keys.front().value, color[2].keys.front().value}));
+    } else {
+      line(keyword);
+      std::ranges::for_each(color, [this](const Envelope& value) { write_envelope_block(value); });
+    }
+  }
+
+  void write_light(const LightSettings& light) {
+    const LightSettings usual;
+    write_color("LightColor", light.color);
+    for (const LightValue& value : light_value_keywords) {
+      if (value.member == &LightSettings::intensity || light.*value.member != usual.*value.member) {
+        write_value(value.name, light.*value.member);
+      }
+    }
+    line("LightType", std::to_string(light.type));
+    if (light.fall_off != usual.fall_off) {
+      line("LightFalloffType", std::to_string(light.fall_off));
+    }
+    line("ShadowType", std::to_string(light.shadow_type));
   }
 
   void write_motion(const Item& item) {
@@ -161,11 +198,10 @@ class SceneWriter {
     if (item.pivot != Vec3{}) {
       line("PivotPosition", vector_text(item.pivot));
     }
+    write_value_unless("ItemActive", item.active, 1.0);
     lines(item.other_lines);
     if (item.light) {
-      line("LightColor", vector_text(item.light->color));
-      write_value("LightIntensity", item.light->intensity);
-      line("LightType", std::to_string(item.light->type));
+      write_light(*item.light);
     }
     if (item.camera) {
       write_camera(*item.camera);

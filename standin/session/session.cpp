@@ -16,10 +16,11 @@ namespace {
 constexpr const char* perspective_name = "Perspective";
 
 Item& chosen_camera(Scene& scene, const std::string& name) {
+  const Item* current = name.empty() ? scene.current_camera() : nullptr;
   std::vector<std::string> names;
   for (Item& item : scene.items) {
     if (item.camera) {
-      if (name.empty() || item.name == name) {
+      if (name.empty() ? &item == current : item.name == name) {
         return item;
       }
       names.push_back(item.name);
@@ -57,6 +58,7 @@ struct Choice {
 
 Choice choose(const SessionOptions& options) {
   Choice choice{read_scene_file(options.scene_file), 0, options.server_name};
+  choice.scene.content_folder = options.content_folder;
   Item& item = chosen_camera(choice.scene, options.camera_name);
   choice.camera_number = item.id;
   CameraSettings& camera = *item.camera;

@@ -28,7 +28,9 @@ struct FrameSetup {
 struct SessionOptions {
   std::filesystem::path scene_file;
   std::filesystem::path module_file;
-  /// Empty for the scene's first camera.
+  /// Objects are looked for here and in the scene's own folder; empty for the folders above that one.
+  std::filesystem::path content_folder;
+  /// Empty for the scene's current camera.
   std::string camera_name;
   /// Empty for the server that the scene has for the camera. The host's own perspective camera is called "Perspective".
   std::string server_name;

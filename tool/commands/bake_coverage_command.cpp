@@ -48,7 +48,7 @@ void write_coverage(const Arguments& arguments) {
   if (!PictureFile::is_picture_name(arguments.picture)) {
     throw UsageError("-o " + arguments.picture + ": the name must end in .png or .exr");
   }
-  const standin::Scene scene = standin::read_scene_file(arguments.camera.scene);
+  const standin::Scene scene = arguments.camera.read_scene();
   const auto [width, height] =
       picture_size(arguments.size, *arguments.camera.find_camera(scene).camera, arguments.camera.scene);
   standin::SessionOptions options = arguments.camera.session_options();

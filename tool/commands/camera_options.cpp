@@ -1,5 +1,6 @@
 #include "tool/commands/camera_options.h"
 
+#include <iostream>
 #include <stdexcept>
 
 #include "standin/remote/ray_service.h"
@@ -38,7 +39,9 @@ std::string server_name(const CameraOptions& options, const standin::Item& item)
 void CameraOptions::add_to(CLI::App& command) {
   command.add_option("SCENE", scene, "Scene file")->required();
   add_module_to(command);
-  command.add_option("--camera", camera, "Camera by name (default: the scene's first)");
+  command.add_option("--content", content,
+                     "Folder of all content: objects are looked for there (default: folders above the scene)");
+  command.add_option("--camera", camera, "Camera by name (default: the one that the scene was saved with)");
   command.add_option("--server", server, "Camera server (default: as the scene has it)");
   command.add_option("--set", settings, "PARAMETER=VALUE by channel name or panel label; may be repeated")
       ->allow_extra_args(false);
@@ -68,17 +71,29 @@ standin::SessionOptions CameraOptions::session_options() const {
   standin::SessionOptions options;
   options.scene_file = scene;
   options.module_file = module_file();
+  options.content_folder = content;
   options.camera_name = camera;
   options.server_name = server;
   options.settings = parsed_settings();
   return options;
 }
 
+standin::Scene CameraOptions::read_scene() const {
+  if (!content.empty() && !std::filesystem::is_directory(content)) {
+    throw std::runtime_error(content + ": there is no such folder; --content names the folder of all content");
+  }
+  standin::Scene read = standin::read_scene_file(scene);
+  read.content_folder = content;
+  std::cerr << "camera \"" << find_camera(read).name << "\"\n";
+  for (const std::string& warning : read.notes.warnings) std::cerr << "warning: " << warning << '\n';
+  return read;
+}
+
 const standin::Item& CameraOptions::find_camera(const standin::Scene& from) const {
   std::vector<std::string> names;
   for (const standin::Item& item : from.items) {
     if (!item.camera) continue;
-    if (camera.empty() || item.name == camera) return item;
+    if (camera.empty() ? &item == from.current_camera() : item.name == camera) return item;
     names.push_back(item.name);
   }
   if (names.empty()) throw std::runtime_error(scene + ": the scene has no camera");
@@ -90,7 +105,7 @@ void tell_warnings(standin::Session& session, std::ostream& out) {
 }
 
 OpenCamera::OpenCamera(const CameraOptions& options)
-    : host(standin::read_scene_file(options.scene)),
+    : host(options.read_scene()),
       module(local_module_file(options)),
       camera(host, module, server_name(options, options.find_camera(host.scene())), options.find_camera(host.scene())) {
   camera.load_saved();

@@ -20,6 +20,7 @@ namespace tool {
 struct CameraOptions {
   std::string scene;
   std::string module;
+  std::string content;
   std::string camera;
   std::string server;
   std::vector<std::string> settings;
@@ -35,7 +36,10 @@ struct CameraOptions {
   std::vector<std::pair<std::string, std::string>> parsed_settings() const;
   /// Options that open a session of the camera.
   standin::SessionOptions session_options() const;
-  /// Throws, with the scene's cameras, when it has no such camera.
+  /// Reads the scene, and tells on standard error first which of its cameras is meant, then what its file has that is not
+  /// followed. Throws when there is no such scene or camera.
+  standin::Scene read_scene() const;
+  /// Throws with the names there are when the scene has no such camera.
   const standin::Item& find_camera(const standin::Scene& from) const;
 };
 

@@ -121,7 +121,7 @@ void show_rays(const Arguments& arguments) {
   const Grid grid = parse_grid(arguments.grid);
   const standin::Eye eye = parse_eye(arguments.eye);
 
-  const standin::Scene scene = standin::read_scene_file(arguments.camera.scene);
+  const standin::Scene scene = arguments.camera.read_scene();
   const standin::Item& item = arguments.camera.find_camera(scene);
   const auto session = standin::open_session_for(arguments.camera.session_options());
   const standin::FrameSetup setup = session->begin_frame(arguments.frame.value_or(scene.first_frame));

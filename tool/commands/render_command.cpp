@@ -81,7 +81,7 @@ void render(const Arguments& arguments) {
   if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
   const standin::Eye eye = parse_eye(arguments.eye);
 
-  const standin::Scene scene = standin::read_scene_file(arguments.camera.scene);
+  const standin::Scene scene = arguments.camera.read_scene();
   const standin::CameraSettings& camera = *arguments.camera.find_camera(scene).camera;
   const PictureSize size = picture_size(arguments.size, camera, arguments.camera.scene);
   options.width_pixels = size.width;

@@ -4,10 +4,13 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
+#include "standin/scene/name_list.h"
 #include "tool/render/triangulate.h"
 
 namespace tool {
@@ -17,7 +20,6 @@ using standin::Vec3;
 
 /// Embree interpolates an instance linearly; this many steps follow a rotation within one frame closely.
 constexpr unsigned moving_steps = 9;
-constexpr int distant_light = 0;
 /// How far a shadow ray starts from its surface, as a share of the size of the numbers around it.
 constexpr double shadow_gap = 1e-4;
 
@@ -47,6 +49,24 @@ Vec3 vector_at(const std::array<float, 12>& matrix, std::size_t column) {
   return {matrix[3 * column], matrix[3 * column + 1], matrix[3 * column + 2]};
 }
 
+constexpr std::uint8_t front_is_seen = 1;
+constexpr std::uint8_t back_is_seen = 2;
+
+/// Embree asks this of every hit that it finds; `geometryUserPtr` is the sides of the triangles. Ray and normal are both in the
+/// object's space, so that a mirrored object keeps its front.
+void pass_unseen_sides(const RTCFilterFunctionNArguments* arguments) {
+  const auto* sides = static_cast<const std::uint8_t*>(arguments->geometryUserPtr);
+  const unsigned count = arguments->N;
+  for (unsigned i = 0; i < count; ++i) {
+    if (arguments->valid[i] != -1) continue;
+    const float along = RTCRayN_dir_x(arguments->ray, count, i) * RTCHitN_Ng_x(arguments->hit, count, i) +
+                        RTCRayN_dir_y(arguments->ray, count, i) * RTCHitN_Ng_y(arguments->hit, count, i) +
+                        RTCRayN_dir_z(arguments->ray, count, i) * RTCHitN_Ng_z(arguments->hit, count, i);
+    const std::uint8_t met = along > 0.0F ? back_is_seen : front_is_seen;
+    if ((sides[RTCHitN_primID(arguments->hit, count, i)] & met) == 0) arguments->valid[i] = 0;
+  }
+}
+
 /// The matrix of an object that is scaled to nothing cannot be inverted; Embree must not get it.
 bool can_be_placed(const std::array<float, 12>& matrix) {
   const double volume = dot(cross(vector_at(matrix, 0), vector_at(matrix, 1)), vector_at(matrix, 2));
@@ -63,6 +83,23 @@ RenderScene::RenderScene(const standin::Scene& scene, std::ostream& warnings) : 
     if (mesh == meshes_.end()) mesh = meshes_.emplace(placed.layer, make_mesh(placed)).first;
     if (!mesh->second.surface_of_triangle.empty()) instances_.push_back({std::move(placed), &mesh->second});
   }
+  tell_of_textures(warnings);
+  if (!has_light(scene)) warnings << "note: no light of the scene is on; it is lit by the preview's own sun and sky\n";
+}
+
+void RenderScene::tell_of_textures(std::ostream& warnings) const {
+  std::vector<std::string> names;
+  for (const auto& [layer, mesh] : meshes_) {
+    for (const std::uint32_t surface : mesh.surface_of_triangle) {
+      if (surface >= mesh.surfaces->size() || !(*mesh.surfaces)[surface].color_is_textured) continue;
+      const std::string name = '"' + (*mesh.surfaces)[surface].name + '"';
+      if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+    }
+  }
+  if (names.empty()) return;
+  std::sort(names.begin(), names.end());
+  warnings << "warning: the colour of " << (names.size() > 1 ? "surfaces " : "surface ") << standin::joined(names)
+           << " comes from an image or another texture, which is not shown; the base colour is\n";
 }
 
 RenderScene::Mesh RenderScene::make_mesh(const PlacedLayer& placed) const {
@@ -70,6 +107,7 @@ RenderScene::Mesh RenderScene::make_mesh(const PlacedLayer& placed) const {
   Mesh mesh;
   mesh.surfaces = {placed.file, &placed.file->surfaces};
   std::vector<std::array<std::uint32_t, 3>> triangles;
+  std::vector<std::uint32_t> polygon_of_triangle;
   for (const standin::Polygon& polygon : layer.polygons) {
     if (std::any_of(polygon.points.begin(), polygon.points.end(),
                     [&](std::uint32_t point) { return point >= layer.points.size(); })) {
@@ -77,8 +115,17 @@ RenderScene::Mesh RenderScene::make_mesh(const PlacedLayer& placed) const {
     }
     triangulate(layer.points, polygon.points, triangles);
     mesh.surface_of_triangle.resize(triangles.size(), polygon.surface);
+    polygon_of_triangle.resize(triangles.size(), static_cast<std::uint32_t>(&polygon - layer.polygons.data()));
   }
   if (triangles.empty()) return mesh;
+  mesh.normals_of_triangle = smooth_normals(layer, *mesh.surfaces, polygon_of_triangle, triangles);
+  const auto sides_of = [&](std::uint32_t surface) {
+    static const standin::Surface plain;
+    const standin::Surface& seen = surface < mesh.surfaces->size() ? (*mesh.surfaces)[surface] : plain;
+    return static_cast<std::uint8_t>((seen.front ? front_is_seen : 0) | (seen.back ? back_is_seen : 0));
+  };
+  std::transform(mesh.surface_of_triangle.begin(), mesh.surface_of_triangle.end(), std::back_inserter(mesh.sides_of_triangle),
+                 sides_of);
 
   const EmbreeGeometry geometry(rtcNewGeometry(device_.get(), RTC_GEOMETRY_TYPE_TRIANGLE));
   void* vertices = rtcSetNewGeometryBuffer(geometry.get(), RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, 3 * sizeof(float),
@@ -93,6 +140,15 @@ RenderScene::Mesh RenderScene::make_mesh(const PlacedLayer& placed) const {
     position_of[3 * i + 2] = static_cast<float>(layer.points[i].z);
   }
   std::copy(triangles.begin(), triangles.end(), static_cast<std::array<std::uint32_t, 3>*>(indices));
+  constexpr std::uint8_t both = front_is_seen | back_is_seen;
+  if (std::all_of(mesh.sides_of_triangle.begin(), mesh.sides_of_triangle.end(),
+                  [](std::uint8_t sides) { return sides == both; }))
+    mesh.sides_of_triangle.clear();
+  if (!mesh.sides_of_triangle.empty()) {
+    // What is not seen from one side keeps light out from both, so that shadow rays need no filter.
+    rtcSetGeometryUserData(geometry.get(), mesh.sides_of_triangle.data());
+    rtcSetGeometryIntersectFilterFunction(geometry.get(), pass_unseen_sides);
+  }
   rtcCommitGeometry(geometry.get());
 
   mesh.triangles.reset(rtcNewScene(device_.get()));
@@ -111,13 +167,7 @@ void RenderScene::set_frame(double start_seconds, double duration_seconds) {
   rtcCommitScene(frame_.get());
   check_device();
 
-  sun_ = {normalized(Vec3{-0.45, 0.75, -0.5}), Vec3{1.0, 0.97, 0.9}};
-  const auto light = std::find_if(scene_.items.begin(), scene_.items.end(),
-                                  [](const standin::Item& item) { return item.light && item.light->type == distant_light; });
-  if (light == scene_.items.end()) return;
-  const Vec3 forward = scene_.world_pose(*light, start_seconds).forward;
-  if (length(forward) > 0.0) sun_.towards_sun = normalized(forward * -1.0);
-  sun_.color = light->light->color * std::max(0.0, light->light->intensity.at(start_seconds));
+  lighting_ = lighting_at(scene_, start_seconds);
 }
 
 RenderScene::Placement RenderScene::placement(const Instance& instance, double time_seconds) const {
@@ -133,6 +183,7 @@ RenderScene::Placement RenderScene::placement(const Instance& instance, double t
 }
 
 void RenderScene::place(const Instance& instance, double start_seconds, double duration_seconds) {
+  if (instance.layer.item->active.at(start_seconds) == 0.0) return;
   std::vector<Placement> placements;
   const unsigned steps = duration_seconds > 0.0 ? moving_steps : 1;
   for (unsigned step = 0; step < steps; ++step) {
@@ -176,10 +227,11 @@ RTCRayHit RenderScene::ray_from(Vec3 position, Vec3 direction, double fractional
   return ray;
 }
 
-RTCRay RenderScene::ray_from_surface(Vec3 position, Vec3 direction, double fractional_time) {
+RTCRay RenderScene::ray_from_surface(Vec3 position, Vec3 direction, double distance, double fractional_time) {
   RTCRay ray = make_ray(position, direction, fractional_time);
   ray.tnear =
       static_cast<float>(shadow_gap * std::max({1.0, std::abs(position.x), std::abs(position.y), std::abs(position.z)}));
+  ray.tfar = static_cast<float>(distance);
   return ray;
 }
 
@@ -188,8 +240,10 @@ void RenderScene::trace(std::span<RTCRayHit> rays) const {
   rtcIntersect1M(frame_.get(), &context, rays.data(), static_cast<unsigned>(rays.size()), sizeof(RTCRayHit));
 }
 
-void RenderScene::trace(std::span<RTCRay> rays) const {
+void RenderScene::trace(std::span<RTCRay> rays, bool parallel) const {
   RTCIntersectContext context = alike_rays();
+  // Embree takes rays of many directions and lengths along one way for ever.
+  if (!parallel) rtcInitIntersectContext(&context);
   rtcOccluded1M(frame_.get(), &context, rays.data(), static_cast<unsigned>(rays.size()), sizeof(RTCRay));
 }
 
@@ -202,13 +256,25 @@ std::optional<Hit> RenderScene::hit(const RTCRayHit& met, Vec3 position, Vec3 di
   Vec3 normal = place.right_cofactor * met.hit.Ng_x + place.up_cofactor * met.hit.Ng_y + place.forward_cofactor * met.hit.Ng_z;
   const double size = length(normal);
   normal = size > 0.0 ? normal * (1.0 / size) : direction * -1.0;
-  if (dot(normal, direction) > 0.0) normal = normal * -1.0;
+  const bool from_behind = dot(normal, direction) > 0.0;
+  if (from_behind) normal = normal * -1.0;
 
   const Mesh& mesh = *placed.mesh;
+  Vec3 shading_normal = normal;
+  if (!mesh.normals_of_triangle.empty()) {
+    const Vec3 bent = smooth_normal(mesh.normals_of_triangle[met.hit.primID], met.hit.u, met.hit.v);
+    const Vec3 turned = place.right_cofactor * bent.x + place.up_cofactor * bent.y + place.forward_cofactor * bent.z;
+    const double bent_size = length(turned);
+    if (bent_size > 0.0) shading_normal = turned * ((from_behind ? -1.0 : 1.0) / bent_size);
+  }
   const std::uint32_t surface = mesh.surface_of_triangle[met.hit.primID];
   static const standin::Surface plain;
-  return Hit{position + direction * met.ray.tfar, normal, surface < mesh.surfaces->size() ? &(*mesh.surfaces)[surface] : &plain,
-             met.hit.instID[0], met.ray.time};
+  return Hit{position + direction * met.ray.tfar,
+             normal,
+             shading_normal,
+             surface < mesh.surfaces->size() ? &(*mesh.surfaces)[surface] : &plain,
+             met.hit.instID[0],
+             met.ray.time};
 }
 
 standin::ItemPose RenderScene::object_of(const Hit& hit) const {

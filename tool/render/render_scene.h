@@ -12,7 +12,9 @@
 
 #include "standin/scene/object_file.h"
 #include "standin/scene/scene.h"
+#include "tool/render/lighting.h"
 #include "tool/render/scene_layers.h"
+#include "tool/render/smoothing.h"
 
 namespace tool {
 
@@ -30,23 +32,19 @@ using EmbreeGeometry = std::unique_ptr<RTCGeometryTy, EmbreeRelease>;
 struct Hit {
   standin::Vec3 position;
   standin::Vec3 normal;
+  /// The same, or bent towards the neighbouring polygons where the surface is smooth.
+  standin::Vec3 shading_normal;
   const standin::Surface* surface = nullptr;
   /// For RenderScene::object_of.
   unsigned instance = 0;
   float fractional_time = 0.0F;
 };
 
-/// Light from one direction; `towards_sun` has length one.
-struct Sun {
-  standin::Vec3 towards_sun;
-  standin::Vec3 color;
-};
-
 /// The objects of a scene as triangles for tracing, placed frame by frame.
 class RenderScene {
  public:
   /// Reads every object; `scene` must outlive this. A missing file, or an object without the layer, is left out with a line to
-  /// `warnings`; a file that cannot be read throws standin::FileError.
+  /// `warnings`, and what is drawn otherwise than it is gets one, too; a file that cannot be read throws standin::FileError.
   RenderScene(const standin::Scene& scene, std::ostream& warnings);
 
   /// Places the objects for `duration_seconds` from `start_seconds`. Threads: one, with no tracing meanwhile.
@@ -55,14 +53,15 @@ class RenderScene {
   /// A ray at the given fraction of the frame's duration; direction of length one. Threads: any.
   static RTCRayHit ray_from(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
 
-  /// The same from a surface, which it does not hit itself.
-  static RTCRay ray_from_surface(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
+  /// The same from a surface, which it does not hit itself, up to a distance, which may be infinite.
+  static RTCRay ray_from_surface(standin::Vec3 position, standin::Vec3 direction, double distance, double fractional_time);
 
   /// Finds the nearest surface along every ray; fastest for rays of neighbouring pixels. Threads: any number at once.
   void trace(std::span<RTCRayHit> rays) const;
 
-  /// Finds whether there is any surface along every ray; `is_blocked` has the answer afterwards. Threads: any number at once.
-  void trace(std::span<RTCRay> rays) const;
+  /// Finds whether there is any surface along every ray; `is_blocked` has the answer afterwards. Only rays of one direction are
+  /// `parallel`. Threads: any number at once.
+  void trace(std::span<RTCRay> rays, bool parallel) const;
   static bool is_blocked(const RTCRay& ray) { return ray.tfar < 0.0F; }
 
   /// The Embree scene of the frame set last, for measuring Embree by itself.
@@ -74,13 +73,17 @@ class RenderScene {
   /// The pose of the object that was hit, at the ray's time; the axes are scaled as the object is. Threads: any number at once.
   standin::ItemPose object_of(const Hit& hit) const;
 
-  /// The scene's first distant light in the frame set last, or a default.
-  const Sun& sun() const { return sun_; }
+  /// Of the frame set last.
+  const Lighting& lighting() const { return lighting_; }
 
  private:
   struct Mesh {
     EmbreeScene triangles;
     std::vector<std::uint32_t> surface_of_triangle;
+    /// Bits of `Sides` by triangle; empty where every one is seen from both sides.
+    std::vector<std::uint8_t> sides_of_triangle;
+    /// Empty where nothing is smooth.
+    std::vector<CornerNormals> normals_of_triangle;
     std::shared_ptr<const std::vector<standin::Surface>> surfaces;
   };
   struct Instance {
@@ -109,6 +112,7 @@ class RenderScene {
   };
 
   Mesh make_mesh(const PlacedLayer& placed) const;
+  void tell_of_textures(std::ostream& warnings) const;
   Placement placement(const Instance& instance, double time_seconds) const;
   void place(const Instance& instance, double start_seconds, double duration_seconds);
   Place place_at(unsigned instance, float fractional_time) const;
@@ -121,7 +125,7 @@ class RenderScene {
   EmbreeScene frame_;
   /// By number of the instance in `frame_`.
   std::vector<Placed> placed_;
-  Sun sun_;
+  Lighting lighting_;
 };
 
 }  // namespace tool

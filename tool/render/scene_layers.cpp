@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <string>
 
 namespace tool {
@@ -26,19 +27,27 @@ standin::ItemPose PlacedLayer::world_pose(const standin::Scene& scene, double ti
 std::vector<PlacedLayer> placed_layers(const standin::Scene& scene, std::ostream& warnings) {
   std::vector<PlacedLayer> layers;
   std::map<std::string, std::shared_ptr<const standin::ObjectFile>> files;
+  std::set<std::string> told;
   for (const standin::Item& item : scene.items) {
     if (item.kind != standin::ItemKind::object || item.object_file.empty()) continue;
     const auto path = standin::resolve_object_file(scene, item.object_file);
     if (path.empty()) {
-      warnings << "warning: object \"" << item.object_file
-               << "\" was not found in the scene's folder or above it; it is left out\n";
+      if (told.insert(item.object_file).second) {
+        warnings << "warning: object \"" << item.object_file << "\" was not found "
+                 << (scene.content_folder.empty()
+                         ? "in the scene's folder or above it; it is left out (--content names the "
+                           "folder of all content)"
+                         : "in the scene's folder or under " + scene.content_folder.string() + "; it is left out")
+                 << '\n';
+      }
       continue;
     }
     auto& file = files[path.string()];
     if (!file) file = std::make_shared<const standin::ObjectFile>(standin::read_object_file(path));
     const standin::Layer* layer = find_layer(*file, item.layer);
     if (layer == nullptr) {
-      warnings << "warning: object \"" << path.string() << "\" has no layer " << item.layer << "; it is left out\n";
+      if (told.insert(path.string() + ':' + std::to_string(item.layer)).second)
+        warnings << "warning: object \"" << path.string() << "\" has no layer " << item.layer << "; it is left out\n";
     } else if (!layer->hidden) {
       layers.push_back({&item, file, layer});
     }

@@ -12,7 +12,8 @@ constexpr Vec3 zenith{0.16, 0.33, 0.66};
 constexpr Vec3 haze{0.72, 0.80, 0.88};
 constexpr Vec3 far_ground{0.30, 0.27, 0.23};
 constexpr Vec3 nadir{0.14, 0.12, 0.10};
-constexpr double sun_strength = 0.75;
+/// What a white surface shows of a light of intensity 1 that falls straight on it.
+constexpr double full_light = 0.75;
 constexpr double sky_strength = 0.55;
 /// Edge of a square of the checker, metres.
 constexpr double checker_size = 0.25;
@@ -58,11 +59,11 @@ void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::s
   for (const ViewRay& ray : rays) work.rays.push_back(RenderScene::ray_from(ray.position, ray.direction, ray.fractional_time));
   scene.trace(work.rays);
 
-  // The light of surfaces that face the sun is completed below, after their shadow rays are traced together.
+  // Light that casts shadows is added below, after the shadow rays are traced together.
   work.shadow_rays.clear();
   work.shadow_of.clear();
-  work.sunlight.clear();
-  const Sun& sun = scene.sun();
+  work.direct_light.clear();
+  const Lighting& lighting = scene.lighting();
   for (std::size_t i = 0; i < rays.size(); ++i) {
     const auto hit = scene.hit(work.rays[i], rays[i].position, rays[i].direction);
     if (!hit) {
@@ -71,17 +72,30 @@ void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::s
     }
     const Vec3 color = surface_color(scene, *hit);
     const Vec3 reflected = color * hit->surface->diffuse;
-    light[i] = filtered(sky_light(hit->normal), reflected) + color * hit->surface->luminosity;
-    const double slant = dot(hit->normal, sun.towards_sun);
-    if (slant <= 0.0) continue;
-    work.shadow_rays.push_back(RenderScene::ray_from_surface(hit->position, sun.towards_sun, rays[i].fractional_time));
-    work.shadow_of.push_back(i);
-    work.sunlight.push_back(filtered(sun.color * (slant * sun_strength), reflected));
+    light[i] =
+        filtered(filtered(sky_light(hit->shading_normal), lighting.ambient), reflected) + color * hit->surface->luminosity;
+    for (const Light& each : lighting.lights) {
+      const Illumination arriving = each.at(hit->position);
+      const double slant = dot(hit->shading_normal, arriving.towards);
+      if (!(slant > 0.0 && arriving.strength > 0.0)) continue;
+      const Vec3 direct = filtered(each.color * (slant * full_light * arriving.strength), reflected);
+      if (!each.casts_shadows) {
+        light[i] = light[i] + direct;
+        continue;
+      }
+      work.shadow_rays.push_back(
+          RenderScene::ray_from_surface(hit->position, arriving.towards, arriving.distance, rays[i].fractional_time));
+      work.shadow_of.push_back(i);
+      work.direct_light.push_back(direct);
+    }
   }
-  scene.trace(work.shadow_rays);
+  scene.trace(work.shadow_rays, lighting.lights.size() == 1 && lighting.lights.front().kind == standin::LightKind::distant);
   for (std::size_t i = 0; i < work.shadow_rays.size(); ++i) {
-    if (!RenderScene::is_blocked(work.shadow_rays[i])) light[work.shadow_of[i]] = light[work.shadow_of[i]] + work.sunlight[i];
+    if (!RenderScene::is_blocked(work.shadow_rays[i]))
+      light[work.shadow_of[i]] = light[work.shadow_of[i]] + work.direct_light[i];
   }
+  // A light of negative intensity takes light away, but there is no less than none.
+  for (Vec3& each : light) each = {std::max(0.0, each.x), std::max(0.0, each.y), std::max(0.0, each.z)};
   work.traced += rays.size() + work.shadow_rays.size();
 }
 

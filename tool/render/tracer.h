@@ -21,13 +21,13 @@ struct ViewRay {
 struct TraceWork {
   std::uint64_t traced = 0;
   std::vector<RTCRayHit> rays;
-  std::vector<standin::Vec3> sunlight;
   std::vector<RTCRay> shadow_rays;
-  /// For each shadow ray, the index of the light that it decides on.
+  /// For each shadow ray, what it decides on, and the index of the light to which that is added.
+  std::vector<standin::Vec3> direct_light;
   std::vector<std::size_t> shadow_of;
 };
 
-/// Linear light that comes along each ray, red, green and blue: a surface lit by sun and sky, or the sky itself. `light` has
+/// Linear light that comes along each ray, red, green and blue: a surface as the scene lights it, or the sky. `light` has
 /// one element for each ray. Threads: any number at once, each with its own `work`.
 void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::span<standin::Vec3> light, TraceWork& work);
 
