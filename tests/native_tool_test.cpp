@@ -1,6 +1,7 @@
 #include <OpenImageIO/imageio.h>
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -997,6 +998,344 @@ TEST_F(NativeTool, TheShippedModuleCoversWhatThisMachinesModuleCovers) {
   ASSERT_EQ(run(bake_command(more + " -o " + quoted(out("here.png")))).exit_code, 0);
   EXPECT_GT(white_pixels(read_picture(out("here.png"))), 500);
   EXPECT_EQ(contents(out("shipped.png")), contents(out("here.png")));
+}
+
+/// A white floor, 40 m wide, seen straight from 10 m above in 64 x 48 pixels: 4.8 of them are a metre, x to the right and z up.
+/// Scenes are written line by line, as the host writes them; without ambient light.
+class NativeToolLights : public NativeTool {
+ protected:
+  void SetUp() override {
+    ObjectToWrite floor;
+    floor.surfaces = {{.name = "Floor", .color = {1.0, 1.0, 1.0}}};
+    floor.points = {{-20, 0, -20}, {-20, 0, 20}, {20, 0, 20}, {20, 0, -20}};
+    floor.polygons = {{{0, 1, 2, 3}, 0}};
+    test_support::write_object(floor, out("floor.lwo"));
+    ObjectToWrite box = test_support::cube(1.0, {1.0, 1.0, 1.0});
+    for (standin::Vec3& point : box.points) point.y += 0.5;
+    test_support::write_object(box, out("box.lwo"));
+  }
+
+  static std::string motion(const std::string& keyword, const std::array<double, 6>& at) {
+    std::ostringstream lines;
+    lines << keyword << "\nNumChannels 9\n";
+    for (std::size_t i = 0; i < 9; ++i) {
+      lines << "Channel " << i << "\n{ Envelope\n  1\n  Key " << (i < 6 ? at[i] : 1.0)
+            << " 0 0 0 0 0 0 0 0\n  Behaviors 1 1\n}\n";
+    }
+    return lines.str();
+  }
+
+  static std::string object(const std::string& file) {
+    return "LoadObjectLayer 1 10000000 " + file + "\n" + motion("ObjectMotion", {});
+  }
+
+  static std::string light(const std::array<double, 6>& at, const std::string& settings) {
+    return "AddLight 20000000\nLightName Lamp\n" + motion("LightMotion", at) + "LightColor 1 1 1\nLightIntensity 1\n" +
+           settings;
+  }
+
+  static std::string camera() {
+    return "AddCamera 30000000\nCameraName Above\n" + motion("CameraMotion", {0, 10, 0, 0, 1.5707963267948966, 0}) +
+           "ZoomFactor 2\nFrameSize 64 48\n";
+  }
+
+  void write_text(const std::string& text) const { std::ofstream(scene_, std::ios::binary) << text; }
+
+  /// What the floor shows, of 255, without the curve that a screen needs.
+  Colors shown(const std::string& objects, const std::string& lights, const std::string& more = "--frames 0") const {
+    write_text("LWSC\n5\n\nFirstFrame 0\nLastFrame 30\nFramesPerSecond 30\n" + objects +
+               "AmbientColor 1 1 1\nAmbientIntensity 0\n" + lights + camera());
+    const Outcome outcome = run_tool("render " + quoted(scene_) + " --samples 1 -o " + quoted(out("lit.exr")) + " " + more);
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    told_ = outcome.output;
+    return read_picture(out("lit.exr"));
+  }
+
+  static int at(const Colors& colors, double x, double z) {
+    return colors.at(static_cast<int>(32 + 4.8 * x), static_cast<int>(24 - 4.8 * z))[1];
+  }
+
+  mutable std::string told_;
+};
+
+constexpr double quarter_turn = 1.5707963267948966;
+/// What a white surface shows of a light of intensity 1, of 255.
+constexpr double full = 0.75 * 255;
+
+TEST_F(NativeToolLights, ADistantLightShinesAlongItsAxisAndCastsAShadow) {
+  const std::string objects = object("floor.lwo") + object("box.lwo");
+  // Towards +x and down, half and half.
+  const std::array<double, 6> pose{0, 0, 0, quarter_turn, quarter_turn / 2, 0};
+  const Colors colors = shown(objects, light(pose, "LightType 0\nShadowType 1\n"));
+  EXPECT_EQ(told_.find("note"), std::string::npos) << told_;
+  EXPECT_NEAR(at(colors, -2, 0), full * 0.7071, 2);
+  EXPECT_EQ(at(colors, 1, 0), 0) << "in the box's shadow";
+  EXPECT_NEAR(at(colors, 2.5, 0), full * 0.7071, 2);
+  EXPECT_NEAR(at(shown(objects, light(pose, "LightType 0\nShadowType 0\n")), 1, 0), full * 0.7071, 2);
+}
+
+TEST_F(NativeToolLights, TheFacesTowardsALightAreBright) {
+  // From the side of -z, at the height of the box, between it and the camera above nothing: its right side is lit from +x.
+  write_text("LWSC\n5\nFramesPerSecond 30\n" + object("box.lwo") + "AmbientIntensity 0\n" +
+             light({5, 0.5, 0, 0, 0, 0}, "LightType 1\n") + "AddCamera 30000000\n" +
+             motion("CameraMotion", {5, 0.5, -5, -quarter_turn / 2, 0, 0}) + "ZoomFactor 3\nFrameSize 64 48\n");
+  ASSERT_EQ(run_tool("render " + quoted(scene_) + " --samples 1 --frames 0 -o " + quoted(out("lit.exr"))).exit_code, 0);
+  const Colors colors = read_picture(out("lit.exr"));
+  EXPECT_NEAR(colors.at(34, 24)[0], full, 4) << "the face towards +x";
+  EXPECT_EQ(colors.at(27, 24)[0], 0) << "the face towards -z";
+}
+
+TEST_F(NativeToolLights, APointLightFallsOffAsItsKindSays) {
+  const double far = std::sqrt(13.0);
+  const double slant = 2.0 / far;
+  const auto share = [](int kind, double distance) {
+    return kind == 0 ? 1.0 : kind == 1 ? 1.0 - distance / 5.0 : kind == 2 ? 1.5 / distance : 2.25 / (distance * distance);
+  };
+  for (const int kind : {0, 1, 2, 3}) {
+    const std::string range = kind == 1 ? "5" : "1.5";
+    const Colors colors = shown(
+        object("floor.lwo"),
+        light({0, 2, 0, 0, 0, 0}, "LightType 1\nLightFalloffType " + std::to_string(kind) + "\nLightRange " + range + "\n"));
+    EXPECT_NEAR(at(colors, 0.05, 0), full * share(kind, 2), 3) << kind;
+    EXPECT_NEAR(at(colors, 3.02, 0), full * slant * share(kind, far), 3) << kind;
+    EXPECT_NEAR(at(colors, -3.02, 0), full * slant * share(kind, far), 3) << kind;
+  }
+  const Colors out_of_range =
+      shown(object("floor.lwo"), light({0, 2, 0, 0, 0, 0}, "LightType 1\nLightFalloffType 1\nLightRange 3\n"));
+  EXPECT_EQ(at(out_of_range, 3, 0), 0);
+}
+
+TEST_F(NativeToolLights, APointLightsShadowReachesOnlyWhatIsBehind) {
+  const auto shaded = [&](double height) {
+    return shown(object("floor.lwo") + object("box.lwo"), light({-2, height, 0, 0, 0, 0}, "LightType 1\nShadowType 1\n"));
+  };
+  const Colors high = shaded(3);
+  EXPECT_EQ(at(high, 1, 0), 0);
+  EXPECT_GT(at(high, 3, 0), 10) << "beyond the shadow's end";
+  EXPECT_GT(at(high, -1, 0), 50);
+  // A box beyond the light keeps nothing from the floor before it.
+  const Colors before = shown(object("floor.lwo") + object("box.lwo"), light({2, 0.5, 0, 0, 0, 0}, "LightType 1\n"));
+  EXPECT_GT(at(before, 3, 0), 50);
+  EXPECT_EQ(at(before, -1.5, 0), 0);
+}
+
+TEST_F(NativeToolLights, ASpotLightsConeEndsSoftly) {
+  for (const std::string angles : {"LightConeAngle 30\nLightEdgeAngle 10\n", "ConeAngle 0.5235988\nEdgeAngle 0.1745329\n"}) {
+    const Colors colors = shown(object("floor.lwo"), light({0, 4, 0, 0, quarter_turn, 0}, "LightType 2\n" + angles));
+    EXPECT_NEAR(at(colors, 0, 0), full, 3);
+    EXPECT_NEAR(at(colors, 1.1, 0), full * std::cos(std::atan(1.1 / 4)), 4) << "20 degrees from the axis all of it is left";
+    // The middle of a pixel within the edge.
+    const double beside = 8.5 / 4.8;
+    const double angle = std::atan(beside / 4);
+    const double degrees = angle * 90 / quarter_turn;
+    EXPECT_NEAR(at(colors, beside, 0), full * (30 - degrees) / 10 * std::cos(angle), 3);
+    EXPECT_EQ(at(colors, 2.6, 0), 0);
+    EXPECT_EQ(at(colors, 0, -2.6), 0);
+  }
+}
+
+TEST_F(NativeToolLights, LinearAndAreaLightsShineAsPoints) {
+  const auto lit = [&](const std::string& settings) {
+    return shown(object("floor.lwo"), light({1, 2, 0, 0.3, 0.2, 0}, settings)).bytes;
+  };
+  const std::string point = lit("LightType 1\n");
+  EXPECT_EQ(lit("LightType 3\n"), point);
+  EXPECT_EQ(lit("LightType 4\n"), point);
+  EXPECT_EQ(lit("Plugin LightHandler 1 AreaLight\nEndPlugin\n"), point);
+  EXPECT_NE(lit("Plugin LightHandler 1 DistantLight\nEndPlugin\n"), point);
+  EXPECT_EQ(lit("LightType 8\n"), point);
+  EXPECT_NE(told_.find("light type 8 is not known"), std::string::npos) << told_;
+}
+
+TEST_F(NativeToolLights, LightsAddUpAndAreKeyed) {
+  const std::string ramp = "{ Envelope\n  2\n  Key 0 0 3\n  Key 1 1 3\n  Behaviors 1 1\n}\n";
+  const std::string still = "{ Envelope\n  1\n  Key 0.25 0 0\n  Behaviors 1 1\n}\n";
+  const std::string lights = light({0, 9, 0, 0, quarter_turn, 0}, "LightType 0\nLightIntensity\n" + ramp) +
+                             light({0, 9, 0, 0, quarter_turn, 0}, "LightType 0\nLightColor\n" + still + ramp + still);
+  const auto middle = [&](const std::string& frames) {
+    return shown(object("floor.lwo"), lights, "--frames " + frames).at(32, 24);
+  };
+  EXPECT_NEAR(middle("0")[0], full * 0.25, 2);
+  EXPECT_EQ(middle("0")[1], 0);
+  EXPECT_NEAR(middle("15")[0], full * 0.75, 2);
+  EXPECT_NEAR(middle("15")[1], full, 2);
+}
+
+TEST_F(NativeToolLights, AmbientLightHasItsColorAndIntensity) {
+  const auto ambient = [&](const std::string& settings) {
+    write_text("LWSC\n5\nFramesPerSecond 30\n" + object("floor.lwo") + settings + light({0, -5, 0, 0, 0, 0}, "LightType 0\n") +
+               camera());
+    EXPECT_EQ(run_tool("render " + quoted(scene_) + " --samples 1 --frames 0 -o " + quoted(out("lit.exr"))).exit_code, 0);
+    return read_picture(out("lit.exr")).at(32, 24);
+  };
+  const Color half = ambient("AmbientColor 1 0 0.5\nAmbientIntensity 0.5\n");
+  EXPECT_GT(half[0], 50);
+  EXPECT_EQ(half[1], 0);
+  EXPECT_GT(half[2], 50);
+  const Color quarter = ambient("AmbientColor 1 0 0.5\nAmbientIntensity 0.25\n");
+  EXPECT_NEAR(quarter[0], half[0] * 0.5, 1);
+  EXPECT_EQ(ambient("AmbientColor 1 1 1\nAmbientIntensity 0\n"), (Color{0, 0, 0}));
+}
+
+TEST_F(NativeToolLights, WithoutALightThatIsOnThePreviewsSunShinesAndIsToldOf) {
+  const std::string none = shown(object("floor.lwo"), "").bytes;
+  EXPECT_NE(told_.find("note: no light of the scene is on"), std::string::npos) << told_;
+  for (const std::string off : {"LightIntensity 0\n", "LightColor 0 0 0\n", "ItemActive 0\n"}) {
+    EXPECT_EQ(shown(object("floor.lwo"), light({0, 2, 0, 0, 0, 0}, "LightType 1\n" + off)).bytes, none) << off;
+    EXPECT_NE(told_.find("note: no light of the scene is on"), std::string::npos) << off;
+  }
+}
+
+TEST_F(NativeToolLights, SurfacesAreSeenFromTheSidesThatTheyHave) {
+  ObjectToWrite sheet;
+  sheet.surfaces = {{.name = "Sheet", .color = {1.0, 0.0, 0.0}}};
+  // Its front looks down, its back to the camera.
+  sheet.points = {{-2, 1, -2}, {2, 1, -2}, {2, 1, 2}, {-2, 1, 2}};
+  sheet.polygons = {{{0, 1, 2, 3}, 0}};
+  const std::string lamp = light({0, 5, 0, 0, quarter_turn, 0}, "LightType 0\nShadowType 0\n");
+  const auto middle = [&](std::size_t sides) {
+    sheet.surfaces[0].sides = sides;
+    test_support::write_object(sheet, out("sheet.lwo"));
+    return shown(object("floor.lwo") + object("sheet.lwo"), lamp).at(32, 24);
+  };
+  const int lit = static_cast<int>(std::lround(full));
+  const Color floor{lit, lit, lit};
+  const Color red{lit, 0, 0};
+  EXPECT_EQ(middle(0), floor);
+  EXPECT_EQ(middle(1), floor);
+  EXPECT_EQ(middle(2), red);
+  EXPECT_EQ(middle(3), red);
+  std::swap(sheet.polygons[0].points[1], sheet.polygons[0].points[3]);
+  EXPECT_EQ(middle(1), red);
+  EXPECT_EQ(middle(2), floor);
+}
+
+TEST_F(NativeToolLights, SmoothSurfacesBendTheLightOverTheirEdges) {
+  // A ridge along z: two sides that slope by a quarter of a right angle each way, in shared points.
+  ObjectToWrite ridge;
+  ridge.surfaces = {{.name = "Ridge", .color = {1.0, 1.0, 1.0}}};
+  ridge.points = {{-2, 0, -4}, {-2, 0, 4}, {0, 0.828427, -4}, {0, 0.828427, 4}, {2, 0, -4}, {2, 0, 4}};
+  ridge.polygons = {{{0, 1, 3, 2}, 0}, {{2, 3, 5, 4}, 0}};
+  const auto ridge_at = [&](double smoothing_radians, double x) {
+    ridge.surfaces[0].smoothing_radians = smoothing_radians;
+    test_support::write_object(ridge, out("ridge.lwo"));
+    return at(shown(object("ridge.lwo"), light({0, 5, 0, 0, quarter_turn, 0}, "LightType 0\nShadowType 0\n")), x, 0);
+  };
+  const double sloping = full * std::cos(quarter_turn / 4);
+  EXPECT_NEAR(ridge_at(0, 0.1), sloping, 2);
+  EXPECT_NEAR(ridge_at(1.0, 0.1), full, 3) << "the ridge itself looks straight up";
+  EXPECT_NEAR(ridge_at(1.0, 1.9), sloping, 3);
+  EXPECT_NEAR(ridge_at(0.7, 0.1), sloping, 2) << "they meet at more than the smoothing angle";
+}
+
+TEST_F(NativeToolLights, AnImageOnAColorIsToldOfOnceAndTheBaseColorDrawn) {
+  ObjectToWrite floor;
+  floor.surfaces = {{.name = "Painted", .color = {0.0, 1.0, 0.0}, .has_image = true},
+                    {.name = "Printed", .color = {0.0, 0.0, 1.0}, .has_image = true}};
+  floor.points = {{-20, 0, -20}, {-20, 0, 20}, {20, 0, 20}, {20, 0, -20}};
+  floor.polygons = {{{0, 1, 2}, 0}, {{0, 2, 3}, 1}};
+  test_support::write_object(floor, out("painted.lwo"));
+  const Colors colors =
+      shown(object("painted.lwo") + object("painted.lwo"), light({0, 5, 0, 0, quarter_turn, 0}, "LightType 0\n"));
+  EXPECT_GT(colors.at(20, 10)[1], 150);
+  EXPECT_GT(colors.at(44, 38)[2], 150);
+  const auto first = told_.find("warning: the colour of surfaces \"Painted\", \"Printed\" comes from an image");
+  ASSERT_NE(first, std::string::npos) << told_;
+  EXPECT_EQ(told_.find("warning", first + 1), std::string::npos) << told_;
+}
+
+TEST_F(NativeToolLights, ScenesOfTheOldestVersionLookLikeThoseOfTheNewest) {
+  const std::string new_form = shown(object("box.lwo") + object("floor.lwo"),
+                                     light({3, 3, -1, -quarter_turn, quarter_turn / 2, 0},
+                                           "LightType 2\nLightColor 1 0.2 0.4\nLightIntensity 0.5\nLightConeAngle 40\n"
+                                           "LightEdgeAngle 10\nLightFalloffType 1\nLightRange 8\nShadowType 1\n"))
+                                   .bytes;
+  const std::string at_rest = "ObjectMotion (unnamed)\n  9\n  1\n  0 0 0 0 0 0 1 1 1\n  0 0 0 0 0\nEndBehavior 1\n";
+  write_text(
+      "LWSC\n1\n\nFirstFrame 0\nLastFrame 30\nFrameStep 1\nFramesPerSecond 30.000000\n\nLoadObject box.lwo\nShowObject 6 6\n" +
+      at_rest + "LoadObject floor.lwo\n" + at_rest +
+      "\nAmbientColor 255 255 255\nAmbIntensity 0.000000\n\nAddLight\nLightName Spot\nLightMotion (unnamed)\n  9\n  2\n"
+      "  0 3 -1 -90 45 0 1 1 1\n  0 0 0 0 0\n  6 3 -1 -90 45 0 1 1 1\n  30 1 0 0 0\nEndBehavior 1\nLightColor 255 51 102\n"
+      "LgtIntensity 0.500000\nFalloff 0.125000\nLightType 2\nConeAngle 40.000000\nEdgeAngle 10.000000\nShadowType 1\n\n"
+      "ShowCamera 0 7\nCameraMotion (unnamed)\n  9\n  1\n  0 10 0 0 90 0 1 1 1\n  0 0 0 0 0\nEndBehavior 1\n"
+      "ZoomFactor 2.000000\nFrameSize 64 48\nRenderMode 2\nAntialiasing 0\n");
+  const Outcome outcome = run_tool("render " + quoted(scene_) + " --samples 1 --frames 15 -o " + quoted(out("old.exr")));
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  EXPECT_EQ(outcome.output.find("warning"), std::string::npos) << outcome.output;
+  const Colors old_form = read_picture(out("old.exr"));
+  ASSERT_EQ(old_form.bytes.size(), new_form.size());
+  int different = 0;
+  for (std::size_t i = 0; i < new_form.size(); ++i) {
+    different += std::abs(static_cast<unsigned char>(new_form[i]) - static_cast<unsigned char>(old_form.bytes[i])) > 1 ? 1 : 0;
+  }
+  // Angles in degrees are not the same to the last bit: an edge may fall beside its pixel.
+  EXPECT_LE(different, 6);
+  EXPECT_GT(std::ranges::count_if(new_form, [](char c) { return static_cast<unsigned char>(c) > 20; }), 200);
+}
+
+TEST_F(NativeToolLights, TheCurrentCameraIsTakenAndNamedFirst) {
+  const auto first_line = [&](const std::string& end, const std::string& more) {
+    write_text("LWSC\n5\nFramesPerSecond 30\n" + object("floor.lwo") + "AddCamera 30000000\nCameraName First\nFrameSize 8 6\n" +
+               "AddCamera 30000001\nCameraName The second\nFrameSize 12 6\n" + end);
+    const Outcome outcome = run_tool("render " + quoted(scene_) + " --samples 1 --frames 0 -o " + quoted(out("c.png")) + more);
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    return outcome.output.substr(0, outcome.output.find('\n')) + ", " + std::to_string(read_picture(out("c.png")).width);
+  };
+  EXPECT_EQ(first_line("", ""), "camera \"First\", 8");
+  EXPECT_EQ(first_line("CurrentCamera 30000001\n", ""), "camera \"The second\", 12");
+  EXPECT_EQ(first_line("CurrentCamera 1\n", ""), "camera \"The second\", 12");
+  EXPECT_EQ(first_line("CurrentCamera 1\n", " --camera First"), "camera \"First\", 8");
+  const json rays = run_for_json("rays " + quoted(scene_) + " --json --grid 1x1 --server QuorinPanoramicCam");
+  EXPECT_EQ(rays.at("camera"), "The second");
+}
+
+TEST_F(NativeToolLights, ObjectsAreFoundInTheContentFolderInAnyCaseAndWhatIsMissingIsNamedOnce) {
+  fs::create_directories(out("Art/objects/Deep"));
+  fs::copy_file(out("floor.lwo"), out("Art/objects/Deep/Far Floor.lwo"));
+  const std::string lamp = light({0, 5, 0, 0, quarter_turn, 0}, "LightType 0\n");
+  const std::string content = "--frames 0 --content " + quoted(out("Art"));
+  for (const std::string written : {"Objects/deep/far floor.LWO", "OBJECTS\\DEEP\\FAR FLOOR.LWO",
+                                    "D:\\Shows\\Objects\\Deep\\Far Floor.lwo", "D:Objects/Deep/Far Floor.lwo"}) {
+    EXPECT_GT(at(shown(object(written), lamp, content), 0, 0), 150) << written;
+    EXPECT_EQ(told_.find("warning"), std::string::npos) << told_;
+  }
+  const Colors colors =
+      shown(object("floor.lwo") + object("Lost/one.lwo") + object("Lost/one.lwo") + object("two.lwo"), lamp, content);
+  EXPECT_GT(at(colors, 0, 0), 150);
+  for (const std::string lost : {"Lost/one.lwo", "two.lwo"}) {
+    const auto first = told_.find(lost);
+    ASSERT_NE(first, std::string::npos) << told_;
+    EXPECT_EQ(told_.find(lost, first + 1), std::string::npos) << told_;
+  }
+  EXPECT_NE(told_.find(out("Art").string()), std::string::npos) << told_;
+  const Outcome nowhere =
+      run_tool("render " + quoted(scene_) + " --content " + quoted(out("Gone")) + " -o " + quoted(out("x.png")));
+  EXPECT_EQ(nowhere.exit_code, 1);
+  EXPECT_NE(nowhere.output.find("Gone: there is no such folder"), std::string::npos) << nowhere.output;
+}
+
+TEST_F(NativeToolLights, ManyLightsOfEveryKindEndInAPicture) {
+  std::string lights;
+  for (int i = 0; i < 40; ++i) {
+    lights +=
+        light({std::sin(i) * 5, 0.2 + i * 0.1, std::cos(i) * 5, 0.3 * i, 0.2 * i, 0},
+              "LightType " + std::to_string(i % 5) + "\nLightIntensity 0.1\nLightFalloffType " + std::to_string(i % 4) + "\n");
+  }
+  EXPECT_GT(at(shown(object("floor.lwo") + object("box.lwo"), lights, "--frames 0 --size 200x150"), 0, 0), 0);
+}
+
+TEST_F(NativeToolLights, DamagedScenesGiveASentence) {
+  const std::string scene =
+      "LWSC\n5\nFramesPerSecond 30\n" + object("floor.lwo") + light({0, 2, 0, 0, 0, 0}, "LightType 1\n") + camera();
+  for (const std::size_t share : {3U, 2U}) {
+    write_text(scene.substr(0, scene.size() / share));
+    const Outcome outcome = run_tool("render " + quoted(scene_) + " -o " + quoted(out("x.png")));
+    EXPECT_EQ(outcome.exit_code, 1) << outcome.output;
+    EXPECT_NE(outcome.output.find("scene.lws"), std::string::npos) << outcome.output;
+  }
+  write_text(std::string("LWSC\n1\nObjectMotion (unnamed)\n9\n99999999\n\0\xff{{{{", 52));
+  EXPECT_EQ(run_tool("render " + quoted(scene_) + " -o " + quoted(out("x.png"))).exit_code, 1);
+  EXPECT_FALSE(fs::exists(out("x.png")));
 }
 
 TEST_F(NativeTool, ScenesOfTheHostRender) {

@@ -83,6 +83,13 @@ std::vector<std::uint8_t> object_bytes(const ObjectToWrite& object) {
     color.vector(surface.color).u2(0);
     Chunk settings("SURF");
     settings.text(surface.name).text("").sub_chunk(color);
+    if (surface.sides != 0) settings.sub_chunk(Chunk("SIDE").u2(surface.sides));
+    if (surface.smoothing_radians > 0.0) settings.sub_chunk(Chunk("SMAN").f4(surface.smoothing_radians));
+    if (surface.has_image) {
+      Chunk header("IMAP");
+      header.text("\x80").sub_chunk(Chunk("CHAN").four_letters("COLR"));
+      settings.sub_chunk(Chunk("BLOK").sub_chunk(header).sub_chunk(Chunk("IMAG").u2(1)));
+    }
     form.chunk(settings);
   }
   Chunk file("");
@@ -99,7 +106,7 @@ void write_object(const ObjectToWrite& object, const std::filesystem::path& file
 
 ObjectToWrite cube(double edge, Vec3 color) {
   ObjectToWrite object;
-  object.surfaces = {{"Cube", color}};
+  object.surfaces = {{.name = "Cube", .color = color}};
   for (const double z : {-0.5, 0.5}) {
     for (const double y : {-0.5, 0.5}) {
       for (const double x : {-0.5, 0.5}) object.points.push_back(Vec3{x, y, z} * edge);

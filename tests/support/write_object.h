@@ -12,6 +12,12 @@ namespace test_support {
 struct SurfaceToWrite {
   std::string name;
   standin::Vec3 color;
+  /// As in the file: 1 front, 2 back, 3 both; 0 leaves it out.
+  std::size_t sides = 0;
+  /// 0 leaves it out.
+  double smoothing_radians = 0.0;
+  /// Whether an image lies on the colour.
+  bool has_image = false;
 };
 
 struct PolygonToWrite {

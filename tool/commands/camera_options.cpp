@@ -84,7 +84,7 @@ standin::Scene CameraOptions::read_scene() const {
   }
   standin::Scene read = standin::read_scene_file(scene);
   read.content_folder = content;
-  std::cerr << "camera \"" << find_camera(read).name << "\"\n";
+  if (names_camera) std::cerr << "camera \"" << find_camera(read).name << "\"\n";
   for (const std::string& warning : read.notes.warnings) std::cerr << "warning: " << warning << '\n';
   return read;
 }

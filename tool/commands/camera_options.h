@@ -24,6 +24,8 @@ struct CameraOptions {
   std::string camera;
   std::string server;
   std::vector<std::string> settings;
+  /// Whether reading the scene tells on standard error, first of all, which of its cameras is meant.
+  bool names_camera = false;
 
   void add_to(CLI::App& command);
   /// Only the option --module.
@@ -36,8 +38,7 @@ struct CameraOptions {
   std::vector<std::pair<std::string, std::string>> parsed_settings() const;
   /// Options that open a session of the camera.
   standin::SessionOptions session_options() const;
-  /// Reads the scene, and tells on standard error first which of its cameras is meant, then what its file has that is not
-  /// followed. Throws when there is no such scene or camera.
+  /// Reads the scene, and tells on standard error what its file has that is not followed. Throws when there is none.
   standin::Scene read_scene() const;
   /// Throws with the names there are when the scene has no such camera.
   const standin::Item& find_camera(const standin::Scene& from) const;

@@ -195,6 +195,7 @@ void add_render_command(CLI::App& app) {
       "  ovicam render samples/plaza.lws --module build/windows/OviCam.p --frames 0-120:10 -o tram.####.png\n"
       "A frame depends on nothing but the scene and its number: a render farm can split a range anywhere.");
   const auto arguments = std::make_shared<Arguments>();
+  arguments->camera.names_camera = true;
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->output, "Picture; %04d or #### in its name stands for the frame's number")
       ->required();
