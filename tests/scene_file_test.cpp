@@ -760,7 +760,10 @@ TEST(SceneFileTest, TheContentFolderIsSearchedInPlaceOfTheFoldersAboveTheScene) 
   scene.content_folder = root / "Content";
   for (const std::string written : {"Objects/ship.lwo", "OBJECTS\\SHIP.lwo", "C:Objects/ship.lwo", "D:\\Art\\objects\\ship.LWO",
                                     "/elsewhere/objects/Ship.lwo"}) {
-    EXPECT_EQ(standin::resolve_object_file(scene, written), root / "Content" / "objects" / "Ship.LWO") << written;
+    // A file system that does not tell cases apart finds the file by the name as it is written.
+    const std::filesystem::path found = standin::resolve_object_file(scene, written);
+    ASSERT_FALSE(found.empty()) << written;
+    EXPECT_TRUE(std::filesystem::equivalent(found, root / "Content" / "objects" / "Ship.LWO")) << written << ": " << found;
   }
   EXPECT_TRUE(standin::resolve_object_file(scene, "above.lwo").empty());
 }
