@@ -8,6 +8,7 @@
 #include "standin/host/save_state.h"
 #include "tests/support/camera_facts.h"
 #include "tests/support/saved_settings.h"
+#include "tests/support/stage.h"
 
 namespace {
 
@@ -73,8 +74,6 @@ class CameraLifecycle : public testing::TestWithParam<CameraFacts> {
   std::unique_ptr<HostedCamera> create(const std::string& item = "Camera") {
     return stage.create(GetParam().server_name, item);
   }
-  void TearDown() override { stage.expect_clean(); }
-
   const CameraFacts& facts = GetParam();
   Stage stage;
 };

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tests/support/camera_facts.h"
+#include "tests/support/stage.h"
 
 namespace {
 
@@ -42,8 +43,6 @@ class CameraGizmo : public testing::TestWithParam<CameraFacts> {
   int activate(int version, Gizmo& gizmo) {
     return stage.module.activate(stage.module.server(LWCAMERA_GIZMO_CLASS, facts.server_name), version, &gizmo.record);
   }
-  void TearDown() override { stage.expect_clean(); }
-
   const CameraFacts& facts = GetParam();
   Stage stage;
 };

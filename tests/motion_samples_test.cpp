@@ -11,9 +11,9 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/camera_facts.h"
 #include "tests/support/panoramic_reference.h"
 #include "tests/support/service_override.h"
+#include "tests/support/stage.h"
 
 namespace {
 
@@ -74,8 +74,6 @@ class MotionSamples : public testing::Test {
       }
     }
   }
-
-  void TearDown() override { stage.expect_clean(); }
 
   /// The ray of a film position by the reference, from the host's own samples.
   static void expect_rays_of(HostedCamera& camera, double start, double duration, unsigned samples, double time) {

@@ -10,6 +10,7 @@
 
 #include "tests/support/camera_facts.h"
 #include "tests/support/exports.h"
+#include "tests/support/stage.h"
 
 // The hints of every camera's panel, word by word in their order: scenes and habits of years rest on these panels.
 
@@ -347,17 +348,14 @@ INSTANTIATE_TEST_SUITE_P(All, PanelHints, testing::ValuesIn(all_expected()),
 
 TEST_P(PanelHints, AreWordForWordTheSame) {
   test_support::Stage stage;
-  {
-    const auto camera = stage.create(GetParam().server);
-    const Reader reader(stage.module, camera->raw());
-    std::string hints;
-    for (const standin::PanelHintWords& handed : camera->panel().hint_words) {
-      EXPECT_EQ(handed.control, 0U);
-      hints += "\n" + reader.lines(handed.words);
-    }
-    EXPECT_EQ(hints, GetParam().hints);
+  const auto camera = stage.create(GetParam().server);
+  const Reader reader(stage.module, camera->raw());
+  std::string hints;
+  for (const standin::PanelHintWords& handed : camera->panel().hint_words) {
+    EXPECT_EQ(handed.control, 0U);
+    hints += "\n" + reader.lines(handed.words);
   }
-  stage.expect_clean();
+  EXPECT_EQ(hints, GetParam().hints);
 }
 
 TEST(PinnedPanelHints, CoverEveryCamera) {

@@ -11,6 +11,7 @@
 #include "tests/support/camera_facts.h"
 #include "tests/support/saved_settings.h"
 #include "tests/support/service_override.h"
+#include "tests/support/stage.h"
 
 namespace {
 
@@ -100,10 +101,6 @@ void draw(const Panel& panel, std::uint32_t control, int width = thumbnail_width
 class CameraPanel : public testing::TestWithParam<CameraFacts> {
  protected:
   void SetUp() override { camera = stage.create(facts.server_name); }
-  void TearDown() override {
-    camera.reset();
-    stage.expect_clean();
-  }
   Panel& panel() { return camera->panel(); }
 
   const CameraFacts& facts = GetParam();
@@ -380,7 +377,6 @@ struct Popups : testing::Test {
         ("_ZN" + std::to_string(name_space.size()) + name_space + std::to_string(function.size()) + function + "E" + arguments)
             .c_str());
   }
-  void TearDown() override { stage.expect_clean(); }
 
   Stage stage;
 };

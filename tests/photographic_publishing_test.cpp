@@ -14,6 +14,7 @@
 #include "tests/support/link_folder.h"
 #include "tests/support/motion.h"
 #include "tests/support/service_override.h"
+#include "tests/support/stage.h"
 
 namespace {
 
@@ -46,8 +47,6 @@ constexpr std::array publishers{
 
 class PhotographicPublishing : public testing::TestWithParam<Publisher> {
  protected:
-  void TearDown() override { stage.expect_clean(); }
-
   std::unique_ptr<HostedCamera> create() { return stage.create(GetParam().server); }
 
   std::unique_ptr<HostedCamera> ready() {

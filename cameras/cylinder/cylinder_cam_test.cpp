@@ -237,7 +237,7 @@ TEST_F(CylinderCam, ProjectionFollowsTheFormula) {
     set_random_cylinder(random);
     stage.next_frame();
     const standin::Vec3 world = stage.random_point_around(random);
-    return stage.projection_error(world, expected_film(widened(world)));
+    return stage.projection_error(world, expected_film(world));
   });
 }
 

@@ -110,7 +110,7 @@ TEST_F(FisheyeCam, AutomaticScaleKeepsTheCornersWhereThePinholeCameraHasThem) {
     const double y = -stage.film_height() * 0.5;
     const LongVector pinhole = normalized(pose.right * x + pose.up * y + pose.forward * film_distance());
     expect_near(stage.ray(x, y).direction, pinhole);
-    EXPECT_GT(length(widened(stage.ray(x / 2, y / 2).direction) -
+    EXPECT_GT(length(LongVector(stage.ray(x / 2, y / 2).direction) -
                      normalized(pose.right * (x / 2) + pose.up * (y / 2) + pose.forward * film_distance())),
               1e-3L);
   }
@@ -211,10 +211,10 @@ TEST_F(FisheyeCam, RaysOfOneFilmPointMeetAtTheFocalDistance) {
   stage.set("FisheyePower", 1.4);
   stage.next_frame();
   const standin::RayAnswer centre = stage.ray(0.005, 0.01);
-  const LongVector focus = widened(centre.position) + widened(centre.direction) * 7.0L;
+  const LongVector focus = LongVector(centre.position) + LongVector(centre.direction) * 7.0L;
   for (const double lens_x : {-1.0, 0.5}) {
     const standin::RayAnswer answer = camera.evaluate({.film_x = 0.005, .film_y = 0.01, .lens_x = lens_x, .lens_y = 0.3});
-    expect_near(answer.direction, normalized(focus - widened(answer.position)));
+    expect_near(answer.direction, normalized(focus - answer.position));
   }
 }
 
@@ -233,7 +233,7 @@ TEST_F(FisheyeCam, FStopAndFocalDistanceFollowTheHostWhenNothingElseChanges) {
   stage.settings().lens_f_stop = Envelope::constant(1.0);
   stage.settings().focal_distance = Envelope::constant(0.05);
   camera.handler().newFrame(camera.raw(), &camera.frame_info(), &camera.access());
-  EXPECT_GT(ray_error(camera.evaluate(query), {widened(before.position), widened(before.direction), {}}), 1e-3);
+  EXPECT_GT(ray_error(camera.evaluate(query), {before.position, before.direction, {}}), 1e-3);
   EXPECT_LE(ray_error(camera.evaluate(query), expected_ray(query)), 1e-12);
 }
 
@@ -275,7 +275,7 @@ TEST_F(FisheyeCam, ProjectionFollowsTheFormula) {
     const double depth = random.between(0.1, 50.0);
     const standin::Vec3 world = rounded(stage.pose().world(
         {random.between(0.05, 1.0) * depth * (random.coin() ? 1 : -1), random.between(-1.0, 1.0) * depth, depth}));
-    return stage.projection_error(world, expected_film(widened(world)));
+    return stage.projection_error(world, expected_film(world));
   });
 }
 
@@ -378,10 +378,10 @@ TEST_F(FisheyeCam, DrawsTheSurfaceThatItsRaysSweep) {
     EXPECT_NE(drawing.draw_modes[0], drawing.draw_modes[1]);
 
     const auto corner = [&](int column, int row) {
-      const double left = rounded_to_single(stage.film_width() * -0.5);
-      const double bottom = rounded_to_single(stage.film_height() * -0.5);
-      const double step_x = rounded_to_single(stage.film_width() / 10);
-      const double step_y = rounded_to_single(stage.film_height() / 10);
+      const double left = single(stage.film_width() * -0.5);
+      const double bottom = single(stage.film_height() * -0.5);
+      const double step_x = single(stage.film_width() / 10);
+      const double step_y = single(stage.film_height() / 10);
       const LongRay ray = expected_ray({.film_x = left + step_x * column, .film_y = bottom + step_y * row});
       return ray.position + ray.direction * (10.0L / dot(ray.direction, ray.film_normal));
     };

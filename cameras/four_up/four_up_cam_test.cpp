@@ -25,40 +25,34 @@ INSTANTIATE_TEST_SUITE_P(FourUp, TileCameraTest,
 
 TEST(FourUpCamera, FilmPositionOnASplitBelongsToTheSecondTile) {
   Stage stage;
-  {
-    const auto camera = stage.create("Quorin4UpCam");
-    for (int tile = 0; tile < 4; ++tile) camera->panel().set_integer(0x8006 + static_cast<std::uint32_t>(tile), tile + 1);
-    camera->init_render();
-    camera->begin_frame(1);
-    stage.host.evaluators.record_requests(true);
-    const double x = 0.95 / 640 * camera->access().filmSize[0];
-    const double y = 0.95 / 480 * camera->access().filmSize[1];
-    camera->evaluate({.film_x = x, .film_y = 0.0});
-    camera->evaluate({.film_x = 0.0, .film_y = y});
-    camera->evaluate({.film_x = x, .film_y = y});
-    camera->evaluate({.film_x = std::nextafter(x, 0.0), .film_y = std::nextafter(y, 0.0)});
-    std::vector<std::string> names;
-    for (const auto& request : stage.host.evaluators.requests()) names.push_back(request.camera_name);
-    EXPECT_EQ(names, (std::vector<std::string>{"Other 2", "Other 3", "Other 4", "Other 1"}));
-  }
-  stage.expect_clean();
+  const auto camera = stage.create("Quorin4UpCam");
+  for (int tile = 0; tile < 4; ++tile) camera->panel().set_integer(0x8006 + static_cast<std::uint32_t>(tile), tile + 1);
+  camera->init_render();
+  camera->begin_frame(1);
+  stage.host.evaluators.record_requests(true);
+  const double x = 0.95 / 640 * camera->access().filmSize[0];
+  const double y = 0.95 / 480 * camera->access().filmSize[1];
+  camera->evaluate({.film_x = x, .film_y = 0.0});
+  camera->evaluate({.film_x = 0.0, .film_y = y});
+  camera->evaluate({.film_x = x, .film_y = y});
+  camera->evaluate({.film_x = std::nextafter(x, 0.0), .film_y = std::nextafter(y, 0.0)});
+  std::vector<std::string> names;
+  for (const auto& request : stage.host.evaluators.requests()) names.push_back(request.camera_name);
+  EXPECT_EQ(names, (std::vector<std::string>{"Other 2", "Other 3", "Other 4", "Other 1"}));
 }
 
 TEST(FourUpCamera, FilmPositionThatIsNotANumberFindsNoTile) {
   Stage stage;
-  {
-    const auto camera = stage.create("Quorin4UpCam");
-    for (int tile = 0; tile < 4; ++tile) camera->panel().set_integer(0x8006 + static_cast<std::uint32_t>(tile), tile + 1);
-    camera->init_render();
-    camera->begin_frame(1);
-    stage.host.evaluators.record_requests(true);
-    const double not_a_number = std::nan("");
-    EXPECT_EQ(camera->evaluate({.film_x = not_a_number}).result, LWCAMEVAL_NONE);
-    EXPECT_EQ(camera->evaluate({.film_y = not_a_number}).result, LWCAMEVAL_NONE);
-    EXPECT_TRUE(stage.host.evaluators.requests().empty());
-    EXPECT_EQ(camera->evaluate({}).result, LWCAMEVAL_RAY);
-  }
-  stage.expect_clean();
+  const auto camera = stage.create("Quorin4UpCam");
+  for (int tile = 0; tile < 4; ++tile) camera->panel().set_integer(0x8006 + static_cast<std::uint32_t>(tile), tile + 1);
+  camera->init_render();
+  camera->begin_frame(1);
+  stage.host.evaluators.record_requests(true);
+  const double not_a_number = std::nan("");
+  EXPECT_EQ(camera->evaluate({.film_x = not_a_number}).result, LWCAMEVAL_NONE);
+  EXPECT_EQ(camera->evaluate({.film_y = not_a_number}).result, LWCAMEVAL_NONE);
+  EXPECT_TRUE(stage.host.evaluators.requests().empty());
+  EXPECT_EQ(camera->evaluate({}).result, LWCAMEVAL_RAY);
 }
 
 }  // namespace test_support

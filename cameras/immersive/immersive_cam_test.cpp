@@ -132,7 +132,7 @@ TEST_F(ImmersiveCam, ProjectionFollowsTheFormula) {
     stage.set_random_camera(random);
     stage.next_frame();
     const standin::Vec3 world = stage.random_point_around(random);
-    return stage.projection_error(world, whole_sphere.film(stage, widened(world)));
+    return stage.projection_error(world, whole_sphere.film(stage, world));
   });
 }
 

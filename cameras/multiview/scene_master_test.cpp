@@ -8,7 +8,7 @@
 
 #include "sdk/host.h"
 #include "standin/host/module.h"
-#include "tests/support/camera_facts.h"
+#include "tests/support/stage.h"
 
 namespace {
 
@@ -32,7 +32,6 @@ class SceneMaster : public testing::Test {
  protected:
   SceneMaster() : activate(stage.module.library().find_as<ActivateFunc>("_ZN11SceneMaster13MasterHandlerEiPFPvPKciES0_S0_")) {}
   void SetUp() override { ASSERT_NE(activate, nullptr); }
-  void TearDown() override { stage.expect_clean(); }
 
   Stage stage;
   ActivateFunc* activate;

@@ -17,6 +17,7 @@
 #include "tests/support/camera_facts.h"
 #include "tests/support/fake_evaluation.h"
 #include "tests/support/saved_settings.h"
+#include "tests/support/stage.h"
 
 namespace test_support {
 
@@ -51,10 +52,6 @@ class TileCameraTest : public testing::TestWithParam<TileCamera> {
   using Calls = std::vector<std::string>;
 
   TileCameraTest() : camera(stage.create(facts.server_name)) {}
-  void TearDown() override {
-    camera.reset();
-    stage.expect_clean();
-  }
 
   static std::string source(std::size_t tile) { return "Other " + std::to_string(tile + 1); }
   static std::vector<SavedValue> words(const std::vector<std::uint32_t>& values) {

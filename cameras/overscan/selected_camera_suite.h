@@ -15,6 +15,7 @@
 #include "tests/support/camera_facts.h"
 #include "tests/support/fake_evaluation.h"
 #include "tests/support/saved_settings.h"
+#include "tests/support/stage.h"
 
 namespace test_support {
 
@@ -27,10 +28,6 @@ class SelectedCameraStage : public testing::Test {
   static constexpr std::uint32_t calculated_text_id = 0x800b;
 
   explicit SelectedCameraStage(const std::string& server) : server_name(server), camera(stage.create(server)) {}
-  void TearDown() override {
-    camera.reset();
-    stage.expect_clean();
-  }
 
   int select(int index) { return camera->panel().set_integer(choice_id, index); }
   int selected() { return camera->panel().get_integer(choice_id); }

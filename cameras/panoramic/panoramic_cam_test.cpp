@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/camera_facts.h"
 #include "tests/support/panoramic_reference.h"
 #include "tests/support/service_override.h"
+#include "tests/support/stage.h"
 
 namespace {
 
@@ -63,10 +63,6 @@ class PanoramicCam : public testing::Test {
   void SetUp() override {
     camera = stage.create(server);
     render();
-  }
-  void TearDown() override {
-    camera.reset();
-    stage.expect_clean();
   }
 
   /// Tells the camera its settings, and the frame anew.

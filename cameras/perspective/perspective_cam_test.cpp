@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "standin/host/gizmo_drawing.h"
-#include "tests/support/camera_facts.h"
-#include "tests/support/link_folder.h"
 #include "tests/support/motion.h"
+#include "tests/support/stage.h"
+#include "tests/support/vector_checks.h"
 
 namespace {
 
@@ -20,6 +20,7 @@ using standin::RayAnswer;
 using standin::RayQuery;
 using standin::Vec3;
 using test_support::expect_near;
+using test_support::single;
 
 constexpr double half_pi = std::numbers::pi / 2.0;
 
@@ -29,12 +30,6 @@ constexpr const char* at_rest = "QuorinPerspectiveNoDOFNoMBCam";
 constexpr std::array servers{lens_and_motion, motion_only, at_rest};
 
 constexpr const char* evaluate_arguments = "EPvddddd11LWCameraEyeP11LWCameraRayPK14LWCameraAccess";
-
-/// `volatile`, as the compiler would otherwise widen again what it never rounded.
-float single(double value) {
-  const volatile auto rounded = static_cast<float>(value);
-  return rounded;
-}
 
 /// A vector of single precision, worked out one operation at a time.
 struct Single {
@@ -102,8 +97,6 @@ class PerspectiveCam : public testing::Test {
     settings.focal_distance = Envelope::constant(3.7);
   }
 
-  void TearDown() override { stage.expect_clean(); }
-
   void move_camera() {
     test_support::send(stage.host.item("Camera"), {{1.0, -2.0, 3.0}, {4.0, 0.5, -1.0}, {0.3, -0.2, 0.1}, {1.9, 0.7, -0.8}});
   }
@@ -128,7 +121,6 @@ class PerspectiveCam : public testing::Test {
     return stage.module.library().find_as<Function>(name.c_str());
   }
 
-  test_support::LinkFolder link;
   test_support::Stage stage;
   CameraSettings& settings = stage.host.camera("Camera");
 };

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/camera_facts.h"
 #include "tests/support/service_override.h"
+#include "tests/support/stage.h"
 
 namespace {
 
@@ -72,10 +72,6 @@ std::optional<Vec3> expected_direction(const Film& film, const Rows& rows, unsig
 class SkyboxCamera : public testing::Test {
  protected:
   SkyboxCamera() : camera(stage.create("QuorinSkyboxCam")) {}
-  void TearDown() override {
-    camera.reset();
-    stage.expect_clean();
-  }
 
   void set_type(unsigned type) { camera->panel().set_integer(type_id, static_cast<int>(type)); }
   Film film() {
@@ -414,10 +410,6 @@ class SkyboxRefresh : public SkyboxCamera {
     refreshed.clear();
   }
   void stop_watching() { watching_.reset(); }
-  void TearDown() override {
-    watching_.reset();
-    SkyboxCamera::TearDown();
-  }
 
  private:
   LWXPanelFuncs table_{};

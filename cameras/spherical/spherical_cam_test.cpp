@@ -5,9 +5,9 @@
 #include <string>
 
 #include "standin/host/gizmo_drawing.h"
-#include "tests/support/camera_facts.h"
-#include "tests/support/link_folder.h"
 #include "tests/support/motion.h"
+#include "tests/support/stage.h"
+#include "tests/support/vector_checks.h"
 
 namespace {
 
@@ -18,16 +18,11 @@ using standin::RayQuery;
 using standin::Vec3;
 using std::numbers::pi;
 using test_support::expect_near;
+using test_support::single;
 
 constexpr const char* server = "QuorinSphericalCam";
 
-/// `volatile`, as the compiler would otherwise widen again what it never rounded.
-Vec3 rounded(Vec3 v) {
-  const volatile auto x = static_cast<float>(v.x);
-  const volatile auto y = static_cast<float>(v.y);
-  const volatile auto z = static_cast<float>(v.z);
-  return {x, y, z};
-}
+Vec3 rounded(Vec3 v) { return {single(v.x), single(v.y), single(v.z)}; }
 
 /// Single precision where the camera is.
 Vec3 expected_direction(const ItemPose& pose, double reference_radius, double fov, const RayQuery& query) {
@@ -46,8 +41,6 @@ Vec3 expected_direction(const ItemPose& pose, double reference_radius, double fo
 
 class SphericalCam : public testing::Test {
  protected:
-  void TearDown() override { stage.expect_clean(); }
-
   std::unique_ptr<standin::HostedCamera> ready(double fov = pi) {
     auto camera = stage.create(server);
     camera->parameter("AngularFieldOfView").set_constant(fov);
@@ -57,7 +50,6 @@ class SphericalCam : public testing::Test {
 
   double half_height() const { return standin::film_size(settings)[1] * 0.5; }
 
-  test_support::LinkFolder link;
   test_support::Stage stage;
   CameraSettings& settings = stage.host.camera("Camera");
 };

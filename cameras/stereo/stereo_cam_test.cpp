@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "standin/host/gizmo_drawing.h"
-#include "tests/support/camera_facts.h"
-#include "tests/support/link_folder.h"
 #include "tests/support/motion.h"
 #include "tests/support/service_override.h"
+#include "tests/support/stage.h"
+#include "tests/support/vector_checks.h"
 
 namespace {
 
@@ -79,8 +79,6 @@ class StereoCam : public testing::Test {
     stage.host.item("Cube").motion[2] = Envelope::constant(5.0);
   }
 
-  void TearDown() override { stage.expect_clean(); }
-
   void move_camera() {
     test_support::send(stage.host.item("Camera"), {{0, 1, 0}, {0.4, 0.5, -0.6}, {0.2, -0.1, 0.05}, {0.5, 0.2, -0.2}});
   }
@@ -112,7 +110,6 @@ class StereoCam : public testing::Test {
     expect_near(ray.direction, expected.direction, 1e-13, what + " direction");
   }
 
-  test_support::LinkFolder link;
   test_support::Stage stage;
   CameraSettings& settings = stage.host.camera("Camera");
 };

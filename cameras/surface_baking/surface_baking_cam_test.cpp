@@ -17,9 +17,9 @@
 
 #include "sdk/host.h"
 #include "standin/scene/object_file.h"
-#include "tests/support/camera_facts.h"
 #include "tests/support/paths.h"
 #include "tests/support/service_override.h"
+#include "tests/support/stage.h"
 
 #ifdef __SANITIZE_ADDRESS__
 /// An allocation that is refused is part of what is tested here.
@@ -162,10 +162,6 @@ class Model {
 class BakingCamera : public testing::Test {
  protected:
   BakingCamera() : camera(stage.create(server)) { set_size(64, 64); }
-  void TearDown() override {
-    camera.reset();
-    stage.expect_clean();
-  }
 
   void set_size(int width, int height) {
     stage.host.camera("Camera").width_pixels = width;

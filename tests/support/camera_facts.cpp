@@ -1,11 +1,10 @@
 #include "tests/support/camera_facts.h"
 
-#include <gtest/gtest.h>
 #include <numbers>
 #include <ostream>
 #include <stdexcept>
 
-#include "tests/support/paths.h"
+#include "tests/support/stage.h"
 
 namespace test_support {
 namespace {
@@ -370,12 +369,6 @@ CameraFacts spherical() {
   return camera;
 }
 
-std::string joined(const std::vector<std::string>& sentences) {
-  std::string text;
-  for (const std::string& sentence : sentences) text += "\n  " + sentence;
-  return text;
-}
-
 }  // namespace
 
 const std::vector<CameraFacts>& all_cameras() {
@@ -410,39 +403,6 @@ const CameraFacts& camera_facts(const std::string& server_name) {
     if (camera.server_name == server_name) return camera;
   }
   throw std::out_of_range("There are no facts of a camera called " + server_name);
-}
-
-standin::Scene test_scene() {
-  standin::Scene scene;
-  const auto add = [&](standin::ItemKind kind, std::uint32_t id, const std::string& name) -> standin::Item& {
-    standin::Item item;
-    item.kind = kind;
-    item.id = id;
-    item.name = name;
-    scene.items.push_back(item);
-    return scene.items.back();
-  };
-  add(standin::ItemKind::object, 10000000, "Cube");
-  add(standin::ItemKind::object, 10000001, "Ball");
-  standin::CameraSettings settings;
-  settings.zoom_factor = standin::Envelope::constant(scene_zoom_factor);
-  settings.eye_separation = standin::Envelope::constant(scene_eye_separation);
-  add(standin::ItemKind::camera, 30000000, "Camera").camera = settings;
-  for (std::uint32_t i = 1; i <= 12; ++i) {
-    add(standin::ItemKind::camera, 30000000 + i, "Other " + std::to_string(i)).camera = settings;
-  }
-  return scene;
-}
-
-Stage::Stage() : module(module_file()) {}
-
-std::unique_ptr<standin::HostedCamera> Stage::create(const std::string& server_name, const std::string& camera) {
-  return std::make_unique<standin::HostedCamera>(host, module, server_name, camera);
-}
-
-void Stage::expect_clean() const {
-  EXPECT_TRUE(host.violations().empty()) << joined(host.violations());
-  EXPECT_TRUE(host.leaks().empty()) << joined(host.leaks());
 }
 
 void PrintTo(const CameraFacts& facts, std::ostream* stream) { *stream << facts.server_name; }

@@ -1,13 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <iosfwd>
 #include <string>
 #include <vector>
-
-#include "standin/host/host.h"
-#include "standin/host/hosted_camera.h"
-#include "standin/host/module.h"
 
 namespace test_support {
 
@@ -86,24 +82,6 @@ const std::vector<CameraFacts>& all_cameras();
 
 /// Throws std::out_of_range when there is no such server.
 const CameraFacts& camera_facts(const std::string& server_name);
-
-/// What the host says of every camera in `test_scene`.
-inline constexpr double scene_zoom_factor = 2.5;
-inline constexpr double scene_eye_separation = 0.07;
-
-/// The camera "Camera", twelve others "Other 1" to "Other 12", and the objects "Cube" and "Ball".
-standin::Scene test_scene();
-
-/// A host with `test_scene` and the module of this build.
-struct Stage {
-  standin::Host host{test_scene()};
-  standin::Module module;
-
-  Stage();
-  std::unique_ptr<standin::HostedCamera> create(const std::string& server_name, const std::string& camera = "Camera");
-  /// Fails the running test for everything that the module did wrong or left behind. No instance may be alive.
-  void expect_clean() const;
-};
 
 /// Readable in the names of tests.
 void PrintTo(const CameraFacts& facts, std::ostream* stream);

@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "standin/host/gizmo_drawing.h"
-#include "tests/support/paths.h"
+#include "tests/support/motion.h"
 
 namespace test_support {
 namespace {
@@ -26,12 +26,6 @@ standin::Scene scene_with_a_camera() {
   return scene;
 }
 
-std::string joined(const std::vector<std::string>& sentences) {
-  std::string text;
-  for (const std::string& sentence : sentences) text += sentence + '\n';
-  return text;
-}
-
 const std::vector<double>& bad_numbers() {
   static const std::vector<double> numbers = {
       0.0,   -0.0,  -1.0,    1e-9,     1e-200,   5e-324,    1e30,
@@ -41,15 +35,9 @@ const std::vector<double>& bad_numbers() {
 
 }  // namespace
 
-LensStage::LensStage(const std::string& server_name) : host(scene_with_a_camera()), module(module_file()) {
+LensStage::LensStage(const std::string& server_name) : Stage(scene_with_a_camera()) {
   set_film(0.024, 1500, 1000);
-  camera_.emplace(host, module, server_name, camera_name);
-}
-
-LensStage::~LensStage() {
-  camera_.reset();
-  EXPECT_EQ(joined(host.violations()), "");
-  EXPECT_EQ(joined(host.leaks()), "");
+  camera_ = create(server_name, camera_name);
 }
 
 void LensStage::set_film(double height, int width_pixels, int height_pixels) {
@@ -96,24 +84,11 @@ std::pair<double, double> LensStage::random_film_point(Random& random, double sh
 }
 
 LongPose LensStage::pose(double fractional_time) const {
-  const auto* items = static_cast<const LWItemInfo*>(standin::Host::global()(LWITEMINFO_GLOBAL, GFUSE_TRANSIENT));
   const standin::FrameOptions& options = host.frame_options;
   const unsigned count = options.motion_steps < 3 || options.motion_steps > 199 ? 2 : options.motion_steps;
   LWItemID item = host.id_of(camera_name);
   const double duration = options.motion_blur ? standin::blur_seconds(host.scene(), *host.find(item), frame_seconds()) : 0.0;
-  const auto sampled = [&](LWItemParam param, unsigned index) {
-    double value[3] = {};
-    items->param(item, param, frame_seconds() + index * (duration / count), value);
-    return LongVector{value[0], value[1], value[2]};
-  };
-  const auto interpolated = [&](LWItemParam param) {
-    if (fractional_time <= 0.0) return sampled(param, 0);
-    if (fractional_time >= 1.0) return sampled(param, count - 1);
-    const auto index = static_cast<unsigned>((count - 2) * fractional_time);
-    const long double weight = fractional_time - static_cast<long double>(index) / count;
-    return sampled(param, index) * (1.0L - weight) + sampled(param, index + 1) * weight;
-  };
-  return {interpolated(LWIP_W_POSITION), interpolated(LWIP_RIGHT), interpolated(LWIP_UP), interpolated(LWIP_FORWARD)};
+  return pose_told_by_host(item, frame_seconds(), duration, count, fractional_time);
 }
 
 RawProjection LensStage::project_raw(LongVector world, double fractional_time) {
@@ -128,7 +103,7 @@ RawProjection LensStage::project_raw(LongVector world, double fractional_time) {
 standin::Vec3 LensStage::random_point_around(Random& random) const {
   const double x = random.between(-1.0, 1.0);
   const double y = random.between(-1.0, 1.0);
-  const double z = random.between(0.2, 1.0) * (random.coin() ? 1.0 : -1.0);
+  const double z = random.between(0.2, 1.0) * random.sign();
   return rounded(pose().world(LongVector{x, y, z} * random.between(0.1, 50.0)));
 }
 
@@ -152,7 +127,7 @@ void LensStage::expect_follows_motion(const std::function<LongRay(const standin:
       const standin::RayQuery query{.film_x = 0.01, .film_y = -0.003, .lens_x = 0.2, .lens_y = 0.1, .fractional_time = time};
       EXPECT_LE(ray_error(camera().evaluate(query), expected_ray(query)), 1e-12) << steps << " steps, time " << time;
       const standin::Vec3 world = rounded(pose(time).world({0.2L, -0.3L, 3.0L}));
-      EXPECT_LE(projection_error(world, expected_film(widened(world), time), time), 1e-12) << steps << " steps, time " << time;
+      EXPECT_LE(projection_error(world, expected_film(world, time), time), 1e-12) << steps << " steps, time " << time;
     }
   }
 }
@@ -235,7 +210,7 @@ void LensStage::expect_survives_bad_numbers() {
 
 double ray_error(const standin::RayAnswer& answer, const LongRay& expected) {
   if (answer.result != LWCAMEVAL_RAY) return infinity;
-  const auto difference = [](standin::Vec3 a, LongVector b) { return length(widened(a) - b); };
+  const auto difference = [](standin::Vec3 a, LongVector b) { return length(LongVector(a) - b); };
   const long double position = difference(answer.position, expected.position) / std::max(1.0L, length(expected.position));
   const long double direction = difference(answer.direction, expected.direction);
   const long double film_normal = difference(answer.film_normal, expected.film_normal);
@@ -253,20 +228,6 @@ double round_trip_error(LensStage& stage, Random& random, std::pair<double, doub
   const standin::Vec3 world = ray.position + ray.direction * random.between(0.5, 100.0);
   const auto back = stage.camera().project(world);
   return back ? film_error(*back, {film.first, film.second}, stage.film_height() * 0.5) : infinity;
-}
-
-bool is_finite(standin::Vec3 v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
-
-double rounded_to_single(double value) {
-  const volatile auto rounded = static_cast<float>(value);
-  return rounded;
-}
-
-void expect_near(standin::Vec3 actual, LongVector expected, double tolerance) {
-  const standin::Vec3 wanted = rounded(expected);
-  EXPECT_LE(static_cast<double>(length(widened(actual) - expected)), tolerance)
-      << "(" << actual.x << ", " << actual.y << ", " << actual.z << ") instead of (" << wanted.x << ", " << wanted.y << ", "
-      << wanted.z << ")";
 }
 
 }  // namespace test_support

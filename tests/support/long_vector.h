@@ -6,25 +6,28 @@
 
 namespace test_support {
 
-/// Vectors of wider numbers than the module computes with, to compare it to.
+/// A vector of wider numbers than the module computes with, to compare it to.
 struct LongVector {
   long double x = 0.0L;
   long double y = 0.0L;
   long double z = 0.0L;
 
-  friend LongVector operator+(LongVector a, LongVector b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
-  friend LongVector operator-(LongVector a, LongVector b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-  friend LongVector operator*(LongVector a, long double s) { return {a.x * s, a.y * s, a.z * s}; }
+  constexpr LongVector() = default;
+  constexpr LongVector(long double x, long double y, long double z) : x(x), y(y), z(z) {}
+  constexpr LongVector(standin::Vec3 v) : x(v.x), y(v.y), z(v.z) {}  // NOLINT(google-explicit-constructor)
+
+  friend constexpr LongVector operator+(LongVector a, LongVector b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
+  friend constexpr LongVector operator-(LongVector a, LongVector b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+  friend constexpr LongVector operator*(LongVector a, long double s) { return {a.x * s, a.y * s, a.z * s}; }
 };
 
-inline long double dot(LongVector a, LongVector b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
-inline LongVector cross(LongVector a, LongVector b) {
+constexpr long double dot(LongVector a, LongVector b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+constexpr LongVector cross(LongVector a, LongVector b) {
   return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 inline long double length(LongVector a) { return std::sqrt(dot(a, a)); }
 inline LongVector normalized(LongVector a) { return a * (1.0L / length(a)); }
 
-inline LongVector widened(standin::Vec3 v) { return {v.x, v.y, v.z}; }
 inline standin::Vec3 rounded(LongVector v) {
   return {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)};
 }
@@ -35,11 +38,12 @@ struct LongPose {
   LongVector up;
   LongVector forward;
 
-  /// Along the axes, from the position.
+  /// A world point as the camera sees it: along the axes, from the position.
   LongVector seen(LongVector world) const {
     const LongVector offset = world - position;
     return {dot(offset, right), dot(offset, up), dot(offset, forward)};
   }
+  /// The world point that the camera sees there.
   LongVector world(LongVector seen_point) const {
     return position + right * seen_point.x + up * seen_point.y + forward * seen_point.z;
   }

@@ -1,15 +1,18 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "standin/host/host.h"
 #include "standin/scene/vector.h"
 #include "standin/session/session.h"
+#include "tests/support/long_vector.h"
 
 namespace test_support {
 
-/// An item where it stands and how it is turned (heading, pitch, bank, radians) at 0 and at 2 seconds, evenly in between.
+/// Where an item stands and how it is turned (heading, pitch, bank, in radians) at 0 and at 2 seconds; it moves evenly from
+/// one to the other.
 struct Journey {
   standin::Vec3 from;
   standin::Vec3 to;
@@ -18,18 +21,32 @@ struct Journey {
 };
 void send(standin::Item& item, const Journey& journey);
 
-/// Position and unit axes of an item at each motion sample of a frame, worked out from the scene.
+/// Which two of a frame's motion samples a fractional time falls between, and the share of the later one.
+struct SampleBlend {
+  std::size_t first = 0;
+  long double share = 0.0L;
+};
+
+/// The rule of all cameras that sample their motion: the index counts in steps of 1 / (count - 2), the share in steps of
+/// 1 / count.
+SampleBlend sample_blend(std::size_t count, double fractional_time);
+
+/// Position and axes of an item at a time, as the host tells them to a camera.
+LongPose pose_told_by_host(LWItemID item, double seconds);
+
+/// At a fractional time between the motion samples of an interval, asked for from the host.
+LongPose pose_told_by_host(LWItemID item, double start_seconds, double duration_seconds, std::size_t count,
+                           double fractional_time);
+
+/// Position and unit axes of an item at each motion sample of an interval, worked out from the scene.
 std::vector<standin::ItemPose> motion_samples(const standin::Host& host, const std::string& item, double start_seconds,
                                               double duration_seconds, unsigned count);
 
-/// The samples at a fractional time, by the cameras' rule: index by count - 2, weight by 1 / count.
+/// Between those samples at a fractional time.
 standin::ItemPose pose_at(const std::vector<standin::ItemPose>& samples, double fractional_time);
 
-/// Film and lens positions all over a film of that size, with fractional times from before to after the frame.
+/// Film and lens positions all over a film of that size, with fractional times from before to after the interval.
 std::vector<standin::RayQuery> ray_queries(double film_width, double film_height, int count,
                                            standin::Eye eye = standin::Eye::centre);
-
-/// The same number, or numbers no further apart than that.
-void expect_near(standin::Vec3 actual, standin::Vec3 expected, double tolerance, const std::string& what);
 
 }  // namespace test_support
