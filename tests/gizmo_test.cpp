@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
 
 #include "tests/support/camera_facts.h"
+#include "tests/support/exports.h"
 #include "tests/support/stage.h"
 
 namespace {
@@ -74,8 +74,7 @@ TEST_P(CameraGizmo, FillsItsRecordInOrder) {
       EXPECT_EQ(slots[i], nullptr) << "slot " << i;
       continue;
     }
-    const std::string name = "_ZN" + std::to_string(facts.name_space.size()) + facts.name_space +
-                             std::to_string(std::strlen(function)) + function + "E" + arguments;
+    const std::string name = test_support::exported_name(facts.name_space, function, arguments);
     ASSERT_NE(stage.module.library().find(name.c_str()), nullptr) << name;
     EXPECT_EQ(slots[i], stage.module.library().find(name.c_str())) << name;
   }
@@ -141,6 +140,8 @@ TEST_P(CameraGizmo, NewCameraDrawsNothing) {
   standin::GizmoDrawing in_frame;
   camera->draw_gizmo(in_frame);
   EXPECT_TRUE(in_frame.elements.empty());
+  EXPECT_TRUE(in_frame.colors.empty());
+  EXPECT_TRUE(in_frame.draw_modes.empty());
 }
 
 TEST_P(CameraGizmo, DrawingWithoutArgumentsIsSurvived) {

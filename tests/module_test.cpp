@@ -9,6 +9,7 @@
 
 #include "standin/host/dynamic_library.h"
 #include "tests/support/camera_facts.h"
+#include "tests/support/exports.h"
 #include "tests/support/paths.h"
 #include "tests/support/stage.h"
 
@@ -18,6 +19,7 @@ using standin::Host;
 using standin::Server;
 using test_support::all_cameras;
 using test_support::CameraFacts;
+using test_support::exported_name;
 using test_support::Stage;
 
 constexpr std::array<const char*, 3> classes{LWCAMERA_HANDLER_CLASS, LWCAMERA_INTERFACE_CLASS, LWCAMERA_GIZMO_CLASS};
@@ -28,11 +30,6 @@ constexpr unsigned render_node = 0x20000004U;
 std::size_t server_count() { return all_cameras().size() * classes.size(); }
 
 using Asked = std::vector<std::pair<std::string, int>>;
-
-/// The name that compilers give to NAMESPACE::function with these arguments.
-std::string exported_name(const std::string& name_space, const std::string& function, const std::string& arguments) {
-  return "_ZN" + std::to_string(name_space.size()) + name_space + std::to_string(function.size()) + function + "E" + arguments;
-}
 
 std::string activation_name(const CameraFacts& camera, const std::string& function) {
   return exported_name(camera.name_space, function, "iPFPvPKciES0_S0_");
@@ -288,21 +285,6 @@ TEST_F(ModuleTest, CallbacksAreExportedUnderTheirNamespaces) {
       EXPECT_NE(stage.module.library().find(name.c_str()), nullptr) << name;
     }
   }
-}
-
-TEST_F(ModuleTest, UnregisteredPerspectivePairingStaysAvailable) {
-  const CameraFacts& camera = test_support::camera_facts("QuorinPerspectiveCam");
-  auto* activate = stage.module.library().find_as<ActivateFunc>(activation_name(camera, "CameraHandler_DOF_NoMB").c_str());
-  ASSERT_NE(activate, nullptr);
-  for (const Server& server : stage.module.servers()) EXPECT_NE(server.activate, activate) << server.name;
-
-  Records pairing(0);
-  ASSERT_EQ(activate(4, Host::global(), &pairing.handler, stage.module.server_data()), AFUNC_OK);
-  Records with_lens(0);
-  ASSERT_EQ(this->activate(stage.module.server(LWCAMERA_HANDLER_CLASS, "QuorinPerspectiveCam"), 4, with_lens), AFUNC_OK);
-  EXPECT_EQ(pairing.handler.evaluate, with_lens.handler.evaluate);
-  EXPECT_EQ(pairing.handler.flags(nullptr), 0U);
-  EXPECT_EQ(with_lens.handler.flags(nullptr), 1U);
 }
 
 TEST(Module, StartupReturnsANewBlockForEveryCall) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/camera_facts.h"
+#include "tests/support/exports.h"
 #include "tests/support/saved_settings.h"
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
@@ -373,9 +374,7 @@ struct Popups : testing::Test {
   /// The namespace's own functions, for lists that no control shows.
   template <class Function>
   Function* exported(const std::string& name_space, const std::string& function, const std::string& arguments) {
-    return stage.module.library().find_as<Function>(
-        ("_ZN" + std::to_string(name_space.size()) + name_space + std::to_string(function.size()) + function + "E" + arguments)
-            .c_str());
+    return stage.module.library().find_as<Function>(test_support::exported_name(name_space, function, arguments).c_str());
   }
 
   Stage stage;

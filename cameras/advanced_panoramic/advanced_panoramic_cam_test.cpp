@@ -39,8 +39,6 @@ class AdvPanCam : public testing::Test {
   }
 };
 
-TEST_F(AdvPanCam, HasNoFlags) { EXPECT_EQ(camera.flags(), 0U); }
-
 TEST_F(AdvPanCam, CentreLooksForwardAndEdgesBackAndHalfARightAngleUpAndDown) {
   stage.set_oblique_pose();
   stage.next_frame();
@@ -239,11 +237,5 @@ TEST_F(AdvPanCam, ProjectionNeedsADistanceAFilmAndAField) {
   stage.camera().access().filmSize[1] = 0.0;
   stage.expect_refused(world);
 }
-
-TEST_F(AdvPanCam, ProjectionNeedsInstanceAndRecord) { stage.expect_projection_needs_instance_and_record(); }
-
-TEST_F(AdvPanCam, GizmoDrawsNothingAndAnswersNothing) { stage.expect_empty_gizmo(0); }
-
-TEST_F(AdvPanCam, SurvivesBadNumbers) { stage.expect_survives_bad_numbers(); }
 
 }  // namespace

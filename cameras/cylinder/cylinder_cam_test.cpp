@@ -1,6 +1,5 @@
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 
 #include "tests/support/lens_stage.h"
 
@@ -65,8 +64,6 @@ class CylinderCam : public testing::Test {
     EXPECT_LE(ray_error(stage.ray(x, y), expected_ray({.film_x = x, .film_y = y})), 1e-12) << x << " " << y;
   }
 };
-
-TEST_F(CylinderCam, HasNoFlags) { EXPECT_EQ(camera.flags(), 0U); }
 
 TEST_F(CylinderCam, DefaultsCoverTenDegreesToEitherSideAndOneUnitOfHeight) {
   stage.set_oblique_pose();
@@ -217,8 +214,6 @@ TEST_F(CylinderCam, ProjectionNeedsAFilm) {
   }
 }
 
-TEST_F(CylinderCam, ProjectionNeedsInstanceAndRecord) { stage.expect_projection_needs_instance_and_record(); }
-
 TEST_F(CylinderCam, RaysFollowTheFormula) {
   Random random;
   expect_small_errors("cylinder rays", 1e-12, [&] {
@@ -278,25 +273,6 @@ TEST_F(CylinderCam, ValuesFollowTheirEnvelopesWhenNothingElseChanges) {
   set_cylinder(4.0, 0.8, -0.2);
   camera.handler().newFrame(camera.raw(), &camera.frame_info(), &camera.access());
   expect_ray(0.004, 0.003);
-}
-
-TEST_F(CylinderCam, ACopySeesAsItsSource) {
-  standin::HostedCamera copy(stage.host, stage.module, "QuorinCylinderCam", LensStage::camera_name);
-  set_cylinder(4.0, 0.8, -0.2);
-  set_axis(horizontal_axis);
-  stage.next_frame();
-  copy.copy_from(camera);
-  copy.begin_frame(17);
-  EXPECT_EQ(copy.evaluate({.film_x = 0.01, .film_y = 0.002}).direction, stage.ray(0.01, 0.002).direction);
-  EXPECT_EQ(copy.evaluate({.film_x = 0.01, .film_y = 0.002}).position, stage.ray(0.01, 0.002).position);
-}
-
-TEST_F(CylinderCam, GizmoDrawsNothingAndOffersNoHandle) { stage.expect_empty_gizmo(-1); }
-
-TEST_F(CylinderCam, SurvivesBadNumbers) {
-  stage.expect_survives_bad_numbers();
-  set_axis(horizontal_axis);
-  stage.expect_survives_bad_numbers();
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <climits>
 #include <gtest/gtest.h>
-#include <string>
 #include <vector>
 
 #include "cameras/multiview/tile_camera_suite.h"

@@ -74,8 +74,6 @@ class FisheyeCam : public testing::Test {
   }
 };
 
-TEST_F(FisheyeCam, SupportsDepthOfField) { EXPECT_EQ(camera.flags(), 1U); }
-
 TEST_F(FisheyeCam, IsThePinholeCameraWithPowerAndScaleOne) {
   stage.set_oblique_pose();
   for (const std::uint32_t automatic : {0U, 1U}) {
@@ -320,8 +318,6 @@ TEST_F(FisheyeCam, ProjectionNeedsAPowerAScaleAndAFilmDistance) {
   stage.expect_refused(world);
 }
 
-TEST_F(FisheyeCam, ProjectionNeedsInstanceAndRecord) { stage.expect_projection_needs_instance_and_record(); }
-
 TEST_F(FisheyeCam, FlagsCountAsOnWhateverTheirValue) {
   std::vector<std::string> lines = camera.save_text();
   ASSERT_GE(lines.size(), 4U);
@@ -342,23 +338,6 @@ TEST_F(FisheyeCam, FlagsCountAsOnWhateverTheirValue) {
   EXPECT_EQ(drawing.elements.size(), 200U);
   EXPECT_NE(camera.save_text(), saved_before);
 }
-
-TEST_F(FisheyeCam, ACopySeesAsItsSource) {
-  standin::HostedCamera copy(stage.host, stage.module, "QuorinFisheyeCam", LensStage::camera_name);
-  set_law(1.5, 2.0);
-  set_integer(parallel_normals_control, 0);
-  stage.next_frame();
-  copy.copy_from(camera);
-  copy.begin_frame(17);
-  stage.next_frame();
-  const RayQuery query{.film_x = 0.01, .film_y = -0.004, .lens_x = 0.1};
-  const standin::RayAnswer wanted = camera.evaluate(query);
-  EXPECT_EQ(copy.evaluate(query).direction, wanted.direction);
-  EXPECT_EQ(copy.evaluate(query).film_normal, wanted.film_normal);
-  EXPECT_EQ(wanted.film_normal, wanted.direction);
-}
-
-TEST_F(FisheyeCam, DrawsNothingUnlessAskedAndOffersNoHandle) { stage.expect_empty_gizmo(-1); }
 
 TEST_F(FisheyeCam, DrawsTheSurfaceThatItsRaysSweep) {
   set_integer(preview_control, 1);
@@ -415,12 +394,6 @@ TEST_F(FisheyeCam, NeverDrawsWhatIsNotANumber) {
   for (const standin::GizmoElement& element : drawing.elements) {
     for (const standin::Vec3 point : element.points) EXPECT_TRUE(is_finite(point));
   }
-}
-
-TEST_F(FisheyeCam, SurvivesBadNumbers) {
-  stage.expect_survives_bad_numbers();
-  set_integer(auto_scale_control, 0);
-  stage.expect_survives_bad_numbers();
 }
 
 TEST_F(FisheyeCam, GivesNoRayBeforeTheFirstFrameThatCouldBeMistakenForOne) {

@@ -2,9 +2,7 @@
 #include <array>
 #include <cstdio>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "sdk/host.h"
 #include "standin/host/module.h"

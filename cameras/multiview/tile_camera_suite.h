@@ -645,25 +645,6 @@ TEST_P(TileCameraTest, InstancesKeepTheirEvaluatorsApart) {
   for (std::size_t tile = 0; tile < facts.tile_count; ++tile) EXPECT_EQ(ray_in(tile).result, LWCAMEVAL_RAY);
 }
 
-TEST_P(TileCameraTest, HundredInstancesLeaveNoHandle) {
-  std::vector<std::unique_ptr<standin::HostedCamera>> many;
-  for (int i = 0; i < 100; ++i) {
-    many.push_back(stage.create(facts.server_name));
-    many.back()->load_text(as_text(words(one_each())));
-    // The host allows only so many evaluators at a time.
-    if (i % 4 == 0) {
-      many.back()->init_render();
-      many.back()->begin_frame(i);
-      ray_in(*many.back(), 0);
-    }
-    many.back()->panel();
-  }
-  EXPECT_EQ(living_evaluators(), 25 * facts.tile_count);
-  many.clear();
-  EXPECT_EQ(living_evaluators(), 0U);
-  EXPECT_EQ(stage.host.panels.table.alive(), 0U);
-}
-
 TEST_P(TileCameraTest, SavedIndexesStandInTileOrder) {
   std::vector<std::uint32_t> indexes;
   for (std::uint32_t tile = 0; tile < facts.tile_count; ++tile) indexes.push_back(12 - tile);

@@ -151,21 +151,6 @@ TEST_F(DpiCamera, SettingsOfItsOwnAreSavedBeforeTheEnvelopes) {
   EXPECT_EQ(other->parameter("Overscan").at(0.0), 0.01);
 }
 
-TEST_F(DpiCamera, CopyTakesItsPlainSettings) {
-  select(7);
-  print(150, true, 0.4, 0.01);
-  const auto other = stage.create(server_name, "Other 1");
-  other->copy_from(*camera);
-  EXPECT_EQ(other->save_text(), camera->save_text());
-}
-
-TEST_F(DpiCamera, RaysNeedNoRecord) {
-  load_choice(2);
-  begin();
-  LWCameraRay record{};
-  EXPECT_EQ(camera->handler().evaluate(camera->raw(), 0, 0, 0, 0, 0, LWCAMEYE_CENTER, &record, nullptr), LWCAMEVAL_RAY);
-}
-
 TEST_F(DpiCamera, BothEvaluationsAreExported) {
   const auto& library = stage.module.library();
   EXPECT_EQ(library.find("_ZN11OverscanCam16C_Evaluate_DPI_CEPvddddd11LWCameraEyeP11LWCameraRayPK14LWCameraAccess"),

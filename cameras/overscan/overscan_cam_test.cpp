@@ -1,7 +1,5 @@
 #include <cmath>
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 #include "cameras/overscan/selected_camera_suite.h"
 
@@ -103,24 +101,6 @@ TEST_F(OverscanCamera, CalculatedResolutionIsOfTheLastTimeTold) {
   EXPECT_EQ(calculated_text(), " 640 x 480");
   camera->new_time(1, 0.0);
   EXPECT_EQ(calculated_text(), " 960 x 720");
-}
-
-TEST_F(OverscanCamera, RefusedEnvelopesCountAsZeroInRays) {
-  camera.reset();
-  // Overscan is the second that is made.
-  stage.host.parameters.refusal.arm(2);
-  camera = stage.create(server_name);
-  select(2);
-  begin();
-  EXPECT_EQ(asked({.film_x = 0.004}).film_x, 0.004);
-  EXPECT_TRUE(camera->project({0.0, 0.0, 5.0}));
-}
-
-TEST_F(OverscanCamera, MissingRecordGivesNoRay) {
-  load_choice(2);
-  begin();
-  LWCameraRay record{};
-  EXPECT_EQ(camera->handler().evaluate(camera->raw(), 0, 0, 0, 0, 0, LWCAMEYE_CENTER, &record, nullptr), 0);
 }
 
 }  // namespace test_support

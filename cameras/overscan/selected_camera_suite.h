@@ -368,14 +368,6 @@ TEST_P(SelectedCameraTest, OddNumbersAreSurvived) {
   }
 }
 
-TEST_P(SelectedCameraTest, MissingRecordGivesNothing) {
-  load_choice(2);
-  begin();
-  LWDVector film{};
-  const LWDVector point{0.0, 0.0, 5.0};
-  EXPECT_EQ(camera->handler().project(camera->raw(), 0, 0, point, 0, LWCAMEYE_CENTER, film, nullptr), 0);
-}
-
 TEST_P(SelectedCameraTest, InstancesKeepTheirEvaluatorsApart) {
   auto second = stage.create(server_name);
   load_choice(3);
@@ -392,23 +384,6 @@ TEST_P(SelectedCameraTest, InstancesKeepTheirEvaluatorsApart) {
   EXPECT_EQ(requests[1].camera_name, "Other 5");
   second.reset();
   EXPECT_EQ(ray().result, LWCAMEVAL_RAY);
-}
-
-TEST_P(SelectedCameraTest, HundredInstancesLeaveNoHandle) {
-  std::vector<std::unique_ptr<standin::HostedCamera>> many;
-  for (int i = 0; i < 100; ++i) {
-    many.push_back(stage.create(server_name));
-    many.back()->load_text(with_choice(static_cast<std::uint32_t>(i % 13)));
-    many.back()->init_render();
-    many.back()->begin_frame(i);
-    many.back()->evaluate({});
-    many.back()->panel().get_text(calculated_text_id);
-  }
-  EXPECT_GT(living_evaluators(), 90U);
-  many.clear();
-  EXPECT_EQ(living_evaluators(), 0U);
-  EXPECT_EQ(stage.host.panels.table.alive(), 0U);
-  EXPECT_EQ(stage.host.parameters.table.alive(), 4U);
 }
 
 TEST_P(SelectedCameraTest, FlagIsExportedAndLeftAlone) {

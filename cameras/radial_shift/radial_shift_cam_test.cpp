@@ -92,8 +92,6 @@ class RadialShiftCam : public testing::Test {
   }
 };
 
-TEST_F(RadialShiftCam, HasNoFlags) { EXPECT_EQ(camera.flags(), 0U); }
-
 TEST_F(RadialShiftCam, IsThePlainPerspectiveCameraWithoutDistortion) {
   stage.set_oblique_pose();
   stage.next_frame();
@@ -406,8 +404,6 @@ TEST_F(RadialShiftCam, ProjectionNeedsAPointInFrontAndAFilm) {
   EXPECT_EQ(stage.project_raw(world).result, 1);
 }
 
-TEST_F(RadialShiftCam, ProjectionNeedsInstanceAndRecord) { stage.expect_projection_needs_instance_and_record(); }
-
 TEST_F(RadialShiftCam, WithoutAFilmTheRayIsNotFinite) {
   stage.set_film(0.0, 1500, 1000);
   stage.settle();
@@ -421,24 +417,6 @@ TEST_F(RadialShiftCam, AHugeFilmPositionDoesNotCrash) {
   stage.next_frame();
   EXPECT_EQ(stage.ray(1e300, 1e300).result, LWCAMEVAL_RAY);
   EXPECT_FALSE(is_finite(stage.ray(1e300, 1e300).direction));
-}
-
-TEST_F(RadialShiftCam, ACopySeesAsItsSource) {
-  standin::HostedCamera copy(stage.host, stage.module, "QuorinRadialShiftCam", LensStage::camera_name);
-  set_law(0.1, -0.1, 0.2);
-  stage.set("ImageShiftH", 0.3);
-  stage.next_frame();
-  copy.copy_from(camera);
-  copy.begin_frame(17);
-  stage.next_frame();
-  EXPECT_EQ(copy.evaluate({.film_x = 0.01}).direction, stage.ray(0.01, 0.0).direction);
-}
-
-TEST_F(RadialShiftCam, GizmoDrawsNothingAndOffersNoHandle) { stage.expect_empty_gizmo(-1); }
-
-TEST_F(RadialShiftCam, SurvivesBadNumbers) {
-  set_law(0.1, -0.1, 0.2);
-  stage.expect_survives_bad_numbers();
 }
 
 }  // namespace

@@ -1,10 +1,8 @@
-#include <array>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numbers>
 #include <string>
 
-#include "standin/host/gizmo_drawing.h"
 #include "tests/support/motion.h"
 #include "tests/support/stage.h"
 #include "tests/support/vector_checks.h"
@@ -53,18 +51,6 @@ class SphericalCam : public testing::Test {
   test_support::Stage stage;
   CameraSettings& settings = stage.host.camera("Camera");
 };
-
-TEST_F(SphericalCam, NeitherDepthOfFieldNorPreviewNorGizmo) {
-  const auto camera = ready();
-  EXPECT_EQ(camera->flags(), 0U);
-  EXPECT_EQ(camera->describe(), "QuorinSphericalCam Oct 28 2026 01:03:14");
-  LWDMatrix4 matrix;
-  EXPECT_EQ(camera->preview(matrix), 0);
-  standin::GizmoDrawing drawing;
-  camera->draw_gizmo(drawing);
-  EXPECT_TRUE(drawing.elements.empty());
-  EXPECT_STREQ(camera->gizmo_functions().help(camera->raw(), nullptr), "");
-}
 
 // Rays.
 
@@ -170,18 +156,6 @@ TEST_F(SphericalCam, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
   EXPECT_EQ(camera->evaluate({0.001, 0.002, 0.0, 0.0, 0.5}).result, LWCAMEVAL_RAY);
   EXPECT_EQ(camera->evaluate({}).position, Vec3{});
   EXPECT_FALSE(camera->project({}).has_value());
-  LWCameraRay ray{};
-  EXPECT_EQ(camera->handler().evaluate(nullptr, 0, 0, 0, 0, 0, LWCAMEYE_CENTER, &ray, nullptr), LWCAMEVAL_NONE);
-}
-
-TEST_F(SphericalCam, CopyTakesTheFieldOfViewButNoMotion) {
-  const auto source = ready(2.0);
-  const auto copy = stage.create(server);
-  copy->copy_from(*source);
-  EXPECT_EQ(copy->parameter("AngularFieldOfView").at(0.0), 2.0);
-  EXPECT_EQ(copy->save_text(), source->save_text());
-  copy->new_frame(1, 0.0);
-  EXPECT_EQ(copy->evaluate({0.001, 0.002}).direction, source->evaluate({0.001, 0.002}).direction);
 }
 
 // Projection.
@@ -228,16 +202,6 @@ TEST_F(SphericalCam, PointAtTheEyeDoesNotProject) {
 TEST_F(SphericalCam, NothingProjectsWithoutAFieldOfView) {
   for (const double fov : {0.0, 2e-9, -1.0}) EXPECT_FALSE(ready(fov)->project({0.0, 0.0, 1.0}).has_value()) << fov;
   EXPECT_TRUE(ready(4e-9)->project({0.0, 0.0, 1.0}).has_value());
-}
-
-TEST_F(SphericalCam, ProjectionNeedsInstanceAndRecord) {
-  const auto camera = ready();
-  const LWDVector world{0.0, 0.0, 1.0};
-  LWDVector film{};
-  const auto project = camera->handler().project;
-  EXPECT_EQ(project(nullptr, 0, 0, world, 0, LWCAMEYE_CENTER, film, &camera->access()), 0);
-  EXPECT_EQ(project(camera->raw(), 0, 0, world, 0, LWCAMEYE_CENTER, film, nullptr), 0);
-  EXPECT_EQ(project(camera->raw(), 0, 0, world, 0, LWCAMEYE_CENTER, film, &camera->access()), 1);
 }
 
 }  // namespace

@@ -114,14 +114,6 @@ class StereoCam : public testing::Test {
   CameraSettings& settings = stage.host.camera("Camera");
 };
 
-TEST_F(StereoCam, FlagsAndDescription) {
-  const auto camera = create();
-  EXPECT_EQ(camera->flags(), 0U);
-  EXPECT_EQ(camera->describe(), "QuorinStereoCam Oct 28 2026 01:03:22");
-  LWDMatrix4 matrix;
-  EXPECT_EQ(camera->preview(matrix), 0);
-}
-
 // Eyes.
 
 TEST_F(StereoCam, AnExplicitEyeIsAStereoRayAndOneImageIsNot) {
@@ -377,15 +369,6 @@ TEST_F(StereoCam, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
   EXPECT_TRUE(drawing.elements.empty());
 }
 
-TEST_F(StereoCam, EvaluationNeedsInstanceRayAndRecord) {
-  const auto camera = ready();
-  const auto evaluate = camera->handler().evaluate;
-  LWCameraRay ray{};
-  EXPECT_EQ(evaluate(camera->raw(), 0, 0, 0, 0, 0, LWCAMEYE_LEFT, &ray, nullptr), LWCAMEVAL_NONE);
-  EXPECT_EQ(evaluate(camera->raw(), 0, 0, 0, 0, 0, LWCAMEYE_LEFT, nullptr, &camera->access()), LWCAMEVAL_NONE);
-  EXPECT_EQ(evaluate(nullptr, 0, 0, 0, 0, 0, LWCAMEYE_LEFT, &ray, &camera->access()), LWCAMEVAL_NONE);
-}
-
 TEST_F(StereoCam, CopyTakesSettingsAndItsNextFrameTheItem) {
   const auto source = create(ball);
   source->panel().set_integer(show_plane_control, 1);
@@ -511,17 +494,6 @@ TEST_F(StereoCam, PointsOnTheEyePlaneAndBehindItDoNotProject) {
   EXPECT_FALSE(camera->project({0.0, 0.0, 5.0}).has_value());
 }
 
-TEST_F(StereoCam, ProjectionNeedsInstanceAndRecord) {
-  const auto camera = ready();
-  const LWDVector world{0.0, 0.0, 1.0};
-  LWDVector film{9.0, 9.0, 9.0};
-  const auto project = camera->handler().project;
-  EXPECT_EQ(project(nullptr, 0, 0, world, 0, LWCAMEYE_CENTER, film, &camera->access()), 0);
-  EXPECT_EQ(project(camera->raw(), 0, 0, world, 0, LWCAMEYE_CENTER, film, nullptr), 0);
-  EXPECT_EQ(project(camera->raw(), 0, 0, world, 0, LWCAMEYE_CENTER, film, &camera->access()), 1);
-  EXPECT_EQ(film[2], 0.0);
-}
-
 // The gizmo.
 
 class StereoGizmo : public StereoCam {
@@ -616,14 +588,6 @@ TEST_F(StereoGizmo, AnItemThatIsGoneIsNotDrawn) {
   stage.host.remove_item("Ball");
   EXPECT_TRUE(drawn(*camera).empty());
   EXPECT_TRUE(stage.host.violations().empty());
-}
-
-TEST_F(StereoGizmo, DrawingWithoutAnInstanceDoesNothing) {
-  const auto camera = ready(cube);
-  standin::GizmoDrawing drawing;
-  camera->gizmo_functions().draw(nullptr, &*drawing.access);
-  camera->gizmo_functions().draw(camera->raw(), nullptr);
-  EXPECT_TRUE(drawing.elements.empty());
 }
 
 }  // namespace

@@ -112,6 +112,8 @@ std::vector<std::pair<std::string, std::string>> grid_names(int rows, int column
 CameraFacts stereo() {
   CameraFacts camera =
       named("QuorinStereoCam", "Quorin Stereo Camera", "StereoCam", "tagInfo4", "QuorinStereoCam Oct 28 2026 01:03:22", 0);
+  camera.has_a_lens = true;
+  camera.has_two_eyes = true;
   camera.channels = {{"ZoomFactor", scene_zoom_factor},
                      {"EyeSeparation", scene_eye_separation},
                      {"ConvergenceLimit", 10.0},
@@ -149,6 +151,8 @@ CameraFacts stereo() {
 CameraFacts skybox() {
   CameraFacts camera =
       named("QuorinSkyboxCam", "Quorin Skybox Camera", "SkyboxCam", "tagInfo5", "QuorinSkyboxCam Oct 28 2026 01:03:10", 0);
+  camera.film_has_gaps = true;
+  camera.projects = false;
   camera.saved = {word(0.0)};
   Rows{camera}.logo(0x8000).version(0x8002).logo(0x8012).word(0x8006, "Skybox Type", "iPopChoice", 0.0);
   return camera;
@@ -177,6 +181,8 @@ CameraFacts panoramic() {
 CameraFacts cylinder() {
   CameraFacts camera = named("QuorinCylinderCam", "Quorin Cylinder Camera", "CylinderCam", "tagInfo7",
                              "QuorinCylinderCam Oct 28 2026 01:02:09", 0);
+  camera.rays_need_a_record = false;
+  camera.refused_projection_may_write = true;
   camera.channels = {{"SizeAxis", 1.0}, {"MaxVerticalFOVradians", pi / 18.0}, {"MinVerticalFOVradians", -pi / 18.0}};
   camera.saved = {envelope("SizeAxis"), envelope("MaxVerticalFOVradians"), envelope("MinVerticalFOVradians"), word(1.0)};
   Rows{camera}
@@ -196,6 +202,9 @@ CameraFacts perspective(const std::string& server_name, const std::string& user_
   camera.handler_activation = handler_activation;
   camera.interface_activation = interface_activation;
   camera.plugin_name = "QuorinPerspectiveCam";
+  // What has no depth of field has a pinhole.
+  camera.has_a_lens = flags != 0;
+  camera.rays_need_a_record = false;
   camera.channels = {
       {"ZoomFactor", scene_zoom_factor}, {"SizeAxis", 0.0}, {"PhotoISO", 800.0}, {"PhotoIris", 2.8}, {"PhotoShutter", 180.0}};
   camera.saved = {envelope("SizeAxis"), word(1.0), number("PhotoISO", 800.0), number("PhotoIris", 2.8),
@@ -207,6 +216,8 @@ CameraFacts perspective(const std::string& server_name, const std::string& user_
 CameraFacts fisheye() {
   CameraFacts camera =
       named("QuorinFisheyeCam", "Quorin Fisheye Camera", "FisheyeCam", "tagInfo9", "QuorinFisheyeCam Oct 28 2026 01:02:17", 1);
+  camera.has_a_lens = true;
+  camera.rays_need_a_record = false;
   camera.channels = {{"ZoomFactor", scene_zoom_factor}, {"FisheyePower", 1.0}, {"FisheyeScale", 1.0}};
   camera.saved = {envelope("FisheyePower"), envelope("FisheyeScale"), word(1.0), word(0.0), word(1.0), word(1.0)};
   Rows{camera}
@@ -315,6 +326,7 @@ CameraFacts dpi() {
   camera.handler_activation = "DpiCameraHandler";
   camera.interface_activation = "DpiCameraInterface";
   camera.gizmo_activation = "DpiCameraGizmo";
+  camera.rays_need_a_record = false;
   camera.saved = {word(0.0), word(300.0), word(0.0), envelope("SizeAxis"), envelope("Overscan")};
   Rows{camera}
       .logo(0x8005)
@@ -333,6 +345,8 @@ CameraFacts dpi() {
 CameraFacts radial_shift() {
   CameraFacts camera = named("QuorinRadialShiftCam", "Quorin Radial Shift Camera", "RadialShiftCam", "tagInfo20",
                              "QuorinRadialShiftCam Oct 28 2026 01:03:01", 0);
+  camera.has_a_lens = true;
+  camera.rays_need_a_record = false;
   camera.channels = {{"ZoomFactor", scene_zoom_factor}};
   for (const char* channel :
        {"RadialShiftA", "RadialShiftB", "RadialShiftC", "ImageShiftH", "ImageShiftV", "ImageShearH", "ImageShearV"}) {
@@ -358,6 +372,7 @@ CameraFacts radial_shift() {
 CameraFacts spherical() {
   CameraFacts camera = named("QuorinSphericalCam", "Quorin Spherical Camera", "SphericalCam", "tagInfo22",
                              "QuorinSphericalCam Oct 28 2026 01:03:14", 0);
+  camera.rays_need_a_record = false;
   camera.channels = {{"AngularFieldOfView", pi}, {"PhotoISO", 800.0}, {"PhotoIris", 2.8}, {"PhotoShutter", 180.0}};
   camera.saved = {envelope("AngularFieldOfView"), number("PhotoISO", 800.0), number("PhotoIris", 2.8),
                   number("PhotoShutter", 180.0)};

@@ -60,6 +60,18 @@ struct CameraFacts {
   unsigned flags = 0;
   /// Looks through other cameras, and asks the host for their evaluators.
   bool looks_through_other_cameras = false;
+  /// Rays depend on the position on the lens.
+  bool has_a_lens = false;
+  /// Rays depend on the eye.
+  bool has_two_eyes = false;
+  /// There are film positions without a ray.
+  bool film_has_gaps = false;
+  /// Evaluation refuses a call without the camera's record; the others know all that they need from the frame.
+  bool rays_need_a_record = true;
+  /// There are world points with a film position.
+  bool projects = true;
+  /// A projection that is refused may leave one coordinate in its output.
+  bool refused_projection_may_write = false;
   /// The envelopes' owner; that of the namespace, which several servers can share.
   std::string plugin_name;
   std::vector<ChannelFacts> channels;

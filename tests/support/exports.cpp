@@ -124,6 +124,10 @@ std::vector<std::string> found_exports() {
   return names;
 }
 
+std::string exported_name(const std::string& name_space, const std::string& function, const std::string& arguments) {
+  return "_ZN" + std::to_string(name_space.size()) + name_space + std::to_string(function.size()) + function + "E" + arguments;
+}
+
 std::string source_name(const std::string& exported) {
   int status = 0;
   const std::unique_ptr<char, void (*)(void*)> readable(abi::__cxa_demangle(exported.c_str(), nullptr, nullptr, &status),

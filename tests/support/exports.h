@@ -12,6 +12,9 @@ std::vector<std::string> promised_exports();
 /// Throws std::runtime_error when the file cannot be read.
 std::vector<std::string> found_exports();
 
+/// What compilers call NAMESPACE::function with arguments of these types, which are spelled as they spell them.
+std::string exported_name(const std::string& name_space, const std::string& function, const std::string& arguments);
+
 /// The name as it stands in the source, without arguments; a name of C stays as it is.
 std::string source_name(const std::string& exported);
 

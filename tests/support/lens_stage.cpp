@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <limits>
 
-#include "standin/host/gizmo_drawing.h"
 #include "tests/support/motion.h"
 
 namespace test_support {
@@ -24,13 +23,6 @@ standin::Scene scene_with_a_camera() {
   camera.camera.emplace();
   scene.items.push_back(std::move(camera));
   return scene;
-}
-
-const std::vector<double>& bad_numbers() {
-  static const std::vector<double> numbers = {
-      0.0,   -0.0,  -1.0,    1e-9,     1e-200,   5e-324,    1e30,
-      -1e30, 1e200, 1.7e308, -1.7e308, infinity, -infinity, std::numeric_limits<double>::quiet_NaN()};
-  return numbers;
 }
 
 }  // namespace
@@ -128,82 +120,6 @@ void LensStage::expect_follows_motion(const std::function<LongRay(const standin:
       EXPECT_LE(ray_error(camera().evaluate(query), expected_ray(query)), 1e-12) << steps << " steps, time " << time;
       const standin::Vec3 world = rounded(pose(time).world({0.2L, -0.3L, 3.0L}));
       EXPECT_LE(projection_error(world, expected_film(world, time), time), 1e-12) << steps << " steps, time " << time;
-    }
-  }
-}
-
-void LensStage::expect_projection_needs_instance_and_record() {
-  next_frame();
-  std::array<double, 3> film = untouched;
-  const LWDVector world{0.1, 0.2, 1.0};
-  const auto project = [&](LWInstance instance, const LWCameraAccess* record) {
-    return camera().handler().project(instance, 0.0, 0.0, world, 0.0, LWCAMEYE_CENTER, film.data(), record);
-  };
-  EXPECT_EQ(project(camera().raw(), nullptr), 0);
-  EXPECT_EQ(project(nullptr, &camera().access()), 0);
-  EXPECT_EQ(film, untouched);
-  EXPECT_EQ(project(camera().raw(), &camera().access()), 1);
-}
-
-void LensStage::expect_empty_gizmo(int handle_answer) {
-  next_frame();
-  standin::GizmoDrawing drawing;
-  camera().draw_gizmo(drawing);
-  EXPECT_TRUE(drawing.elements.empty());
-  EXPECT_TRUE(drawing.colors.empty());
-  EXPECT_TRUE(drawing.draw_modes.empty());
-  const LWGizmoFuncs& gizmo = camera().gizmo_functions();
-  EXPECT_STREQ(gizmo.help(camera().raw(), nullptr), "");
-  EXPECT_EQ(gizmo.handle(camera().raw(), nullptr, 0, nullptr), handle_answer);
-  EXPECT_EQ(gizmo.adjust(camera().raw(), nullptr, 0), handle_answer);
-  EXPECT_EQ(gizmo.start(camera().raw(), nullptr), -1);
-  EXPECT_EQ(gizmo.down(camera().raw(), nullptr), 0);
-}
-
-void LensStage::expect_survives_bad_numbers() {
-  const auto try_with = [&](const std::string& what, double x, double y, double time) {
-    const standin::RayAnswer answer =
-        camera().evaluate({.film_x = x, .film_y = y, .lens_x = y, .lens_y = x, .fractional_time = time});
-    EXPECT_EQ(answer.result, LWCAMEVAL_RAY) << what;
-    const RawProjection projection = project_raw({x, y, x - y}, time);
-    EXPECT_TRUE(projection.result == 0 || projection.result == 1) << what;
-  };
-  const auto try_points = [&](const std::string& what) {
-    for (const double x : bad_numbers()) {
-      for (const double y : {0.0, 0.004, x}) try_with(what, x, y, 0.0);
-      try_with(what, 0.003, 0.004, x);
-    }
-  };
-
-  set_oblique_pose();
-  next_frame();
-  try_points("ordinary settings");
-  for (const double bad : bad_numbers()) {
-    for (standin::VariantParameter* parameter : camera().parameters()) {
-      const Envelope before = std::exchange(parameter->envelope, Envelope::constant(bad));
-      next_frame();
-      try_points(parameter->channel_name + " " + std::to_string(bad));
-      parameter->envelope = before;
-    }
-    for (Envelope standin::CameraSettings::*setting :
-         {&standin::CameraSettings::zoom_factor, &standin::CameraSettings::lens_f_stop,
-          &standin::CameraSettings::focal_distance}) {
-      const Envelope before = std::exchange(settings().*setting, Envelope::constant(bad));
-      next_frame();
-      try_points("a camera setting of " + std::to_string(bad));
-      settings().*setting = before;
-    }
-    // The record is the one that the instance's own calls hand over: a film, a place and an axis that are no numbers.
-    for (double* number : {&camera().access().filmSize[0], &camera().access().filmSize[1], &camera().access().worldPos[2],
-                           &camera().access().toWorld[1][1]}) {
-      next_frame();
-      *number = bad;
-      for (int times = 0; times < 2; ++times) {
-        // Values are computed before the record is taken over: only the second frame's see it.
-        ++camera().frame_info().frame;
-        EXPECT_EQ(camera().handler().newFrame(camera().raw(), &camera().frame_info(), &camera().access()), nullptr);
-      }
-      try_points("a record with " + std::to_string(bad));
     }
   }
 }

@@ -74,12 +74,6 @@ class LensStage : public Stage {
   /// Rays and projections in the middle of a motion must follow the formulas, with several numbers of motion steps.
   void expect_follows_motion(const std::function<LongRay(const standin::RayQuery&)>& expected_ray,
                              const std::function<LongFilmPoint(LongVector world, double fractional_time)>& expected_film);
-  void expect_projection_needs_instance_and_record();
-  /// Draws nothing, helps with nothing, and answers to questions for handles as given; the usual to all others.
-  void expect_empty_gizmo(int handle_answer);
-  /// Everything that a host can hand over as a number, through the settings, the parameters, the records and the calls:
-  /// evaluation still answers with a ray and projection with 0 or 1.
-  void expect_survives_bad_numbers();
 
  private:
   std::unique_ptr<standin::HostedCamera> camera_;
