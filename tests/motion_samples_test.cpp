@@ -1,17 +1,18 @@
 #include <array>
 #include <atomic>
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
+#include <numbers>
 #include <optional>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "tests/support/panoramic_reference.h"
+#include "tests/support/motion.h"
+#include "tests/support/panorama_formula.h"
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
 
@@ -21,44 +22,21 @@ using standin::HostedCamera;
 using standin::RayAnswer;
 using standin::RayQuery;
 using standin::Vec3;
+using test_support::bits_of;
 using test_support::ItemQuestion;
 using test_support::ItemQuestions;
-using test_support::Panorama;
-using test_support::RealPose;
-using test_support::RealVector;
+using test_support::LongPose;
+using test_support::PanoramaFormula;
+using test_support::pose_told_by_host;
+using test_support::RayBits;
 using test_support::Stage;
 
 constexpr const char* panoramic = "QuorinPanoramicCam";
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr std::array sampled_params{LWIP_RIGHT, LWIP_UP, LWIP_FORWARD, LWIP_W_POSITION};
-
-/// Position and axes of the camera at each motion step, as the host tells them.
-struct HostSamples {
-  std::array<std::vector<std::array<double, 3>>, 4> vectors;
-
-  HostSamples(LWItemID item, double start, double duration, unsigned count) {
-    const auto& items = test_support::host_table<LWItemInfo>(LWITEMINFO_GLOBAL);
-    const double step = duration / count;
-    for (unsigned k = 0; k < count; ++k) {
-      for (std::size_t which = 0; which < sampled_params.size(); ++which) {
-        items.param(item, sampled_params[which], start + k * step, vectors[which].emplace_back().data());
-      }
-    }
-  }
-
-  RealPose at(double time) const {
-    return {test_support::interpolated(vectors[3], time), test_support::interpolated(vectors[0], time),
-            test_support::interpolated(vectors[1], time), test_support::interpolated(vectors[2], time)};
-  }
-};
-
-using RayBits = std::array<std::uint64_t, 9>;
-
-RayBits bits_of(const RayAnswer& ray) {
-  return std::bit_cast<RayBits>(std::array{ray.position.x, ray.position.y, ray.position.z, ray.direction.x, ray.direction.y,
-                                           ray.direction.z, ray.film_normal.x, ray.film_normal.y, ray.film_normal.z});
-}
+/// A new panoramic camera's.
+constexpr PanoramaFormula formula{
+    .field = 2.0 * std::numbers::pi, .highest = std::numbers::pi / 4.0, .lowest = -std::numbers::pi / 4.0};
 
 class MotionSamples : public testing::Test {
  protected:
@@ -75,26 +53,18 @@ class MotionSamples : public testing::Test {
     }
   }
 
-  /// The ray of a film position by the reference, from the host's own samples.
+  /// Rays follow the formula, from what the host says of the camera's motion.
   static void expect_rays_of(HostedCamera& camera, double start, double duration, unsigned samples, double time) {
-    const HostSamples told(camera.item_id(), start, duration, samples);
-    const RealPose pose = told.at(time);
+    const LongPose pose = pose_told_by_host(camera.item_id(), start, duration, samples, time);
     const LWCameraAccess& access = camera.access();
-    const Panorama panorama{2.0L * 3.14159265358979323846L, 3.14159265358979323846L / 4, -3.14159265358979323846L / 4,
-                            access.filmSize[0], access.filmSize[1]};
-    for (const auto& [x, y] : {std::pair{0.0, 0.0}, {0.25, 0.0}, {0.1, 0.5}, {-0.4, -0.3}}) {
-      const RayAnswer ray =
-          camera.evaluate({.film_x = x * access.filmSize[0], .film_y = y * access.filmSize[1], .fractional_time = time});
+    for (const auto& [share_x, share_y] : {std::pair{0.0, 0.0}, {0.25, 0.0}, {0.1, 0.5}, {-0.4, -0.3}}) {
+      const double x = share_x * access.filmSize[0];
+      const double y = share_y * access.filmSize[1];
+      const RayAnswer ray = camera.evaluate({.film_x = x, .film_y = y, .fractional_time = time});
+      const test_support::LongRay expected = formula.ray(access, pose, x, y);
       ASSERT_EQ(ray.result, 1);
-      const RealVector expected =
-          test_support::panoramic_direction(panorama, pose, static_cast<test_support::Real>(x * access.filmSize[0]),
-                                            static_cast<test_support::Real>(y * access.filmSize[1]));
-      EXPECT_NEAR(ray.position.x, static_cast<double>(pose.position[0]), 1e-12) << "at " << time;
-      EXPECT_NEAR(ray.position.y, static_cast<double>(pose.position[1]), 1e-12) << "at " << time;
-      EXPECT_NEAR(ray.position.z, static_cast<double>(pose.position[2]), 1e-12) << "at " << time;
-      EXPECT_NEAR(ray.direction.x, static_cast<double>(expected[0]), 1e-11) << "at " << time;
-      EXPECT_NEAR(ray.direction.y, static_cast<double>(expected[1]), 1e-11) << "at " << time;
-      EXPECT_NEAR(ray.direction.z, static_cast<double>(expected[2]), 1e-11) << "at " << time;
+      test_support::expect_near(ray.position, expected.position, 1e-12, "position at " + std::to_string(time));
+      test_support::expect_near(ray.direction, expected.direction, 1e-11, "direction at " + std::to_string(time));
     }
   }
 
@@ -292,16 +262,14 @@ TEST_F(MotionSamples, EndsOfTheIntervalAreTheFirstAndLastSampleExactly) {
   const auto camera = stage.create(panoramic);
   for (const unsigned samples : {2U, 3U, 5U, 199U}) {
     camera->new_frame(1, 1.0, 1.0, samples);
-    const HostSamples told(camera->item_id(), 1.0, 1.0, samples);
+    const auto position_at = [&](double seconds) { return rounded(pose_told_by_host(camera->item_id(), seconds).position); };
     for (const double time : {0.0, -0.0, -1.0, -infinity}) {
       const RayAnswer ray = camera->evaluate({.fractional_time = time});
-      const auto& first = told.vectors[3].front();
-      EXPECT_EQ(ray.position, (Vec3{first[0], first[1], first[2]})) << samples << " samples at " << time;
+      EXPECT_EQ(ray.position, position_at(1.0)) << samples << " samples at " << time;
     }
     for (const double time : {1.0, 2.0, infinity}) {
       const RayAnswer ray = camera->evaluate({.fractional_time = time});
-      const auto& last = told.vectors[3].back();
-      EXPECT_EQ(ray.position, (Vec3{last[0], last[1], last[2]})) << samples << " samples at " << time;
+      EXPECT_EQ(ray.position, position_at(1.0 + (samples - 1) * (1.0 / samples))) << samples << " samples at " << time;
     }
   }
 }
@@ -329,19 +297,14 @@ TEST_F(MotionSamples, ProjectionFollowsTheSameMotion) {
 TEST_F(MotionSamples, ProjectionBetweenSamplesUsesTheInterpolatedVectors) {
   const auto camera = stage.create(panoramic);
   camera->new_frame(1, 1.0, 1.0, 5);
-  const HostSamples told(camera->item_id(), 1.0, 1.0, 5);
   for (const double time : {0.1, 0.35, 0.8}) {
-    const RealPose pose = told.at(time);
-    const RealVector offset{0.5L, 1.5L, 2.5L};
-    const Vec3 world{static_cast<double>(pose.position[0] + offset[0]), static_cast<double>(pose.position[1] + offset[1]),
-                     static_cast<double>(pose.position[2] + offset[2])};
-    const Panorama panorama{2.0L * 3.14159265358979323846L, 3.14159265358979323846L / 4, -3.14159265358979323846L / 4,
-                            camera->access().filmSize[0], camera->access().filmSize[1]};
-    const auto expected = test_support::panoramic_film_point(panorama, pose, offset);
+    const LongPose pose = pose_told_by_host(camera->item_id(), 1.0, 1.0, 5, time);
+    const Vec3 world = rounded(pose.position + test_support::LongVector{0.5, 1.5, 2.5});
+    const test_support::LongFilmPoint expected = formula.film(camera->access(), pose, world);
     const auto film = camera->project(world, time);
     ASSERT_TRUE(film.has_value());
-    EXPECT_NEAR(film->first, static_cast<double>(expected[0]), 1e-13);
-    EXPECT_NEAR(film->second, static_cast<double>(expected[1]), 1e-13);
+    EXPECT_NEAR(film->first, static_cast<double>(expected.x), 1e-13);
+    EXPECT_NEAR(film->second, static_cast<double>(expected.y), 1e-13);
   }
 }
 
@@ -486,16 +449,15 @@ TEST_F(MotionSamples, ThreadsMayStartTogetherOnANewFrame) {
   for (int frame = 0; frame < 50; ++frame) {
     const double start = 1.0 + frame * 0.01;
     camera->new_frame(frame, start, 0.01, 4);
-    const HostSamples told(camera->item_id(), start, 0.01, 4);
     std::atomic<int> wrong = 0;
     std::vector<std::thread> threads;
     for (unsigned t = 0; t < 4; ++t) {
       threads.emplace_back([&, t] {
         const double time = t / 4.0;
-        const RealVector position = told.at(time).position;
+        const LongPose pose = pose_told_by_host(camera->item_id(), start, 0.01, 4, time);
         for (int i = 0; i < 20; ++i) {
           const Vec3 found = camera->evaluate({.fractional_time = time}).position;
-          if (std::abs(found.x - static_cast<double>(position[0])) > 1e-12) ++wrong;
+          if (!(length(pose.position - found) <= 1e-12L)) ++wrong;
         }
       });
     }
