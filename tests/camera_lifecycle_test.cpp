@@ -486,7 +486,7 @@ TEST_P(CameraLifecycle, MultiCameraFlagFollowsTheTileCameras) {
     auto second = create("Other 1");
     EXPECT_EQ(*flag, shows_tiles);
     second.reset();
-    // Any end clears it, whatever other cameras there are.
+    // The destruction of any camera clears it, whatever others there are.
     EXPECT_FALSE(*flag);
   }
   EXPECT_FALSE(*flag);

@@ -270,7 +270,7 @@ class OwnRays : public CameraRays {};
 INSTANTIATE_TEST_SUITE_P(All, OwnRays, testing::ValuesIn(cameras_with_a_view_of_their_own()),
                          [](const auto& camera) { return camera.param.server_name; });
 
-TEST_P(OwnRays, LensAndEyeCountOnlyWhereTheCameraHasThem) {
+TEST_P(OwnRays, LensPositionAndEyeMatterOnlyWhereTheCameraHasThem) {
   const auto camera = create();
   begin(*camera);
   const RayQuery plain{.film_x = -0.003, .film_y = -0.001, .fractional_time = 0.3};
@@ -370,7 +370,7 @@ TEST_P(BadNumbers, AreSurvivedWithEveryChoiceSwitchedOn) {
   try_everything();
 }
 
-TEST_P(BadNumbers, AreSurvivedByACameraOfOtherValues) {
+TEST_P(BadNumbers, AreSurvivedAwayFromTheDefaults) {
   set_values(camera);
   try_everything();
 }

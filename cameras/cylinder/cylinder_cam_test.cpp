@@ -129,7 +129,7 @@ TEST_F(CylinderCam, LooksTheChoiceUpAmongAnyNumberOfObjects) {
     object.name = "Object " + std::to_string(objects);
     stage.host.add_item(object);
   }
-  // The item that was found goes: nothing asks for it any more.
+  // Once the item is removed, nothing may ask for it any more.
   set_axis(1);
   stage.next_frame();
   stage.host.remove_item("Object 0");

@@ -130,7 +130,7 @@ TEST_F(SceneMaster, RuleIsNotEnforced) {
       auto two = stage.create(second, "Other 2");
       EXPECT_TRUE(*active);
       two.reset();
-      EXPECT_FALSE(*active) << second << " went, " << first << " is still there";
+      EXPECT_FALSE(*active) << "after the end of " << second << ", with " << first << " still alive";
       one.reset();
       EXPECT_FALSE(*active);
     }

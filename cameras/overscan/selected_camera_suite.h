@@ -1,6 +1,6 @@
 #pragma once
 
-/// The tests that the overscan and the DPI camera share: both look through one selected camera. A test program that includes
+/// Tests shared by the overscan and the DPI camera, which both look through one selected camera. A test program that includes
 /// this instantiates the suite with its own server.
 
 #include <array>
@@ -19,7 +19,7 @@
 
 namespace test_support {
 
-/// A camera that looks through another, on a stage of thirteen.
+/// A camera that looks through one of the twelve others in the scene.
 class SelectedCameraStage : public testing::Test {
  protected:
   using Calls = std::vector<std::string>;
@@ -35,7 +35,7 @@ class SelectedCameraStage : public testing::Test {
   std::string selected_text() { return camera->panel().get_text(selected_text_id); }
   std::string calculated_text() { return camera->panel().get_text(calculated_text_id); }
 
-  /// Settings as a new instance's, but with another choice.
+  /// The saved settings of a new instance, but with this choice.
   std::vector<std::string> with_choice(std::uint32_t index) const {
     std::vector<SavedValue> settings = default_settings(camera_facts(server_name));
     settings.front().word = index;
@@ -52,7 +52,8 @@ class SelectedCameraStage : public testing::Test {
     camera->evaluate(query);
     return stage.host.evaluators.requests().back().query;
   }
-  void expect_nothing() {
+  /// Neither rays nor projections nor a preview.
+  void expect_no_view() {
     EXPECT_EQ(ray().result, LWCAMEVAL_NONE);
     EXPECT_FALSE(camera->project({0.0, 0.0, 5.0}));
     LWDMatrix4 matrix{};
@@ -84,7 +85,7 @@ TEST_P(SelectedCameraTest, CallsItsEvaluatorInOrder) {
   EXPECT_EQ(calls_since(before), Calls{"newTime Other 4 3 0.1"});
   before = call_count();
   camera->new_frame(4, 0.2);
-  // The frame and time of the last new time, and no new frame: the evaluator prepares its own.
+  // With the frame and time of the last newTime. There is no newFrame, because the evaluator prepares its frame itself.
   EXPECT_EQ(calls_since(before), Calls{"newTime Other 4 3 0.1"});
   EXPECT_EQ(ray().result, LWCAMEVAL_RAY);
   before = call_count();
@@ -102,7 +103,7 @@ TEST_P(SelectedCameraTest, CallsItsEvaluatorInOrder) {
   EXPECT_EQ(calls_since(before), Calls{"destroy Other 4"});
 }
 
-TEST_P(SelectedCameraTest, ChoiceInThePanelMakesAnEvaluatorAtOnce) {
+TEST_P(SelectedCameraTest, ChoiceInThePanelCreatesAnEvaluatorAtOnce) {
   EXPECT_EQ(select(2), LWXPRC_DFLT);
   EXPECT_EQ(calls_since(0), Calls{"create Other 2"});
   EXPECT_EQ(select(3), LWXPRC_DFLT);
@@ -123,7 +124,7 @@ TEST_P(SelectedCameraTest, ChoiceCountsOnlyTheOtherCameras) {
   select(2);
   select(3);
   EXPECT_EQ(calls_since(0), (Calls{"create Other 2", "destroy Other 2", "create Other 3"}));
-  // The own camera is known by its item, whatever record the host hands over.
+  // The own item is left out, whatever item the host's record names.
   camera->begin_frame(3);
   LWCameraAccess access = camera->access();
   access.cameraID = stage.host.id_of("Other 3");
@@ -133,19 +134,19 @@ TEST_P(SelectedCameraTest, ChoiceCountsOnlyTheOtherCameras) {
   EXPECT_EQ(calls_since(before), (Calls{"destroy Other 3", "create Other 2"}));
 }
 
-TEST_P(SelectedCameraTest, WithoutAChoiceThereIsNothing) {
-  expect_nothing();
+TEST_P(SelectedCameraTest, WithoutAChoiceThereIsNoView) {
+  expect_no_view();
   begin();
-  expect_nothing();
+  expect_no_view();
   camera->clean_up();
   EXPECT_EQ(call_count(), 0U);
 }
 
-TEST_P(SelectedCameraTest, SavedIndexesThatNameNoCameraGiveNothing) {
+TEST_P(SelectedCameraTest, SavedIndexesThatNameNoCameraGiveNoView) {
   for (const std::uint32_t index : {13U, 0x7FFFFFFFU, 0x80000000U, 0x80000001U, 0xFFFFFFFFU}) {
     load_choice(index);
     begin();
-    expect_nothing();
+    expect_no_view();
     EXPECT_EQ(selected_text(), "Width x Height");
     EXPECT_EQ(calculated_text(), "Width x Height");
     EXPECT_EQ(camera->save_text(), with_choice(index));
@@ -160,12 +161,12 @@ TEST_P(SelectedCameraTest, RemovedCameraLeavesNoEvaluatorAndNoRays) {
   EXPECT_EQ(selected_text(), " 640 x 480");
   stage.host.remove_item("Other 12");
   camera->begin_frame(4);
-  expect_nothing();
+  expect_no_view();
   EXPECT_EQ(selected_text(), "Width x Height");
   EXPECT_EQ(calculated_text(), "Width x Height");
   begin();
   EXPECT_EQ(living_evaluators(), 0U);
-  expect_nothing();
+  expect_no_view();
 }
 
 TEST_P(SelectedCameraTest, ReplacedAndReorderedCamerasAreFoundByTheirPlace) {
@@ -181,28 +182,28 @@ TEST_P(SelectedCameraTest, ReplacedAndReorderedCamerasAreFoundByTheirPlace) {
   EXPECT_EQ(calls_since(before), (Calls{"destroy Replacement", "create Other 11", "init Other 11 1"}));
 }
 
-TEST_P(SelectedCameraTest, RefusedEvaluatorGivesNothing) {
+TEST_P(SelectedCameraTest, RefusedEvaluatorGivesNoView) {
   stage.host.evaluators.refusal.arm(1);
   load_choice(3);
   begin();
-  expect_nothing();
+  expect_no_view();
   camera->clean_up();
   begin();
   EXPECT_EQ(ray().result, LWCAMEVAL_RAY);
   stage.host.evaluators.refusal.arm(1);
   select(4);
-  expect_nothing();
+  expect_no_view();
   EXPECT_EQ(selected(), 4);
   EXPECT_EQ(living_evaluators(), 0U);
 }
 
-TEST_P(SelectedCameraTest, MissingEvaluationServiceGivesNothing) {
+TEST_P(SelectedCameraTest, WithoutTheEvaluationServiceThereIsNoView) {
   camera.reset();
   stage.host.withhold(LWCAMERAEVALUATION_GLOBAL);
   camera = stage.create(server_name);
   load_choice(3);
   begin();
-  expect_nothing();
+  expect_no_view();
   select(2);
   EXPECT_EQ(selected(), 2);
   EXPECT_EQ(selected_text(), " 640 x 480");
@@ -210,7 +211,7 @@ TEST_P(SelectedCameraTest, MissingEvaluationServiceGivesNothing) {
   EXPECT_EQ(call_count(), 0U);
 }
 
-TEST_P(SelectedCameraTest, CopyTakesTheChoiceAndMakesItsEvaluatorLater) {
+TEST_P(SelectedCameraTest, CopyTakesTheChoiceAndCreatesItsEvaluatorLater) {
   load_choice(3);
   begin();
   auto copy = stage.create(server_name, "Other 1");
@@ -222,11 +223,11 @@ TEST_P(SelectedCameraTest, CopyTakesTheChoiceAndMakesItsEvaluatorLater) {
   EXPECT_EQ(copy->evaluate({}).result, LWCAMEVAL_NONE);
   before = call_count();
   copy->init_render();
-  // The third of the cameras that are not the copy's own: not that of the source.
+  // The third without the copy's own item, Other 1: after Camera and Other 2.
   EXPECT_EQ(calls_since(before), (Calls{"create Other 3", "init Other 3 1"}));
   EXPECT_EQ(copy->panel().choices(choice_id).at(1), "Camera");
   EXPECT_EQ(living_evaluators(), 2U);
-  // A copy over an instance that renders lets its evaluator go, once.
+  // Copying onto an instance that renders destroys its evaluator, once.
   copy->copy_from(*camera);
   EXPECT_EQ(living_evaluators(), 1U);
   copy.reset();
@@ -275,7 +276,7 @@ TEST_P(SelectedCameraTest, AnswersWhatTheEvaluatorAnswers) {
     EXPECT_EQ(camera->preview(matrix), result);
     LWDVector film{7.0, 8.0, 9.0};
     const LWDVector point{1.0, 2.0, 3.0};
-    // Only the answer 1 is a film position.
+    // Only an answer of 1 comes with a film position.
     EXPECT_EQ(camera->handler().project(camera->raw(), 0, 0, point, 0, LWCAMEYE_CENTER, film, &camera->access()),
               result == 1 ? 1 : 0);
     EXPECT_EQ(film[2], result == 1 ? 0.0 : 9.0);
@@ -312,7 +313,7 @@ TEST_P(SelectedCameraTest, PreviewScalesTheLensByTheOverscanOfTheFrame) {
   load_choice(2);
   set("Overscan", 0.5);
   begin();
-  // Read with the frame, not with the preview.
+  // Too late: the frame has read the overscan.
   set("Overscan", 3.0);
   LWDMatrix4 matrix{};
   EXPECT_EQ(camera->preview(matrix, standin::Eye::right, 0.5, -0.25), 1);
@@ -329,7 +330,7 @@ TEST_P(SelectedCameraTest, SelectedResolutionIsShown) {
   stage.host.camera("Other 5").height_pixels = 1080;
   select(5);
   EXPECT_EQ(selected_text(), " 1920 x 1080");
-  // Of a choice that was loaded, before any render.
+  // A loaded choice shows even before a render.
   select(0);
   load_choice(5);
   EXPECT_EQ(selected_text(), " 1920 x 1080");

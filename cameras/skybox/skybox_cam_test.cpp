@@ -420,7 +420,7 @@ TEST_F(SkyboxRefresh, ClosedPanelIsForgotten) {
   const LWXPanelID first_panel = camera->panel().id;
   const LWXPanelID second_panel = second->panel().id;
   ASSERT_EQ(camera->panel().hints_of(LWXPTAG_DESTROYNOTIFY).size(), 1U);
-  // The new panel before the old one goes, as a host does that changes from one to the other.
+  // The new panel is created before the old one is destroyed, as by a host that changes from one to the other.
   ASSERT_TRUE(stage.host.panels.destroy(first_panel));
   watch();
   camera->load_text({"1"});
@@ -429,7 +429,7 @@ TEST_F(SkyboxRefresh, ClosedPanelIsForgotten) {
   EXPECT_EQ(refreshed, Panels{second_panel});
 }
 
-TEST_F(SkyboxRefresh, PanelOfAnInstanceThatIsGoneIsForgotten) {
+TEST_F(SkyboxRefresh, PanelOfADestroyedInstanceIsForgotten) {
   const LWCameraHandler& handler = camera->handler();
   const LWInstance instance = handler.inst->create(nullptr, stage.host.id_of("Camera"), nullptr);
   LWInterface local{};
@@ -443,7 +443,7 @@ TEST_F(SkyboxRefresh, PanelOfAnInstanceThatIsGoneIsForgotten) {
   EXPECT_TRUE(stage.host.panels.destroy(local.panel));
 }
 
-/// Panels over instances that the host makes one by one, refreshed by a host that watches.
+/// Panels over instances that the host creates one by one, with a host that watches what is refreshed.
 class SkyboxPanels : public SkyboxRefresh {
  public:
   LWInstance make_instance() {
@@ -535,7 +535,7 @@ TEST_F(SkyboxPanels, AHostMayCloseAndReopenPanelsWhileTheyAreRefreshed) {
   const Panels first_three(open_panels.begin(), open_panels.end());
   watch([](LWXPanelID panel) {
     refreshed.push_back(panel);
-    // The panel that is refreshed, and the one after it, go; another one comes.
+    // The panel that is refreshed is closed, and so is the one after it; another one is opened.
     for (int i = 0; i < 2 && !open_panels.empty(); ++i) {
       test->close(open_panels.front());
       open_panels.erase(open_panels.begin());

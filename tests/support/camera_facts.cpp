@@ -202,7 +202,7 @@ CameraFacts perspective(const std::string& server_name, const std::string& user_
   camera.handler_activation = handler_activation;
   camera.interface_activation = interface_activation;
   camera.plugin_name = "QuorinPerspectiveCam";
-  // What has no depth of field has a pinhole.
+  // Servers without depth of field have a pinhole.
   camera.has_a_lens = flags != 0;
   camera.rays_need_a_record = false;
   camera.channels = {

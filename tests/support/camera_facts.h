@@ -7,7 +7,7 @@
 
 namespace test_support {
 
-/// An envelope: what the host's graph editor calls it, and what a new instance starts it with.
+/// An envelope: its name in the host's graph editor, and its value in a new instance.
 struct ChannelFacts {
   std::string name;
   double default_value = 0.0;
@@ -18,9 +18,9 @@ struct SavedFacts {
   enum class Kind { envelope, word, reserved_word, number };
 
   Kind kind = Kind::envelope;
-  /// Of an envelope, and of a number, which is the plain value of one.
+  /// The channel of an envelope, or of the envelope whose plain value a number is.
   std::string channel;
-  /// What a new instance writes; of an envelope, that is its channel's default.
+  /// What a new instance writes. Envelopes start at their channel's default instead.
   double default_value = 0.0;
 };
 
@@ -30,9 +30,9 @@ struct ValueFacts {
 
   std::uint32_t id = 0;
   Kind kind = Kind::none;
-  /// Of an envelope its channel; of a text the text, where it is always the same.
+  /// An envelope's channel, or a text that never changes.
   std::string text;
-  /// Of a word or a number, in a new instance.
+  /// The value of a word or a number in a new instance.
   double default_value = 0.0;
 };
 
@@ -40,12 +40,13 @@ struct ControlFacts {
   std::uint32_t id = 0;
   std::string label;
   std::string control_class;
-  /// Empty type: the control has no data.
+  /// Both are empty for a control without data.
   std::string data_name;
   std::string data_type;
 };
 
-/// A camera server as its users know it: the one list of facts that the tests of all cameras are driven by.
+/// A camera server as its users know it. Tests of all cameras take what they expect from these facts, which are written
+/// independently of the cameras' sources.
 struct CameraFacts {
   std::string server_name;
   std::string user_name;
@@ -72,18 +73,18 @@ struct CameraFacts {
   bool projects = true;
   /// A projection that is refused may leave one coordinate in its output.
   bool refused_projection_may_write = false;
-  /// The envelopes' owner; that of the namespace, which several servers can share.
+  /// The owner under which the envelopes are created; servers of one namespace share it.
   std::string plugin_name;
   std::vector<ChannelFacts> channels;
   std::vector<SavedFacts> saved;
 
   std::vector<ControlFacts> controls;
-  /// In the order of the controls; then the ids that no control shows.
+  /// In the order of the controls, followed by the ids that no control shows.
   std::vector<ValueFacts> values;
   std::vector<std::uint32_t> dividers_after;
   std::vector<std::uint32_t> sensitive;
 
-  /// What the gizmo answers when it is asked for a handle's place, and when one is dragged; it has none.
+  /// What the gizmo, which has no handles, answers when the host asks for one or drags one.
   int gizmo_handle_answer = -1;
 
   std::uint32_t logo_id() const { return controls.front().id; }
@@ -95,7 +96,7 @@ const std::vector<CameraFacts>& all_cameras();
 /// Throws std::out_of_range when there is no such server.
 const CameraFacts& camera_facts(const std::string& server_name);
 
-/// Readable in the names of tests.
+/// For readable failures.
 void PrintTo(const CameraFacts& facts, std::ostream* stream);
 
 }  // namespace test_support

@@ -6,7 +6,7 @@
 
 namespace test_support {
 
-/// This test program, run once more with other arguments. Ended by force when this ends. Threads: one.
+/// This test program, started once more with other arguments. If it still runs on destruction, it is killed. Threads: one.
 class ChildProcess {
  public:
   /// Throws std::runtime_error when the program cannot be started.
@@ -15,11 +15,11 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  /// Ends the program at once, wherever it is.
+  /// Ends the program at once, whatever it is doing.
   void kill();
 
-  /// Waits for the program's end. Returns its exit code; the exception's code on Windows or 128 and the signal's number
-  /// elsewhere when it was ended by one.
+  /// Waits for the program's end and returns its exit code. After an exception or a signal, that is the exception's code on
+  /// Windows, and 128 plus the signal's number elsewhere.
   unsigned long wait();
 
   bool is_running();
@@ -29,7 +29,7 @@ class ChildProcess {
   std::unique_ptr<System> system_;
 };
 
-/// Sets a variable of this process' environment; both the system and the C library see it.
+/// Sets an environment variable of this process, for the operating system and for the C library.
 void set_environment(const std::string& name, const std::string& value);
 
 }  // namespace test_support

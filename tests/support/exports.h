@@ -5,17 +5,17 @@
 
 namespace test_support {
 
-/// Every name that the module promises to export, from tests/exports.txt: as compilers for both systems spell it.
+/// Every name that the module promises to export, from tests/exports.txt, as the compilers of both systems spell it.
 std::vector<std::string> promised_exports();
 
 /// The names that the module file exports, without what the standard library and the sanitizers add of their own.
 /// Throws std::runtime_error when the file cannot be read.
 std::vector<std::string> found_exports();
 
-/// What compilers call NAMESPACE::function with arguments of these types, which are spelled as they spell them.
+/// The exported name of NAMESPACE::function. The argument types are given as they are spelled in exported names.
 std::string exported_name(const std::string& name_space, const std::string& function, const std::string& arguments);
 
-/// The name as it stands in the source, without arguments; a name of C stays as it is.
+/// The name as it is written in the source, without arguments. C names are returned unchanged.
 std::string source_name(const std::string& exported);
 
 }  // namespace test_support

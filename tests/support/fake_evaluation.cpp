@@ -52,7 +52,7 @@ LWError new_time(LWCameraEvaluatorID evaluator, LWFrame /*frame*/, LWTime /*time
 
 int preview(LWCameraEvaluatorID evaluator, double lens_x, double lens_y, LWCameraEye eye, LWDMatrix4 matrix) {
   current->previews.push_back({item_of(evaluator), 0.0, 0.0, lens_x, lens_y, 0.0, eye});
-  // Tells the previews apart by their order.
+  // Tests tell the previews apart by their order.
   matrix[0][0] = static_cast<double>(current->previews.size());
   return current->answers[item_of(evaluator)].projection;
 }

@@ -9,7 +9,7 @@
 
 namespace test_support {
 
-/// What an evaluator is asked for: a ray, where `film_x` and `film_y` count, or a projection.
+/// What an evaluator is asked for: a ray at `film_x` and `film_y`, or a projection or preview, which leave the two at 0.
 struct EvaluatorQuestion {
   LWItemID item = nullptr;
   double film_x = 0.0;
@@ -27,8 +27,9 @@ struct EvaluatorAnswer {
   double film[3]{};
 };
 
-/// In place of the host's evaluation service for one camera namespace: evaluators that answer what the test says, and write
-/// down what they are asked. Make it after the instances, and end it after them. Threads: one, and one at a time.
+/// Replaces the host's evaluation service for one camera namespace. Its evaluators answer what the test tells them to, and
+/// record what they are asked. Create it after the instances, and destroy it after them as well. Only one can exist at a
+/// time. Threads: one.
 class FakeEvaluation {
  public:
   FakeEvaluation(const standin::Module& module, const std::string& server_name);
@@ -42,7 +43,7 @@ class FakeEvaluation {
   std::vector<EvaluatorQuestion> previews;
   /// "create", "newTime" and so on, in order.
   std::vector<std::string> calls;
-  /// Living evaluators by handle.
+  /// The evaluators that have not been destroyed, by handle.
   std::map<LWCameraEvaluatorID, LWItemID> alive;
   bool refuses = false;
 

@@ -130,7 +130,7 @@ double ray_error(const standin::RayAnswer& answer, const LongRay& expected) {
   const long double position = difference(answer.position, expected.position) / std::max(1.0L, length(expected.position));
   const long double direction = difference(answer.direction, expected.direction);
   const long double film_normal = difference(answer.film_normal, expected.film_normal);
-  // A sum, so that what is not a number comes through.
+  // A sum, because the greatest of the three could hide one that is not a number.
   return static_cast<double>(position + direction + film_normal);
 }
 

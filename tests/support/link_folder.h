@@ -7,11 +7,11 @@
 
 namespace test_support {
 
-/// What a camera link file says: texts by key.
+/// The entries of a camera link file by key.
 using LinkFile = std::map<std::string, std::string>;
 
-/// A temporary directory of the test's own for the camera link file, until this ends. Threads: reading from any, everything
-/// else one, and no camera may be evaluated meanwhile.
+/// Makes the module write its camera link file into a temporary directory of the test's own, until destruction. Threads:
+/// reading from any, everything else from one while no camera is evaluated.
 class LinkFolder {
  public:
   LinkFolder();
@@ -22,14 +22,14 @@ class LinkFolder {
   const std::filesystem::path& folder() const { return folder_; }
   std::filesystem::path file() const { return folder_ / "Quorin_CameraLink.ini"; }
 
-  /// Lets the module look for another temporary directory, and back.
+  /// Points the module to another temporary directory, and back to this one.
   static void point_to(const std::filesystem::path& directory);
   void point_back() const { point_to(folder_); }
 
   bool exists() const { return std::filesystem::exists(file()); }
   void remove() const { std::filesystem::remove(file()); }
 
-  /// None when there is no file, or it cannot be opened just then.
+  /// Nothing when there is no file, or when it cannot be opened at that moment.
   std::optional<LinkFile> read() const;
 
  private:
@@ -37,7 +37,7 @@ class LinkFolder {
   std::filesystem::path folder_;
 };
 
-/// The number under a key. Throws std::out_of_range without one.
+/// The number stored under a key. Throws std::out_of_range when there is no such key.
 double number(const LinkFile& file, const std::string& key);
 
 }  // namespace test_support

@@ -6,7 +6,7 @@
 
 namespace test_support {
 
-/// A vector of wider numbers than the module computes with, to compare it to.
+/// A vector of wider numbers than those that the module computes with, as a reference for it.
 struct LongVector {
   long double x = 0.0L;
   long double y = 0.0L;

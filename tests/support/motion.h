@@ -11,8 +11,8 @@
 
 namespace test_support {
 
-/// Where an item stands and how it is turned (heading, pitch, bank, in radians) at 0 and at 2 seconds; it moves evenly from
-/// one to the other.
+/// Position of an item and its heading, pitch and bank in radians, at 0 and at 2 seconds. It moves evenly from one to the
+/// other.
 struct Journey {
   standin::Vec3 from;
   standin::Vec3 to;
@@ -34,7 +34,7 @@ SampleBlend sample_blend(std::size_t count, double fractional_time);
 /// Position and axes of an item at a time, as the host tells them to a camera.
 LongPose pose_told_by_host(LWItemID item, double seconds);
 
-/// At a fractional time between the motion samples of an interval, asked for from the host.
+/// The same at a fractional time, interpolated between the motion samples of an interval.
 LongPose pose_told_by_host(LWItemID item, double start_seconds, double duration_seconds, std::size_t count,
                            double fractional_time);
 
@@ -42,10 +42,10 @@ LongPose pose_told_by_host(LWItemID item, double start_seconds, double duration_
 std::vector<standin::ItemPose> motion_samples(const standin::Host& host, const std::string& item, double start_seconds,
                                               double duration_seconds, unsigned count);
 
-/// Between those samples at a fractional time.
+/// Interpolates between those samples.
 standin::ItemPose pose_at(const std::vector<standin::ItemPose>& samples, double fractional_time);
 
-/// Film and lens positions all over a film of that size, with fractional times from before to after the interval.
+/// Random film and lens positions for a film of that size, with fractional times from before the interval to after it.
 std::vector<standin::RayQuery> ray_queries(double film_width, double film_height, int count,
                                            standin::Eye eye = standin::Eye::centre);
 

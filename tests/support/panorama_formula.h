@@ -20,7 +20,7 @@ struct PanoramaFormula {
   long double shift_x = 0.0L;
   long double shift_y = 0.0L;
 
-  /// The film's size is that of the record.
+  /// The record provides the film's size.
   LongRay ray(const LWCameraAccess& record, const LongPose& pose, double film_x, double film_y) const {
     const long double azimuth = (2.0L * film_x / record.filmSize[0] + shift_x) * field / 2.0L;
     const long double elevation =
@@ -32,7 +32,7 @@ struct PanoramaFormula {
     return {pose.position, direction, direction};
   }
 
-  /// As if all scales were 1.
+  /// Ignores the scales, as the cameras do.
   LongFilmPoint film(const LWCameraAccess& record, const LongPose& pose, LongVector world) const {
     const LongVector seen = pose.seen(world);
     const long double azimuth = std::atan2(seen.x, seen.z);

@@ -4,16 +4,16 @@
 
 namespace test_support {
 
-/// The module of this build, beside the test program: OviCam.p on Windows, OviCam.so here.
+/// The module of this build, beside the test program: OviCam.p on Windows, OviCam.so elsewhere.
 std::filesystem::path module_file();
 
-/// A folder of the project's own fixtures and samples.
+/// The project's source folder.
 std::filesystem::path source_folder();
 
-/// The folder of files saved by the real host, beside the clone; empty where it is not there (a clone passes without it).
+/// The folder of files that the real host saved, beside the clone. Empty where there is none: tests must pass without it.
 std::filesystem::path host_scene_folder();
 
-/// A new, empty folder for this test, removed by the operating system's own housekeeping.
+/// A new, empty folder, which the operating system's own housekeeping removes some day.
 std::filesystem::path scratch_folder();
 
 }  // namespace test_support

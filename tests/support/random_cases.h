@@ -6,7 +6,7 @@
 
 namespace test_support {
 
-/// The same numbers in every run.
+/// Random numbers, which are the same in every run.
 class Random {
  public:
   double between(double low, double high) { return low + (high - low) * fraction(); }
@@ -19,8 +19,8 @@ class Random {
   std::mt19937_64 engine_{20261028};
 };
 
-/// Runs random cases, each of which returns its error, and prints the largest error. Fails, and ends, with the first one
-/// above the tolerance; what is not a number is above every tolerance.
+/// Runs random cases, each of which returns its error, and prints the largest one. The first error above the tolerance, or
+/// that is not a number, fails the running test and ends the cases.
 void expect_small_errors(const std::string& what, double tolerance, const std::function<double()>& next, int count = 10'000);
 
 }  // namespace test_support

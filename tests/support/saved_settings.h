@@ -20,10 +20,10 @@ struct SavedValue {
 /// What a new instance writes, in order.
 std::vector<SavedValue> default_settings(const CameraFacts& camera);
 
-/// Values that differ from one another and from the defaults; `seed` gives other ones. Every second envelope is keyed.
+/// Values that differ from one another, from the defaults, and from those of another seed. Every second envelope is keyed.
 std::vector<SavedValue> distinct_settings(const CameraFacts& camera, int seed = 1);
 
-/// The same as the host writes them.
+/// The settings as the host writes them into a scene.
 std::vector<std::string> as_text(const std::vector<SavedValue>& settings);
 std::vector<std::uint8_t> as_binary(const std::vector<SavedValue>& settings);
 

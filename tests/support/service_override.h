@@ -11,9 +11,9 @@
 
 namespace test_support {
 
-/// Hands one camera namespace other tables than the host's for some services, until this ends: for tests that watch what a
-/// module asks for, or answer what no host should. Make it after the instances, whose activation hands out the host's own.
-/// Threads: one, and one override at a time.
+/// Replaces the host's tables of some services for one camera namespace, until destruction: for tests that watch what a module
+/// asks for, or that answer what no host should. Create it after the instances, because their activation hands out the host's
+/// own tables. Only one can exist at a time. Threads: one.
 class ServiceOverride {
  public:
   ServiceOverride(const standin::Module& module, const std::string& server_name, const std::string& service, void* table)
@@ -42,12 +42,12 @@ struct ItemQuestion {
   double time_seconds = 0.0;
 };
 
-/// Writes down what a camera asks about items. As ServiceOverride.
+/// Records what a camera asks about items. The same rules hold as for ServiceOverride.
 class ItemQuestions {
  public:
   ItemQuestions(const standin::Module& module, const std::string& server_name);
 
-  /// Since the last call.
+  /// What has been asked since the last call.
   std::vector<ItemQuestion> take();
 
  private:

@@ -16,8 +16,8 @@ inline constexpr double scene_eye_separation = 0.07;
 /// The camera "Camera", twelve others "Other 1" to "Other 12", and the objects "Cube" and "Ball".
 standin::Scene test_scene();
 
-/// A host with a scene, and the module of this build. On destruction, the running test fails for everything that the module
-/// did wrong toward the host or left behind; all instances must be gone by then.
+/// A host with a scene, and the module of this build. Destroy all instances first: on destruction, the stage fails the running
+/// test for every mistake that the module made toward the host, and for everything that it left behind.
 struct Stage {
   standin::Host host;
   standin::Module module;

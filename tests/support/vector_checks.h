@@ -10,16 +10,16 @@
 
 namespace test_support {
 
-/// The running test fails when the two are further apart than that. With a tolerance of 0 they must be the same.
+/// Fails the running test when the two are farther apart than the tolerance. With a tolerance of 0 they must be equal.
 void expect_near(standin::Vec3 actual, LongVector expected, double tolerance = 1e-12, const std::string& what = "");
 
 bool is_finite(standin::Vec3 v);
 
-/// Rounded to single precision, by way of memory: GCC 12 leaves the rounding out where it vectorises a rounding together with
-/// the widening after it.
+/// Rounds to single precision, through memory: GCC 12 drops the rounding where it vectorises it together with the widening
+/// that follows.
 float single(double value);
 
-/// Position, direction and film normal bit by bit, so that numbers that are not numbers can be compared as well.
+/// The bits of position, direction and film normal, which can be compared even where they are not numbers.
 using RayBits = std::array<std::uint64_t, 9>;
 RayBits bits_of(const standin::RayAnswer& ray);
 

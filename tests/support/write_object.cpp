@@ -27,7 +27,7 @@ class Chunk {
 
   Chunk& vector(Vec3 v) { return f4(v.x).f4(v.y).f4(v.z); }
 
-  /// Ended by a zero byte, and of even length.
+  /// The text ends with a zero byte, and takes an even number of bytes.
   Chunk& text(std::string_view value) {
     bytes_.insert(bytes_.end(), value.begin(), value.end());
     bytes_.insert(bytes_.end(), value.size() % 2 == 0 ? 2 : 1, 0);
@@ -39,7 +39,7 @@ class Chunk {
     return *this;
   }
 
-  /// Chunks count their bytes with four bytes, the ones inside a surface with two.
+  /// A chunk's size is written in four bytes; inside a surface, in two.
   Chunk& chunk(const Chunk& inner) { return four_letters(inner.identifier_).u4(inner.size()).append(inner); }
   Chunk& sub_chunk(const Chunk& inner) { return four_letters(inner.identifier_).u2(inner.size()).append(inner); }
 
