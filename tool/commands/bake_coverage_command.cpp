@@ -57,6 +57,7 @@ void write_coverage(const Arguments& arguments) {
   options.height_pixels = height;
   const auto session = standin::open_session_for(options);
   const standin::FrameSetup setup = session->begin_frame(scene.first_frame);
+  tell_warnings(scene, std::cerr);
   tell_warnings(*session, std::cerr);
   PictureFile picture(arguments.picture, width, height);
 

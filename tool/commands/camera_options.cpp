@@ -84,8 +84,6 @@ standin::Scene CameraOptions::read_scene() const {
   }
   standin::Scene read = standin::read_scene_file(scene);
   read.content_folder = content;
-  if (names_camera) std::cerr << "camera \"" << find_camera(read).name << "\"\n";
-  for (const std::string& warning : read.notes.warnings) std::cerr << "warning: " << warning << '\n';
   return read;
 }
 
@@ -98,6 +96,10 @@ const standin::Item& CameraOptions::find_camera(const standin::Scene& from) cons
   }
   if (names.empty()) throw std::runtime_error(scene + ": the scene has no camera");
   throw std::runtime_error(scene + ": the scene has no camera \"" + camera + "\"; it has " + standin::joined(names));
+}
+
+void tell_warnings(const standin::Scene& scene, std::ostream& out) {
+  for (const std::string& warning : scene.notes.warnings) out << "warning: " << warning << '\n';
 }
 
 void tell_warnings(standin::Session& session, std::ostream& out) {

@@ -24,8 +24,6 @@ struct CameraOptions {
   std::string camera;
   std::string server;
   std::vector<std::string> settings;
-  /// Whether reading the scene tells on standard error, first of all, which of its cameras is meant.
-  bool names_camera = false;
 
   void add_to(CLI::App& command);
   /// Only the option --module.
@@ -38,11 +36,14 @@ struct CameraOptions {
   std::vector<std::pair<std::string, std::string>> parsed_settings() const;
   /// Options that open a session of the camera.
   standin::SessionOptions session_options() const;
-  /// Reads the scene, and tells on standard error what its file has that is not followed. Throws when there is none.
+  /// Reads the scene. Throws when there is none.
   standin::Scene read_scene() const;
   /// Throws with the names there are when the scene has no such camera.
   const standin::Item& find_camera(const standin::Scene& from) const;
 };
+
+/// Writes what the scene's file has that is not followed, one line each.
+void tell_warnings(const standin::Scene& scene, std::ostream& out);
 
 /// Writes the session's warnings so far, one line each.
 void tell_warnings(standin::Session& session, std::ostream& out);

@@ -23,6 +23,7 @@ void show_panel(const Arguments& arguments) {
   const std::filesystem::path page_file = arguments.page;
   if (page_file.extension() != ".html") throw UsageError("-o " + arguments.page + ": the name must end in .html");
   OpenCamera open(arguments.camera);
+  tell_warnings(open.host.scene(), std::cerr);
   // As after a render: only then can the panel show values of the cameras that this one looks through.
   open.camera.init_render();
   open.camera.begin_frame(open.host.scene().first_frame);

@@ -125,6 +125,7 @@ void show_rays(const Arguments& arguments) {
   const standin::Item& item = arguments.camera.find_camera(scene);
   const auto session = standin::open_session_for(arguments.camera.session_options());
   const standin::FrameSetup setup = session->begin_frame(arguments.frame.value_or(scene.first_frame));
+  tell_warnings(scene, std::cerr);
   tell_warnings(*session, std::cerr);
   const auto rays = asked_rays(*session, setup, grid, eye);
   if (!arguments.json) {

@@ -70,6 +70,12 @@ std::string speed_line(const RayCounts& rays, double seconds) {
   return "traced " + short_count(static_cast<double>(rays.traced)) + " rays, " + short_count(per_second) + " a second";
 }
 
+/// The first lines, once nothing in the command line is refused any more.
+void tell_camera(const Arguments& arguments, const standin::Scene& scene) {
+  std::cerr << "camera \"" << arguments.camera.find_camera(scene).name << "\"\n";
+  tell_warnings(scene, std::cerr);
+}
+
 void render(const Arguments& arguments) {
   standin::SessionOptions options = arguments.camera.session_options();
   options.motion_blur = arguments.motion_blur;
@@ -89,8 +95,9 @@ void render(const Arguments& arguments) {
   if (arguments.frames.empty()) frames = {scene.first_frame, scene.first_frame, 1};
   const FrameName name(arguments.output, !frames.single());
 
-  RenderScene render_scene(scene, std::cerr);
   const auto session = standin::open_session_for(options);
+  tell_camera(arguments, scene);
+  RenderScene render_scene(scene, std::cerr);
   tell_warnings(*session, std::cerr);
   const double pixels = static_cast<double>(size.width) * size.height;
   RayCounts all_rays;
@@ -161,6 +168,7 @@ void draw_gizmo(const Arguments& arguments) {
   const standin::Scene& scene = open.host.scene();
   if (arguments.frames.empty()) frames = {scene.first_frame, scene.first_frame, 1};
   const standin::Item& item = arguments.camera.find_camera(scene);
+  tell_camera(arguments, scene);
   const auto layers = placed_layers(scene, std::cerr);
   const FrameName name(arguments.output, !frames.single());
   for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
@@ -195,7 +203,6 @@ void add_render_command(CLI::App& app) {
       "  ovicam render samples/plaza.lws --module build/windows/OviCam.p --frames 0-120:10 -o tram.####.png\n"
       "A frame depends on nothing but the scene and its number: a render farm can split a range anywhere.");
   const auto arguments = std::make_shared<Arguments>();
-  arguments->camera.names_camera = true;
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->output, "Picture; %04d or #### in its name stands for the frame's number")
       ->required();
