@@ -31,7 +31,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"', re.MULTILINE)
 
 def place_of(file):
     """Layer and folder. Tests stand beside what they test, and may use whatever they need."""
-    if re.search(r"_(test|suite)\.\w+$", file):
+    if re.search(r"_(test|suite|facts)\.\w+$", file):
         return len(LAYERS) - 1, "tests"
     matches = [(folder, layer) for layer, row in enumerate(LAYERS) for folder in row if file.startswith(folder + "/")]
     if not matches:

@@ -1,7 +1,6 @@
 #include "tests/support/exports.h"
 
 #include <algorithm>
-#include <functional>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
@@ -42,8 +41,8 @@ TEST(Exports, TheModuleFileExportsNothingElse) {
 
 TEST(Exports, NamesAreListedOnce) {
   const std::vector<std::string> promised = test_support::promised_exports();
-  const auto twice = std::adjacent_find(promised.begin(), promised.end(), std::greater_equal<>());
-  EXPECT_EQ(twice, promised.end()) << *twice << " is listed twice, or not in the order of bytes";
+  const auto twice = std::ranges::adjacent_find(promised);
+  EXPECT_EQ(twice, promised.end()) << *twice << " is listed twice";
 }
 
 TEST(Exports, NamesAreReadAsInTheSource) {

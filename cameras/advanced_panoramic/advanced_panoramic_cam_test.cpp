@@ -1,3 +1,5 @@
+#include "cameras/advanced_panoramic/advanced_panoramic_cam.h"
+
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -5,16 +7,18 @@
 
 #include "tests/support/lens_stage.h"
 #include "tests/support/panorama_formula.h"
+#include "tests/support/panorama_pair.h"
 
 namespace {
 
 using namespace test_support;
+using namespace test_support::mapping_pair;
 using standin::RayQuery;
 
 constexpr double pi = std::numbers::pi;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-class AdvPanCam : public testing::Test {
+class AdvancedPanoramicTest : public testing::Test {
  protected:
   LensStage stage{"QuorinAdvPanCam"};
   standin::HostedCamera& camera = stage.camera();
@@ -39,7 +43,7 @@ class AdvPanCam : public testing::Test {
   }
 };
 
-TEST_F(AdvPanCam, CentreLooksForwardAndEdgesBackAndHalfARightAngleUpAndDown) {
+TEST_F(AdvancedPanoramicTest, CentreLooksForwardAndEdgesBackAndHalfARightAngleUpAndDown) {
   stage.set_oblique_pose();
   stage.next_frame();
   const LongPose pose = stage.pose();
@@ -55,7 +59,7 @@ TEST_F(AdvPanCam, CentreLooksForwardAndEdgesBackAndHalfARightAngleUpAndDown) {
   EXPECT_EQ(camera.evaluate({.film_x = 0.01, .lens_x = 0.7, .lens_y = 0.7}).position, rounded(pose.position));
 }
 
-TEST_F(AdvPanCam, EqualLimitsAreOneRowThatDoesNotProject) {
+TEST_F(AdvancedPanoramicTest, EqualLimitsAreOneRowThatDoesNotProject) {
   stage.set("MaxVerticalFOVradians", 0.3);
   stage.set("MinVerticalFOVradians", 0.3);
   stage.next_frame();
@@ -63,7 +67,7 @@ TEST_F(AdvPanCam, EqualLimitsAreOneRowThatDoesNotProject) {
   stage.expect_refused({0.1L, 0.2L, 3.0L});
 }
 
-TEST_F(AdvPanCam, AHorizontalShiftOfOneMovesTheCentreByHalfTheField) {
+TEST_F(AdvancedPanoramicTest, AHorizontalShiftOfOneMovesTheCentreByHalfTheField) {
   stage.set("HorizontalFOVradians", 2.0);
   stage.set("HShift", 1.0);
   stage.next_frame();
@@ -74,7 +78,7 @@ TEST_F(AdvPanCam, AHorizontalShiftOfOneMovesTheCentreByHalfTheField) {
   expect_near(stage.ray(0.0, 0.0).direction, {0.0L, -std::sqrt(0.5L), std::sqrt(0.5L)}, 1e-15);
 }
 
-TEST_F(AdvPanCam, ARightScaleOfNothingCollapsesTheRightHalf) {
+TEST_F(AdvancedPanoramicTest, ARightScaleOfNothingCollapsesTheRightHalf) {
   stage.set_oblique_pose();
   stage.set("HScalePos", 0.0);
   stage.next_frame();
@@ -85,7 +89,7 @@ TEST_F(AdvPanCam, ARightScaleOfNothingCollapsesTheRightHalf) {
   }
 }
 
-TEST_F(AdvPanCam, EachScaleStretchesItsOwnSide) {
+TEST_F(AdvancedPanoramicTest, EachScaleStretchesItsOwnSide) {
   struct Side {
     const char* name;
     double x, y;
@@ -108,7 +112,7 @@ TEST_F(AdvPanCam, EachScaleStretchesItsOwnSide) {
   }
 }
 
-TEST_F(AdvPanCam, ScalesOfNothingLeaveNoDirectionAtRightAngles) {
+TEST_F(AdvancedPanoramicTest, ScalesOfNothingLeaveNoDirectionAtRightAngles) {
   for (const char* name : {"HScalePos", "HScaleNeg", "VScalePos", "VScaleNeg"}) stage.set(name, 0.0);
   stage.next_frame();
   EXPECT_EQ(stage.ray(0.002, 0.0).result, LWCAMEVAL_RAY);
@@ -119,7 +123,7 @@ TEST_F(AdvPanCam, ScalesOfNothingLeaveNoDirectionAtRightAngles) {
   EXPECT_EQ(stage.ray(0.002, 0.003).result, LWCAMEVAL_RAY);
 }
 
-TEST_F(AdvPanCam, RaysFollowTheFormula) {
+TEST_F(AdvancedPanoramicTest, RaysFollowTheFormula) {
   Random random;
   expect_small_errors("advanced panoramic rays", 1e-12, [&] {
     stage.set_random_camera(random);
@@ -135,12 +139,12 @@ TEST_F(AdvPanCam, RaysFollowTheFormula) {
   });
 }
 
-TEST_F(AdvPanCam, RaysAndProjectionsFollowTheMotionOfTheCamera) {
+TEST_F(AdvancedPanoramicTest, RaysAndProjectionsFollowTheMotionOfTheCamera) {
   stage.expect_follows_motion([&](const RayQuery& query) { return formula().ray(stage, query); },
                               [&](LongVector world, double time) { return formula().film(stage, world, time); });
 }
 
-TEST_F(AdvPanCam, ParametersMoveWithTheirKeysAndWithTheTime) {
+TEST_F(AdvancedPanoramicTest, ParametersMoveWithTheirKeysAndWithTheTime) {
   double end = 0.3;
   for (standin::VariantParameter* parameter : camera.parameters()) {
     if (parameter->channel_name != "ZoomFactor") parameter->set_keys({{0.0, -0.2}, {1.0, end += 0.2}});
@@ -157,7 +161,7 @@ TEST_F(AdvPanCam, ParametersMoveWithTheirKeysAndWithTheTime) {
   }
 }
 
-TEST_F(AdvPanCam, ProjectionFollowsTheFormula) {
+TEST_F(AdvancedPanoramicTest, ProjectionFollowsTheFormula) {
   Random random;
   expect_small_errors("advanced panoramic projections", 1e-12, [&] {
     stage.set_random_camera(random);
@@ -169,7 +173,7 @@ TEST_F(AdvPanCam, ProjectionFollowsTheFormula) {
   });
 }
 
-TEST_F(AdvPanCam, ProjectionUndoesTheMapping) {
+TEST_F(AdvancedPanoramicTest, ProjectionUndoesTheMapping) {
   Random random;
   expect_small_errors("advanced panoramic round trips", 1e-10, [&] {
     stage.set_random_camera(random);
@@ -179,7 +183,7 @@ TEST_F(AdvPanCam, ProjectionUndoesTheMapping) {
   });
 }
 
-TEST_F(AdvPanCam, ProjectionTakesTheShiftsOff) {
+TEST_F(AdvancedPanoramicTest, ProjectionTakesTheShiftsOff) {
   Random random;
   expect_small_errors("shifted round trips", 1e-10, [&] {
     stage.set_random_camera(random);
@@ -192,7 +196,7 @@ TEST_F(AdvPanCam, ProjectionTakesTheShiftsOff) {
   });
 }
 
-TEST_F(AdvPanCam, ProjectionIgnoresTheScales) {
+TEST_F(AdvancedPanoramicTest, ProjectionIgnoresTheScales) {
   stage.next_frame();
   const RawProjection plain = stage.project_raw({0.3L, -0.2L, 2.0L});
   EXPECT_EQ(plain.result, 1);
@@ -201,7 +205,7 @@ TEST_F(AdvPanCam, ProjectionIgnoresTheScales) {
   EXPECT_EQ(stage.project_raw({0.3L, -0.2L, 2.0L}).film, plain.film);
 }
 
-TEST_F(AdvPanCam, ProjectionSeesAllAround) {
+TEST_F(AdvancedPanoramicTest, ProjectionSeesAllAround) {
   stage.next_frame();
   const RawProjection up = stage.project_raw({0.0L, 5.0L, 0.0L});
   EXPECT_EQ(up.result, 1);
@@ -211,7 +215,7 @@ TEST_F(AdvPanCam, ProjectionSeesAllAround) {
   EXPECT_EQ(back.film[2], 0.0);
 }
 
-TEST_F(AdvPanCam, ProjectionNeedsADistanceAFilmAndAField) {
+TEST_F(AdvancedPanoramicTest, ProjectionNeedsADistanceAFilmAndAField) {
   const LongVector world{0.1L, 0.2L, 1.0L};
   stage.next_frame();
   stage.expect_refused({0.0L, 0.0L, 0.0L});
@@ -237,5 +241,26 @@ TEST_F(AdvPanCam, ProjectionNeedsADistanceAFilmAndAField) {
   stage.camera().access().filmSize[1] = 0.0;
   stage.expect_refused(world);
 }
+
+/// With every scale at 1: `film_point` knows no other.
+struct AdvancedPanoramicPair : PanoramaPair<AdvPanCam::Lens> {
+  static constexpr auto& direction = AdvPanCam::direction;
+  static constexpr auto& film_point = AdvPanCam::film_point;
+
+  /// Either a wide field or shifts: both together leave the sphere.
+  static Lens random_lens(Random& random, Film /*film*/) {
+    Lens lens;
+    set_random_field(lens, random);
+    if (random.coin()) return lens;
+    lens.horizontal_fov_radians = random.between(0.1, pi) * random.sign();
+    lens.upper_angle_radians = random.between(0.05, 0.7);
+    lens.lower_angle_radians = random.between(-0.7, -0.05);
+    lens.horizontal_shift = random.between(-0.9, 0.9);
+    lens.vertical_shift = random.between(-0.9, 0.9);
+    return lens;
+  }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(AdvancedPanoramic, MappingPair, AdvancedPanoramicPair);
 
 }  // namespace

@@ -13,7 +13,7 @@ constexpr std::uint32_t axis_control = 0x8007;
 constexpr std::uint32_t horizontal_axis = 0;
 constexpr std::uint32_t vertical_axis = 1;
 
-class CylinderCam : public testing::Test {
+class CylinderTest : public testing::Test {
  protected:
   LensStage stage{"QuorinCylinderCam"};
   standin::HostedCamera& camera = stage.camera();
@@ -65,7 +65,7 @@ class CylinderCam : public testing::Test {
   }
 };
 
-TEST_F(CylinderCam, DefaultsCoverTenDegreesToEitherSideAndOneUnitOfHeight) {
+TEST_F(CylinderTest, DefaultsCoverTenDegreesToEitherSideAndOneUnitOfHeight) {
   stage.set_oblique_pose();
   stage.next_frame();
   const LongPose pose = stage.pose();
@@ -82,7 +82,7 @@ TEST_F(CylinderCam, DefaultsCoverTenDegreesToEitherSideAndOneUnitOfHeight) {
   EXPECT_EQ(camera.evaluate({.film_x = 0.01, .lens_x = 0.7, .lens_y = 0.7}).position, stage.ray(0.01, 0.0).position);
 }
 
-TEST_F(CylinderCam, HorizontalAxisSlidesAlongTheRightAxisInHalfFilmHeights) {
+TEST_F(CylinderTest, HorizontalAxisSlidesAlongTheRightAxisInHalfFilmHeights) {
   set_axis(horizontal_axis);
   stage.set("SizeAxis", 3.0);
   stage.next_frame();
@@ -94,7 +94,7 @@ TEST_F(CylinderCam, HorizontalAxisSlidesAlongTheRightAxisInHalfFilmHeights) {
   expect_near(stage.ray(right, top).direction, {0.0L, std::sin(ten_degrees), std::cos(ten_degrees)}, 1e-15);
 }
 
-TEST_F(CylinderCam, AnyOtherChoiceIsTheVerticalAxis) {
+TEST_F(CylinderTest, AnyOtherChoiceIsTheVerticalAxis) {
   stage.set_oblique_pose();
   stage.next_frame();
   const standin::RayAnswer vertical = stage.ray(0.004, 0.003);
@@ -106,7 +106,7 @@ TEST_F(CylinderCam, AnyOtherChoiceIsTheVerticalAxis) {
   }
 }
 
-TEST_F(CylinderCam, OutOfRangeChoicesLoadAndCount) {
+TEST_F(CylinderTest, OutOfRangeChoicesLoadAndCount) {
   std::vector<std::string> lines = camera.save_text();
   ASSERT_FALSE(lines.empty());
   lines.back() = "ffffffff";
@@ -117,7 +117,7 @@ TEST_F(CylinderCam, OutOfRangeChoicesLoadAndCount) {
   expect_ray(0.004, 0.003);
 }
 
-TEST_F(CylinderCam, LooksTheChoiceUpAmongAnyNumberOfObjects) {
+TEST_F(CylinderTest, LooksTheChoiceUpAmongAnyNumberOfObjects) {
   for (int objects = 0; objects < 3; ++objects) {
     for (const std::uint32_t choice : {0U, 1U, 2U, 3U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
       set_axis(choice);
@@ -137,7 +137,7 @@ TEST_F(CylinderCam, LooksTheChoiceUpAmongAnyNumberOfObjects) {
   expect_ray(0.004, 0.003);
 }
 
-TEST_F(CylinderCam, EqualAnglesGiveParallelRaysThatDoNotProject) {
+TEST_F(CylinderTest, EqualAnglesGiveParallelRaysThatDoNotProject) {
   for (const std::uint32_t axis : {horizontal_axis, vertical_axis}) {
     set_axis(axis);
     set_cylinder(1.0, 0.3, 0.3);
@@ -151,7 +151,7 @@ TEST_F(CylinderCam, EqualAnglesGiveParallelRaysThatDoNotProject) {
   }
 }
 
-TEST_F(CylinderCam, ANegativeSizeMirrorsTheSlide) {
+TEST_F(CylinderTest, ANegativeSizeMirrorsTheSlide) {
   for (const std::uint32_t axis : {horizontal_axis, vertical_axis}) {
     set_axis(axis);
     stage.set("SizeAxis", 2.0);
@@ -167,7 +167,7 @@ TEST_F(CylinderCam, ANegativeSizeMirrorsTheSlide) {
   }
 }
 
-TEST_F(CylinderCam, ASizeOfNothingDoesNotProject) {
+TEST_F(CylinderTest, ASizeOfNothingDoesNotProject) {
   for (const double size : {0.0, 2e-9, -2e-9}) {
     stage.set("SizeAxis", size);
     stage.next_frame();
@@ -178,7 +178,7 @@ TEST_F(CylinderCam, ASizeOfNothingDoesNotProject) {
   EXPECT_EQ(stage.project_raw({0.1L, 0.2L, 3.0L}).result, 1);
 }
 
-TEST_F(CylinderCam, PointsOnTheAxisOrStraightBehindItFailWithOneCoordinateWritten) {
+TEST_F(CylinderTest, PointsOnTheAxisOrStraightBehindItFailWithOneCoordinateWritten) {
   for (const long double depth : {0.0L, 1e-9L, -1.0L}) {
     for (const long double across : {0.0L, 1e-9L, -1e-9L}) {
       set_axis(vertical_axis);
@@ -201,7 +201,7 @@ TEST_F(CylinderCam, PointsOnTheAxisOrStraightBehindItFailWithOneCoordinateWritte
   EXPECT_EQ(stage.project_raw({0.25L, 0.0L, 1.1e-9L}).result, 1);
 }
 
-TEST_F(CylinderCam, ProjectionNeedsAFilm) {
+TEST_F(CylinderTest, ProjectionNeedsAFilm) {
   // The film is that of the frame, whatever record comes with the call.
   for (const auto& [width, height] : {std::pair{0.0, 1.0}, {2e-9, 1.0}, {1.0, 2e-9}, {1.0, -1.0}, {std::nan(""), 1.0}}) {
     stage.next_frame();
@@ -214,7 +214,7 @@ TEST_F(CylinderCam, ProjectionNeedsAFilm) {
   }
 }
 
-TEST_F(CylinderCam, RaysFollowTheFormula) {
+TEST_F(CylinderTest, RaysFollowTheFormula) {
   Random random;
   expect_small_errors("cylinder rays", 1e-12, [&] {
     stage.set_random_camera(random);
@@ -225,7 +225,7 @@ TEST_F(CylinderCam, RaysFollowTheFormula) {
   });
 }
 
-TEST_F(CylinderCam, ProjectionFollowsTheFormula) {
+TEST_F(CylinderTest, ProjectionFollowsTheFormula) {
   Random random;
   expect_small_errors("cylinder projections", 1e-12, [&] {
     stage.set_random_camera(random);
@@ -236,7 +236,7 @@ TEST_F(CylinderCam, ProjectionFollowsTheFormula) {
   });
 }
 
-TEST_F(CylinderCam, ProjectionUndoesTheMapping) {
+TEST_F(CylinderTest, ProjectionUndoesTheMapping) {
   Random random;
   expect_small_errors("cylinder round trips", 1e-10, [&] {
     stage.set_random_camera(random);
@@ -246,7 +246,7 @@ TEST_F(CylinderCam, ProjectionUndoesTheMapping) {
   });
 }
 
-TEST_F(CylinderCam, RaysAndProjectionsFollowTheMotionOfTheCamera) {
+TEST_F(CylinderTest, RaysAndProjectionsFollowTheMotionOfTheCamera) {
   for (const std::uint32_t axis : {horizontal_axis, vertical_axis}) {
     set_axis(axis);
     stage.expect_follows_motion([&](const RayQuery& query) { return expected_ray(query); },
@@ -254,7 +254,7 @@ TEST_F(CylinderCam, RaysAndProjectionsFollowTheMotionOfTheCamera) {
   }
 }
 
-TEST_F(CylinderCam, ParametersMoveWithTheirKeysAndWithTheTime) {
+TEST_F(CylinderTest, ParametersMoveWithTheirKeysAndWithTheTime) {
   camera.parameter("SizeAxis").set_keys({{0.0, 1.0}, {1.0, 3.0}});
   camera.parameter("MaxVerticalFOVradians").set_keys({{0.0, 0.1}, {1.0, 1.5}});
   camera.parameter("MinVerticalFOVradians").set_keys({{0.0, 0.0}, {1.0, -0.5}});
@@ -268,7 +268,7 @@ TEST_F(CylinderCam, ParametersMoveWithTheirKeysAndWithTheTime) {
   }
 }
 
-TEST_F(CylinderCam, ValuesFollowTheirEnvelopesWhenNothingElseChanges) {
+TEST_F(CylinderTest, ValuesFollowTheirEnvelopesWhenNothingElseChanges) {
   stage.next_frame();
   set_cylinder(4.0, 0.8, -0.2);
   camera.handler().newFrame(camera.raw(), &camera.frame_info(), &camera.access());

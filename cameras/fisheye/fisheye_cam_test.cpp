@@ -1,15 +1,19 @@
+#include "cameras/fisheye/fisheye_cam.h"
+
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
 
 #include "standin/host/gizmo_drawing.h"
 #include "tests/support/lens_stage.h"
+#include "tests/support/mapping_pair_suite.h"
 
 namespace {
 
 using standin::Envelope;
 using standin::RayQuery;
 using namespace test_support;
+using namespace test_support::mapping_pair;
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
@@ -18,7 +22,7 @@ constexpr std::uint32_t parallel_normals_control = 0x800B;
 constexpr std::uint32_t preview_control = 0x8008;
 constexpr std::uint32_t preview_grid_control = 0x8009;
 
-class FisheyeCam : public testing::Test {
+class FisheyeTest : public testing::Test {
  protected:
   LensStage stage{"QuorinFisheyeCam"};
   standin::HostedCamera& camera = stage.camera();
@@ -74,7 +78,7 @@ class FisheyeCam : public testing::Test {
   }
 };
 
-TEST_F(FisheyeCam, IsThePinholeCameraWithPowerAndScaleOne) {
+TEST_F(FisheyeTest, IsThePinholeCameraWithPowerAndScaleOne) {
   stage.set_oblique_pose();
   for (const std::uint32_t automatic : {0U, 1U}) {
     set_integer(auto_scale_control, automatic);
@@ -89,7 +93,7 @@ TEST_F(FisheyeCam, IsThePinholeCameraWithPowerAndScaleOne) {
   }
 }
 
-TEST_F(FisheyeCam, AutomaticScaleIsOneForPowerOneAndOneOverTheHalfDiagonalForPowerTwo) {
+TEST_F(FisheyeTest, AutomaticScaleIsOneForPowerOneAndOneOverTheHalfDiagonalForPowerTwo) {
   stage.next_frame();
   EXPECT_EQ(camera.parameter("FisheyeScale").at(0.0), 1.0);
   stage.set("FisheyePower", 2.0);
@@ -98,7 +102,7 @@ TEST_F(FisheyeCam, AutomaticScaleIsOneForPowerOneAndOneOverTheHalfDiagonalForPow
   EXPECT_EQ(camera.parameter("FisheyeScale").last_set[0], camera.parameter("FisheyeScale").at(0.0));
 }
 
-TEST_F(FisheyeCam, AutomaticScaleKeepsTheCornersWhereThePinholeCameraHasThem) {
+TEST_F(FisheyeTest, AutomaticScaleKeepsTheCornersWhereThePinholeCameraHasThem) {
   stage.set_oblique_pose();
   for (const double power : {0.25, 0.9, 1.7, 4.0}) {
     stage.set("FisheyePower", power);
@@ -114,7 +118,7 @@ TEST_F(FisheyeCam, AutomaticScaleKeepsTheCornersWhereThePinholeCameraHasThem) {
   }
 }
 
-TEST_F(FisheyeCam, FirstFrameAlreadyKnowsTheFilm) {
+TEST_F(FisheyeTest, FirstFrameAlreadyKnowsTheFilm) {
   stage.set("FisheyePower", 2.0);
   // Before any record: as when a scene is loaded and its first time is told.
   camera.new_time(1, 0.1);
@@ -123,7 +127,7 @@ TEST_F(FisheyeCam, FirstFrameAlreadyKnowsTheFilm) {
   EXPECT_LE(ray_error(stage.ray(0.01, 0.004), expected_ray({.film_x = 0.01, .film_y = 0.004})), 1e-12);
 }
 
-TEST_F(FisheyeCam, ScaleFollowsAChangedFilmOneFrameLater) {
+TEST_F(FisheyeTest, ScaleFollowsAChangedFilmOneFrameLater) {
   stage.set("FisheyePower", 2.0);
   stage.next_frame();
   const double before = camera.parameter("FisheyeScale").at(0.0);
@@ -136,7 +140,7 @@ TEST_F(FisheyeCam, ScaleFollowsAChangedFilmOneFrameLater) {
   EXPECT_NEAR(camera.parameter("FisheyeScale").at(0.0), before / 2.0, 1e-9);
 }
 
-TEST_F(FisheyeCam, FilmCentreLooksForwardWhateverThePower) {
+TEST_F(FisheyeTest, FilmCentreLooksForwardWhateverThePower) {
   stage.set_oblique_pose();
   for (const std::uint32_t automatic : {0U, 1U}) {
     for (const double power : {5e-324, 1e-9, 0.01, 0.5, 1.0, 2.0, 7.0, 163.0, 1e6, 1e300}) {
@@ -149,7 +153,7 @@ TEST_F(FisheyeCam, FilmCentreLooksForwardWhateverThePower) {
   }
 }
 
-TEST_F(FisheyeCam, PowersOfZeroAndBelowGiveWhatTheLawGives) {
+TEST_F(FisheyeTest, PowersOfZeroAndBelowGiveWhatTheLawGives) {
   stage.next_frame();
   set_law(0.0, 0.01);
   stage.next_frame();
@@ -162,7 +166,7 @@ TEST_F(FisheyeCam, PowersOfZeroAndBelowGiveWhatTheLawGives) {
   expect_near(stage.ray(0.002, 0.005).direction, expected_ray({.film_x = 0.002, .film_y = 0.005}).direction);
 }
 
-TEST_F(FisheyeCam, CoordinatesWhoseSquaresVanishKeepTheirAngle) {
+TEST_F(FisheyeTest, CoordinatesWhoseSquaresVanishKeepTheirAngle) {
   set_law(0.01, 0.01);
   stage.next_frame();
   for (const RayQuery& query : {RayQuery{.film_x = 3e-160, .film_y = -4e-160}, RayQuery{.film_x = 1e-140, .film_y = 1e-300}}) {
@@ -173,7 +177,7 @@ TEST_F(FisheyeCam, CoordinatesWhoseSquaresVanishKeepTheirAngle) {
   }
 }
 
-TEST_F(FisheyeCam, RaysFollowTheFormula) {
+TEST_F(FisheyeTest, RaysFollowTheFormula) {
   Random random;
   stage.next_frame();
   expect_small_errors("fisheye rays", 1e-12, [&] {
@@ -187,13 +191,13 @@ TEST_F(FisheyeCam, RaysFollowTheFormula) {
   });
 }
 
-TEST_F(FisheyeCam, RaysAndProjectionsFollowTheMotionOfTheCamera) {
+TEST_F(FisheyeTest, RaysAndProjectionsFollowTheMotionOfTheCamera) {
   stage.set("FisheyePower", 1.3);
   stage.expect_follows_motion([&](const RayQuery& query) { return expected_ray(query); },
                               [&](LongVector world, double time) { return expected_film(world, time); });
 }
 
-TEST_F(FisheyeCam, LensOffsetsLieAlongWorldXAndY) {
+TEST_F(FisheyeTest, LensOffsetsLieAlongWorldXAndY) {
   stage.set_oblique_pose();
   stage.next_frame();
   const LongVector position = stage.pose().position;
@@ -203,7 +207,7 @@ TEST_F(FisheyeCam, LensOffsetsLieAlongWorldXAndY) {
   EXPECT_EQ(answer.position.z, static_cast<double>(position.z));
 }
 
-TEST_F(FisheyeCam, RaysOfOneFilmPointMeetAtTheFocalDistance) {
+TEST_F(FisheyeTest, RaysOfOneFilmPointMeetAtTheFocalDistance) {
   stage.settings().focal_distance = Envelope::constant(7.0);
   stage.settings().lens_f_stop = Envelope::constant(0.01);
   stage.set("FisheyePower", 1.4);
@@ -216,7 +220,7 @@ TEST_F(FisheyeCam, RaysOfOneFilmPointMeetAtTheFocalDistance) {
   }
 }
 
-TEST_F(FisheyeCam, FilmNormalIsTheForwardAxisOrTheRay) {
+TEST_F(FisheyeTest, FilmNormalIsTheForwardAxisOrTheRay) {
   stage.set_oblique_pose();
   stage.next_frame();
   expect_near(stage.ray(0.01, 0.01).film_normal, stage.pose().forward, 1e-15);
@@ -224,7 +228,7 @@ TEST_F(FisheyeCam, FilmNormalIsTheForwardAxisOrTheRay) {
   EXPECT_EQ(stage.ray(0.01, 0.01).film_normal, stage.ray(0.01, 0.01).direction);
 }
 
-TEST_F(FisheyeCam, FStopAndFocalDistanceFollowTheHostWhenNothingElseChanges) {
+TEST_F(FisheyeTest, FStopAndFocalDistanceFollowTheHostWhenNothingElseChanges) {
   stage.next_frame();
   const RayQuery query{.film_x = 0.01, .film_y = 0.002, .lens_x = 0.6, .lens_y = 0.4};
   const standin::RayAnswer before = camera.evaluate(query);
@@ -235,7 +239,7 @@ TEST_F(FisheyeCam, FStopAndFocalDistanceFollowTheHostWhenNothingElseChanges) {
   EXPECT_LE(ray_error(camera.evaluate(query), expected_ray(query)), 1e-12);
 }
 
-TEST_F(FisheyeCam, ANewTimeRefreshesTheValues) {
+TEST_F(FisheyeTest, ANewTimeRefreshesTheValues) {
   camera.parameter("FisheyePower").set_keys({{0.0, 1.0}, {10.0, 3.0}});
   stage.settings().zoom_factor.keys = {{2.0, 0.0, standin::Span::linear, {}}, {4.0, 10.0, standin::Span::linear, {}}};
   for (const double seconds : {0.0, 2.5, 7.0}) {
@@ -248,7 +252,7 @@ TEST_F(FisheyeCam, ANewTimeRefreshesTheValues) {
   }
 }
 
-TEST_F(FisheyeCam, ParametersMoveWithTheirKeys) {
+TEST_F(FisheyeTest, ParametersMoveWithTheirKeys) {
   camera.parameter("FisheyePower").set_keys({{0.0, 0.5}, {1.0, 2.5}});
   camera.parameter("FisheyeScale").set_keys({{0.0, 1.0}, {1.0, 9.0}});
   const RayQuery query{.film_x = 0.004, .film_y = -0.01};
@@ -263,7 +267,7 @@ TEST_F(FisheyeCam, ParametersMoveWithTheirKeys) {
   EXPECT_EQ(camera.parameter("FisheyeScale").envelope.keys.size(), 2U);
 }
 
-TEST_F(FisheyeCam, ProjectionFollowsTheFormula) {
+TEST_F(FisheyeTest, ProjectionFollowsTheFormula) {
   Random random;
   stage.next_frame();
   expect_small_errors("fisheye projections", 1e-12, [&] {
@@ -277,7 +281,7 @@ TEST_F(FisheyeCam, ProjectionFollowsTheFormula) {
   });
 }
 
-TEST_F(FisheyeCam, ProjectionUndoesTheMapping) {
+TEST_F(FisheyeTest, ProjectionUndoesTheMapping) {
   Random random;
   stage.next_frame();
   expect_small_errors("fisheye round trips", 1e-10, [&] {
@@ -288,7 +292,7 @@ TEST_F(FisheyeCam, ProjectionUndoesTheMapping) {
   });
 }
 
-TEST_F(FisheyeCam, ProjectionDoesNotSeeWhatIsNotInFrontOfTheCamera) {
+TEST_F(FisheyeTest, ProjectionDoesNotSeeWhatIsNotInFrontOfTheCamera) {
   stage.next_frame();
   stage.expect_refused({0.1L, 0.2L, -1.0L});
   stage.expect_refused({0.1L, 0.2L, 0.0L});
@@ -300,7 +304,7 @@ TEST_F(FisheyeCam, ProjectionDoesNotSeeWhatIsNotInFrontOfTheCamera) {
   EXPECT_EQ(centre.film, (std::array<double, 3>{}));
 }
 
-TEST_F(FisheyeCam, ProjectionNeedsAPowerAScaleAndAFilmDistance) {
+TEST_F(FisheyeTest, ProjectionNeedsAPowerAScaleAndAFilmDistance) {
   const LongVector world{0.1L, 0.2L, 1.0L};
   for (const double bad : {0.0, 1e-9, -1.0, -infinity}) {
     set_law(bad, 1.0);
@@ -318,7 +322,7 @@ TEST_F(FisheyeCam, ProjectionNeedsAPowerAScaleAndAFilmDistance) {
   stage.expect_refused(world);
 }
 
-TEST_F(FisheyeCam, FlagsCountAsOnWhateverTheirValue) {
+TEST_F(FisheyeTest, FlagsCountAsOnWhateverTheirValue) {
   std::vector<std::string> lines = camera.save_text();
   ASSERT_GE(lines.size(), 4U);
   for (std::size_t i = 1; i <= 4; ++i) lines[lines.size() - i] = "FFFFFFFE";
@@ -339,7 +343,7 @@ TEST_F(FisheyeCam, FlagsCountAsOnWhateverTheirValue) {
   EXPECT_NE(camera.save_text(), saved_before);
 }
 
-TEST_F(FisheyeCam, DrawsTheSurfaceThatItsRaysSweep) {
+TEST_F(FisheyeTest, DrawsTheSurfaceThatItsRaysSweep) {
   set_integer(preview_control, 1);
   stage.set_oblique_pose();
   stage.set("FisheyePower", 1.6);
@@ -382,7 +386,7 @@ TEST_F(FisheyeCam, DrawsTheSurfaceThatItsRaysSweep) {
   }
 }
 
-TEST_F(FisheyeCam, NeverDrawsWhatIsNotANumber) {
+TEST_F(FisheyeTest, NeverDrawsWhatIsNotANumber) {
   set_integer(preview_control, 1);
   standin::GizmoDrawing before_the_first_frame;
   camera.draw_gizmo(before_the_first_frame);
@@ -396,10 +400,42 @@ TEST_F(FisheyeCam, NeverDrawsWhatIsNotANumber) {
   }
 }
 
-TEST_F(FisheyeCam, GivesNoRayBeforeTheFirstFrameThatCouldBeMistakenForOne) {
+TEST_F(FisheyeTest, GivesNoRayBeforeTheFirstFrameThatCouldBeMistakenForOne) {
   const standin::RayAnswer answer = stage.ray(0.001, 0.002);
   EXPECT_FALSE(is_finite(answer.direction));
   stage.expect_refused({0.0L, 0.0L, 5.0L});
 }
+
+struct FisheyePair {
+  using Lens = FisheyeCam::Lens;
+  static constexpr auto& direction = FisheyeCam::direction;
+  static constexpr auto& film_point = FisheyeCam::film_point;
+  static constexpr bool sees_behind = false;
+  static constexpr double film_tolerance = 1e-13;
+  static constexpr double angle_tolerance = 1e-14;
+  static constexpr double film_share = 1.0;
+
+  static Lens random_lens(Random& random, Film film) {
+    Lens lens;
+    lens.zoom_factor = random.between(0.5, 8.0);
+    lens.distortion_power = random.between(0.3, 3.0);
+    // Of the film's own size, so that no film is folded into its centre.
+    lens.distortion_scale = random.between(0.3, 3.0) * std::pow(film.half_height(), 1.0 - lens.distortion_power);
+    return lens;
+  }
+  static Vector random_direction(Random& random, const Lens& /*lens*/, Film /*film*/) { return direction_ahead(random, 3.0); }
+  static Cases<Lens> cases(const Lens& lens, Film film) {
+    Cases<Lens> cases;
+    for (const double number : around_limit) {
+      cases.insert(cases.end(), 3, {lens, film, number != just_above_limit});
+      cases[cases.size() - 3].lens.distortion_power = number;
+      cases[cases.size() - 2].lens.distortion_scale = number;
+      cases[cases.size() - 1].lens.zoom_factor = number / film.half_height();
+    }
+    return cases;
+  }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Fisheye, MappingPair, FisheyePair);
 
 }  // namespace

@@ -1,24 +1,28 @@
+#include "cameras/advanced_panoramic/advanced_panoramic_cam.h"
+
 #include <gtest/gtest.h>
 
 #include "tests/support/lens_stage.h"
 #include "tests/support/panorama_formula.h"
+#include "tests/support/panorama_pair.h"
 
 namespace {
 
 using namespace test_support;
+using namespace test_support::mapping_pair;
 using standin::RayQuery;
 
 /// What the lens is made of: single numbers of double precision, like the module's.
 constexpr PanoramaFormula whole_sphere{
     .field = 6.283185307179586, .highest = 1.5707963267948966, .lowest = -1.5707963267948966};
 
-class ImmersiveCam : public testing::Test {
+class ImmersiveTest : public testing::Test {
  protected:
   LensStage stage{"QuorinImmersiveCam"};
   standin::HostedCamera& camera = stage.camera();
 };
 
-TEST_F(ImmersiveCam, CentreLooksForwardTopUpBottomDownAndSidesBack) {
+TEST_F(ImmersiveTest, CentreLooksForwardTopUpBottomDownAndSidesBack) {
   stage.set_oblique_pose();
   stage.next_frame();
   const LongPose pose = stage.pose();
@@ -34,7 +38,7 @@ TEST_F(ImmersiveCam, CentreLooksForwardTopUpBottomDownAndSidesBack) {
   expect_near(stage.ray(right * 0.5, 0.0).direction, pose.right, 1e-15);
 }
 
-TEST_F(ImmersiveCam, RaysFollowTheFormula) {
+TEST_F(ImmersiveTest, RaysFollowTheFormula) {
   Random random;
   expect_small_errors("immersive rays", 1e-12, [&] {
     stage.set_random_camera(random);
@@ -44,12 +48,12 @@ TEST_F(ImmersiveCam, RaysFollowTheFormula) {
   });
 }
 
-TEST_F(ImmersiveCam, RaysAndProjectionsFollowTheMotionOfTheCamera) {
+TEST_F(ImmersiveTest, RaysAndProjectionsFollowTheMotionOfTheCamera) {
   stage.expect_follows_motion([&](const RayQuery& query) { return whole_sphere.ray(stage, query); },
                               [&](LongVector world, double time) { return whole_sphere.film(stage, world, time); });
 }
 
-TEST_F(ImmersiveCam, ProjectionUndoesTheMapping) {
+TEST_F(ImmersiveTest, ProjectionUndoesTheMapping) {
   Random random;
   expect_small_errors("immersive round trips", 1e-10, [&] {
     stage.set_random_camera(random);
@@ -58,7 +62,7 @@ TEST_F(ImmersiveCam, ProjectionUndoesTheMapping) {
   });
 }
 
-TEST_F(ImmersiveCam, EnvelopesChangeNeitherRaysNorProjections) {
+TEST_F(ImmersiveTest, EnvelopesChangeNeitherRaysNorProjections) {
   stage.set_oblique_pose();
   stage.next_frame();
   const RayQuery query{.film_x = 0.004, .film_y = -0.01};
@@ -82,7 +86,7 @@ TEST_F(ImmersiveCam, EnvelopesChangeNeitherRaysNorProjections) {
   EXPECT_EQ(other->evaluate(query).direction, direction);
 }
 
-TEST_F(ImmersiveCam, ProjectionNeedsADistanceAndAFilm) {
+TEST_F(ImmersiveTest, ProjectionNeedsADistanceAndAFilm) {
   stage.next_frame();
   stage.expect_refused({0.0L, 1e-9L, 0.0L});
   EXPECT_EQ(stage.project_raw({0.0L, 1.1e-9L, 0.0L}).result, 1);
@@ -93,7 +97,7 @@ TEST_F(ImmersiveCam, ProjectionNeedsADistanceAndAFilm) {
   stage.expect_refused({0.1L, 0.2L, 1.0L});
 }
 
-TEST_F(ImmersiveCam, ProjectionFollowsTheFormula) {
+TEST_F(ImmersiveTest, ProjectionFollowsTheFormula) {
   Random random;
   expect_small_errors("immersive projections", 1e-12, [&] {
     stage.set_random_camera(random);
@@ -102,5 +106,17 @@ TEST_F(ImmersiveCam, ProjectionFollowsTheFormula) {
     return stage.projection_error(world, whole_sphere.film(stage, world));
   });
 }
+
+/// The advanced panorama's pair with the whole sphere on one film.
+struct ImmersivePair : PanoramaPair<AdvPanCam::Lens> {
+  static constexpr auto& direction = AdvPanCam::direction;
+  static constexpr auto& film_point = AdvPanCam::film_point;
+
+  static Lens random_lens(Random& /*random*/, Film /*film*/) {
+    return {.horizontal_fov_radians = 2.0 * pi, .upper_angle_radians = pi / 2.0, .lower_angle_radians = -pi / 2.0};
+  }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Immersive, MappingPair, ImmersivePair);
 
 }  // namespace

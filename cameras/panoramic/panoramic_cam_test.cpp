@@ -6,10 +6,12 @@
 
 #include "tests/support/lens_stage.h"
 #include "tests/support/panorama_formula.h"
+#include "tests/support/panorama_pair.h"
 
 namespace {
 
 using namespace test_support;
+using namespace test_support::mapping_pair;
 using standin::RayQuery;
 
 constexpr double pi = std::numbers::pi;
@@ -149,5 +151,18 @@ TEST_F(PanoramicTest, CallbacksArePlainFunctionsToTheBit) {
     ASSERT_EQ(camera.project(vec3(world)), (std::pair{at->x, at->y}));
   }
 }
+
+struct PanoramicPair : PanoramaPair<PanoramicCam::Lens> {
+  static constexpr auto& direction = PanoramicCam::direction;
+  static constexpr auto& film_point = PanoramicCam::film_point;
+
+  static Lens random_lens(Random& random, Film /*film*/) {
+    Lens lens;
+    set_random_field(lens, random);
+    return lens;
+  }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Panoramic, MappingPair, PanoramicPair);
 
 }  // namespace

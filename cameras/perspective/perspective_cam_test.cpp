@@ -1,3 +1,5 @@
+#include "cameras/perspective/perspective_cam.h"
+
 #include <array>
 #include <cmath>
 #include <gtest/gtest.h>
@@ -5,12 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/mapping_pair_suite.h"
 #include "tests/support/motion.h"
 #include "tests/support/stage.h"
 #include "tests/support/vector_checks.h"
 
 namespace {
 
+using namespace test_support::mapping_pair;
 using standin::CameraSettings;
 using standin::Envelope;
 using standin::ItemPose;
@@ -87,9 +91,9 @@ void expect_same(const RayAnswer& ray, const Expected& expected, const std::stri
   expect_near(ray.film_normal, expected.film_normal, 0.0, what + " film normal");
 }
 
-class PerspectiveCam : public testing::Test {
+class PerspectiveTest : public testing::Test {
  protected:
-  PerspectiveCam() {
+  PerspectiveTest() {
     settings.zoom_factor = Envelope::constant(2.1);
     settings.lens_f_stop = Envelope::constant(1.4);
     settings.focal_distance = Envelope::constant(3.7);
@@ -125,7 +129,7 @@ class PerspectiveCam : public testing::Test {
 
 // What each server is made of.
 
-TEST_F(PerspectiveCam, ServersDifferInTheirEvaluators) {
+TEST_F(PerspectiveTest, ServersDifferInTheirEvaluators) {
   const std::array symbols{"12C_Evaluate_C", "18C_Evaluate_C_NODOF", "23C_Evaluate_C_NODOF_NOMB"};
   for (std::size_t i = 0; i < servers.size(); ++i) {
     const auto camera = stage.create(servers[i]);
@@ -135,7 +139,7 @@ TEST_F(PerspectiveCam, ServersDifferInTheirEvaluators) {
   }
 }
 
-TEST_F(PerspectiveCam, UnregisteredActivationPairsTheLensWithNoDepthOfFieldFlag) {
+TEST_F(PerspectiveTest, UnregisteredActivationPairsTheLensWithNoDepthOfFieldFlag) {
   auto* const activate = exported<ActivateFunc>("_ZN14PerspectiveCam22CameraHandler_DOF_NoMBEiPFPvPKciES0_S0_");
   ASSERT_NE(activate, nullptr);
   for (const standin::Server& server : stage.module.servers()) EXPECT_NE(server.activate, activate) << server.name;
@@ -152,7 +156,7 @@ TEST_F(PerspectiveCam, UnregisteredActivationPairsTheLensWithNoDepthOfFieldFlag)
 
 // Rays.
 
-TEST_F(PerspectiveCam, EvaluatorsAgreeWithSinglePrecisionArithmetic) {
+TEST_F(PerspectiveTest, EvaluatorsAgreeWithSinglePrecisionArithmetic) {
   move_camera();
   const auto [width, height] = standin::film_size(settings);
   for (const unsigned steps : {2U, 3U, 7U, 8U, 199U}) {
@@ -177,7 +181,7 @@ TEST_F(PerspectiveCam, EvaluatorsAgreeWithSinglePrecisionArithmetic) {
   }
 }
 
-TEST_F(PerspectiveCam, PinholeRaysAreSinglePrecisionAndLensRaysGoOnInDouble) {
+TEST_F(PerspectiveTest, PinholeRaysAreSinglePrecisionAndLensRaysGoOnInDouble) {
   move_camera();
   const RayQuery query{0.0031, -0.0047, 0.3, -0.6, 0.0};
   const RayAnswer pinhole = ray(motion_only, query);
@@ -189,7 +193,7 @@ TEST_F(PerspectiveCam, PinholeRaysAreSinglePrecisionAndLensRaysGoOnInDouble) {
   EXPECT_NEAR(standin::length(lens.direction), 1.0, 1e-15);
 }
 
-TEST_F(PerspectiveCam, LensLiesAlongWorldXAndYWhicheverWayTheCameraLooks) {
+TEST_F(PerspectiveTest, LensLiesAlongWorldXAndYWhicheverWayTheCameraLooks) {
   // Turned by a quarter: the camera's right axis is world Z.
   test_support::send(stage.host.item("Camera"), {{5.0, 6.0, 7.0}, {5.0, 6.0, 7.0}, {half_pi, 0, 0}, {half_pi, 0, 0}});
   const RayAnswer ray = this->ray(lens_and_motion, {0.0, 0.0, 0.5, -0.25, 0.0});
@@ -197,7 +201,7 @@ TEST_F(PerspectiveCam, LensLiesAlongWorldXAndYWhicheverWayTheCameraLooks) {
   expect_near(ray.position, {5.0 + 0.5 * radius, 6.0 - 0.25 * radius, 7.0}, 1e-15, "ray start");
 }
 
-TEST_F(PerspectiveCam, RaysThroughTheWholeLensMeetAtTheFocalDistance) {
+TEST_F(PerspectiveTest, RaysThroughTheWholeLensMeetAtTheFocalDistance) {
   move_camera();
   const auto camera = stage.create(lens_and_motion);
   camera->new_frame(0, 0.0, 0.5);
@@ -211,7 +215,7 @@ TEST_F(PerspectiveCam, RaysThroughTheWholeLensMeetAtTheFocalDistance) {
   }
 }
 
-TEST_F(PerspectiveCam, OnlyThePinholeAtRestIgnoresTheTime) {
+TEST_F(PerspectiveTest, OnlyThePinholeAtRestIgnoresTheTime) {
   move_camera_along_x();
   for (const char* server : servers) {
     const auto camera = stage.create(server);
@@ -225,7 +229,7 @@ TEST_F(PerspectiveCam, OnlyThePinholeAtRestIgnoresTheTime) {
 
 // Motion samples.
 
-TEST_F(PerspectiveCam, MotionStepsBelow3OrAbove199AreTakenAsTwo) {
+TEST_F(PerspectiveTest, MotionStepsBelow3OrAbove199AreTakenAsTwo) {
   move_camera_along_x();
   const auto end_of_frame = [&](unsigned steps) {
     const auto camera = stage.create(motion_only);
@@ -238,7 +242,7 @@ TEST_F(PerspectiveCam, MotionStepsBelow3OrAbove199AreTakenAsTwo) {
   }
 }
 
-TEST_F(PerspectiveCam, SampleIndexAndWeightCountByDifferentScales) {
+TEST_F(PerspectiveTest, SampleIndexAndWeightCountByDifferentScales) {
   move_camera_along_x();
   const auto camera = stage.create(motion_only);
   camera->new_frame(0, 0.0, 1.0, 5);
@@ -248,7 +252,7 @@ TEST_F(PerspectiveCam, SampleIndexAndWeightCountByDifferentScales) {
   EXPECT_FLOAT_EQ(camera->evaluate({.fractional_time = 0.3}).position.x, 0.6);
 }
 
-TEST_F(PerspectiveCam, SameFrameReadsTheValuesAgainButNotTheMotion) {
+TEST_F(PerspectiveTest, SameFrameReadsTheValuesAgainButNotTheMotion) {
   const auto camera = stage.create(lens_and_motion);
   camera->new_frame(0, 0.0, 1.0);
   const RayQuery query{0.004, -0.002, 0.5, 0.5};
@@ -265,7 +269,7 @@ TEST_F(PerspectiveCam, SameFrameReadsTheValuesAgainButNotTheMotion) {
   EXPECT_EQ(camera->evaluate({.fractional_time = 1.0}).position, (Vec3{0.25, 0.0, 0.0}));
 }
 
-TEST_F(PerspectiveCam, ZoomIsOfTheFrameStartFocusAndFStopOfTheHostsOwnTime) {
+TEST_F(PerspectiveTest, ZoomIsOfTheFrameStartFocusAndFStopOfTheHostsOwnTime) {
   const auto ramp = [](double from, double to) {
     return Envelope{{{from, 0.0, standin::Span::linear, {}}, {to, 10.0, standin::Span::linear, {}}}};
   };
@@ -288,7 +292,7 @@ TEST_F(PerspectiveCam, ZoomIsOfTheFrameStartFocusAndFStopOfTheHostsOwnTime) {
 
 // Projection.
 
-TEST_F(PerspectiveCam, ProjectionFollowsItsFormula) {
+TEST_F(PerspectiveTest, ProjectionFollowsItsFormula) {
   move_camera();
   const auto camera = stage.create(lens_and_motion);
   camera->new_frame(0, 0.1, 0.8, 6);
@@ -309,7 +313,7 @@ TEST_F(PerspectiveCam, ProjectionFollowsItsFormula) {
   }
 }
 
-TEST_F(PerspectiveCam, ProjectionUndoesThePinholeRay) {
+TEST_F(PerspectiveTest, ProjectionUndoesThePinholeRay) {
   // Between two samples of a turning camera the axes are no longer square to each other, and neither map undoes the other.
   test_support::send(stage.host.item("Camera"), {{1, -2, 3}, {4, 0.5, -1}, {0.3, -0.2, 0.1}, {0.3, -0.2, 0.1}});
   const auto [width, height] = standin::film_size(settings);
@@ -324,7 +328,7 @@ TEST_F(PerspectiveCam, ProjectionUndoesThePinholeRay) {
   }
 }
 
-TEST_F(PerspectiveCam, ProjectionLeavesTheCachedPoseAlone) {
+TEST_F(PerspectiveTest, ProjectionLeavesTheCachedPoseAlone) {
   move_camera_along_x();
   const auto camera = stage.create(at_rest);
   camera->new_frame(0, 0.0, 1.0);
@@ -332,7 +336,7 @@ TEST_F(PerspectiveCam, ProjectionLeavesTheCachedPoseAlone) {
   EXPECT_EQ(camera->evaluate({}).position, Vec3{});
 }
 
-TEST_F(PerspectiveCam, PointsOnTheEyePlaneAndBehindItDoNotProject) {
+TEST_F(PerspectiveTest, PointsOnTheEyePlaneAndBehindItDoNotProject) {
   const auto camera = stage.create(lens_and_motion);
   camera->new_frame(0, 0.0);
   EXPECT_TRUE(camera->project({0.0, 0.0, 2e-9}).has_value());
@@ -341,7 +345,7 @@ TEST_F(PerspectiveCam, PointsOnTheEyePlaneAndBehindItDoNotProject) {
   }
 }
 
-TEST_F(PerspectiveCam, NothingProjectsOnAFilmAtTheEye) {
+TEST_F(PerspectiveTest, NothingProjectsOnAFilmAtTheEye) {
   settings.zoom_factor = Envelope::constant(0.0);
   const auto camera = stage.create(lens_and_motion);
   camera->new_frame(0, 0.0);
@@ -350,7 +354,7 @@ TEST_F(PerspectiveCam, NothingProjectsOnAFilmAtTheEye) {
 
 // Life of an instance.
 
-TEST_F(PerspectiveCam, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
+TEST_F(PerspectiveTest, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
   for (const char* server : servers) {
     const auto camera = stage.create(server);
     EXPECT_EQ(camera->evaluate({0.001, 0.002, 0.1, 0.2, 0.7}).result, LWCAMEVAL_RAY) << server;
@@ -359,7 +363,7 @@ TEST_F(PerspectiveCam, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
   }
 }
 
-TEST_F(PerspectiveCam, CopyIsEmptyUntilItsNextFrame) {
+TEST_F(PerspectiveTest, CopyIsEmptyUntilItsNextFrame) {
   move_camera_along_x();
   const auto source = stage.create(lens_and_motion);
   source->new_frame(0, 0.5, 1.0);
@@ -373,7 +377,7 @@ TEST_F(PerspectiveCam, CopyIsEmptyUntilItsNextFrame) {
   EXPECT_EQ(copy->evaluate({.fractional_time = 1.0}).position, source->evaluate({.fractional_time = 1.0}).position);
 }
 
-TEST_F(PerspectiveCam, CopyKeepsItsOwnCamera) {
+TEST_F(PerspectiveTest, CopyKeepsItsOwnCamera) {
   stage.host.add_camera("Gone");
   const auto copy = stage.create(lens_and_motion);
   {
@@ -386,5 +390,33 @@ TEST_F(PerspectiveCam, CopyKeepsItsOwnCamera) {
   copy->new_time(1, 0.04);
   EXPECT_TRUE(stage.host.violations().empty());
 }
+
+/// Its directions are of single precision.
+struct PerspectivePair {
+  using Lens = PerspectiveCam::Lens;
+  static constexpr auto& direction = PerspectiveCam::direction;
+  static constexpr auto& film_point = PerspectiveCam::film_point;
+  static constexpr bool sees_behind = false;
+  static constexpr double film_tolerance = 1.5e-7;
+  static constexpr double angle_tolerance = 1e-7;
+  static constexpr double film_share = 1.0;
+
+  static Lens random_lens(Random& random, Film film) {
+    Lens lens;
+    lens.film_distance = random.between(0.5, 8.0) * film.half_height();
+    return lens;
+  }
+  static Vector random_direction(Random& random, const Lens& /*lens*/, Film /*film*/) { return direction_ahead(random, 3.0); }
+  static Cases<Lens> cases(const Lens& lens, Film film) {
+    Cases<Lens> cases;
+    for (const double number : around_limit) {
+      cases.push_back({lens, film, number != just_above_limit});
+      cases.back().lens.film_distance = number;
+    }
+    return cases;
+  }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Perspective, MappingPair, PerspectivePair);
 
 }  // namespace

@@ -1,14 +1,18 @@
+#include "cameras/radial_shift/radial_shift_cam.h"
+
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
 
 #include "tests/support/lens_stage.h"
+#include "tests/support/mapping_pair_suite.h"
 #include "tests/support/service_override.h"
 
 namespace {
 
 using namespace test_support;
+using namespace test_support::mapping_pair;
 using standin::Envelope;
 using standin::RayQuery;
 
@@ -38,7 +42,7 @@ struct Law {
   }
 };
 
-class RadialShiftCam : public testing::Test {
+class RadialShiftTest : public testing::Test {
  protected:
   LensStage stage{"QuorinRadialShiftCam"};
   standin::HostedCamera& camera = stage.camera();
@@ -92,7 +96,7 @@ class RadialShiftCam : public testing::Test {
   }
 };
 
-TEST_F(RadialShiftCam, IsThePlainPerspectiveCameraWithoutDistortion) {
+TEST_F(RadialShiftTest, IsThePlainPerspectiveCameraWithoutDistortion) {
   stage.set_oblique_pose();
   stage.next_frame();
   const LongPose pose = stage.pose();
@@ -104,7 +108,7 @@ TEST_F(RadialShiftCam, IsThePlainPerspectiveCameraWithoutDistortion) {
   }
 }
 
-TEST_F(RadialShiftCam, FilmCentreIsMovedByTheShiftOnly) {
+TEST_F(RadialShiftTest, FilmCentreIsMovedByTheShiftOnly) {
   set_law(0.3, -0.2, 0.4);
   stage.set("ImageShearH", 0.5);
   stage.set("ImageShearV", -0.5);
@@ -117,14 +121,14 @@ TEST_F(RadialShiftCam, FilmCentreIsMovedByTheShiftOnly) {
   expect_near(stage.ray(0.0, 0.0).direction, normalized({0.5L * reference, -0.25L * reference, film_distance()}));
 }
 
-TEST_F(RadialShiftCam, ShearAddsTheOtherCoordinate) {
+TEST_F(RadialShiftTest, ShearAddsTheOtherCoordinate) {
   stage.set("ImageShearH", 0.5);
   stage.set("ImageShearV", 0.125);
   stage.next_frame();
   expect_near(stage.ray(0.004, 0.006).direction, normalized({0.007L, 0.0065L, film_distance()}));
 }
 
-TEST_F(RadialShiftCam, FirstCoefficientAloneIsTheFourthPower) {
+TEST_F(RadialShiftTest, FirstCoefficientAloneIsTheFourthPower) {
   set_law(1.0, 0.0, 0.0);
   stage.set_film(0.03125, 1500, 1000);
   stage.settle();
@@ -136,7 +140,7 @@ TEST_F(RadialShiftCam, FirstCoefficientAloneIsTheFourthPower) {
   }
 }
 
-TEST_F(RadialShiftCam, ReferenceRadiusStaysWhereItIs) {
+TEST_F(RadialShiftTest, ReferenceRadiusStaysWhereItIs) {
   Random random;
   set_law(-0.1, 0.0, 0.0);
   stage.next_frame();
@@ -151,7 +155,7 @@ TEST_F(RadialShiftCam, ReferenceRadiusStaysWhereItIs) {
   }
 }
 
-TEST_F(RadialShiftCam, LensAndReferenceRadiusAreOfSinglePrecision) {
+TEST_F(RadialShiftTest, LensAndReferenceRadiusAreOfSinglePrecision) {
   // Numbers that rounding changes by some 1e-8 of themselves.
   stage.set_film(0.0237654321, 1500, 1000);
   stage.settings().zoom_factor = Envelope::constant(2.123456789);
@@ -170,7 +174,7 @@ TEST_F(RadialShiftCam, LensAndReferenceRadiusAreOfSinglePrecision) {
   EXPECT_EQ(answer.position.x, single(lens_radius()) * 0.9);
 }
 
-TEST_F(RadialShiftCam, LensOffsetsLieAlongWorldXAndY) {
+TEST_F(RadialShiftTest, LensOffsetsLieAlongWorldXAndY) {
   stage.set_oblique_pose();
   stage.next_frame();
   const LongVector position = stage.pose().position;
@@ -180,7 +184,7 @@ TEST_F(RadialShiftCam, LensOffsetsLieAlongWorldXAndY) {
   EXPECT_EQ(answer.position.z, static_cast<double>(position.z));
 }
 
-TEST_F(RadialShiftCam, ReferenceRadiusIsOfTheSmallerSide) {
+TEST_F(RadialShiftTest, ReferenceRadiusIsOfTheSmallerSide) {
   for (const auto& [width, height] : {std::pair{1000, 1000}, {2000, 500}, {500, 2000}}) {
     stage.set_film(0.03125, width, height);
     set_law(0.2, 0.1, -0.1);
@@ -189,7 +193,7 @@ TEST_F(RadialShiftCam, ReferenceRadiusIsOfTheSmallerSide) {
   }
 }
 
-TEST_F(RadialShiftCam, FirstFrameAlreadyKnowsTheFilm) {
+TEST_F(RadialShiftTest, FirstFrameAlreadyKnowsTheFilm) {
   stage.set_oblique_pose();
   set_law(0.2, -0.1, 0.05);
   camera.new_frame(1, 0.0);
@@ -198,7 +202,7 @@ TEST_F(RadialShiftCam, FirstFrameAlreadyKnowsTheFilm) {
   EXPECT_TRUE(camera.project(rounded(stage.pose().world({0.1L, 0.2L, 3.0L}))));
 }
 
-TEST_F(RadialShiftCam, ValuesFollowAChangedFilmOneFrameLater) {
+TEST_F(RadialShiftTest, ValuesFollowAChangedFilmOneFrameLater) {
   stage.next_frame();
   const standin::Vec3 before = stage.ray(0.01, 0.004).direction;
   stage.set_film(0.048, 1500, 1000);
@@ -208,7 +212,7 @@ TEST_F(RadialShiftCam, ValuesFollowAChangedFilmOneFrameLater) {
   expect_ray({.film_x = 0.01, .film_y = 0.004});
 }
 
-TEST_F(RadialShiftCam, RaysFollowTheFormula) {
+TEST_F(RadialShiftTest, RaysFollowTheFormula) {
   Random random;
   expect_small_errors("radial shift rays", 1e-12, [&] {
     stage.set_random_camera(random);
@@ -223,13 +227,13 @@ TEST_F(RadialShiftCam, RaysFollowTheFormula) {
   });
 }
 
-TEST_F(RadialShiftCam, RaysAndProjectionsFollowTheMotionOfTheCamera) {
+TEST_F(RadialShiftTest, RaysAndProjectionsFollowTheMotionOfTheCamera) {
   set_law(0.1, -0.2, 0.1);
   stage.expect_follows_motion([&](const RayQuery& query) { return expected_ray(query); },
                               [&](LongVector world, double time) { return expected_film(world, time); });
 }
 
-TEST_F(RadialShiftCam, ParametersMoveWithTheirKeys) {
+TEST_F(RadialShiftTest, ParametersMoveWithTheirKeys) {
   double end = 0.1;
   for (const char* name :
        {"RadialShiftA", "RadialShiftB", "RadialShiftC", "ImageShiftH", "ImageShiftV", "ImageShearH", "ImageShearV"}) {
@@ -241,7 +245,7 @@ TEST_F(RadialShiftCam, ParametersMoveWithTheirKeys) {
   }
 }
 
-TEST_F(RadialShiftCam, ANewTimeRefreshesTheValues) {
+TEST_F(RadialShiftTest, ANewTimeRefreshesTheValues) {
   camera.parameter("ImageShiftV").set_keys({{0.0, 0.0}, {10.0, 1.0}});
   stage.settings().zoom_factor.keys = {{2.0, 0.0, standin::Span::linear, {}}, {4.0, 10.0, standin::Span::linear, {}}};
   for (const double seconds : {0.0, 2.5, 7.0}) {
@@ -253,7 +257,7 @@ TEST_F(RadialShiftCam, ANewTimeRefreshesTheValues) {
   }
 }
 
-TEST_F(RadialShiftCam, FStopAndFocalDistanceAreOfTheHostsCurrentTime) {
+TEST_F(RadialShiftTest, FStopAndFocalDistanceAreOfTheHostsCurrentTime) {
   stage.settings().lens_f_stop.keys = {{1.0, 0.0, standin::Span::linear, {}}, {11.0, 10.0, standin::Span::linear, {}}};
   stage.settings().focal_distance.keys = {{1.0, 0.0, standin::Span::linear, {}}, {21.0, 10.0, standin::Span::linear, {}}};
   stage.host.set_time(150, 5.0);
@@ -268,7 +272,7 @@ std::vector<std::string> asked;
 const LWCameraInfo* host_cameras = nullptr;
 const LWVParmFuncs* host_parameters = nullptr;
 
-TEST_F(RadialShiftCam, ValuesAreAskedForInTheirOrder) {
+TEST_F(RadialShiftTest, ValuesAreAskedForInTheirOrder) {
   host_cameras = &host_table<LWCameraInfo>(LWCAMERAINFO_GLOBAL);
   host_parameters = &host_table<LWVParmFuncs>(LWVPARMFUNCS_GLOBAL);
   LWCameraInfo cameras = *host_cameras;
@@ -301,7 +305,7 @@ TEST_F(RadialShiftCam, ValuesAreAskedForInTheirOrder) {
                                              "envelope", "envelope", "envelope", "envelope"}));
 }
 
-TEST_F(RadialShiftCam, ProjectionFollowsTheFormula) {
+TEST_F(RadialShiftTest, ProjectionFollowsTheFormula) {
   Random random;
   expect_small_errors("radial shift projections", 1e-12, [&] {
     do {
@@ -318,7 +322,7 @@ TEST_F(RadialShiftCam, ProjectionFollowsTheFormula) {
   });
 }
 
-TEST_F(RadialShiftCam, ProjectionUndoesTheRadialLaw) {
+TEST_F(RadialShiftTest, ProjectionUndoesTheRadialLaw) {
   Random random;
   expect_small_errors("radial shift round trips", 1e-10, [&] {
     std::pair<double, double> film;
@@ -334,7 +338,7 @@ TEST_F(RadialShiftCam, ProjectionUndoesTheRadialLaw) {
   });
 }
 
-TEST_F(RadialShiftCam, ProjectionIgnoresShiftShearAndLens) {
+TEST_F(RadialShiftTest, ProjectionIgnoresShiftShearAndLens) {
   set_law(0.1, 0.0, 0.05);
   stage.next_frame();
   const RawProjection plain = stage.project_raw({0.3L, -0.2L, 2.0L});
@@ -345,7 +349,7 @@ TEST_F(RadialShiftCam, ProjectionIgnoresShiftShearAndLens) {
   EXPECT_EQ(stage.project_raw({0.3L, -0.2L, 2.0L}).film, plain.film);
 }
 
-TEST_F(RadialShiftCam, SearchStopsWhereTheLawIsLevel) {
+TEST_F(RadialShiftTest, SearchStopsWhereTheLawIsLevel) {
   // Level at 1: the law is -s^2 + 2s.
   set_law(0.0, 0.0, -1.0);
   stage.set_film(0.03125, 1500, 1000);
@@ -360,7 +364,7 @@ TEST_F(RadialShiftCam, SearchStopsWhereTheLawIsLevel) {
   EXPECT_EQ(stage.project_raw({0.0L, 0.0L, 2.0L}).film, (std::array{0.0, 0.0, 0.0}));
 }
 
-TEST_F(RadialShiftCam, SearchGoesNoLowerThanTheCentre) {
+TEST_F(RadialShiftTest, SearchGoesNoLowerThanTheCentre) {
   // 3s^2 - 2s falls at first: from 0.2 every step leads below 0.
   set_law(0.0, 0.0, 3.0);
   stage.next_frame();
@@ -372,7 +376,7 @@ TEST_F(RadialShiftCam, SearchGoesNoLowerThanTheCentre) {
   EXPECT_NEAR(std::hypot(film->first, film->second) / reference_radius(), (2.0 + std::sqrt(8.8)) / 6.0, 1e-9);
 }
 
-TEST_F(RadialShiftCam, SearchEndsAfterTwentyFourSteps) {
+TEST_F(RadialShiftTest, SearchEndsAfterTwentyFourSteps) {
   // s^4 falls by a quarter of the way with each step, and a far point is not reached in 24 of them.
   set_law(1.0, 0.0, 0.0);
   stage.next_frame();
@@ -385,7 +389,7 @@ TEST_F(RadialShiftCam, SearchEndsAfterTwentyFourSteps) {
       1e-12);
 }
 
-TEST_F(RadialShiftCam, ProjectionNeedsAPointInFrontAndAFilm) {
+TEST_F(RadialShiftTest, ProjectionNeedsAPointInFrontAndAFilm) {
   stage.next_frame();
   stage.expect_refused({0.1L, 0.2L, -1.0L});
   stage.expect_refused({0.1L, 0.2L, 1e-9L});
@@ -404,7 +408,7 @@ TEST_F(RadialShiftCam, ProjectionNeedsAPointInFrontAndAFilm) {
   EXPECT_EQ(stage.project_raw(world).result, 1);
 }
 
-TEST_F(RadialShiftCam, WithoutAFilmTheRayIsNotFinite) {
+TEST_F(RadialShiftTest, WithoutAFilmTheRayIsNotFinite) {
   stage.set_film(0.0, 1500, 1000);
   stage.settle();
   EXPECT_EQ(stage.ray(0.01, 0.0).result, LWCAMEVAL_RAY);
@@ -412,11 +416,56 @@ TEST_F(RadialShiftCam, WithoutAFilmTheRayIsNotFinite) {
   EXPECT_FALSE(is_finite(stage.ray(0.0, 0.0).direction));
 }
 
-TEST_F(RadialShiftCam, AHugeFilmPositionDoesNotCrash) {
+TEST_F(RadialShiftTest, AHugeFilmPositionDoesNotCrash) {
   set_law(0.1, 0.1, 0.1);
   stage.next_frame();
   EXPECT_EQ(stage.ray(1e300, 1e300).result, LWCAMEVAL_RAY);
   EXPECT_FALSE(is_finite(stage.ray(1e300, 1e300).direction));
 }
+
+/// Without shift and shear: `film_point` undoes the radial law alone.
+struct RadialShiftPair {
+  using Lens = RadialShiftCam::Lens;
+  static constexpr auto& direction = RadialShiftCam::direction;
+  static constexpr auto& film_point = RadialShiftCam::film_point;
+  static constexpr bool sees_behind = false;
+  static constexpr double film_tolerance = 1e-13;
+  static constexpr double angle_tolerance = 1e-14;
+  static constexpr double film_share = 1.0;
+
+  /// A law that rises all the way to the film's corners, at 1.8 reference radii, steeply enough to keep its digits.
+  static Lens random_lens(Random& random, Film film) {
+    Lens lens;
+    lens.film_distance = random.between(0.5, 8.0) * film.half_height();
+    // Of single precision, as `direction` takes it.
+    lens.reference_radius = framework::rounded_to_single(0.5 * std::min(film.width, film.height));
+    do {
+      lens.distortion_a = random.between(-0.2, 0.2);
+      lens.distortion_b = random.between(-0.2, 0.2);
+      lens.distortion_c = random.between(-0.2, 0.2);
+    } while (!is_steep(RadialShiftCam::RadialLaw(lens)));
+    return lens;
+  }
+  static bool is_steep(const RadialShiftCam::RadialLaw& law) {
+    for (int hundredth = 0; hundredth <= 200; ++hundredth) {
+      if (law.slope(hundredth * 0.01) < 0.2) return false;
+    }
+    return true;
+  }
+  static Vector random_direction(Random& random, const Lens& lens, Film /*film*/) {
+    return direction_ahead(random, 1.2 * lens.reference_radius / lens.film_distance);
+  }
+  static Cases<Lens> cases(const Lens& lens, Film film) {
+    Cases<Lens> cases;
+    for (const double number : around_limit) {
+      cases.insert(cases.end(), 2, {lens, film, number != just_above_limit});
+      cases[cases.size() - 2].lens.reference_radius = number;
+      cases[cases.size() - 1].lens.film_distance = number;
+    }
+    return cases;
+  }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(RadialShift, MappingPair, RadialShiftPair);
 
 }  // namespace

@@ -69,9 +69,9 @@ std::optional<Vec3> expected_direction(const Film& film, const Rows& rows, unsig
   return {};
 }
 
-class SkyboxCamera : public testing::Test {
+class SkyboxTest : public testing::Test {
  protected:
-  SkyboxCamera() : camera(stage.create("QuorinSkyboxCam")) {}
+  SkyboxTest() : camera(stage.create("QuorinSkyboxCam")) {}
 
   void set_type(unsigned type) { camera->panel().set_integer(type_id, static_cast<int>(type)); }
   Film film() {
@@ -104,7 +104,7 @@ class SkyboxCamera : public testing::Test {
   std::unique_ptr<standin::HostedCamera> camera;
 };
 
-TEST_F(SkyboxCamera, EveryCellOfEveryLayoutIsAsListed) {
+TEST_F(SkyboxTest, EveryCellOfEveryLayoutIsAsListed) {
   standin::Motion& motion = stage.host.item("Camera").motion;
   const double pose[] = {1.5, -2.25, 3.125, 0.7, -0.4, 0.3};
   std::transform(std::begin(pose), std::end(pose), motion.begin(), standin::Envelope::constant);
@@ -117,7 +117,7 @@ TEST_F(SkyboxCamera, EveryCellOfEveryLayoutIsAsListed) {
   }
 }
 
-TEST_F(SkyboxCamera, BoundariesBelongToTheLowerCell) {
+TEST_F(SkyboxTest, BoundariesBelongToTheLowerCell) {
   camera->begin_frame(1);
   const Film size = film();
   const double width = std::floor(size.width * 10000.0) / 10000.0;
@@ -145,7 +145,7 @@ TEST_F(SkyboxCamera, BoundariesBelongToTheLowerCell) {
   EXPECT_GT(ray(middle, std::nextafter(upper, 1.0)).direction.y, 0.7);
 }
 
-TEST_F(SkyboxCamera, UnturnedCameraLooksAlongTheAxes) {
+TEST_F(SkyboxTest, UnturnedCameraLooksAlongTheAxes) {
   // A film whose size is whole in tenths of a millimetre: nothing is cut.
   standin::CameraSettings& settings = stage.host.camera("Camera");
   settings.width_pixels = 1024;
@@ -173,7 +173,7 @@ TEST_F(SkyboxCamera, UnturnedCameraLooksAlongTheAxes) {
   }
 }
 
-TEST_F(SkyboxCamera, NeighbouringFacesMeet) {
+TEST_F(SkyboxTest, NeighbouringFacesMeet) {
   camera->begin_frame(1);
   const auto [width, height, split_x, split_y] = film();
   // Across a cell's edge the direction goes on, but for the touch that each face is narrower, and the grid's offset.
@@ -194,7 +194,7 @@ TEST_F(SkyboxCamera, NeighbouringFacesMeet) {
   }
 }
 
-TEST_F(SkyboxCamera, NothingIsWrittenWhereThereIsNoFace) {
+TEST_F(SkyboxTest, NothingIsWrittenWhereThereIsNoFace) {
   camera->begin_frame(1);
   LWCameraRay record{};
   record.rayPos[0] = 3.5;
@@ -209,7 +209,7 @@ TEST_F(SkyboxCamera, NothingIsWrittenWhereThereIsNoFace) {
   EXPECT_EQ(record.filmNorm[2], 5.5);
 }
 
-TEST_F(SkyboxCamera, LayoutTakesTheFilmSizeCutToFourDecimals) {
+TEST_F(SkyboxTest, LayoutTakesTheFilmSizeCutToFourDecimals) {
   camera->begin_frame(1);
   camera->access().filmSize[0] = 0.0359999;
   camera->access().filmSize[1] = 0.0239999;
@@ -229,7 +229,7 @@ TEST_F(SkyboxCamera, LayoutTakesTheFilmSizeCutToFourDecimals) {
   EXPECT_NEAR(front.x / front.z, 0.001 / (0.1685 * 0.0239999), 1e-12);
 }
 
-TEST_F(SkyboxCamera, RayTakesPositionAndFilmFromTheRecordOfItsCall) {
+TEST_F(SkyboxTest, RayTakesPositionAndFilmFromTheRecordOfItsCall) {
   camera->begin_frame(1);
   camera->access().worldPos[1] = 42.0;
   EXPECT_EQ(ray(-0.002, 0.0).position.y, 42.0);
@@ -251,7 +251,7 @@ TEST_F(SkyboxCamera, RayTakesPositionAndFilmFromTheRecordOfItsCall) {
   }
 }
 
-TEST_F(SkyboxCamera, RaysDoNotDependOnTheirTime) {
+TEST_F(SkyboxTest, RaysDoNotDependOnTheirTime) {
   stage.host.item("Camera").motion[0].keys = {{0.0, 0.0, standin::Span::linear, {}}, {5.0, 1.0, standin::Span::linear, {}}};
   camera->begin_frame(1, {.motion_blur = true, .motion_steps = 4});
   const standin::RayAnswer first = ray(-0.002, 0.001);
@@ -262,7 +262,7 @@ TEST_F(SkyboxCamera, RaysDoNotDependOnTheirTime) {
   }
 }
 
-TEST_F(SkyboxCamera, OddFilmSizesAndPositionsAreSurvived) {
+TEST_F(SkyboxTest, OddFilmSizesAndPositionsAreSurvived) {
   camera->begin_frame(1);
   const double infinity = std::numeric_limits<double>::infinity();
   const double numbers[] = {0.0,  -0.0,    -1.0,     5e-324,   1e-9,      1e12,
@@ -282,7 +282,7 @@ TEST_F(SkyboxCamera, OddFilmSizesAndPositionsAreSurvived) {
   EXPECT_GE(ray(0.0, 0.0).result, 0);
 }
 
-TEST_F(SkyboxCamera, LoadedTypeSelectsTheLayout) {
+TEST_F(SkyboxTest, LoadedTypeSelectsTheLayout) {
   for (const unsigned type : {0U, 1U, 0U}) {
     camera->load_text({std::to_string(type)});
     EXPECT_EQ(camera->panel().get_integer(type_id), static_cast<int>(type));
@@ -292,7 +292,7 @@ TEST_F(SkyboxCamera, LoadedTypeSelectsTheLayout) {
   }
 }
 
-TEST_F(SkyboxCamera, InstancesKeepTheirTypesApart) {
+TEST_F(SkyboxTest, InstancesKeepTheirTypesApart) {
   const auto second = stage.create("QuorinSkyboxCam", "Other 1");
   set_type(1);
   camera->begin_frame(1);
@@ -306,7 +306,7 @@ TEST_F(SkyboxCamera, InstancesKeepTheirTypesApart) {
 
 int camera_questions = 0;
 
-TEST_F(SkyboxCamera, ReadsItsTwoCameraValuesWithEveryFrame) {
+TEST_F(SkyboxTest, ReadsItsTwoCameraValuesWithEveryFrame) {
   auto table = test_support::host_table<LWCameraInfo>(LWCAMERAINFO_GLOBAL);
   table.zoomFactor = [](LWItemID, LWTime) { return static_cast<double>(++camera_questions); };
   table.fStop = table.zoomFactor;
@@ -329,7 +329,7 @@ using EvaluatePerspective = int(LWInstance instance, double x, double y, const L
 constexpr const char* evaluate_perspective_name =
     "_ZN9SkyboxCam22C_Evaluate_PerspectiveEPvddPKdS2_S2_P11LWCameraRayPK14LWCameraAccess";
 
-TEST_F(SkyboxCamera, PerspectiveOfAFaceIsAFunctionOfItsOwn) {
+TEST_F(SkyboxTest, PerspectiveOfAFaceIsAFunctionOfItsOwn) {
   auto* evaluate_perspective = stage.module.library().find_as<EvaluatePerspective>(evaluate_perspective_name);
   ASSERT_NE(evaluate_perspective, nullptr);
   stage.host.item("Camera").motion[3] = standin::Envelope::constant(0.7);
@@ -363,7 +363,7 @@ TEST_F(SkyboxCamera, PerspectiveOfAFaceIsAFunctionOfItsOwn) {
   }
 }
 
-TEST_F(SkyboxCamera, PerspectiveOfAFaceNeedsEveryArgument) {
+TEST_F(SkyboxTest, PerspectiveOfAFaceNeedsEveryArgument) {
   auto* evaluate_perspective = stage.module.library().find_as<EvaluatePerspective>(evaluate_perspective_name);
   ASSERT_NE(evaluate_perspective, nullptr);
   camera->begin_frame(1);
@@ -384,7 +384,7 @@ TEST_F(SkyboxCamera, PerspectiveOfAFaceNeedsEveryArgument) {
 
 std::vector<LWXPanelID> refreshed;
 
-class SkyboxRefresh : public SkyboxCamera {
+class SkyboxRefresh : public SkyboxTest {
  protected:
   /// After everything that activates the namespace.
   void watch(void (*refresh)(LWXPanelID) = [](LWXPanelID panel) { refreshed.push_back(panel); }) {

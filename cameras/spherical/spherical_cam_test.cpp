@@ -1,14 +1,18 @@
+#include "cameras/spherical/spherical_cam.h"
+
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numbers>
 #include <string>
 
+#include "tests/support/mapping_pair_suite.h"
 #include "tests/support/motion.h"
 #include "tests/support/stage.h"
 #include "tests/support/vector_checks.h"
 
 namespace {
 
+using namespace test_support::mapping_pair;
 using standin::CameraSettings;
 using standin::ItemPose;
 using standin::RayAnswer;
@@ -37,7 +41,7 @@ Vec3 expected_direction(const ItemPose& pose, double reference_radius, double fo
   return d * (1.0 / static_cast<double>(std::sqrt(x * x + y * y + z * z)));
 }
 
-class SphericalCam : public testing::Test {
+class SphericalTest : public testing::Test {
  protected:
   std::unique_ptr<standin::HostedCamera> ready(double fov = pi) {
     auto camera = stage.create(server);
@@ -54,13 +58,13 @@ class SphericalCam : public testing::Test {
 
 // Rays.
 
-TEST_F(SphericalCam, FilmCentreLooksStraightAhead) {
+TEST_F(SphericalTest, FilmCentreLooksStraightAhead) {
   const RayAnswer ray = ready()->evaluate({});
   EXPECT_EQ(ray.result, LWCAMEVAL_RAY);
   EXPECT_EQ(ray.direction, (Vec3{0.0, 0.0, 1.0}));
 }
 
-TEST_F(SphericalCam, EdgeOfTheInscribedCircleLooksAtRightAngles) {
+TEST_F(SphericalTest, EdgeOfTheInscribedCircleLooksAtRightAngles) {
   const auto camera = ready();
   for (int i = 0; i < 12; ++i) {
     const double turn = i * pi / 6.0;
@@ -69,7 +73,7 @@ TEST_F(SphericalCam, EdgeOfTheInscribedCircleLooksAtRightAngles) {
   }
 }
 
-TEST_F(SphericalCam, SmallerSideOfTheFilmSetsTheScale) {
+TEST_F(SphericalTest, SmallerSideOfTheFilmSetsTheScale) {
   settings.width_pixels = 800;
   settings.height_pixels = 400;
   expect_near(ready()->evaluate({half_height(), 0.0}).direction, {1.0, 0.0, 0.0}, 1e-7, "landscape");
@@ -82,14 +86,14 @@ TEST_F(SphericalCam, SmallerSideOfTheFilmSetsTheScale) {
   expect_near(ready()->evaluate({half_height(), 0.0}).direction, {1.0, 0.0, 0.0}, 1e-7, "square");
 }
 
-TEST_F(SphericalCam, BeyondTheCircleTheSameLawGoesOn) {
+TEST_F(SphericalTest, BeyondTheCircleTheSameLawGoesOn) {
   const auto camera = ready(2.0 * pi);
   const double radius = half_height();
   expect_near(camera->evaluate({radius, 0.0}).direction, {0.0, 0.0, -1.0}, 1e-7, "straight back");
   expect_near(camera->evaluate({1.5 * radius, 0.0}).direction, {-1.0, 0.0, 0.0}, 1e-7, "round to the other side");
 }
 
-TEST_F(SphericalCam, AgreesWithSinglePrecisionArithmetic) {
+TEST_F(SphericalTest, AgreesWithSinglePrecisionArithmetic) {
   test_support::send(stage.host.item("Camera"), {{1, 2, 3}, {-4, 5, 0}, {0.2, 0.4, -0.3}, {-1.0, 1.2, 0.9}});
   const auto [width, height] = standin::film_size(settings);
   for (const unsigned steps : {2U, 5U, 199U}) {
@@ -110,7 +114,7 @@ TEST_F(SphericalCam, AgreesWithSinglePrecisionArithmetic) {
   }
 }
 
-TEST_F(SphericalCam, LengthIsTakenInSinglePrecisionAndTheRestInDouble) {
+TEST_F(SphericalTest, LengthIsTakenInSinglePrecisionAndTheRestInDouble) {
   const auto camera = ready(2.9);
   const RayQuery query{0.0021, -0.0034, 0.9, 0.9};
   const RayAnswer ray = camera->evaluate(query);
@@ -122,7 +126,7 @@ TEST_F(SphericalCam, LengthIsTakenInSinglePrecisionAndTheRestInDouble) {
 
 // Values of a frame and a time.
 
-TEST_F(SphericalCam, FieldOfViewIsReadAtEveryFrameAndEveryTime) {
+TEST_F(SphericalTest, FieldOfViewIsReadAtEveryFrameAndEveryTime) {
   const auto camera = stage.create(server);
   auto& fov = camera->parameter("AngularFieldOfView");
   const auto angle = [&] {
@@ -140,7 +144,7 @@ TEST_F(SphericalCam, FieldOfViewIsReadAtEveryFrameAndEveryTime) {
   EXPECT_NEAR(angle(), 0.4, 1e-6);
 }
 
-TEST_F(SphericalCam, MotionIsSampledOnceForTheSameFrame) {
+TEST_F(SphericalTest, MotionIsSampledOnceForTheSameFrame) {
   auto& item = stage.host.item("Camera");
   const auto camera = stage.create(server);
   camera->new_frame(0, 0.0, 1.0);
@@ -151,7 +155,7 @@ TEST_F(SphericalCam, MotionIsSampledOnceForTheSameFrame) {
   EXPECT_EQ(camera->evaluate({.fractional_time = 1.0}).position, (Vec3{1.0, 0.0, 0.0}));
 }
 
-TEST_F(SphericalCam, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
+TEST_F(SphericalTest, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
   const auto camera = stage.create(server);
   EXPECT_EQ(camera->evaluate({0.001, 0.002, 0.0, 0.0, 0.5}).result, LWCAMEVAL_RAY);
   EXPECT_EQ(camera->evaluate({}).position, Vec3{});
@@ -160,7 +164,7 @@ TEST_F(SphericalCam, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
 
 // Projection.
 
-TEST_F(SphericalCam, ProjectionUndoesTheRay) {
+TEST_F(SphericalTest, ProjectionUndoesTheRay) {
   // Between two samples of a turning camera the axes are no longer square to each other, and neither map undoes the other.
   test_support::send(stage.host.item("Camera"), {{1, 2, 3}, {-4, 5, 0}, {0.2, 0.4, -0.3}, {0.2, 0.4, -0.3}});
   const auto [width, height] = standin::film_size(settings);
@@ -176,7 +180,7 @@ TEST_F(SphericalCam, ProjectionUndoesTheRay) {
   }
 }
 
-TEST_F(SphericalCam, PointsBehindTheCameraProjectToo) {
+TEST_F(SphericalTest, PointsBehindTheCameraProjectToo) {
   for (const double fov : {pi, 2.0, 6.0}) {
     const auto camera = ready(fov);
     const auto film = camera->project({0.0, 0.0, -4.0});
@@ -185,13 +189,13 @@ TEST_F(SphericalCam, PointsBehindTheCameraProjectToo) {
   }
 }
 
-TEST_F(SphericalCam, PointAheadProjectsToTheFilmCentre) {
+TEST_F(SphericalTest, PointAheadProjectsToTheFilmCentre) {
   const auto film = ready()->project({0.0, 0.0, 4.0});
   ASSERT_TRUE(film.has_value());
   EXPECT_EQ(*film, (std::pair{0.0, 0.0}));
 }
 
-TEST_F(SphericalCam, PointAtTheEyeDoesNotProject) {
+TEST_F(SphericalTest, PointAtTheEyeDoesNotProject) {
   const auto camera = ready();
   EXPECT_FALSE(camera->project({}).has_value());
   EXPECT_FALSE(camera->project({1e-9, 0.0, 0.0}).has_value());
@@ -199,9 +203,40 @@ TEST_F(SphericalCam, PointAtTheEyeDoesNotProject) {
   EXPECT_TRUE(camera->project({2e-9, 0.0, 0.0}).has_value());
 }
 
-TEST_F(SphericalCam, NothingProjectsWithoutAFieldOfView) {
+TEST_F(SphericalTest, NothingProjectsWithoutAFieldOfView) {
   for (const double fov : {0.0, 2e-9, -1.0}) EXPECT_FALSE(ready(fov)->project({0.0, 0.0, 1.0}).has_value()) << fov;
   EXPECT_TRUE(ready(4e-9)->project({0.0, 0.0, 1.0}).has_value());
 }
+
+/// Its directions are of single precision.
+struct SphericalPair {
+  using Lens = SphericalCam::Lens;
+  static constexpr auto& direction = SphericalCam::direction;
+  static constexpr auto& film_point = SphericalCam::film_point;
+  static constexpr bool sees_behind = true;
+  static constexpr double film_tolerance = 1.5e-7;
+  static constexpr double angle_tolerance = 1e-7;
+  static constexpr double film_share = 1.0;
+
+  /// The film's corners look back, but not all the way: beyond, a second film position has the same direction.
+  static Lens random_lens(Random& random, Film film) {
+    Lens lens;
+    lens.reference_radius = 0.5 * std::min(film.width, film.height);
+    const double corner = std::hypot(film.half_width(), film.half_height());
+    lens.angular_fov_radians = random.between(0.1, 1.9 * pi * lens.reference_radius / corner);
+    return lens;
+  }
+  static Vector random_direction(Random& random, const Lens& /*lens*/, Film /*film*/) { return direction_anywhere(random); }
+  static Cases<Lens> cases(const Lens& lens, Film film) {
+    Cases<Lens> cases;
+    for (const double number : around_limit) {
+      cases.push_back({lens, film, number != just_above_limit});
+      cases.back().lens.angular_fov_radians = 2.0 * number;
+    }
+    return cases;
+  }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Spherical, MappingPair, SphericalPair);
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include "cameras/stereo/stereo_cam.h"
+
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -9,6 +11,7 @@
 #include <vector>
 
 #include "standin/host/gizmo_drawing.h"
+#include "tests/support/mapping_pair_suite.h"
 #include "tests/support/motion.h"
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
@@ -16,6 +19,7 @@
 
 namespace {
 
+using namespace test_support::mapping_pair;
 using standin::CameraSettings;
 using standin::Envelope;
 using standin::Eye;
@@ -70,9 +74,9 @@ Expected expected_ray(const ItemPose& pose, const Vec3* item, const Optics& opti
   return {origin, normalized(d * (optics.focal_distance / standin::length(d)) - lens)};
 }
 
-class StereoCam : public testing::Test {
+class StereoTest : public testing::Test {
  protected:
-  StereoCam() {
+  StereoTest() {
     settings.zoom_factor = Envelope::constant(1.7);
     settings.lens_f_stop = Envelope::constant(2.0);
     settings.focal_distance = Envelope::constant(4.2);
@@ -116,7 +120,7 @@ class StereoCam : public testing::Test {
 
 // Eyes.
 
-TEST_F(StereoCam, AnExplicitEyeIsAStereoRayAndOneImageIsNot) {
+TEST_F(StereoTest, AnExplicitEyeIsAStereoRayAndOneImageIsNot) {
   const auto camera = ready();
   EXPECT_EQ(camera->evaluate({.eye = Eye::left}).result, 8);
   EXPECT_EQ(camera->evaluate({.eye = Eye::right}).result, 8);
@@ -124,14 +128,14 @@ TEST_F(StereoCam, AnExplicitEyeIsAStereoRayAndOneImageIsNot) {
   EXPECT_EQ(camera->evaluate({.eye = static_cast<Eye>(7)}).result, 1);
 }
 
-TEST_F(StereoCam, EyesStandOnTheRightAxis) {
+TEST_F(StereoTest, EyesStandOnTheRightAxis) {
   const auto camera = ready();
   const double half = test_support::scene_eye_separation * 0.5;
   EXPECT_EQ(camera->evaluate({.eye = Eye::left}).position, (Vec3{-half, 0.0, 0.0}));
   EXPECT_EQ(camera->evaluate({.eye = Eye::right}).position, (Vec3{half, 0.0, 0.0}));
 }
 
-TEST_F(StereoCam, WithoutSeparationBothEyesSeeTheSame) {
+TEST_F(StereoTest, WithoutSeparationBothEyesSeeTheSame) {
   const auto camera = create(cube);
   camera->parameter("EyeSeparation").set_constant(0.0);
   camera->new_frame(0, 0.0);
@@ -144,7 +148,7 @@ TEST_F(StereoCam, WithoutSeparationBothEyesSeeTheSame) {
   }
 }
 
-TEST_F(StereoCam, OneImageHoldsBothEyesSideBySide) {
+TEST_F(StereoTest, OneImageHoldsBothEyesSideBySide) {
   const auto camera = ready();
   const Optics o = optics();
   const double y = 0.002;
@@ -167,7 +171,7 @@ TEST_F(StereoCam, OneImageHoldsBothEyesSideBySide) {
 
 // Rays.
 
-TEST_F(StereoCam, AgreesWithItsFormulaWithoutConvergence) {
+TEST_F(StereoTest, AgreesWithItsFormulaWithoutConvergence) {
   move_camera();
   for (const unsigned steps : {2U, 6U, 199U}) {
     const auto camera = create();
@@ -183,7 +187,7 @@ TEST_F(StereoCam, AgreesWithItsFormulaWithoutConvergence) {
   }
 }
 
-TEST_F(StereoCam, AgreesWithItsFormulaForAMovingConvergenceItem) {
+TEST_F(StereoTest, AgreesWithItsFormulaForAMovingConvergenceItem) {
   move_camera();
   test_support::send(stage.host.item("Ball"), {{-1.0, 0.0, 4.0}, {2.0, 1.5, 6.0}, {}, {}});
   for (const double toe_in : {0.0, 0.35, 1.0}) {
@@ -205,7 +209,7 @@ TEST_F(StereoCam, AgreesWithItsFormulaForAMovingConvergenceItem) {
   }
 }
 
-TEST_F(StereoCam, BothEyesLookAtTheConvergenceItem) {
+TEST_F(StereoTest, BothEyesLookAtTheConvergenceItem) {
   const auto camera = ready(cube);
   for (const Eye eye : {Eye::left, Eye::right}) {
     const RayAnswer ray = camera->evaluate({.eye = eye});
@@ -213,7 +217,7 @@ TEST_F(StereoCam, BothEyesLookAtTheConvergenceItem) {
   }
 }
 
-TEST_F(StereoCam, AnItemBeyondTheLimitLeavesTheEyesParallel) {
+TEST_F(StereoTest, AnItemBeyondTheLimitLeavesTheEyesParallel) {
   const auto camera = create(cube);
   camera->parameter("EyeSeparation").set_constant(0.0);
   const auto direction = [&](double limit, int frame) {
@@ -230,7 +234,7 @@ TEST_F(StereoCam, AnItemBeyondTheLimitLeavesTheEyesParallel) {
   expect_near(direction(5.0, 2), aimed, 1e-15, "at the limit");
 }
 
-TEST_F(StereoCam, WithoutToeInTheHorizontalAxisStaysTheCameras) {
+TEST_F(StereoTest, WithoutToeInTheHorizontalAxisStaysTheCameras) {
   const auto camera = create(cube);
   stage.host.item("Cube").motion[0] = Envelope::constant(2.0);
   camera->parameter("HorizontalScale").set_constant(0.0);
@@ -241,7 +245,7 @@ TEST_F(StereoCam, WithoutToeInTheHorizontalAxisStaysTheCameras) {
   expect_near(side.direction, normalized(centre.direction * optics().film_distance + Vec3{0.003, 0.0, 0.0}), 1e-15, "side");
 }
 
-TEST_F(StereoCam, LensLiesAlongWorldXAndY) {
+TEST_F(StereoTest, LensLiesAlongWorldXAndY) {
   test_support::send(stage.host.item("Camera"), {{}, {}, {half_pi, 0, 0}, {half_pi, 0, 0}});
   const auto camera = ready();
   const Vec3 middle = camera->evaluate({.eye = Eye::left}).position;
@@ -249,7 +253,7 @@ TEST_F(StereoCam, LensLiesAlongWorldXAndY) {
   expect_near(moved - middle, {0.5 * optics().lens_radius, -optics().lens_radius, 0.0}, 1e-15, "lens offset");
 }
 
-TEST_F(StereoCam, RaysThroughTheWholeLensMeetAtTheFocalDistance) {
+TEST_F(StereoTest, RaysThroughTheWholeLensMeetAtTheFocalDistance) {
   const auto camera = ready();
   const RayAnswer centre = camera->evaluate({.film_x = 0.002, .film_y = 0.001, .eye = Eye::left});
   const Vec3 focus = centre.position + centre.direction * optics().focal_distance;
@@ -259,7 +263,7 @@ TEST_F(StereoCam, RaysThroughTheWholeLensMeetAtTheFocalDistance) {
   }
 }
 
-TEST_F(StereoCam, FilmNormalIsTheRecordsForwardAxisAtEveryTime) {
+TEST_F(StereoTest, FilmNormalIsTheRecordsForwardAxisAtEveryTime) {
   move_camera();
   const auto camera = create(cube);
   camera->new_frame(0, 0.0, 2.0, 3);
@@ -272,7 +276,7 @@ TEST_F(StereoCam, FilmNormalIsTheRecordsForwardAxisAtEveryTime) {
 
 // Values of a frame.
 
-TEST_F(StereoCam, AnotherConvergenceItemIsAChangedFrame) {
+TEST_F(StereoTest, AnotherConvergenceItemIsAChangedFrame) {
   stage.host.item("Ball").motion[0] = Envelope::constant(-3.0);
   const auto camera = create(cube);
   const auto direction = [&] {
@@ -289,7 +293,7 @@ TEST_F(StereoCam, AnotherConvergenceItemIsAChangedFrame) {
   expect_near(direction(), {0.0, 0.0, 1.0}, 1e-15, "none");
 }
 
-TEST_F(StereoCam, ARemovedConvergenceItemIsNotAskedForAgain) {
+TEST_F(StereoTest, ARemovedConvergenceItemIsNotAskedForAgain) {
   const auto camera = ready(ball);
   stage.host.remove_item("Ball");
   camera->new_frame(0, 0.0);
@@ -298,14 +302,14 @@ TEST_F(StereoCam, ARemovedConvergenceItemIsNotAskedForAgain) {
   EXPECT_TRUE(stage.host.violations().empty());
 }
 
-TEST_F(StereoCam, AnIndexOfNoObjectIsNoItem) {
+TEST_F(StereoTest, AnIndexOfNoObjectIsNoItem) {
   for (const int index : {3, 1000, INT_MAX, INT_MIN, -1, 0}) {
     const auto camera = ready(index);
     expect_near(camera->evaluate({.eye = Eye::right}).direction, {0.0, 0.0, 1.0}, 1e-15, std::to_string(index));
   }
 }
 
-TEST_F(StereoCam, HostReadingsAreMadeAtEveryFrame) {
+TEST_F(StereoTest, HostReadingsAreMadeAtEveryFrame) {
   const auto camera = ready();
   settings.lens_f_stop = Envelope::constant(1.0);
   settings.focal_distance = Envelope::constant(7.5);
@@ -320,7 +324,7 @@ TEST_F(StereoCam, HostReadingsAreMadeAtEveryFrame) {
   }
 }
 
-TEST_F(StereoCam, FocusAndFStopAreOfTheHostsOwnTime) {
+TEST_F(StereoTest, FocusAndFStopAreOfTheHostsOwnTime) {
   const auto ramp = [](double from, double to) {
     return Envelope{{{from, 0.0, standin::Span::linear, {}}, {to, 10.0, standin::Span::linear, {}}}};
   };
@@ -336,7 +340,7 @@ TEST_F(StereoCam, FocusAndFStopAreOfTheHostsOwnTime) {
   expect_ray(camera->evaluate(query), expected_ray(ItemPose{}, nullptr, o, query), "at 3 seconds");
 }
 
-TEST_F(StereoCam, ZoomIsTheHostsWhateverTheEnvelopeSays) {
+TEST_F(StereoTest, ZoomIsTheHostsWhateverTheEnvelopeSays) {
   const auto camera = create();
   camera->parameter("ZoomFactor").set_constant(20.0);
   settings.zoom_factor = Envelope{{{1.0, 0.0, standin::Span::linear, {}}, {3.0, 2.0, standin::Span::linear, {}}}};
@@ -348,7 +352,7 @@ TEST_F(StereoCam, ZoomIsTheHostsWhateverTheEnvelopeSays) {
   expect_near(camera->evaluate(query).direction, normalized(Vec3{0.003, 0.0, film_distance * 1.5}), 1e-15, "new time");
 }
 
-TEST_F(StereoCam, EnvelopesAreReadAtFrameAndTime) {
+TEST_F(StereoTest, EnvelopesAreReadAtFrameAndTime) {
   const auto camera = create();
   camera->parameter("EyeSeparation").set_keys({{0.0, 0.1}, {2.0, 0.5}});
   camera->new_frame(0, 1.0);
@@ -359,7 +363,7 @@ TEST_F(StereoCam, EnvelopesAreReadAtFrameAndTime) {
 
 // Life of an instance.
 
-TEST_F(StereoCam, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
+TEST_F(StereoTest, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
   const auto camera = create(cube);
   EXPECT_EQ(camera->evaluate({0.001, 0.001, 0.2, 0.2, 0.4, Eye::left}).result, LWCAMEVAL_STEREO_RAY);
   EXPECT_FALSE(camera->project({0.0, 0.0, 5.0}).has_value());
@@ -369,7 +373,7 @@ TEST_F(StereoCam, EvaluationBeforeAnyFrameAnswersWithoutHarm) {
   EXPECT_TRUE(drawing.elements.empty());
 }
 
-TEST_F(StereoCam, CopyTakesSettingsAndItsNextFrameTheItem) {
+TEST_F(StereoTest, CopyTakesSettingsAndItsNextFrameTheItem) {
   const auto source = create(ball);
   source->panel().set_integer(show_plane_control, 1);
   source->parameter("EyeSeparation").set_constant(0.4);
@@ -425,14 +429,14 @@ struct AskedOrder {
   std::optional<test_support::ServiceOverride> watch;
 };
 
-TEST_F(StereoCam, AChangedFrameIsSampledBeforeItsValuesAreRead) {
+TEST_F(StereoTest, AChangedFrameIsSampledBeforeItsValuesAreRead) {
   const auto camera = create(cube);
   const AskedOrder order(stage.module);
   camera->new_frame(0, 0.0);
   EXPECT_EQ(AskedOrder::asked, (std::vector<std::string>{"object list", "samples", "values", "readings"}));
 }
 
-TEST_F(StereoCam, TheFirstFrameOfACopyReadsTheCameraOfItsOwnRecord) {
+TEST_F(StereoTest, TheFirstFrameOfACopyReadsTheCameraOfItsOwnRecord) {
   stage.host.camera("Other 1").zoom_factor = Envelope::constant(9.0);
   const auto source = stage.create(server, "Other 1");
   source->new_frame(0, 0.0);
@@ -450,7 +454,7 @@ TEST_F(StereoCam, TheFirstFrameOfACopyReadsTheCameraOfItsOwnRecord) {
 
 // Projection.
 
-TEST_F(StereoCam, ProjectionUndoesTheRayOfEachEye) {
+TEST_F(StereoTest, ProjectionUndoesTheRayOfEachEye) {
   // Between two samples of a turning camera the axes are no longer square to each other, and neither map undoes the other.
   test_support::send(stage.host.item("Camera"), {{0, 1, 0}, {0.4, 0.5, -0.6}, {0.2, -0.1, 0.05}, {0.2, -0.1, 0.05}});
   const auto camera = create();
@@ -467,7 +471,7 @@ TEST_F(StereoCam, ProjectionUndoesTheRayOfEachEye) {
   }
 }
 
-TEST_F(StereoCam, ProjectionOfNoEyeIsFromBetweenThemWithoutSplit) {
+TEST_F(StereoTest, ProjectionOfNoEyeIsFromBetweenThemWithoutSplit) {
   const auto camera = ready();
   const auto film = camera->project({1.0, -0.5, 4.0});
   ASSERT_TRUE(film.has_value());
@@ -475,7 +479,7 @@ TEST_F(StereoCam, ProjectionOfNoEyeIsFromBetweenThemWithoutSplit) {
   EXPECT_NEAR(film->second, optics().film_distance * -0.125, 1e-15);
 }
 
-TEST_F(StereoCam, ProjectionIgnoresConvergenceAndLens) {
+TEST_F(StereoTest, ProjectionIgnoresConvergenceAndLens) {
   const auto converging = ready(cube);
   const auto parallel = ready();
   for (const Eye eye : {Eye::centre, Eye::left, Eye::right}) {
@@ -485,7 +489,7 @@ TEST_F(StereoCam, ProjectionIgnoresConvergenceAndLens) {
   }
 }
 
-TEST_F(StereoCam, PointsOnTheEyePlaneAndBehindItDoNotProject) {
+TEST_F(StereoTest, PointsOnTheEyePlaneAndBehindItDoNotProject) {
   const auto camera = ready();
   EXPECT_TRUE(camera->project({0.0, 0.0, 2e-9}).has_value());
   for (const double depth : {1e-9, 0.0, -3.0, std::nan("")}) EXPECT_FALSE(camera->project({0.0, 0.0, depth}).has_value());
@@ -496,7 +500,7 @@ TEST_F(StereoCam, PointsOnTheEyePlaneAndBehindItDoNotProject) {
 
 // The gizmo.
 
-class StereoGizmo : public StereoCam {
+class StereoGizmo : public StereoTest {
  protected:
   std::unique_ptr<HostedCamera> showing(int item) {
     auto camera = create(item);
@@ -589,5 +593,34 @@ TEST_F(StereoGizmo, AnItemThatIsGoneIsNotDrawn) {
   EXPECT_TRUE(drawn(*camera).empty());
   EXPECT_TRUE(stage.host.violations().empty());
 }
+
+/// Of either eye.
+struct StereoPair {
+  using Lens = StereoCam::Lens;
+  static constexpr auto& direction = StereoCam::direction;
+  static constexpr auto& film_point = StereoCam::film_point;
+  static constexpr bool sees_behind = false;
+  static constexpr double film_tolerance = 1e-15;
+  static constexpr double angle_tolerance = 1e-15;
+  static constexpr double film_share = 1.0;
+
+  static Lens random_lens(Random& random, Film film) {
+    Lens lens;
+    lens.zoom_factor = random.between(0.5, 8.0);
+    lens.film_height = film.height;
+    return lens;
+  }
+  static Vector random_direction(Random& random, const Lens& /*lens*/, Film /*film*/) { return direction_ahead(random, 3.0); }
+  static Cases<Lens> cases(const Lens& lens, Film film) {
+    Cases<Lens> cases;
+    for (const double number : around_limit) {
+      cases.push_back({lens, film, number != just_above_limit});
+      cases.back().lens.zoom_factor = number / film.half_height();
+    }
+    return cases;
+  }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Stereo, MappingPair, StereoPair);
 
 }  // namespace

@@ -159,9 +159,9 @@ class Model {
   std::set<long long> cells_;
 };
 
-class BakingCamera : public testing::Test {
+class BakingTest : public testing::Test {
  protected:
-  BakingCamera() : camera(stage.create(server)) { set_size(64, 64); }
+  BakingTest() : camera(stage.create(server)) { set_size(64, 64); }
 
   void set_size(int width, int height) {
     stage.host.camera("Camera").width_pixels = width;
@@ -217,7 +217,7 @@ std::vector<std::vector<Uv>> one_triangle() { return {{{0.125F, 0.25F}, {0.75F, 
 
 // --- Activation.
 
-TEST_F(BakingCamera, NoServerOffersItAndThisHostActivatesItByName) {
+TEST_F(BakingTest, NoServerOffersItAndThisHostActivatesItByName) {
   for (const standin::Server& row : stage.module.servers()) {
     EXPECT_NE(row.name, server);
     for (const standin::Server& hidden : stage.module.unregistered_servers()) EXPECT_NE(row.activate, hidden.activate);
@@ -233,7 +233,7 @@ TEST_F(BakingCamera, NoServerOffersItAndThisHostActivatesItByName) {
   }
 }
 
-TEST_F(BakingCamera, HandlerRecordHasTheExportedCallbacks) {
+TEST_F(BakingTest, HandlerRecordHasTheExportedCallbacks) {
   const LWCameraHandler& handler = camera->handler();
   const std::array<std::pair<void*, const char*>, 14> callbacks{{
       {reinterpret_cast<void*>(handler.inst->create), "_ZN9BakingCam8C_CreateEPvS0_PPKc"},
@@ -258,14 +258,14 @@ TEST_F(BakingCamera, HandlerRecordHasTheExportedCallbacks) {
   }
 }
 
-TEST_F(BakingCamera, AsksForBothObjectServices) {
+TEST_F(BakingTest, AsksForBothObjectServices) {
   std::set<std::string> asked;
   for (const auto& [service, use] : stage.host.services_asked()) asked.insert(service);
   EXPECT_TRUE(asked.contains("LW Object Info 14"));
   EXPECT_TRUE(asked.contains("Scene Objects 9"));
 }
 
-TEST_F(BakingCamera, ActivationIsRefusedLikeThatOfEveryCamera) {
+TEST_F(BakingTest, ActivationIsRefusedLikeThatOfEveryCamera) {
   LWInstanceFuncs instance{};
   LWCameraHandler handler{};
   handler.inst = &instance;
@@ -285,7 +285,7 @@ TEST_F(BakingCamera, ActivationIsRefusedLikeThatOfEveryCamera) {
   EXPECT_NE(instance.create, nullptr);
 }
 
-TEST_F(BakingCamera, IsDescribedAndDoesNeitherPreviewNorProjectNorDraw) {
+TEST_F(BakingTest, IsDescribedAndDoesNeitherPreviewNorProjectNorDraw) {
   EXPECT_EQ(camera->describe(), "QuorinBakingCam Oct 28 2026 01:01:58");
   EXPECT_EQ(camera->flags(), 1U);
   frame();
@@ -302,7 +302,7 @@ TEST_F(BakingCamera, IsDescribedAndDoesNeitherPreviewNorProjectNorDraw) {
 
 // --- The panel.
 
-TEST_F(BakingCamera, PanelShowsItsRows) {
+TEST_F(BakingTest, PanelShowsItsRows) {
   struct Row {
     std::uint32_t id;
     const char* label;
@@ -335,7 +335,7 @@ TEST_F(BakingCamera, PanelShowsItsRows) {
   }
 }
 
-TEST_F(BakingCamera, PanelStartsWithTheDefaults) {
+TEST_F(BakingTest, PanelStartsWithTheDefaults) {
   const standin::Panel& panel = camera->panel();
   EXPECT_EQ(panel.get_text(0x8002), "v4.0.0.22 Oct 28 2026");
   EXPECT_EQ(panel.get_float(offset_id), 0.0001);
@@ -346,7 +346,7 @@ TEST_F(BakingCamera, PanelStartsWithTheDefaults) {
   for (const std::uint32_t id : {0x8000U, 0x8001U, 0x8003U, 0x800cU, 0x800fU, 0U}) EXPECT_EQ(panel.get(id), nullptr) << id;
 }
 
-TEST_F(BakingCamera, PanelStoresWhatIsSetAsItIs) {
+TEST_F(BakingTest, PanelStoresWhatIsSetAsItIs) {
   const standin::Panel& panel = camera->panel();
   for (const std::uint32_t id : {mesh_id, uv_map_id, direction_id, fit_id, flip_id, surroundings_id}) {
     for (const int value : {7, -1, 0, 1}) {
@@ -365,7 +365,7 @@ TEST_F(BakingCamera, PanelStoresWhatIsSetAsItIs) {
   EXPECT_EQ(panel.get_float(offset_id), 0.125);
 }
 
-TEST_F(BakingCamera, PopupsListObjectsTextureMapsAndChoices) {
+TEST_F(BakingTest, PopupsListObjectsTextureMapsAndChoices) {
   using Texts = std::vector<std::string>;
   const standin::Panel& panel = camera->panel();
   EXPECT_EQ(panel.choices(mesh_id), Texts{"(none)"});
@@ -378,7 +378,7 @@ TEST_F(BakingCamera, PopupsListObjectsTextureMapsAndChoices) {
   EXPECT_EQ(panel.choices(fit_id), (Texts{"Width", "Height", "Width & Height"}));
 }
 
-TEST_F(BakingCamera, PopupNamesBeyondTheListsAreNone) {
+TEST_F(BakingTest, PopupNamesBeyondTheListsAreNone) {
   stage.host.scene_objects.add("Hall", object_of(one_triangle(), "Front"));
   for (const std::uint32_t id : {mesh_id, uv_map_id}) {
     const auto hints = camera->panel().hints_of(LWXPTAG_POPFUNCS, id);
@@ -395,7 +395,7 @@ TEST_F(BakingCamera, PopupNamesBeyondTheListsAreNone) {
   }
 }
 
-TEST_F(BakingCamera, LogoIsDrawn) {
+TEST_F(BakingTest, LogoIsDrawn) {
   const standin::Picture picture = camera->panel().draw(0x8000, 320, 64);
   bool bright = false;
   for (int row = 0; row < 64; ++row) {
@@ -408,7 +408,7 @@ TEST_F(BakingCamera, LogoIsDrawn) {
 
 using Lines = std::vector<std::string>;
 
-TEST_F(BakingCamera, SavesTwoNumbersAndSixWordsInOrder) {
+TEST_F(BakingTest, SavesTwoNumbersAndSixWordsInOrder) {
   EXPECT_EQ(camera->save_text(), (Lines{"1e-04", "0", "0", "0", "1", "2", "0", "0"}));
   const Lines lines{"0.25", "-1.5", "a", "b", "3", "1", "1", "ffffffff"};
   camera->load_text(lines);
@@ -426,7 +426,7 @@ TEST_F(BakingCamera, SavesTwoNumbersAndSixWordsInOrder) {
   EXPECT_EQ(other->save_text(), lines);
 }
 
-TEST_F(BakingCamera, LoadedNumbersAreTakenInSinglePrecisionAndNotClamped) {
+TEST_F(BakingTest, LoadedNumbersAreTakenInSinglePrecisionAndNotClamped) {
   camera->load_text({"0.1", "0"});
   EXPECT_EQ(camera->panel().get_float(offset_id), static_cast<double>(0.1F));
   camera->load_text({"0", "-7"});
@@ -434,14 +434,14 @@ TEST_F(BakingCamera, LoadedNumbersAreTakenInSinglePrecisionAndNotClamped) {
   EXPECT_EQ(camera->panel().get_float(border_id), -7.0);
 }
 
-TEST_F(BakingCamera, WhatIsMissingFromTheSceneDataKeepsItsValue) {
+TEST_F(BakingTest, WhatIsMissingFromTheSceneDataKeepsItsValue) {
   camera->load_text({"0.5", "2", "4"});
   EXPECT_EQ(camera->save_text(), (Lines{"0.5", "2", "4", "0", "1", "2", "0", "0"}));
   camera->load_text({});
   EXPECT_EQ(camera->save_text(), (Lines{"0.5", "2", "4", "0", "1", "2", "0", "0"}));
 }
 
-TEST_F(BakingCamera, CopyTakesParametersAndScansForItself) {
+TEST_F(BakingTest, CopyTakesParametersAndScansForItself) {
   const ObjectFile object = object_of(one_triangle());
   choose(object);
   set(flip_id, 1);
@@ -468,7 +468,7 @@ TEST_F(BakingCamera, CopyTakesParametersAndScansForItself) {
   EXPECT_EQ(covered_cells().size(), 3U);
 }
 
-TEST_F(BakingCamera, CopyingOntoAScannedCameraGivesItsGridBack) {
+TEST_F(BakingTest, CopyingOntoAScannedCameraGivesItsGridBack) {
   choose(object_of(one_triangle()));
   frame();
   const auto other = stage.create(server, "Other 1");
@@ -479,7 +479,7 @@ TEST_F(BakingCamera, CopyingOntoAScannedCameraGivesItsGridBack) {
   EXPECT_EQ(record.rayPos[0], 0.0);
 }
 
-TEST_F(BakingCamera, CopyNeedsBothSides) {
+TEST_F(BakingTest, CopyNeedsBothSides) {
   const auto copy = camera->handler().inst->copy;
   set(mesh_id, 5);
   for (const auto& [to, from] : {std::pair{camera->raw(), LWInstance{}}, std::pair{LWInstance{}, camera->raw()},
@@ -496,7 +496,7 @@ std::string handle_text(const void* handle) {
   return std::to_string(static_cast<std::int32_t>(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle))));
 }
 
-TEST_F(BakingCamera, RendersBeginAndEndWithALine) {
+TEST_F(BakingTest, RendersBeginAndEndWithALine) {
   EXPECT_EQ(printed([&] { camera->init_render(LWRM_RENDER); }), "C_InitRender 1\n");
   EXPECT_EQ(printed([&] { camera->clean_up(); }), "C_CleanUp 1\n");
   EXPECT_EQ(printed([&] { camera->init_render(LWRM_PREVIEW); }), "C_InitRender 0\n");
@@ -504,7 +504,7 @@ TEST_F(BakingCamera, RendersBeginAndEndWithALine) {
   EXPECT_EQ(printed([&] { camera->new_time(3, 0.5); }), "");
 }
 
-TEST_F(BakingCamera, FrameWithoutChoicesPrintsItsLastLineOnly) {
+TEST_F(BakingTest, FrameWithoutChoicesPrintsItsLastLineOnly) {
   EXPECT_EQ(frame(), "0 0 0\n");
   stage.host.scene_objects.add("Object", object_of(one_triangle()));
   set(uv_map_id, 1);
@@ -512,7 +512,7 @@ TEST_F(BakingCamera, FrameWithoutChoicesPrintsItsLastLineOnly) {
   EXPECT_EQ(frame(), handle + " 2 0\n");
 }
 
-TEST_F(BakingCamera, ScanPrintsObjectLayersAndCounts) {
+TEST_F(BakingTest, ScanPrintsObjectLayersAndCounts) {
   ObjectFile object = object_of(one_triangle(), "Skin");
   object.layers[0].number = 1;
   object.layers[0].pivot = {0.5, -2.25, 1.0 / 3.0};
@@ -528,7 +528,7 @@ TEST_F(BakingCamera, ScanPrintsObjectLayersAndCounts) {
                          "0.000000 0.000000 0.000000\n 1 0\npoints = 00000002\npolys = 00000000\n" + handle + " 2 0\n");
 }
 
-TEST_F(BakingCamera, ObjectWithoutAMapIsListedAndNotRasterised) {
+TEST_F(BakingTest, ObjectWithoutAMapIsListedAndNotRasterised) {
   ObjectFile object = object_of(one_triangle());
   object.layers[0].points[1] = object.layers[0].points[0];
   choose(object);
@@ -542,7 +542,7 @@ TEST_F(BakingCamera, ObjectWithoutAMapIsListedAndNotRasterised) {
   }
 }
 
-TEST_F(BakingCamera, MeshBeyondTheListIsNone) {
+TEST_F(BakingTest, MeshBeyondTheListIsNone) {
   choose(object_of(one_triangle()));
   const std::string handle = handle_text(host_table<LWObjectFuncs>(LWOBJECTFUNCS_GLOBAL).vmapName(texture_uv, 0));
   for (const int mesh : {0, 2, 1000, -1, std::numeric_limits<int>::min()}) {
@@ -552,7 +552,7 @@ TEST_F(BakingCamera, MeshBeyondTheListIsNone) {
   }
 }
 
-TEST_F(BakingCamera, MatchingPointsArePrintedPairByPair) {
+TEST_F(BakingTest, MatchingPointsArePrintedPairByPair) {
   const auto lines_of = [&](std::array<Vec3, 3> positions) {
     ObjectFile object = object_of(one_triangle());
     std::ranges::copy(positions, object.layers[0].points.begin());
@@ -573,7 +573,7 @@ TEST_F(BakingCamera, MatchingPointsArePrintedPairByPair) {
   EXPECT_EQ(lines_of({a, a, a}), "point 1 and 2 match!\npoint 3 and 2 match!\npoint 1 and 3 match!\n");
 }
 
-TEST_F(BakingCamera, MatchingPointsArePrintedEvenWithoutTexture) {
+TEST_F(BakingTest, MatchingPointsArePrintedEvenWithoutTexture) {
   ObjectFile object = object_of(one_triangle());
   object.layers[0].points[1] = object.layers[0].points[0];
   object.layers[0].uv_maps[0].of_point.erase(2);
@@ -584,7 +584,7 @@ TEST_F(BakingCamera, MatchingPointsArePrintedEvenWithoutTexture) {
 
 // --- When a frame is scanned again.
 
-TEST_F(BakingCamera, UnchangedFrameNeitherScansNorPrints) {
+TEST_F(BakingTest, UnchangedFrameNeitherScansNorPrints) {
   choose(object_of(one_triangle()));
   EXPECT_NE(frame(), "");
   EXPECT_EQ(frame(), "");
@@ -594,7 +594,7 @@ TEST_F(BakingCamera, UnchangedFrameNeitherScansNorPrints) {
   EXPECT_EQ(frame(), "");
 }
 
-TEST_F(BakingCamera, EveryParameterAndRecordIsScannedForAgain) {
+TEST_F(BakingTest, EveryParameterAndRecordIsScannedForAgain) {
   choose(object_of(one_triangle()));
   frame();
   const auto expect_scanned = [&](const char* what) {
@@ -614,7 +614,7 @@ TEST_F(BakingCamera, EveryParameterAndRecordIsScannedForAgain) {
   EXPECT_NE(frame(2), "") << "frame record";
 }
 
-TEST_F(BakingCamera, NewFrameForgetsWhatTheOldOneCovered) {
+TEST_F(BakingTest, NewFrameForgetsWhatTheOldOneCovered) {
   choose(object_of(one_triangle()));
   frame();
   EXPECT_EQ(covered_cells().size(), 3U);
@@ -625,13 +625,13 @@ TEST_F(BakingCamera, NewFrameForgetsWhatTheOldOneCovered) {
 
 // --- The grid.
 
-TEST_F(BakingCamera, MarksTheCornersOnly) {
+TEST_F(BakingTest, MarksTheCornersOnly) {
   choose(object_of(one_triangle()));
   frame();
   EXPECT_EQ(covered_cells(), (std::set<int>{16 * 64 + 8, 16 * 64 + 48, 56 * 64 + 32}));
 }
 
-TEST_F(BakingCamera, CornersAreAsModelledOnEveryShapeOfFrame) {
+TEST_F(BakingTest, CornersAreAsModelledOnEveryShapeOfFrame) {
   std::vector<std::vector<Uv>> polygons;
   for (int i = 0; i < 300; ++i) {
     auto& polygon = polygons.emplace_back();
@@ -653,7 +653,7 @@ TEST_F(BakingCamera, CornersAreAsModelledOnEveryShapeOfFrame) {
   }
 }
 
-TEST_F(BakingCamera, EdgesOfAWideFrameLieOnRowsOfItsWidth) {
+TEST_F(BakingTest, EdgesOfAWideFrameLieOnRowsOfItsWidth) {
   const ObjectFile object = object_of({{{0.1F, 0.1F}, {0.4F, 0.1F}, {0.4F, 0.3F}}});
   choose(object);
   set(surroundings_id, 1);
@@ -666,7 +666,7 @@ TEST_F(BakingCamera, EdgesOfAWideFrameLieOnRowsOfItsWidth) {
   EXPECT_TRUE(covered(12.5 / 128.0, 6.5 / 64.0));
 }
 
-TEST_F(BakingCamera, EdgePointsThatLeaveAWideFrameAreDropped) {
+TEST_F(BakingTest, EdgePointsThatLeaveAWideFrameAreDropped) {
   const ObjectFile object = object_of({{{0.0F, 0.0F}, {1.0F, 1.0F}, {0.0F, 1.0F}}});
   choose(object);
   set(surroundings_id, 1);
@@ -677,7 +677,7 @@ TEST_F(BakingCamera, EdgePointsThatLeaveAWideFrameAreDropped) {
   }
 }
 
-TEST_F(BakingCamera, EdgePointsAreThirtyFourOfEachEdge) {
+TEST_F(BakingTest, EdgePointsAreThirtyFourOfEachEdge) {
   // Far enough apart for each to have a cell of its own.
   const ObjectFile object = object_of({{{0.0F, 0.5F}, {1.0F, 0.5F}, {0.5F, 0.5F}}});
   choose(object);
@@ -691,7 +691,7 @@ TEST_F(BakingCamera, EdgePointsAreThirtyFourOfEachEdge) {
   EXPECT_LE(on_row, 3 * 34);
 }
 
-TEST_F(BakingCamera, MapsEdgeMarksTheCellJustPastTheLastOne) {
+TEST_F(BakingTest, MapsEdgeMarksTheCellJustPastTheLastOne) {
   choose(object_of({{{1.0F, 0.25F}, {0.25F, 1.0F}, {1.0F, 1.0F}}}));
   frame();
   EXPECT_TRUE(covered(1.0, 0.25 + 0.5 / 64.0));
@@ -702,7 +702,7 @@ TEST_F(BakingCamera, MapsEdgeMarksTheCellJustPastTheLastOne) {
   EXPECT_EQ(covered_cells(), (std::set<int>{17 * 64}));
 }
 
-TEST_F(BakingCamera, CornersOffTheMapMarkTheCellThatTheirIndexNames) {
+TEST_F(BakingTest, CornersOffTheMapMarkTheCellThatTheirIndexNames) {
   // 64 cells a row: a column left of the map is the end of the row before, one right of it the start of the next row.
   choose(object_of({{{-0.5F, 0.5F}, {1.5F, 0.25F}, {0.5F, 1.0F}}}));
   frame();
@@ -714,7 +714,7 @@ TEST_F(BakingCamera, CornersOffTheMapMarkTheCellThatTheirIndexNames) {
   EXPECT_FALSE(covered(-0.5, 0.25));
 }
 
-TEST_F(BakingCamera, CornersWhoseIndexLeavesTheGridAreDropped) {
+TEST_F(BakingTest, CornersWhoseIndexLeavesTheGridAreDropped) {
   const float huge = std::numeric_limits<float>::max();
   const auto infinite = std::numeric_limits<float>::infinity();
   std::vector<std::vector<Uv>> polygons;
@@ -739,13 +739,13 @@ TEST_F(BakingCamera, CornersWhoseIndexLeavesTheGridAreDropped) {
   }
 }
 
-TEST_F(BakingCamera, OtherCornersOfAPolygonThatLeavesTheGridStay) {
+TEST_F(BakingTest, OtherCornersOfAPolygonThatLeavesTheGridStay) {
   choose(object_of({{{0.5F, 0.5F}, {1000.0F, 0.5F}, {not_a_number, 0.5F}}}));
   frame();
   EXPECT_EQ(covered_cells(), (std::set<int>{32 * 64 + 32}));
 }
 
-TEST_F(BakingCamera, PolygonsTakeTheirFirstThreeVertices) {
+TEST_F(BakingTest, PolygonsTakeTheirFirstThreeVertices) {
   const Uv a{0.125F, 0.125F};
   const Uv b{0.25F, 0.125F};
   const Uv c{0.25F, 0.25F};
@@ -767,7 +767,7 @@ TEST_F(BakingCamera, PolygonsTakeTheirFirstThreeVertices) {
   EXPECT_EQ(cells({a, b, c, d, e, a, b, c, d, e}), first_three);
 }
 
-TEST_F(BakingCamera, PolygonWithoutAllThreeTexturePositionsIsSkipped) {
+TEST_F(BakingTest, PolygonWithoutAllThreeTexturePositionsIsSkipped) {
   for (std::uint32_t missing = 0; missing < 3; ++missing) {
     ObjectFile object = object_of(one_triangle());
     object.layers[0].uv_maps[0].of_point.erase(missing);
@@ -783,7 +783,7 @@ TEST_F(BakingCamera, PolygonWithoutAllThreeTexturePositionsIsSkipped) {
   EXPECT_EQ(covered_cells().size(), 3U);
 }
 
-TEST_F(BakingCamera, TexturePositionsOfThePolygonWin) {
+TEST_F(BakingTest, TexturePositionsOfThePolygonWin) {
   ObjectFile object = object_of({{{0.25F, 0.25F}, {0.5F, 0.25F}, {0.5F, 0.5F}}, {{0.9F, 0.9F}, {0.8F, 0.9F}, {0.8F, 0.8F}}});
   auto& map = object.layers[0].uv_maps[0];
   map.of_point_in_polygon[{1, 0}] = {0.0F, 0.75F};
@@ -800,7 +800,7 @@ TEST_F(BakingCamera, TexturePositionsOfThePolygonWin) {
   EXPECT_TRUE(covered(0.125 + 0.5 / 64.0, 0.875 + 0.5 / 64.0));
 }
 
-TEST_F(BakingCamera, MapsOfManyValuesAreReadByTheirFirstTwo) {
+TEST_F(BakingTest, MapsOfManyValuesAreReadByTheirFirstTwo) {
   for (const int dimension : {1, 2, 3, 4, 17, 1000}) {
     ObjectFile object = object_of(one_triangle());
     auto& map = object.layers[0].uv_maps[0];
@@ -815,7 +815,7 @@ TEST_F(BakingCamera, MapsOfManyValuesAreReadByTheirFirstTwo) {
   }
 }
 
-TEST_F(BakingCamera, EveryLayerWithTheMapIsScannedAndOthersAreNot) {
+TEST_F(BakingTest, EveryLayerWithTheMapIsScannedAndOthersAreNot) {
   ObjectFile object = object_of(one_triangle(), "Skin");
   ObjectFile other = object_of({{{0.9F, 0.9F}, {0.8F, 0.9F}, {0.8F, 0.8F}}}, "Skin");
   other.layers[0].number = 5;
@@ -835,7 +835,7 @@ TEST_F(BakingCamera, EveryLayerWithTheMapIsScannedAndOthersAreNot) {
 
 // --- Film positions.
 
-TEST_F(BakingCamera, FilmCentreIsTheMapsMiddleInEveryFit) {
+TEST_F(BakingTest, FilmCentreIsTheMapsMiddleInEveryFit) {
   choose(object_of({{{0.5F, 0.5F}, {0.5F, 0.5F}, {0.5F, 0.5F}}}));
   set_size(128, 64);
   for (const int flip : {0, 1}) {
@@ -848,7 +848,7 @@ TEST_F(BakingCamera, FilmCentreIsTheMapsMiddleInEveryFit) {
   }
 }
 
-TEST_F(BakingCamera, FitScalesTheMapByWidthByHeightOrByBoth) {
+TEST_F(BakingTest, FitScalesTheMapByWidthByHeightOrByBoth) {
   set_size(128, 64);
   choose(object_of({{{0.75F, 0.375F}, {0.75F, 0.375F}, {0.75F, 0.375F}}}));
   for (const int fit : {0, 1, 2, 3}) {
@@ -865,7 +865,7 @@ TEST_F(BakingCamera, FitScalesTheMapByWidthByHeightOrByBoth) {
   }
 }
 
-TEST_F(BakingCamera, FlipTurnsTheMapUpsideDown) {
+TEST_F(BakingTest, FlipTurnsTheMapUpsideDown) {
   const ObjectFile object = object_of({{{0.25F, 0.0F}, {0.25F, 0.0F}, {0.25F, 0.0F}}});
   choose(object);
   set(fit_id, 0);
@@ -881,7 +881,7 @@ TEST_F(BakingCamera, FlipTurnsTheMapUpsideDown) {
   EXPECT_EQ(camera->evaluate({.film_x = x, .film_y = -0.5 * film_width()}).result, LWCAMEVAL_NONE);
 }
 
-TEST_F(BakingCamera, FilmPositionsOffTheGridAreUncovered) {
+TEST_F(BakingTest, FilmPositionsOffTheGridAreUncovered) {
   // A map that covers the frame's first and last cells.
   choose(object_of({{{0.0F, 0.0F}, {1.0F, 1.0F}, {0.0F, 1.0F}}, {{1.0F, 0.0F}, {0.99F, 0.99F}, {0.0F, 0.99F}}}));
   set_size(4, 4);
@@ -897,7 +897,7 @@ TEST_F(BakingCamera, FilmPositionsOffTheGridAreUncovered) {
   }
 }
 
-TEST_F(BakingCamera, UncoveredPixelsGetTheTestRayAndNothingElseIsWritten) {
+TEST_F(BakingTest, UncoveredPixelsGetTheTestRayAndNothingElseIsWritten) {
   choose(object_of(one_triangle()));
   frame();
   LWCameraRay record{};
@@ -921,7 +921,7 @@ TEST_F(BakingCamera, UncoveredPixelsGetTheTestRayAndNothingElseIsWritten) {
   EXPECT_EQ(camera->handler().evaluate(nullptr, 0, 0, 0, 0, 0, LWCAMEYE_CENTER, &record, &camera->access()), 0);
 }
 
-TEST_F(BakingCamera, BeforeTheFirstFrameTheRayIsLeftAlone) {
+TEST_F(BakingTest, BeforeTheFirstFrameTheRayIsLeftAlone) {
   LWCameraRay record{};
   record.rayPos[0] = 3.5;
   record.rayDir[1] = 4.5;
@@ -933,7 +933,7 @@ TEST_F(BakingCamera, BeforeTheFirstFrameTheRayIsLeftAlone) {
   EXPECT_EQ(record.filmNorm[2], 5.5);
 }
 
-TEST_F(BakingCamera, ThreadsAgree) {
+TEST_F(BakingTest, ThreadsAgree) {
   const ObjectFile object = object_of(one_triangle());
   choose(object);
   set(surroundings_id, 1);
@@ -947,7 +947,7 @@ TEST_F(BakingCamera, ThreadsAgree) {
   for (const auto& cells : found) EXPECT_EQ(cells, expected);
 }
 
-TEST_F(BakingCamera, InstancesKeepTheirGridsApart) {
+TEST_F(BakingTest, InstancesKeepTheirGridsApart) {
   choose(object_of(one_triangle()));
   const auto other = stage.create(server, "Other 1");
   frame();
@@ -963,7 +963,7 @@ TEST_F(BakingCamera, InstancesKeepTheirGridsApart) {
 int told_width = 0;
 int told_height = 0;
 
-TEST_F(BakingCamera, FrameThatNoMemoryHoldsIsRefusedWithASentence) {
+TEST_F(BakingTest, FrameThatNoMemoryHoldsIsRefusedWithASentence) {
   choose(object_of(one_triangle()));
   frame();
   auto table = host_table<LWCameraInfo>(LWCAMERAINFO_GLOBAL);
@@ -1002,7 +1002,7 @@ TEST_F(BakingCamera, FrameThatNoMemoryHoldsIsRefusedWithASentence) {
   }
 }
 
-TEST_F(BakingCamera, FrameWithoutPixelsIsSurvived) {
+TEST_F(BakingTest, FrameWithoutPixelsIsSurvived) {
   choose(object_of(one_triangle()));
   set(surroundings_id, 1);
   auto table = host_table<LWCameraInfo>(LWCAMERAINFO_GLOBAL);
@@ -1023,7 +1023,7 @@ TEST_F(BakingCamera, FrameWithoutPixelsIsSurvived) {
   }
 }
 
-TEST_F(BakingCamera, FilmWithoutASizeIsUncovered) {
+TEST_F(BakingTest, FilmWithoutASizeIsUncovered) {
   choose(object_of(one_triangle()));
   auto table = host_table<LWCameraInfo>(LWCAMERAINFO_GLOBAL);
   table.filmSize = [](LWItemID, double* width, double* height) { *width = *height = 0.0; };
@@ -1033,7 +1033,7 @@ TEST_F(BakingCamera, FilmWithoutASizeIsUncovered) {
   expect_test_ray(camera->evaluate({.film_x = 0.001, .film_y = -0.001}));
 }
 
-TEST_F(BakingCamera, HostWithoutObjectsIsSurvived) {
+TEST_F(BakingTest, HostWithoutObjectsIsSurvived) {
   choose(object_of(one_triangle()));
   {
     const ServiceOverride odd(stage.module, server, LWOBJECTFUNCS_GLOBAL, nullptr);
@@ -1045,7 +1045,7 @@ TEST_F(BakingCamera, HostWithoutObjectsIsSurvived) {
   EXPECT_NE(frame(2), "0 0 0\n");
 }
 
-TEST_F(BakingCamera, HostWithoutCamerasIsSurvived) {
+TEST_F(BakingTest, HostWithoutCamerasIsSurvived) {
   choose(object_of(one_triangle()));
   frame();
   stage.host.withhold(LWCAMERAINFO_GLOBAL);
@@ -1057,7 +1057,7 @@ TEST_F(BakingCamera, HostWithoutCamerasIsSurvived) {
   stage.host.offer(LWCAMERAINFO_GLOBAL);
 }
 
-TEST_F(BakingCamera, LayersWithoutAMeshAndNamesAreSurvived) {
+TEST_F(BakingTest, LayersWithoutAMeshAndNamesAreSurvived) {
   choose(object_of(one_triangle()));
   auto table = host_table<LWObjectFuncs>(LWOBJECTFUNCS_GLOBAL);
   table.layerMesh = [](int, int) -> LWMeshInfo* { return nullptr; };
@@ -1073,7 +1073,7 @@ TEST_F(BakingCamera, LayersWithoutAMeshAndNamesAreSurvived) {
   EXPECT_EQ(camera->panel().choices(mesh_id).at(1), "Object");
 }
 
-TEST_F(BakingCamera, HostThatCountsBelowZeroIsSurvived) {
+TEST_F(BakingTest, HostThatCountsBelowZeroIsSurvived) {
   choose(object_of(one_triangle()));
   auto table = host_table<LWObjectFuncs>(LWOBJECTFUNCS_GLOBAL);
   table.numObjects = [] { return -3; };
@@ -1084,7 +1084,7 @@ TEST_F(BakingCamera, HostThatCountsBelowZeroIsSurvived) {
   EXPECT_EQ(camera->panel().choices(uv_map_id), std::vector<std::string>{"(none)"});
 }
 
-TEST_F(BakingCamera, TextureMapWithoutANameIsNotChosen) {
+TEST_F(BakingTest, TextureMapWithoutANameIsNotChosen) {
   choose(object_of(one_triangle()));
   auto table = host_table<LWObjectFuncs>(LWOBJECTFUNCS_GLOBAL);
   table.vmapName = [](LWID, int) -> const char* { return nullptr; };
@@ -1094,7 +1094,7 @@ TEST_F(BakingCamera, TextureMapWithoutANameIsNotChosen) {
   EXPECT_EQ(camera->panel().choices(uv_map_id).at(1), "(none)");
 }
 
-TEST_F(BakingCamera, EveryMeshIsClosedAfterItsScan) {
+TEST_F(BakingTest, EveryMeshIsClosedAfterItsScan) {
   ObjectFile object = object_of(one_triangle());
   for (int number = 1; number < 5; ++number) object.layers.emplace_back().number = number;
   choose(object);
@@ -1105,7 +1105,7 @@ TEST_F(BakingCamera, EveryMeshIsClosedAfterItsScan) {
 
 // --- Objects that the host saved.
 
-class HostObjects : public BakingCamera, public testing::WithParamInterface<const char*> {};
+class HostObjects : public BakingTest, public testing::WithParamInterface<const char*> {};
 
 TEST_P(HostObjects, AreScannedAsModelled) {
   const auto folder = test_support::host_scene_folder();

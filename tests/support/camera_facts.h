@@ -83,6 +83,8 @@ struct CameraFacts {
   std::vector<ValueFacts> values;
   std::vector<std::uint32_t> dividers_after;
   std::vector<std::uint32_t> sensitive;
+  /// The hints that the host is handed, in words, one to a line. An empty line stands before what it is handed later.
+  std::string hints;
 
   /// What the gizmo, which has no handles, answers when the host asks for one or drags one.
   int gizmo_handle_answer = -1;
@@ -90,7 +92,7 @@ struct CameraFacts {
   std::uint32_t logo_id() const { return controls.front().id; }
 };
 
-/// In the order of the module's table.
+/// In the order of their tag tables, which is that of the module's table.
 const std::vector<CameraFacts>& all_cameras();
 
 /// Throws std::out_of_range when there is no such server.

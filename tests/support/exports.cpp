@@ -1,5 +1,6 @@
 #include "tests/support/exports.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -112,9 +113,16 @@ bool is_foreign(const std::string& exported) {
 }  // namespace
 
 std::vector<std::string> promised_exports() {
-  std::ifstream file(source_folder() / "tests" / "exports.txt");
+  std::vector<std::filesystem::path> lists{source_folder() / "tests" / "exports.txt"};
+  for (const auto& folder : std::filesystem::directory_iterator(source_folder() / "cameras")) {
+    if (const auto list = folder.path() / "exports.txt"; std::filesystem::exists(list)) lists.push_back(list);
+  }
   std::vector<std::string> names;
-  for (std::string name; file >> name;) names.push_back(name);
+  for (const std::filesystem::path& list : lists) {
+    std::ifstream file(list);
+    for (std::string name; file >> name;) names.push_back(name);
+  }
+  std::ranges::sort(names);
   return names;
 }
 

@@ -5,7 +5,8 @@
 
 namespace test_support {
 
-/// Every name that the module promises to export, from tests/exports.txt, as the compilers of both systems spell it.
+/// Every name that the module promises to export, as the compilers of both systems spell it, in the order of bytes: those of
+/// each camera, from the file exports.txt in its folder, and the others, from tests/exports.txt.
 std::vector<std::string> promised_exports();
 
 /// The names that the module file exports, without what the standard library and the sanitizers add of their own.

@@ -47,9 +47,7 @@ ServiceOverride::ServiceOverride(const standin::Module& module, const std::strin
   standin::require_activated(activate(module, *server_, &answer), *server_);
 }
 
-ServiceOverride::~ServiceOverride() {
-  activate(*module_, *server_, standin::Host::global());
-}
+ServiceOverride::~ServiceOverride() { activate(*module_, *server_, standin::Host::global()); }
 
 ItemQuestions::ItemQuestions(const standin::Module& module, const std::string& server_name)
     : override_(module, server_name, LWITEMINFO_GLOBAL, watching_table()) {
