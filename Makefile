@@ -67,12 +67,12 @@ lint-packages:
 	@cmake/install-packages.sh lint
 
 format: lint-packages
-	clang-format -i $(cpp_files)
+	clang-format-16 -i $(cpp_files)
 
 lint: packages lint-packages
 	shellcheck .ci/run $$(git ls-files '*.sh')
 	pyflakes3 $$(git ls-files '*.py')
 	cmake/check_layout.py
-	clang-format --dry-run -Werror $(cpp_files)
+	clang-format-16 --dry-run -Werror $(cpp_files)
 	cmake --preset lint
 	run-clang-tidy -quiet -j 2 -p build/lint '\.cpp$$'

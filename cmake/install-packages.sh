@@ -7,7 +7,7 @@ packages="make ninja-build cmake g++ g++-mingw-w64-x86-64-posix g++-mingw-w64-x8
           pkg-config chromium chromium-driver util-linux nlohmann-json3-dev libcereal-dev
           python3-jinja2 python3-selenium python3-tqdm pandoc
           clang lld llvm libclang-rt-14-dev python3"
-[ "${1:-}" != lint ] || packages="clang-format clang-tidy pyflakes3 shellcheck"
+[ "${1:-}" != lint ] || packages="clang-format-16 clang-tidy pyflakes3 shellcheck"
 set --
 for package in $packages; do
   status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)

@@ -124,10 +124,12 @@ class SceneFile:
             if word == "LoadObjectLayer":
                 self._objects.append(rest.split(" ", 2)[-1])
 
-    def content_for(self, camera: str) -> list:
-        """The parts of the scene and of its objects' files that the picture of a camera depends on."""
-        own = self._cameras.get(camera)
+    def content_for(self, picture: Picture) -> list:
+        """The parts of the scene and of its objects' files that the picture depends on."""
+        own = self._cameras.get(picture.camera)
         servers = {word for line in own or [] if line.startswith("Plugin CameraHandler ") for word in line.split()[3:4]}
+        # The arguments can name another server than the scene.
+        servers.update(picture.arguments)
         alone = own is not None and not servers & SERVERS_THAT_SHOW_CAMERAS
         cameras = own if alone else self._cameras
         return [self._others, cameras, self._object_hashes]
@@ -158,7 +160,7 @@ class Renderer:
         module_file = getattr(self, module)
         binaries = [self.tool, module_file, *module_file.parent.glob("ovicam-ray-service*")]
         parts = [words, picture.camera, picture.arguments, [hash_of_file(file) for file in sorted(binaries) if file.is_file()],
-                 self.scene.content_for(picture.camera)]
+                 self.scene.content_for(picture)]
         return hashlib.sha256(json.dumps(parts).encode()).hexdigest()
 
 

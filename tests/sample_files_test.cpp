@@ -71,7 +71,7 @@ TEST(SampleScene, HasTheCamerasAtEyeHeightInTheMiddle) {
   }
 }
 
-TEST(SampleCameras, HaveTwelvePlainOnesFirstAndOneForEveryCameraOfTheGallery) {
+TEST(SampleCameras, HaveTwelvePlainOnesFirstAndThenCamerasThatTheModuleOffers) {
   const standin::Scene scene = standin::read_scene_file(samples_folder() / "cameras.lws");
   std::vector<std::string> servers;
   for (const standin::Item& item : scene.items) {
@@ -83,9 +83,9 @@ TEST(SampleCameras, HaveTwelvePlainOnesFirstAndOneForEveryCameraOfTheGallery) {
   const auto plain_end = std::ranges::find_if(servers, [](const std::string& server) { return server != "Perspective"; });
   EXPECT_GE(plain_end - servers.begin(), 12);
   EXPECT_EQ(std::count(plain_end, servers.end(), "Perspective"), 0);
-  std::set<std::string> expected{"QuorinBakingCam"};
-  for (const test_support::CameraFacts& camera : test_support::all_cameras()) expected.insert(camera.server_name);
-  EXPECT_EQ(std::set<std::string>(plain_end, servers.end()), expected);
+  std::set<std::string> offered{"QuorinBakingCam"};
+  for (const test_support::CameraFacts& camera : test_support::all_cameras()) offered.insert(camera.server_name);
+  for (auto server = plain_end; server != servers.end(); ++server) EXPECT_TRUE(offered.contains(*server)) << *server;
 }
 
 TEST(SampleScene, SunShinesFromTheSouthWestDownwards) {

@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import tomllib
+import types
 import unittest
 import zlib
 from pathlib import Path
@@ -344,6 +345,14 @@ class Mistakes(unittest.TestCase):
         page.write_text(text.replace(r"\frac xW", r"\fraction xW"), encoding="utf-8")
         with self.assertRaisesRegex(make_pages.PageError, "pandoc"):
             make_pages.CameraPage(page).make_sections()
+
+    def test_a_camera_that_no_picture_shows_is_found(self):
+        page = types.SimpleNamespace(slug="both")
+        page_of = {"OneCam": page, "OtherCam": page, "ThirdCam": types.SimpleNamespace(slug="third")}
+        one = {"page": "both", "server": "OneCam"}
+        self.assertEqual(make_pages.without_picture({"picture": [one]}, page_of, list(page_of)), ["OtherCam", "ThirdCam"])
+        self.assertEqual(make_pages.without_picture({"picture": [{"page": "both"}]}, page_of, list(page_of)), ["ThirdCam"])
+        self.assertEqual(make_pages.without_picture({}, page_of, ["OneCam"]), ["OneCam"])
 
     def test_the_program_ends_with_the_sentence(self):
         pages = self.folder / "pages"

@@ -360,11 +360,14 @@ def png_size(file):
     return struct.unpack(">II", head[16:24])
 
 
-def read_pictures(list_file, folder):
+def without_picture(listed, page_of, servers):
+    """The servers that no picture of the gallery shows. A picture that names no server is about all of its page."""
+    shown = {(entry["page"], entry.get("server")) for entry in listed.get("picture", [])}
+    return [server for server in servers if not shown & {(page_of[server].slug, None), (page_of[server].slug, server)}]
+
+
+def read_pictures(listed, folder):
     """The pictures that exist, in the list's order, with their sizes; and the pinhole pictures by file."""
-    if not list_file.exists():
-        return [], {}
-    listed = tomllib.loads(list_file.read_text(encoding="utf-8"))
 
     def present(entries):
         for entry in entries:
@@ -425,7 +428,11 @@ def make_pages(module, tool, output, pages_folder):
     if without_page:
         raise PageError(f"{pages_folder}: no page is about {quoted(without_page)}")
 
-    pictures, pinholes = read_pictures(ROOT / "samples" / "gallery.toml", output / "pictures")
+    listed = tomllib.loads((ROOT / "samples" / "gallery.toml").read_text(encoding="utf-8"))
+    unseen = without_picture(listed, page_of, registered)
+    if unseen:
+        raise PageError(f"samples/gallery.toml: no picture shows {quoted(unseen)}")
+    pictures, pinholes = read_pictures(listed, output / "pictures")
     servers = [
         {
             "server_name": name,
