@@ -255,9 +255,8 @@ int main(int argc, char** argv) try {
         },
         {}, true);
   }
-  for (const char* server_name : {"QuorinPerspectiveCam", "QuorinSphericalCam", "QuorinStereoCam"}) {
+  for (const char* server_name : {"QuorinPerspectiveCam", "QuorinSphericalCam", "QuorinStereoCam"})
     compare_threads(module, server_name);
-  }
   return 0;
 } catch (const std::exception& error) {
   static_cast<void>(std::fprintf(stderr, "%s\n", error.what()));

@@ -89,9 +89,8 @@ void add_tile(const tool::FrameJob& job, int left, int top, FrameRays& rays) {
 
 FrameRays rays_of(const tool::FrameJob& job) {
   FrameRays rays;
-  for (int top = 0; top < job.height; top += tile_size) {
+  for (int top = 0; top < job.height; top += tile_size)
     for (int left = 0; left < job.width; left += tile_size) add_tile(job, left, top, rays);
-  }
   return rays;
 }
 
@@ -123,9 +122,8 @@ void compare(const std::filesystem::path& scene_file, const std::string& camera_
   const auto session = standin::open_session_for(options);
   for (const std::string& warning : session->take_warnings()) std::cerr << "warning: " << warning << '\n';
   const tool::FrameJob job{*session, render_scene, session->begin_frame(scene.first_frame), width, height, samples_per_pixel};
-  if (job.setup.depth_of_field || job.setup.duration_seconds > 0.0) {
+  if (job.setup.depth_of_field || job.setup.duration_seconds > 0.0)
     throw std::runtime_error(camera_name + ": the bare loop has no depth of field and no motion blur; choose another camera");
-  }
   render_scene.set_frame(job.setup.start_seconds, job.setup.duration_seconds);
 
   const FrameRays rays = rays_of(job);

@@ -38,9 +38,8 @@ int activate_handler(HostServices& services, const HandlerCallbacks& callbacks, 
   acquire(services.vparmf, global, LWVPARMFUNCS_GLOBAL);
   acquire(services.msg, global, LWMESSAGEFUNCS_GLOBAL);
   services.sysid = system_id(global);
-  if (!services.on_render_node() && (services.msg == nullptr || services.vparmf == nullptr || services.xpanf == nullptr)) {
+  if (!services.on_render_node() && (services.msg == nullptr || services.vparmf == nullptr || services.xpanf == nullptr))
     return AFUNC_BADGLOBAL;
-  }
   if (services.timer == nullptr || services.camerainfo == nullptr || services.iteminfo == nullptr) return AFUNC_BADGLOBAL;
 
   auto& handler = *static_cast<LWCameraHandler*>(local);

@@ -126,8 +126,9 @@ auto LensCamera<Lens, PoseType, weight>::pose_at(double time) const -> PoseType 
     interpolate(samples[which].data(), blend, v);
     return BasicVector<Scalar>{rounded_to<Scalar>(v[0]), rounded_to<Scalar>(v[1]), rounded_to<Scalar>(v[2])};
   };
-  return [&]<std::size_t... Which>(std::index_sequence<Which...>) { return PoseType{vector(Which)...}; }
-  (std::make_index_sequence<vector_count>());
+  return [&]<std::size_t... Which>(std::index_sequence<Which...>) {
+    return PoseType{vector(Which)...};
+  }(std::make_index_sequence<vector_count>());
 }
 
 }  // namespace framework

@@ -44,11 +44,10 @@ SampleBlend blend_samples(std::size_t n, double t) {
 /// A 3-vector from samples of three doubles each. Threads: any.
 inline void interpolate(const double* samples, const SampleBlend& blend, double* out) {
   const double* from = samples + 3 * blend.first;
-  if (blend.alone) {
+  if (blend.alone)
     for (int axis = 0; axis < 3; ++axis) out[axis] = from[axis];
-  } else {
+  else
     for (int axis = 0; axis < 3; ++axis) out[axis] = from[axis] * (1.0 - blend.weight) + from[axis + 3] * blend.weight;
-  }
 }
 
 }  // namespace framework

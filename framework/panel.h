@@ -264,9 +264,8 @@ constexpr void for_each_hint_word(const Rows& rows, const PanelFunctions& functi
     if (row.has_divider && !row.is_version) hint(LWXPTAG_DIVIDER, control(row), none);
   }
   for (int times = most_sensitivity_hints; times > 0; --times) {
-    for (const auto& row : rows) {
+    for (const auto& row : rows)
       if (row.sensitivity_hints >= times) hint(LWXPTAG_SENSITIVITY, control(row), std::int64_t{1});
-    }
   }
   for (const auto& row : rows) {
     if (!row.has_limits) continue;

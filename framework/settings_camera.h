@@ -49,9 +49,8 @@ class SettingsCamera : public Camera {
 
   /// Completes a new camera, whose envelopes start at its values.
   void start() {
-    for (const auto& parameter : tables_.parameters) {
+    for (const auto& parameter : tables_.parameters)
       if (parameter.host_zoom) values.*parameter.value = readings().zoom_factor_now();
-    }
     initialise();
     const LWItemInfo* iteminfo = host().iteminfo;
     const LWChanGroupID group = iteminfo != nullptr ? iteminfo->chanGroup(own_item) : nullptr;
@@ -82,9 +81,8 @@ class SettingsCamera : public Camera {
     }
     after_copy(from);
     const LWVParmFuncs* vparmf = host().vparmf;
-    for (std::size_t i = 0; i < envelopes.size() && vparmf != nullptr; ++i) {
+    for (std::size_t i = 0; i < envelopes.size() && vparmf != nullptr; ++i)
       if (envelopes[i] != nullptr && from.envelopes[i] != nullptr) vparmf->copy(envelopes[i], from.envelopes[i]);
-    }
   }
 
   /// Destroys the envelopes, which the host owns, before the instance is deleted.
@@ -121,9 +119,8 @@ class SettingsCamera : public Camera {
   }
 
   void read_envelopes(LWTime time) {
-    for (const auto& parameter : tables_.parameters) {
+    for (const auto& parameter : tables_.parameters)
       if (!parameter.host_zoom) read_envelope(parameter.value, time);
-    }
   }
 
   void* panel_value(std::uint32_t id) override { return row_value(tables_.panel, id); }

@@ -312,9 +312,8 @@ TEST_F(CameraLink, NumbersHaveSixDecimals) {
 
 TEST_F(CameraLink, LocaleWithACommaChangesNothing) {
   const char* found = nullptr;
-  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR.utf8", "German", "French"}) {
+  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "fr_FR.utf8", "German", "French"})
     if (found == nullptr) found = std::setlocale(LC_ALL, name);
-  }
   if (found == nullptr || std::string_view(std::localeconv()->decimal_point) != ",") {
     static_cast<void>(std::setlocale(LC_ALL, "C"));
     GTEST_SKIP() << "this system has no locale with a decimal comma";
@@ -611,9 +610,8 @@ TEST_F(CameraLink, NumbersAreReadAsCReadsThem) {
       Case{"1.7976931348623159e308", infinity},
       Case{"0.1000000000000000055511151231257827021181583404541015625", 0.1},
   };
-  for (const Case& example : cases) {
+  for (const Case& example : cases)
     EXPECT_EQ(read_text(std::string("iso=") + example.text + "\n").iso, example.value) << example.text;
-  }
   EXPECT_TRUE(std::isnan(read_text("iso=nan\n").iso));
   EXPECT_TRUE(std::signbit(read_text("iso=-0\n").iso));
   EXPECT_EQ(read_text("iso=" + std::string(480, '9') + "\n").iso, infinity);
@@ -664,9 +662,8 @@ TEST_F(CameraLink, NoFileWritesOutsideTheRecord) {
     Guarded guarded;
     std::memset(static_cast<void*>(&guarded), 0xa5, sizeof guarded);
     library.read(&guarded.record);
-    for (const auto* fence : {&guarded.before, &guarded.after}) {
+    for (const auto* fence : {&guarded.before, &guarded.after})
       for (const unsigned char byte : *fence) ASSERT_EQ(byte, 0xa5) << "run " << run;
-    }
     for (const std::string_view field : {std::string_view(guarded.record.plugin, 128),
                                          {guarded.record.plugin_version, 32},
                                          {guarded.record.body, 128},

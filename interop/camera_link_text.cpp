@@ -139,11 +139,10 @@ std::string compose(Writer writer, const Values& values) {
     const std::size_t start = text.size();
     text += line.key;
     text += '=';
-    if (std::visit(Appender{text, values}, line.value)) {
+    if (std::visit(Appender{text, values}, line.value))
       text += '\n';
-    } else {
+    else
       text.resize(start);
-    }
   }
   return text;
 }

@@ -59,9 +59,8 @@ Matrix axis_rotation(int axis, double angle) {
 Matrix operator*(const Matrix& left, const Matrix& right) {
   Matrix product = {};
   for (std::size_t row = 0; row < 3; ++row) {
-    for (std::size_t column = 0; column < 3; ++column) {
+    for (std::size_t column = 0; column < 3; ++column)
       for (std::size_t k = 0; k < 3; ++k) product[row][column] += left[row][k] * right[k][column];
-    }
   }
   return product;
 }
@@ -84,18 +83,15 @@ Matrix rotation_of(const Quat& q) {
 }
 
 void expect_near(const Matrix& expected, const Matrix& actual, const std::string& what) {
-  for (std::size_t row = 0; row < 3; ++row) {
-    for (std::size_t column = 0; column < 3; ++column) {
+  for (std::size_t row = 0; row < 3; ++row)
+    for (std::size_t column = 0; column < 3; ++column)
       EXPECT_NEAR(expected[row][column], actual[row][column], tolerance) << what << " row " << row << " column " << column;
-    }
-  }
 }
 
 Matrix upper_left(const float (&matrix)[4][4]) {
   Matrix rotation = {};
-  for (std::size_t row = 0; row < 3; ++row) {
+  for (std::size_t row = 0; row < 3; ++row)
     for (std::size_t column = 0; column < 3; ++column) rotation[row][column] = matrix[row][column];
-  }
   return rotation;
 }
 
@@ -132,9 +128,8 @@ class Euler : public testing::TestWithParam<int> {
   void expect_angles(const std::array<double, 3>& expected, const Quat& actual) const {
     EXPECT_EQ(actual.w, static_cast<float>(code));
     const std::array<float, 3> values = {actual.x, actual.y, actual.z};
-    for (std::size_t index = 0; index < 3; ++index) {
+    for (std::size_t index = 0; index < 3; ++index)
       EXPECT_NEAR(std::remainder(values[index] - expected[index], 2 * pi), 0.0, 2e-5) << "angle " << index;
-    }
   }
 
   Library library;
@@ -185,11 +180,9 @@ TEST_P(Euler, LockedAnglesGiveTheSameRotationWithOneOfThemZero) {
     // Exact entries, so that the lock is met exactly.
     const Matrix rotation = rotation_of(order, rotating, {0.5, middle, -1.25});
     float matrix[4][4] = {};
-    for (std::size_t row = 0; row < 3; ++row) {
-      for (std::size_t column = 0; column < 3; ++column) {
+    for (std::size_t row = 0; row < 3; ++row)
+      for (std::size_t column = 0; column < 3; ++column)
         matrix[row][column] = std::abs(rotation[row][column]) < 1e-9 ? 0.0F : static_cast<float>(rotation[row][column]);
-      }
-    }
     const Quat angles = library.angles_from_matrix(matrix, code);
     EXPECT_EQ(rotating ? angles.x : angles.z, 0.0F);
     EXPECT_NEAR(std::abs(angles.y), std::abs(middle), tolerance);

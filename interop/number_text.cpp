@@ -63,9 +63,8 @@ Scan scan_number(std::string_view text) {
   if (error == std::errc::invalid_argument) return {};
   std::string_view rest = number.substr(static_cast<std::size_t>(end - number.data()));
   const std::string_view taken = number.substr(0, number.size() - rest.size());
-  if (error == std::errc::result_out_of_range) {
+  if (error == std::errc::result_out_of_range)
     value = is_too_large(taken, hexadecimal) ? std::numeric_limits<double>::infinity() : 0.0;
-  }
   // An exponent mark without digits means nothing, but scanf passes over it.
   const std::string_view marks = hexadecimal ? "pP" : "eE";
   const bool is_numeral = hexadecimal || taken.front() == '.' || contains(decimal_digits, taken.front());

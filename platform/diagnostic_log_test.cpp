@@ -99,9 +99,8 @@ struct Death {
 
 Death die(const std::string& way) {
   // A sanitizer's own handler would come first.
-  for (const char* options : {"ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"}) {
+  for (const char* options : {"ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"})
     test_support::set_environment(options, "handle_segv=0:handle_abort=0");
-  }
   const fs::path file = copy_of_module(test_support::scratch_folder());
   ChildProcess child({"--die", way, file.string()});
   const unsigned long exit_code = child.wait();

@@ -142,9 +142,7 @@ void install_crash_filter(CrashReport report) noexcept {
 void remove_crash_filter() noexcept {
   for (const int signal : crash_signals) {
     struct sigaction current = {};
-    if (sigaction(signal, nullptr, &current) == 0 && is_handled_here(current)) {
-      static_cast<void>(std::signal(signal, SIG_DFL));
-    }
+    if (sigaction(signal, nullptr, &current) == 0 && is_handled_here(current)) static_cast<void>(std::signal(signal, SIG_DFL));
   }
 }
 

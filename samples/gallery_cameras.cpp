@@ -36,13 +36,11 @@ std::string base_16(double value) {
 
 std::vector<std::string> saved(std::initializer_list<Saved> values) {
   std::vector<std::string> lines;
-  for (const Saved& value : values) {
-    if (value.kind == Saved::Kind::envelope) {
+  for (const Saved& value : values)
+    if (value.kind == Saved::Kind::envelope)
       lines.insert(lines.end(), {"{ VParm", "  " + number(value.value), "}"});
-    } else {
+    else
       lines.push_back(value.kind == Saved::Kind::whole ? base_16(value.value) : number(value.value));
-    }
-  }
   return lines;
 }
 

@@ -178,9 +178,8 @@ void Mesh::turned(Vec3 foot, std::span<const ProfilePoint> outline, int sides, c
   if (!cap.empty()) polygon(cap);
   cap.clear();
   const bool stands = foot.y + outline.front().height == 0.0;
-  for (int side = sides; side > 0 && outline.front().radius > 0.0 && !stands; --side) {
+  for (int side = sides; side > 0 && outline.front().radius > 0.0 && !stands; --side)
     cap.push_back(rim_point(outline.front(), side));
-  }
   if (!cap.empty()) polygon(cap);
 }
 
@@ -256,9 +255,8 @@ void Mesh::stroke(Vec3 origin, Vec3 right, Vec3 up, std::span<const std::array<d
     const Vec3 offset = right * (mitre[0] * reach) + up * (mitre[1] * reach);
     edges.push_back({centre + offset, centre - offset});
   }
-  for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
+  for (std::size_t i = 0; i + 1 < edges.size(); ++i)
     polygon(std::array{edges[i][0], edges[i + 1][0], edges[i + 1][1], edges[i][1]});
-  }
 }
 
 void Mesh::lettering(Vec3 centre, Vec3 right, Vec3 up, std::string_view text, double height) {
@@ -315,9 +313,8 @@ std::vector<std::uint8_t> Mesh::object_file(const std::string& layer_name) const
     }
   }
   Bytes bounds;
-  for (const auto& corner : {low, high}) {
+  for (const auto& corner : {low, high})
     for (const std::int32_t value : corner) bounds.f4(value / units_per_metre);
-  }
 
   Bytes faces;
   faces.id("FACE");

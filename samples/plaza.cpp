@@ -226,11 +226,10 @@ Mesh arcade() {
   mesh.box({-arcade_half_width - 0.5, 6.15, arcade_axis - 0.5}, {arcade_half_width + 0.5, 6.3, arcade_axis - 0.3});
   for (int i = 0; i <= 4 * bay_count; ++i) {
     const Vec3 foot{i * bay_width / 4 - arcade_half_width, arcade_roof, arcade_axis - 0.4};
-    if (i % 4 == 0) {
+    if (i % 4 == 0)
       block(mesh, foot, {0.3, 0.95, 0.3});
-    } else {
+    else
       mesh.bar(foot, foot + Vec3{0, 0.65, 0}, 0.08);
-    }
   }
   return mesh;
 }
@@ -383,11 +382,9 @@ Mesh east_houses() {
     block(mesh, {middle + 1.4, house.eaves + 0.5, 25}, {0.7, house.roof + 0.6, 0.7});
     const int floors = house.eaves > 11.0 ? 3 : 2;
     const double storey = (house.eaves - 6.0) / floors;
-    for (int floor_number = 0; floor_number < floors; ++floor_number) {
-      for (const double offset : {-1.3, 1.3}) {
+    for (int floor_number = 0; floor_number < floors; ++floor_number)
+      for (const double offset : {-1.3, 1.3})
         window(mesh, middle + offset, 6.3 + floor_number * storey, 1.3, storey - 0.7, wall_front, palette::pale_stone);
-      }
-    }
     if (i != 2) window(mesh, middle, house.eaves + 0.3, 0.9, 1.2, wall_front, palette::pale_stone);
   }
   shop_fronts(mesh, palette::pale_stone);
@@ -637,9 +634,7 @@ Mesh furniture() {
   fountain(mesh, {0, 0, 14.6});
   obelisk(mesh, {0, 0, -14.6});
   const std::array shades{&palette::blue, &palette::red, &palette::green, &palette::yellow};
-  for (std::size_t i = 0; i < shades.size(); ++i) {
-    cafe_table(mesh, {-14.4, 0, -6.6 + 4.4 * static_cast<double>(i)}, *shades[i]);
-  }
+  for (std::size_t i = 0; i < shades.size(); ++i) cafe_table(mesh, {-14.4, 0, -6.6 + 4.4 * static_cast<double>(i)}, *shades[i]);
   for (const std::size_t side : {north, south, west}) {
     mesh.place(facing(side));
     for (const double x : {-10.2, 10.2}) round_tree(mesh, {x, 0, 14.2}, 5.0);
@@ -703,9 +698,7 @@ Mesh tram() {
   for (const std::size_t side : {east, west}) {
     mesh.place(facing(side));
     mesh.paint(palette::glass);
-    for (int i = 0; i < 7; ++i) {
-      mesh.quad({-4.35 + i * 1.26, 1.75, -half_width - 0.02}, {1.08, 0, 0}, {0, 0.85, 0});
-    }
+    for (int i = 0; i < 7; ++i) mesh.quad({-4.35 + i * 1.26, 1.75, -half_width - 0.02}, {1.08, 0, 0}, {0, 0.85, 0});
     mesh.paint(palette::gold);
     mesh.quad({-half_length, 1.4, -half_width - 0.02}, {2 * half_length, 0, 0}, {0, 0.08, 0});
   }
@@ -814,9 +807,8 @@ void far_tower(Mesh& mesh, Vec3 foot, double width, double height, const Paint& 
     // Sides that face away from the plaza have no detail.
     if (dot(inwards, foot) < width) continue;
     mesh.place(ItemPose{foot, turn(face.right), face.up, inwards});
-    for (int band = 0; band < bands; ++band) {
+    for (int band = 0; band < bands; ++band)
       mesh.quad({-width * 0.42, (band + 0.9) * storey, -width / 2 - 0.1}, {width * 0.84, 0, 0}, {0, storey * 0.55, 0});
-    }
   }
   mesh.place(tower);
   mesh.paint(wall);
@@ -911,11 +903,9 @@ Mesh skyline() {
   mesh.paint(palette::wood);
   block(mesh, {0, balloon_height - 9.6, balloon_distance}, {1.3, 1.1, 1.3});
   mesh.paint(palette::iron);
-  for (const double x : {-0.6, 0.6}) {
-    for (const double z : {-0.6, 0.6}) {
+  for (const double x : {-0.6, 0.6})
+    for (const double z : {-0.6, 0.6})
       mesh.bar({x, balloon_height - 8.5, balloon_distance + z}, {x, balloon_height - 6.4, balloon_distance + z}, 0.04);
-    }
-  }
   return mesh;
 }
 

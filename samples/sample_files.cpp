@@ -36,9 +36,8 @@ std::vector<SampleFile> sample_files() {
   for (const SampleObject& object : plaza_objects()) {
     files.push_back({object.file, object.mesh.object_file(object.name)});
     if (object.name == "hall_north") baked_object = static_cast<unsigned>(files.size());
-    for (const double heading : object.headings_degrees) {
+    for (const double heading : object.headings_degrees)
       objects.push_back({object.file, object.name == "tram" ? tram_ride() : Placement{{}, {heading, 0.0, 0.0}, -1, {}}});
-    }
   }
   // From the south-west, so that the north and east sides are in the sun and the columns throw shadows across the floor.
   const SceneLight sun{38.0, 46.0, 0.75, 0.5};

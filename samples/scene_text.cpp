@@ -9,9 +9,7 @@ namespace {
 
 void append_channel(std::string& text, std::size_t channel, std::span<const MotionKey> keys) {
   text += "Channel " + std::to_string(channel) + "\n{ Envelope\n  " + std::to_string(keys.size()) + "\n";
-  for (const MotionKey& key : keys) {
-    text += "  Key " + number(key.value) + " " + number(key.time_seconds) + " 0 0 0 0 0 0 0\n";
-  }
+  for (const MotionKey& key : keys) text += "  Key " + number(key.value) + " " + number(key.time_seconds) + " 0 0 0 0 0 0 0\n";
   text += "  Behaviors 1 1\n}\n";
 }
 

@@ -264,9 +264,7 @@ TEST_P(CameraLifecycle, NewCameraHasNoPreview) {
   LWDMatrix4 projection;
   for (auto& row : projection) std::ranges::fill(row, 77.0);
   EXPECT_EQ(camera->preview(projection), 0);
-  for (const auto& row : projection) {
-    EXPECT_TRUE(std::ranges::all_of(row, [](double number) { return number == 77.0; }));
-  }
+  for (const auto& row : projection) EXPECT_TRUE(std::ranges::all_of(row, [](double number) { return number == 77.0; }));
 }
 
 TEST_P(CameraLifecycle, CallsBeforeAnyFrameAreSurvived) {
@@ -317,9 +315,8 @@ TEST_P(CameraLifecycle, CopyTakesOverEverySetting) {
   source->load_text(as_text(distinct_settings(facts)));
   for (VariantParameter* parameter : source->parameters()) parameter->set_keys({{0.0, 0.75}, {1.0, 1.5}});
   // Scenes keep numbers in single precision, copies do not: these are numbers of double precision.
-  for (const ValueFacts& value : facts.values) {
+  for (const ValueFacts& value : facts.values)
     if (value.kind == ValueFacts::Kind::number) source->panel().set_float(value.id, 5.6);
-  }
   const auto target = create("Other 1");
   const std::vector<VariantParameter*> own = target->parameters();
   target->copy_from(*source);
@@ -389,16 +386,14 @@ TEST_P(CameraLifecycle, RefusedEnvelopeIsSurvivedThroughTheWholeLife) {
     for (const VariantParameter* parameter : camera->parameters()) names.push_back(parameter->channel_name);
     std::vector<std::string> expected_names;
     std::vector<SavedValue> settings;
-    for (const ChannelFacts& facts_of_channel : facts.channels) {
+    for (const ChannelFacts& facts_of_channel : facts.channels)
       if (facts_of_channel.name != channel) expected_names.push_back(facts_of_channel.name);
-    }
     EXPECT_EQ(names, expected_names);
 
     // What has no envelope takes no part in loading and saving; a number is stored whether or not it has one.
     const std::vector<SavedValue> all = distinct_settings(facts);
-    for (std::size_t i = 0; i < all.size(); ++i) {
+    for (std::size_t i = 0; i < all.size(); ++i)
       if (facts.saved[i].kind != SavedFacts::Kind::envelope || facts.saved[i].channel != channel) settings.push_back(all[i]);
-    }
     camera->load_text(as_text(settings));
     EXPECT_EQ(camera->save_text(), as_text(settings));
     for (const ValueFacts& value : facts.values) {
@@ -439,9 +434,8 @@ TEST_P(CameraLifecycle, InstancesKeepTheirSettingsApart) {
     cameras.back()->load_text(as_text(distinct_settings(facts, i + 1)));
   }
   EXPECT_EQ(stage.host.parameters.table.alive(), count * facts.channels.size());
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count; ++i)
     EXPECT_EQ(cameras[static_cast<std::size_t>(i)]->save_text(), as_text(distinct_settings(facts, i + 1)));
-  }
   // In an order of destruction that is neither that of creation nor its reverse.
   for (std::size_t i = 0; i < count; ++i) cameras[(i * 37) % count].reset();
   EXPECT_EQ(stage.host.parameters.table.alive(), 0U);
@@ -458,9 +452,8 @@ TEST_P(CameraLifecycle, HundredInstancesLeaveNoHandle) {
     camera.panel();
     // The host allows only so many evaluators at a time.
     if (i % (count / living) != 0) continue;
-    for (const ValueFacts& value : facts.values) {
+    for (const ValueFacts& value : facts.values)
       if (value.kind == ValueFacts::Kind::word) camera.panel().set_integer(value.id, 1);
-    }
     live_a_whole_life(camera);
   }
   const std::size_t cameras_shown = !facts.looks_through_other_cameras ? 0 : facts.channels.empty() ? facts.saved.size() : 1;

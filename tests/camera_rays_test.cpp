@@ -31,9 +31,8 @@ constexpr std::array<double, 3> untouched{11.0, 12.0, 13.0};
 
 /// The same entry for everything that the panel lets a person choose.
 void choose(HostedCamera& camera, const CameraFacts& facts, int entry) {
-  for (const ValueFacts& value : facts.values) {
+  for (const ValueFacts& value : facts.values)
     if (value.kind == ValueFacts::Kind::word) camera.panel().set_integer(value.id, entry);
-  }
 }
 
 /// Each parameter takes a value of its own, which is not its default.
@@ -80,9 +79,8 @@ class CameraRays : public testing::TestWithParam<CameraFacts> {
     // The first one is ahead of the other cameras.
     std::vector<std::array<double, 3>> points{{-0.01, -0.01, 5.0}};
     for (const double x : {-9.0, -1.5, 1.25, 40.0}) {
-      for (const double y : {-30.0, -2.5, 0.125}) {
+      for (const double y : {-30.0, -2.5, 0.125})
         for (const double z : {-20.0, 3.5, 7.0, 60.0}) points.push_back({x, y, z});
-      }
     }
     return points;
   }
@@ -216,9 +214,7 @@ TEST_P(CameraRays, LoadedEnvelopesReachTheRaysWithTheNextTime) {
   }
   camera->load_text(other->save_text());
   // Words count at once.
-  if (!has_words) {
-    EXPECT_EQ(sight_of(*camera), before);
-  }
+  if (!has_words) EXPECT_EQ(sight_of(*camera), before);
   camera->new_time(1, 0.5);
   other->new_time(1, 0.5);
   EXPECT_EQ(sight_of(*camera), sight_of(*other));

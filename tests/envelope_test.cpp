@@ -20,9 +20,7 @@ constexpr std::array steps_to_one = {0.0, 0.0625, 0.125, 0.25, 0.375, 0.5, 0.625
 
 Envelope keyed(Span span, const std::vector<std::array<double, 2>>& values_at_times) {
   Envelope envelope;
-  for (const auto& [value, time] : values_at_times) {
-    envelope.keys.push_back(Key{value, time, span, {}});
-  }
+  for (const auto& [value, time] : values_at_times) envelope.keys.push_back(Key{value, time, span, {}});
   return envelope;
 }
 
@@ -65,13 +63,10 @@ TEST(EnvelopeTest, OneKeyIsAConstantWhateverTheEndBehaviour) {
 TEST(EnvelopeTest, EverySpanPassesThroughItsKeys) {
   for (int span = 0; span <= 5; ++span) {
     Envelope envelope = keyed(static_cast<Span>(span), {{1.0, 0.0}, {-4.0, 0.5}, {9.0, 2.0}, {9.5, 2.25}});
-    for (Key& key : envelope.keys) {
-      key.parameters = {-0.1, 0.2, 0.1, 0.3, 0.0, 0.0};
-    }
+    for (Key& key : envelope.keys) key.parameters = {-0.1, 0.2, 0.1, 0.3, 0.0, 0.0};
     EXPECT_TRUE(envelope.animated());
-    for (const Key& key : envelope.keys) {
+    for (const Key& key : envelope.keys)
       EXPECT_NEAR(envelope.at(key.time_seconds), key.value, 1e-12) << span << " at " << key.time_seconds;
-    }
   }
 }
 
@@ -108,9 +103,7 @@ TEST(EnvelopeTest, TcbFollowsTheTextbookTangentsWithUnevenSpacing) {
       ((1 - 0.3) * (1 - 0.2) * (1 + 0.4) / 2 * 3.0 + (1 - 0.3) * (1 + 0.2) * (1 - 0.4) / 2 * -4.0) * (2 * 0.5 / (1.0 + 0.5));
   const double in =
       ((1 + 0.5) * (1 - 0.6) * (1 - 0.7) / 2 * -4.0 + (1 + 0.5) * (1 + 0.6) * (1 + 0.7) / 2 * 3.0) * (2 * 0.5 / (0.5 + 2.5));
-  for (const double u : steps_to_one) {
-    EXPECT_NEAR(envelope.at(1.0 + 0.5 * u), hermite(3.0, -1.0, out, in, u), 1e-12) << u;
-  }
+  for (const double u : steps_to_one) EXPECT_NEAR(envelope.at(1.0 + 0.5 * u), hermite(3.0, -1.0, out, in, u), 1e-12) << u;
 }
 
 // The host writes the change per segment that it computed at both sides of a TCB key behind the key's own three parameters.
@@ -140,9 +133,7 @@ TEST(EnvelopeTest, HermiteAndBezierTakeTheEarlierKeysOutgoingAndTheLaterKeysInco
     Envelope envelope = keyed(span, {{1.0, 0.0}, {2.0, 4.0}});
     envelope.keys[0].parameters = {77.0, 3.0};
     envelope.keys[1].parameters = {-2.0, 77.0};
-    for (const double u : steps_to_one) {
-      EXPECT_NEAR(envelope.at(4.0 * u), hermite(1.0, 2.0, 3.0, -2.0, u), 1e-12) << u;
-    }
+    for (const double u : steps_to_one) EXPECT_NEAR(envelope.at(4.0 * u), hermite(1.0, 2.0, 3.0, -2.0, u), 1e-12) << u;
   }
 }
 
@@ -271,12 +262,9 @@ TEST(EnvelopeTest, IsFiniteForAnyKeysAndTimes) {
     Envelope envelope;
     envelope.before = static_cast<EndBehaviour>(random() % 6);
     envelope.after = static_cast<EndBehaviour>(random() % 6);
-    for (std::size_t count = random() % 5; count > 0; --count) {
+    for (std::size_t count = random() % 5; count > 0; --count)
       envelope.keys.push_back({any(), any(), static_cast<Span>(random() % 6), {any(), any(), any(), any(), any(), any()}});
-    }
-    for (const double time : odd) {
-      ASSERT_TRUE(std::isfinite(envelope.at(time))) << "round " << round << " at " << time;
-    }
+    for (const double time : odd) ASSERT_TRUE(std::isfinite(envelope.at(time))) << "round " << round << " at " << time;
   }
 }
 

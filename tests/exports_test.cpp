@@ -26,9 +26,8 @@ TEST(Exports, EveryPromisedNameIsFoundInTheLoadedModule) {
   const std::vector<std::string> promised = test_support::promised_exports();
   ASSERT_FALSE(promised.empty());
   const standin::DynamicLibrary library(test_support::module_file());
-  for (const std::string& name : promised) {
+  for (const std::string& name : promised)
     EXPECT_NE(library.find(name.c_str()), nullptr) << name << "  " << test_support::source_name(name);
-  }
 }
 
 TEST(Exports, TheModuleFileExportsThePromisedNames) {

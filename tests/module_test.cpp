@@ -193,9 +193,8 @@ TEST_F(ModuleTest, ThreeServersOfACameraShareItsExportedTagTable) {
 
 TEST_F(ModuleTest, TagTablesPairTheSameNameUnderBothTags) {
   std::map<std::string, std::string> names = unregistered_tag_tables();
-  for (const CameraFacts& camera : all_cameras()) {
+  for (const CameraFacts& camera : all_cameras())
     EXPECT_TRUE(names.emplace(camera.tag_table, camera.user_name).second) << camera.tag_table << " is shared";
-  }
   for (const auto& [table, name] : names) {
     SCOPED_TRACE(table);
     const auto* tags = stage.module.library().find_as<const ServerTagInfo>(table.c_str());

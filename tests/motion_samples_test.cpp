@@ -47,9 +47,8 @@ class MotionSamples : public testing::Test {
     std::uniform_real_distribution<double> value(-3.0, 3.0);
     for (std::size_t channel = 0; channel < 6; ++channel) {
       item.motion[channel].keys.clear();
-      for (int key = 0; key <= 40; ++key) {
+      for (int key = 0; key <= 40; ++key)
         item.motion[channel].keys.push_back({value(random), 1.0 + key / 40.0, standin::Span::linear, {}});
-      }
     }
   }
 
@@ -386,9 +385,8 @@ TEST_F(MotionSamples, CopyHasNoSamplesUntilAFrameThatDiffers) {
   ItemQuestions questions(stage.module, panoramic);
   target->handler().newFrame(target->raw(), &source->frame_info(), &source->access());
   EXPECT_TRUE(questions.take().empty());
-  for (const double time : {0.0, 0.5, 1.0}) {
+  for (const double time : {0.0, 0.5, 1.0})
     EXPECT_EQ(target->evaluate({.film_x = 0.001, .fractional_time = time}).position, Vec3());
-  }
   target->project({0.0, 0.0, 1.0}, 0.5);
   target->new_frame(2, 1.25, 0.5, 3);
   EXPECT_EQ(questions.take().size(), 12U);

@@ -31,14 +31,10 @@ Contents read_here(const std::filesystem::path& path) {
   const standin::ObjectFile file = standin::read_object_file(path);
   Contents contents;
   for (const auto& layer : file.layers) {
-    if (!layer.name.empty()) {
-      contents.pivots[layer.name] = {layer.pivot.x, layer.pivot.y, layer.pivot.z};
-    }
+    if (!layer.name.empty()) contents.pivots[layer.name] = {layer.pivot.x, layer.pivot.y, layer.pivot.z};
     for (std::uint32_t p = 0; p < layer.polygons.size(); ++p) {
       const auto& polygon = layer.polygons[p];
-      if (polygon.points.size() < 3) {
-        continue;
-      }
+      if (polygon.points.size() < 3) continue;
       const auto& surface = file.surfaces[polygon.surface];
       ++contents.polygons;
       ++contents.polygons_of_surface[surface.name];
@@ -60,9 +56,8 @@ Contents read_here(const std::filesystem::path& path) {
 void collect(const aiScene& scene, const aiNode& node, const aiMatrix4x4& world_from_parent, Contents& contents) {
   const aiMatrix4x4 world_from_node = world_from_parent * node.mTransformation;
   const std::string name = node.mName.C_Str();
-  if (name.starts_with("Pivot-") && !name.starts_with("Pivot-Layer_")) {
+  if (name.starts_with("Pivot-") && !name.starts_with("Pivot-Layer_"))
     contents.pivots[name.substr(6)] = {world_from_node.a4, world_from_node.b4, -world_from_node.c4};
-  }
   for (unsigned i = 0; i < node.mNumMeshes; ++i) {
     const aiMesh& mesh = *scene.mMeshes[node.mMeshes[i]];
     const aiMaterial& material = *scene.mMaterials[mesh.mMaterialIndex];
@@ -82,9 +77,7 @@ void collect(const aiScene& scene, const aiNode& node, const aiMatrix4x4& world_
       }
     }
   }
-  for (unsigned i = 0; i < node.mNumChildren; ++i) {
-    collect(scene, *node.mChildren[i], world_from_node, contents);
-  }
+  for (unsigned i = 0; i < node.mNumChildren; ++i) collect(scene, *node.mChildren[i], world_from_node, contents);
 }
 
 /// The same corners in whatever order, each within the tolerance of its partner.
@@ -99,11 +92,9 @@ void expect_same_corners(std::vector<Corner> ours, std::vector<Corner> theirs) {
   };
   std::ranges::sort(ours, {}, rounded);
   std::ranges::sort(theirs, {}, rounded);
-  for (std::size_t i = 0; i < ours.size(); ++i) {
-    for (std::size_t k = 0; k < ours[i].size(); ++k) {
+  for (std::size_t i = 0; i < ours.size(); ++i)
+    for (std::size_t k = 0; k < ours[i].size(); ++k)
       ASSERT_NEAR(ours[i][k], theirs[i][k], tolerance) << "corner " << i << ", number " << k;
-    }
-  }
 }
 
 template <class Values>
@@ -111,23 +102,17 @@ void expect_same_values(const Values& ours, const Values& theirs, const std::str
   ASSERT_EQ(ours.size(), theirs.size()) << what;
   for (const auto& [name, values] : ours) {
     ASSERT_TRUE(theirs.contains(name)) << what << " " << name;
-    for (std::size_t k = 0; k < values.size(); ++k) {
-      EXPECT_NEAR(values[k], theirs.at(name)[k], 1e-5) << what << " " << name;
-    }
+    for (std::size_t k = 0; k < values.size(); ++k) EXPECT_NEAR(values[k], theirs.at(name)[k], 1e-5) << what << " " << name;
   }
 }
 
 TEST(ObjectFileOracle, EveryHostObjectIsReadAsTheImportLibraryReadsIt) {
   const auto folder = test_support::host_scene_folder();
-  if (folder.empty()) {
-    GTEST_SKIP() << "the files saved by the host are not beside this clone";
-  }
+  if (folder.empty()) GTEST_SKIP() << "the files saved by the host are not beside this clone";
   int compared = 0;
   bool textured = false;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    if (entry.path().extension() != ".lwo") {
-      continue;
-    }
+    if (entry.path().extension() != ".lwo") continue;
     SCOPED_TRACE(entry.path().filename().string());
     Assimp::Importer importer;
     const aiScene* scene = importer.ReadFile(entry.path().string(), 0);

@@ -112,12 +112,8 @@ TEST_F(RayService, AnswersManyThreads) {
   const std::vector<RayQuery> queries = queries_over(setup, 3000);
   std::vector<std::vector<RayAnswer>> answers(3, std::vector<RayAnswer>(queries.size()));
   std::vector<std::thread> threads;
-  for (auto& own : answers) {
-    threads.emplace_back([&] { session->evaluate(queries, own); });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (auto& own : answers) threads.emplace_back([&] { session->evaluate(queries, own); });
+  for (std::thread& thread : threads) thread.join();
   expect_same(answers[0], answers[1]);
   expect_same(answers[0], answers[2]);
 }

@@ -136,9 +136,8 @@ class NativeTool : public testing::Test {
       object.name = file;
       object.object_file = file;
       object.motion[2] = standin::Envelope::constant(5.0);
-      if (scene.items.empty()) {
+      if (scene.items.empty())
         object.motion[0].keys = {{0.0, 0.0, standin::Span::linear, {}}, {2.0, 2.0, standin::Span::linear, {}}};
-      }
       scene.items.push_back(object);
     }
     standin::Item camera;
@@ -332,9 +331,8 @@ TEST_F(NativeTool, FrameNumbersGoWhereTheNameWantsThem) {
   ASSERT_EQ(run_tool(scene + quoted(out("a_###_b.png"))).exit_code, 0);
   ASSERT_EQ(run_tool(scene + quoted(out("plain.png"))).exit_code, 0);
   ASSERT_EQ(run_tool(scene + quoted(out("x%dy.exr"))).exit_code, 0);
-  for (const std::string name : {"a_007_b.png", "a_008_b.png", "plain.0007.png", "plain.0008.png", "x7y.exr", "x8y.exr"}) {
+  for (const std::string name : {"a_007_b.png", "a_008_b.png", "plain.0007.png", "plain.0008.png", "x7y.exr", "x8y.exr"})
     EXPECT_TRUE(fs::exists(out(name))) << name;
-  }
   EXPECT_FALSE(fs::exists(out("plain.png")));
 }
 
@@ -480,9 +478,8 @@ TEST_F(NativeTool, InfoShowsEveryServerParameterAndPanelRow) {
     for (const auto& parameter : camera.parameters) EXPECT_NE(outcome.output.find(parameter.channel_name), std::string::npos);
     for (const auto& row : camera.panel_rows) EXPECT_NE(outcome.output.find(row.label), std::string::npos);
   }
-  for (const char* shown : {"360.00°\n", "6 cm\n", "100.0 %\n", "Vertical Axis of [Horizontal Axis | Vertical Axis]"}) {
+  for (const char* shown : {"360.00°\n", "6 cm\n", "100.0 %\n", "Vertical Axis of [Horizontal Axis | Vertical Axis]"})
     EXPECT_NE(outcome.output.find(shown), std::string::npos) << shown;
-  }
 }
 
 using nlohmann::json;
@@ -645,9 +642,8 @@ TEST_F(NativeTool, RaysSayWhatIsWrong) {
     EXPECT_EQ(outcome.exit_code, exit_code) << options;
     EXPECT_NE(outcome.output.find(told), std::string::npos) << options << "\n" << outcome.output;
   };
-  for (const char* grid : {"9", "9x", "x5", "0x5", "9x-1", "9x5x2", "1001x5", "9 x 5", "99999999999x1"}) {
+  for (const char* grid : {"9", "9x", "x5", "0x5", "9x-1", "9x5x2", "1001x5", "9 x 5", "99999999999x1"})
     expect("--grid '" + std::string(grid) + "'", 2, "COLUMNSxROWS");
-  }
   expect("--eye middle", 2, "centre, left or right");
   expect("--frame soon", 2, "frame");
   expect("--camera Nobody", 1, "no camera \"Nobody\"");
@@ -678,9 +674,8 @@ TEST_F(NativeTool, EveryCameraOfTheModuleRenders) {
 /// How many pixels are not of the picture's first colour.
 int drawn_pixels(const Colors& colors) {
   int count = 0;
-  for (int row = 0; row < colors.height; ++row) {
+  for (int row = 0; row < colors.height; ++row)
     for (int column = 0; column < colors.width; ++column) count += colors.at(column, row) != colors.at(0, 0) ? 1 : 0;
-  }
   return count;
 }
 
@@ -706,9 +701,8 @@ TEST_F(NativeToolGizmo, ConvergencePlaneIsDrawnOverTheWiresWhenItIsShown) {
   EXPECT_GT(drawn_pixels(without), 1000);
   // The plane's pixels are the only ones to change: one patch around the middle of the picture.
   int changed = 0;
-  for (int row = 0; row < 240; ++row) {
+  for (int row = 0; row < 240; ++row)
     for (int column = 0; column < 320; ++column) changed += with_plane.at(column, row) != without.at(column, row) ? 1 : 0;
-  }
   EXPECT_GT(changed, 300);
   EXPECT_LT(changed, 320 * 240 / 4);
   EXPECT_NE(with_plane.at(160, 120), without.at(160, 120));
@@ -781,11 +775,9 @@ TEST_F(NativeTool, SkyboxFacesAreTheCamerasOwnCellsAndReassemble) {
         }
       }
       // One sample goes through a pixel's centre: the camera sees something there if and only if the pixel is of a face.
-      for (int row = 0; row < frame.height; ++row) {
-        for (int column = 0; column < frame.width; ++column) {
+      for (int row = 0; row < frame.height; ++row)
+        for (int column = 0; column < frame.width; ++column)
           ASSERT_EQ(times(column, row), alpha.at(column, row)[0] > 0 ? 1 : 0) << size << " column " << column << " row " << row;
-        }
-      }
     }
   }
   // Without alpha the layout has to be given, and then does as well.
@@ -849,10 +841,9 @@ TEST_F(NativeTool, PanelPictureIsThePage) {
   EXPECT_GT(colors.width, 400);
   EXPECT_GT(colors.height, 150);
   int grey_face_pixels = 0;
-  for (int row = 0; row < colors.height; ++row) {
+  for (int row = 0; row < colors.height; ++row)
     for (int column = 0; column < colors.width; ++column)
       grey_face_pixels += colors.at(column, row) == Color{150, 150, 150} ? 1 : 0;
-  }
   // Six squares of the diagram, less the lines between them.
   EXPECT_GT(grey_face_pixels, 6 * 35 * 35);
   EXPECT_LE(grey_face_pixels, 6 * 40 * 40);
@@ -925,9 +916,8 @@ TEST_F(NativeToolLink, WatchShowsEveryChangeAndEndsWhenInterrupted) {
 /// White pixels: the ones that are covered.
 int white_pixels(const Colors& colors) {
   int count = 0;
-  for (int row = 0; row < colors.height; ++row) {
+  for (int row = 0; row < colors.height; ++row)
     for (int column = 0; column < colors.width; ++column) count += colors.at(column, row) == Color{255, 255, 255} ? 1 : 0;
-  }
   return count;
 }
 
@@ -955,9 +945,7 @@ TEST_F(NativeTool, CoverageShowsWhatAnObjectsTextureCovers) {
       const bool corner = row % 10 == 9 && column % 10 == 0;
       // The map's right edge is the next row's first pixel.
       const bool right_edge = row % 10 == 8 && column == 0;
-      if (!right_edge) {
-        EXPECT_EQ(floor.at(column, row)[0] == 255, corner) << column << ' ' << row;
-      }
+      if (!right_edge) EXPECT_EQ(floor.at(column, row)[0] == 255, corner) << column << ' ' << row;
     }
   }
 }
@@ -1265,9 +1253,8 @@ TEST_F(NativeToolLights, ScenesOfTheOldestVersionLookLikeThoseOfTheNewest) {
   const Colors old_form = read_picture(out("old.exr"));
   ASSERT_EQ(old_form.bytes.size(), new_form.size());
   int different = 0;
-  for (std::size_t i = 0; i < new_form.size(); ++i) {
+  for (std::size_t i = 0; i < new_form.size(); ++i)
     different += std::abs(static_cast<unsigned char>(new_form[i]) - static_cast<unsigned char>(old_form.bytes[i])) > 1 ? 1 : 0;
-  }
   // Angles in degrees are not the same to the last bit: an edge may fall beside its pixel.
   EXPECT_LE(different, 6);
   EXPECT_GT(std::ranges::count_if(new_form, [](char c) { return static_cast<unsigned char>(c) > 20; }), 200);

@@ -29,22 +29,16 @@ class Bytes {
     return even();
   }
   Bytes& number(std::uint32_t value, int size) {
-    while (size > 0) {
-      data_.push_back(static_cast<std::uint8_t>(value >> 8 * --size));
-    }
+    while (size > 0) data_.push_back(static_cast<std::uint8_t>(value >> 8 * --size));
     return *this;
   }
   Bytes& real(float value) { return number(std::bit_cast<std::uint32_t>(value), 4); }
   Bytes& reals(std::initializer_list<float> values) {
-    for (const float value : values) {
-      real(value);
-    }
+    for (const float value : values) real(value);
     return *this;
   }
   Bytes& numbers(std::initializer_list<std::uint32_t> values) {
-    for (const std::uint32_t value : values) {
-      number(value, 2);
-    }
+    for (const std::uint32_t value : values) number(value, 2);
     return *this;
   }
   Bytes& part(const std::string& name, const Bytes& content, int size_bytes = 4) {
@@ -64,9 +58,7 @@ std::vector<std::uint8_t> form(const std::string& kind, const Bytes& parts) {
   Bytes content;
   content.letters(kind);
   Bytes all = content;
-  for (const std::uint8_t byte : parts.data()) {
-    all.number(byte, 1);
-  }
+  for (const std::uint8_t byte : parts.data()) all.number(byte, 1);
   return Bytes().part("FORM", all).data();
 }
 
@@ -178,9 +170,7 @@ TEST(ObjectFileTest, PatchesAreFacesAndOtherKindsAreSkippedWithTheirTags) {
 
 TEST(ObjectFileTest, LargeIndicesTakeFourBytes) {
   Bytes points;
-  for (int i = 0; i < 0xFF01; ++i) {
-    points.reals({static_cast<float>(i), 0, 0});
-  }
+  for (int i = 0; i < 0xFF01; ++i) points.reals({static_cast<float>(i), 0, 0});
   const Bytes face = Bytes().letters("FACE").numbers({3, 0, 0xFEFF}).number(0xFF00FF00, 4);
   const ObjectFile file = read_object(object(Bytes().part("PNTS", points).part("POLS", face)), "large.lwo");
   EXPECT_EQ(file.layers[0].polygons.at(0).points, (std::vector<std::uint32_t>{0, 0xFEFF, 0xFF00}));
@@ -364,18 +354,15 @@ TEST(ObjectFileTest, DamagedBytesAreReadSoundlyOrRefused) {
   int read = 0;
   for (int round = 0; round < 5000; ++round) {
     auto damaged = whole;
-    for (std::size_t count = 1 + random() % 4; count > 0; --count) {
+    for (std::size_t count = 1 + random() % 4; count > 0; --count)
       damaged[random() % damaged.size()] = static_cast<std::uint8_t>(random() % 4 == 0 ? 0xFF : random());
-    }
     try {
       const ObjectFile file = read_object(damaged, "thing.lwo");
       ++read;
       for (const auto& layer : file.layers) {
         for (const auto& polygon : layer.polygons) {
           ASSERT_LT(polygon.surface, file.surfaces.size());
-          for (const std::uint32_t point : polygon.points) {
-            ASSERT_LT(point, layer.points.size());
-          }
+          for (const std::uint32_t point : polygon.points) ASSERT_LT(point, layer.points.size());
         }
         for (const auto& map : layer.uv_maps) {
           for (const auto& [point, values] : map.of_point) {
@@ -409,9 +396,7 @@ TEST(ObjectFileTest, FileOnDiskIsReadAsFromMemory) {
 
 TEST(ObjectFileTest, HostsLayersKeepTheirNumbersParentsAndPivots) {
   const auto folder = test_support::host_scene_folder();
-  if (folder.empty()) {
-    GTEST_SKIP() << "the files saved by the host are not beside this clone";
-  }
+  if (folder.empty()) GTEST_SKIP() << "the files saved by the host are not beside this clone";
   const ObjectFile file = standin::read_object_file(folder / "hierarchy.lwo");
   ASSERT_EQ(file.layers.size(), 4U);
   const auto& grandchild = file.layers[2];

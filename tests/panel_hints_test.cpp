@@ -48,11 +48,10 @@ const std::vector<Kind>& kinds() {
 std::string number_text(std::uintptr_t word) {
   const auto number = static_cast<std::int64_t>(word);
   std::ostringstream text;
-  if (number > -0x8000 && number < 0x8000) {
+  if (number > -0x8000 && number < 0x8000)
     text << number;
-  } else {
+  else
     text << "0x" << std::hex << std::uppercase << word;
-  }
   return text.str();
 }
 
@@ -61,9 +60,8 @@ std::string list_text(std::uintptr_t word) {
   std::string text;
   for (const auto* entry = reinterpret_cast<const char* const*>(word); *entry != nullptr; ++entry) {
     if (!text.empty()) text += " | ";
-    for (const char* character = *entry; *character != '\0'; ++character) {
+    for (const char* character = *entry; *character != '\0'; ++character)
       text += *character == '\t' ? "\\t" : std::string(1, *character);
-    }
   }
   return "[" + text + "]";
 }
@@ -83,9 +81,8 @@ class Reader {
     std::string lines;
     for (std::size_t at = 0; at < words.size();) {
       const Kind* kind = nullptr;
-      for (const Kind& known : kinds()) {
+      for (const Kind& known : kinds())
         if (known.tag == words[at]) kind = &known;
-      }
       if (kind == nullptr || words.size() - at <= kind->words.size()) {
         lines += "unknown " + number_text(words[at++]) + "\n";
         continue;

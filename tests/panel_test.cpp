@@ -271,20 +271,17 @@ TEST_P(CameraPanel, ClampsPhotographicNumbersAndTheirEnvelopes) {
 TEST_P(CameraPanel, HintsEndAndNameOnlyItsControls) {
   std::set<std::uint32_t> known{0x8000};
   for (const ControlFacts& control : facts.controls) known.insert(control.id);
-  for (const PanelHint& hint : panel().hints) {
-    if (hint.tag == LWXPTAG_FOCUS) {
+  for (const PanelHint& hint : panel().hints)
+    if (hint.tag == LWXPTAG_FOCUS)
       EXPECT_EQ(hint.arguments.at(0), UINTPTR_MAX);
-    } else if (hint.tag != LWXPTAG_DESTROYNOTIFY) {
+    else if (hint.tag != LWXPTAG_DESTROYNOTIFY)
       EXPECT_TRUE(known.contains(hint.control())) << std::hex << hint.tag << " names " << hint.control();
-    }
-  }
 }
 
 TEST_P(CameraPanel, HasTheDividersAndSensitivitiesItNeeds) {
   const auto dividers = controls_of(panel(), LWXPTAG_DIVIDER);
-  for (const std::uint32_t id : facts.dividers_after) {
+  for (const std::uint32_t id : facts.dividers_after)
     EXPECT_NE(std::find(dividers.begin(), dividers.end(), id), dividers.end()) << "no divider after " << std::hex << id;
-  }
   for (const std::uint32_t id : facts.sensitive) {
     const auto hints = panel().hints_of(LWXPTAG_SENSITIVITY, id);
     ASSERT_FALSE(hints.empty()) << std::hex << id;
@@ -325,9 +322,8 @@ TEST_P(CameraPanel, LogoStaysInsideItsArea) {
   const standin::Picture picture = panel().draw(facts.logo_id(), thumbnail_width, thumbnail_height);
   EXPECT_EQ(picture.cut_off, 0U);
   EXPECT_EQ(picture.at(0, 0), (standin::Picture::Color{0, 0, 0}));
-  for (int y = 61; y < thumbnail_height; ++y) {
+  for (int y = 61; y < thumbnail_height; ++y)
     for (int x = 0; x < thumbnail_width; ++x) ASSERT_EQ(picture.at(x, y), (standin::Picture::Color{0, 0, 0}));
-  }
 }
 
 TEST_P(CameraPanel, RefusedPanelLeavesNone) {
@@ -352,15 +348,13 @@ TEST_P(CameraPanel, TwoPanelsShowTheirOwnInstances) {
   other->load_text(test_support::as_text(test_support::distinct_settings(facts)));
   Panel& mine = panel();
   Panel& others = other->panel();
-  for (const ValueFacts& value : facts.values) {
-    if (value.kind == ValueFacts::Kind::word) {
+  for (const ValueFacts& value : facts.values)
+    if (value.kind == ValueFacts::Kind::word)
       EXPECT_EQ(mine.get_integer(value.id), static_cast<int>(value.default_value));
-    } else if (value.kind == ValueFacts::Kind::number) {
+    else if (value.kind == ValueFacts::Kind::number)
       EXPECT_EQ(mine.get_float(value.id), value.default_value);
-    } else if (value.kind == ValueFacts::Kind::envelope) {
+    else if (value.kind == ValueFacts::Kind::envelope)
       EXPECT_NE(mine.get_envelope(value.id), others.get_envelope(value.id));
-    }
-  }
 }
 
 /// The popups whose entries the panel asks the module for.

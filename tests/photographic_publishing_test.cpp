@@ -399,9 +399,8 @@ std::atomic<bool> let_go = false;
 std::atomic<int> reads_of_held = 0;
 
 double read_time_and_wait(LWVParmID /*parameter*/, LWTime time, void* /*data*/, double* result) {
-  if (is_held && ++reads_of_held == 3) {
+  if (is_held && ++reads_of_held == 3)
     while (!let_go) std::this_thread::yield();
-  }
   return *result = 100.0 + time;
 }
 
@@ -436,9 +435,8 @@ TEST_P(RenderThreads, SeveralInstancesNeverMixTheirValues) {
   }
   run(
       [&](int thread) {
-        for (int ray = 0; ray < 300; ++ray) {
+        for (int ray = 0; ray < 300; ++ray)
           evaluate(*cameras[static_cast<std::size_t>(thread)], (ray * thread_count + thread) / 1200.0);
-        }
       },
       [&] {
         if (const auto file = link.read()) expect_of_one_time(*file);

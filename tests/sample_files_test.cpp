@@ -42,9 +42,8 @@ TEST(SampleFiles, CommittedFilesAreWhatTheGeneratorWrites) {
     EXPECT_TRUE(contents(samples_folder() / file.path) == file.bytes) << file.path << " differs; run make-samples samples";
     generated.insert(file.path);
   }
-  for (const auto& entry : fs::directory_iterator(samples_folder() / "objects")) {
+  for (const auto& entry : fs::directory_iterator(samples_folder() / "objects"))
     EXPECT_TRUE(generated.contains("objects/" + entry.path().filename().string())) << entry.path() << " is left over";
-  }
 }
 
 TEST(SampleFiles, TogetherStaySmall) {
@@ -66,9 +65,8 @@ TEST(SampleScene, HasTheCamerasAtEyeHeightInTheMiddle) {
   ASSERT_NE(plain, nullptr);
   ASSERT_TRUE(plain->camera && plain->camera->handler);
   EXPECT_EQ(plain->camera->handler->server_name, "Perspective");
-  for (const standin::Item* camera : {panorama, plain}) {
+  for (const standin::Item* camera : {panorama, plain})
     EXPECT_EQ(scene.world_pose(*camera, 0.0).position, (standin::Vec3{0.0, 1.6, 0.0}));
-  }
 }
 
 TEST(SampleCameras, HaveTwelvePlainOnesFirstAndThenCamerasThatTheModuleOffers) {
@@ -138,9 +136,8 @@ TEST(SampleScene, FindsItsObjectsAndAllTheirSurfacesAreUsed) {
 standin::Vec3 normal_of(const standin::Layer& layer, const standin::Polygon& polygon) {
   const standin::Vec3 first = layer.points[polygon.points[0]];
   standin::Vec3 sum;
-  for (std::size_t i = 1; i + 1 < polygon.points.size(); ++i) {
+  for (std::size_t i = 1; i + 1 < polygon.points.size(); ++i)
     sum = sum + cross(layer.points[polygon.points[i]] - first, layer.points[polygon.points[i + 1]] - first);
-  }
   return sum;
 }
 

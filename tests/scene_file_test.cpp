@@ -54,19 +54,14 @@ std::string refusal(const std::string& text) {
 }
 
 const Item& item_named(const Scene& scene, const std::string& name) {
-  for (const Item& item : scene.items) {
-    if (item.name == name) {
-      return item;
-    }
-  }
+  for (const Item& item : scene.items)
+    if (item.name == name) return item;
   throw std::runtime_error("no item is called " + name);
 }
 
 std::vector<std::string> names(const Scene& scene) {
   std::vector<std::string> result;
-  for (const Item& item : scene.items) {
-    result.push_back(item.name);
-  }
+  for (const Item& item : scene.items) result.push_back(item.name);
   return result;
 }
 
@@ -235,9 +230,7 @@ TEST(SceneFileTest, NumbersReadBackExactlyInAnyLocale) {
 
 TEST(SceneFileTest, CarriageReturnsBeforeLineEndsAreIgnored) {
   std::string with_returns;
-  for (const char c : small_scene) {
-    with_returns += c == '\n' ? "\r\n" : std::string(1, c);
-  }
+  for (const char c : small_scene) with_returns += c == '\n' ? "\r\n" : std::string(1, c);
   EXPECT_EQ(read_scene(with_returns, "dos.lws"), read_scene(small_scene, "small.lws"));
 }
 
@@ -246,9 +239,7 @@ TEST(SceneFileTest, MissingNamesAndIdsAreGiven) {
       read_scene("LWSC\n5\nLoadObject a.lwo\nLoadObject b.lwo\nAddNullObject Aim\nAddLight\nAddCamera\n", "old.lws");
   EXPECT_EQ(names(scene), (std::vector<std::string>{"a", "b", "Aim", "Light", "Camera"}));
   std::vector<std::uint32_t> ids;
-  for (const Item& item : scene.items) {
-    ids.push_back(item.id);
-  }
+  for (const Item& item : scene.items) ids.push_back(item.id);
   EXPECT_EQ(ids, (std::vector<std::uint32_t>{0x10000000, 0x10000001, 0x10000002, 0x20000000, 0x30000000}));
 }
 
@@ -308,9 +299,8 @@ TEST(SceneFileTest, PoseOfHeadingPitchAndBank) {
 TEST(SceneFileTest, BankIsAppliedFirstThenPitchThenHeading) {
   Scene scene = read_scene("LWSC\n5\nAddCamera\n", "one.lws");
   Item& camera = scene.items[0];
-  for (const int channel : {3, 4, 5}) {
+  for (const int channel : {3, 4, 5})
     camera.motion[static_cast<std::size_t>(channel)] = Envelope::constant(std::numbers::pi / 2);
-  }
   // Banked, right points up; pitched, that points forward; headed, that points right.
   expect_near(scene.world_pose(camera, 0).right, {1, 0, 0});
   expect_near(scene.world_pose(camera, 0).forward, {0, -1, 0});
@@ -346,9 +336,7 @@ TEST(SceneFileTest, ParentLoopsEndWhereTheyClose) {
       "LWSC\n5\nAddNullObject 10000000 A\nParentItem 10000001\nAddNullObject 10000001 B\nParentItem 10000000\n"
       "AddNullObject 10000002 Own\nParentItem 10000002\nAddNullObject 10000003 Lost\nParentItem 1000FFFF\n",
       "loop.lws");
-  for (Item& item : scene.items) {
-    item.motion[0] = Envelope::constant(1);
-  }
+  for (Item& item : scene.items) item.motion[0] = Envelope::constant(1);
   expect_near(scene.world_pose(scene.items[0], 0).position, {2, 0, 0});
   expect_near(scene.world_pose(scene.items[2], 0).position, {1, 0, 0});
   expect_near(scene.world_pose(scene.items[3], 0).position, {1, 0, 0});
@@ -403,13 +391,9 @@ TEST(SceneFileTest, BrokenScenesAreRefusedWithLineAndReason) {
 
 TEST(SceneFileTest, BlocksMayLieAtAnyDepth) {
   std::string text = "LWSC\n5\n";
-  for (int depth = 0; depth < 100000; ++depth) {
-    text += "{ Deep\n";
-  }
+  for (int depth = 0; depth < 100000; ++depth) text += "{ Deep\n";
   EXPECT_NE(refusal(text).find("line 3: the block is not finished"), std::string::npos);
-  for (int depth = 0; depth < 100000; ++depth) {
-    text += "}\n";
-  }
+  for (int depth = 0; depth < 100000; ++depth) text += "}\n";
   EXPECT_EQ(read_scene(text, "deep.lws").opening_lines.size(), 200000U);
 }
 
@@ -623,9 +607,7 @@ TEST(SceneFileTest, AnOldSceneCutShortOrDamagedIsReadOrRefused) {
       ++refused;
     }
   };
-  for (std::size_t size = 0; size < oldest_scene.size(); ++size) {
-    try_to_read(oldest_scene.substr(0, size));
-  }
+  for (std::size_t size = 0; size < oldest_scene.size(); ++size) try_to_read(oldest_scene.substr(0, size));
   const std::string odd = "\n {}0-9.eK(\t\xff/";
   for (int round = 0; round < 2000; ++round) {
     std::string damaged = oldest_scene;
@@ -714,9 +696,7 @@ TEST(SceneFileTest, ValuesOfUnknownKindsAreKeptAndToldOfOnce) {
       "FocalDistance -1.#IND00\nCameraName Last\n";
   const Scene scene = read_scene(text, "odd.lws");
   std::string told;
-  for (const std::string& warning : scene.notes.warnings) {
-    told += warning + "\n";
-  }
+  for (const std::string& warning : scene.notes.warnings) told += warning + "\n";
   for (const std::string kind : {"light type 9", "light fall-off 7", "key span 9", "end behaviour 8", "TargetItem", "\"{\"",
                                  "\"Shake\"", "\"Follower\"", "PixelAspect", "LensFStop", "#IND"}) {
     const auto first = told.find(kind);
@@ -771,18 +751,14 @@ TEST(SceneFileTest, TheContentFolderIsSearchedInPlaceOfTheFoldersAboveTheScene) 
 class HostSceneTest : public testing::Test {
  protected:
   void SetUp() override {
-    if (test_support::host_scene_folder().empty()) {
-      GTEST_SKIP() << "the files saved by the host are not beside this clone";
-    }
+    if (test_support::host_scene_folder().empty()) GTEST_SKIP() << "the files saved by the host are not beside this clone";
   }
 };
 
 TEST_F(HostSceneTest, EverySceneReadsAndRoundTrips) {
   int scenes = 0;
   for (const auto& entry : std::filesystem::directory_iterator(test_support::host_scene_folder())) {
-    if (entry.path().extension() != ".lws") {
-      continue;
-    }
+    if (entry.path().extension() != ".lws") continue;
     SCOPED_TRACE(entry.path().filename().string());
     ++scenes;
     const Scene scene = standin::read_scene_file(entry.path());
@@ -811,9 +787,7 @@ TEST_F(HostSceneTest, NoLineOfTheHostIsLost) {
     std::istringstream lines(text_of(test_support::host_scene_folder() / name));
     for (std::string line; std::getline(lines, line);) {
       // Keys are compared as numbers elsewhere: the host writes more digits than it takes.
-      if (!line.starts_with("  Key ")) {
-        EXPECT_NE(written.find("\n" + line + "\n"), std::string::npos) << line;
-      }
+      if (!line.starts_with("  Key ")) EXPECT_NE(written.find("\n" + line + "\n"), std::string::npos) << line;
     }
   }
 }

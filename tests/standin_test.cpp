@@ -60,9 +60,7 @@ Scene small_scene() {
     item.motion[0] = Envelope::constant(position.x);
     item.motion[1] = Envelope::constant(position.y);
     item.motion[2] = Envelope::constant(position.z);
-    if (kind == ItemKind::camera) {
-      item.camera = CameraSettings{};
-    }
+    if (kind == ItemKind::camera) item.camera = CameraSettings{};
     scene.items.push_back(item);
   };
   add(ItemKind::object, 10000000, "Null", {0, 0, 5});
@@ -339,9 +337,7 @@ TEST_F(StandInHost, ValuesAreReadFromManyThreads) {
       }
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(sums, (std::array<double, 4>{8000.0, 8000.0, 8000.0, 8000.0}));
   vparms().destroy(id);
   EXPECT_EQ(everything_wrong(), Sentences{});
@@ -453,9 +449,7 @@ TEST_F(StandInHost, MessagesAreRecorded) {
 
 Sentences names_of(LWItemType type) {
   Sentences names;
-  for (LWItemID id = items().first(type, nullptr); id != nullptr; id = items().next(id)) {
-    names.emplace_back(items().name(id));
-  }
+  for (LWItemID id = items().first(type, nullptr); id != nullptr; id = items().next(id)) names.emplace_back(items().name(id));
   return names;
 }
 
@@ -504,9 +498,7 @@ TEST_F(StandInHost, ItemParametersAreOfTheItem) {
   std::array<double, 3> out{};
   const auto expect = [&](int code, std::array<double, 3> wanted) {
     items().param(id, code, 0.0, out.data());
-    for (std::size_t i = 0; i < 3; ++i) {
-      EXPECT_NEAR(out[i], wanted[i], 1e-12) << "code " << code << ", component " << i;
-    }
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(out[i], wanted[i], 1e-12) << "code " << code << ", component " << i;
   };
   expect(LWIP_W_POSITION, {-1, 2, -3});
   expect(LWIP_SCALING, {3, 3, 3});
@@ -591,11 +583,10 @@ class StandInPanel : public StandInHost {
   }
   static int set(void* instance, std::uint32_t id, void* value) {
     auto& model = *static_cast<PanelModel*>(instance);
-    if (id == 1) {
+    if (id == 1)
       model.number = *static_cast<int*>(value);
-    } else if (id == 2) {
+    else if (id == 2)
       model.size = *static_cast<double*>(value);
-    }
     return id <= 2 ? LWXPRC_DRAW : LWXPRC_NONE;
   }
   static void draw(LWXPanelID /*panel*/, std::uint32_t /*id*/, void* area, int width, int height) {
@@ -774,9 +765,7 @@ TEST_F(StandInHost, EvaluatorsAnswerManyThreadsAtOnce) {
       }
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(rays, (std::array<int, 4>{1000, 1000, 1000, 1000}));
   EXPECT_EQ(host.evaluators.evaluations, 4000U);
   evaluators().destroy(evaluator);

@@ -128,9 +128,8 @@ TEST_F(AdvancedPanoramicTest, RaysFollowTheFormula) {
   expect_small_errors("advanced panoramic rays", 1e-12, [&] {
     stage.set_random_camera(random);
     set_random_field(random);
-    for (const char* name : {"HScalePos", "HScaleNeg", "VScalePos", "VScaleNeg"}) {
+    for (const char* name : {"HScalePos", "HScaleNeg", "VScalePos", "VScaleNeg"})
       stage.set(name, random.between(0.2, 5.0) * (random.coin() ? 1.0 : -1.0));
-    }
     for (const char* name : {"HShift", "VShift"}) stage.set(name, random.between(-1.0, 1.0));
     stage.next_frame();
     const auto [x, y] = stage.random_film_point(random, 1.5);
@@ -146,9 +145,8 @@ TEST_F(AdvancedPanoramicTest, RaysAndProjectionsFollowTheMotionOfTheCamera) {
 
 TEST_F(AdvancedPanoramicTest, ParametersMoveWithTheirKeysAndWithTheTime) {
   double end = 0.3;
-  for (standin::VariantParameter* parameter : camera.parameters()) {
+  for (standin::VariantParameter* parameter : camera.parameters())
     if (parameter->channel_name != "ZoomFactor") parameter->set_keys({{0.0, -0.2}, {1.0, end += 0.2}});
-  }
   const RayQuery query{.film_x = 0.004, .film_y = -0.01};
   for (int i = 0; i < 10; ++i) {
     stage.next_frame();

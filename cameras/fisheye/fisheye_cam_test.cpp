@@ -329,9 +329,8 @@ TEST_F(FisheyeTest, FlagsCountAsOnWhateverTheirValue) {
   stage.set("FisheyePower", 2.0);
   const std::vector<std::string> saved_before = camera.save_text();
   camera.load_text(lines);
-  for (const std::uint32_t control : {auto_scale_control, parallel_normals_control, preview_control, preview_grid_control}) {
+  for (const std::uint32_t control : {auto_scale_control, parallel_normals_control, preview_control, preview_grid_control})
     EXPECT_EQ(static_cast<std::uint32_t>(camera.panel().get_integer(control)), 0xFFFFFFFEU);
-  }
   stage.set_oblique_pose();
   stage.set("FisheyePower", 2.0);
   stage.next_frame();
@@ -395,9 +394,8 @@ TEST_F(FisheyeTest, NeverDrawsWhatIsNotANumber) {
   stage.next_frame();
   standin::GizmoDrawing drawing;
   camera.draw_gizmo(drawing);
-  for (const standin::GizmoElement& element : drawing.elements) {
+  for (const standin::GizmoElement& element : drawing.elements)
     for (const standin::Vec3 point : element.points) EXPECT_TRUE(is_finite(point));
-  }
 }
 
 TEST_F(FisheyeTest, GivesNoRayBeforeTheFirstFrameThatCouldBeMistakenForOne) {

@@ -1,7 +1,6 @@
-#include "cameras/advanced_panoramic/advanced_panoramic_cam.h"
-
 #include <gtest/gtest.h>
 
+#include "cameras/advanced_panoramic/advanced_panoramic_cam.h"
 #include "tests/support/lens_stage.h"
 #include "tests/support/panorama_formula.h"
 #include "tests/support/panorama_pair.h"

@@ -79,9 +79,8 @@ TEST_F(SceneMaster, KeepsNothingAndRefusesCopies) {
   EXPECT_EQ(error, nullptr);
   master.instance.destroy(nullptr);
   int anything = 0;
-  for (void* side : {static_cast<void*>(nullptr), static_cast<void*>(&anything)}) {
+  for (void* side : {static_cast<void*>(nullptr), static_cast<void*>(&anything)})
     EXPECT_STREQ(master.instance.copy(side, &anything), "Only one of DualCam, 4UpCam, or 12UpCam allowed in a scene");
-  }
   EXPECT_EQ(master.instance.load(nullptr, nullptr), nullptr);
   EXPECT_EQ(master.instance.save(nullptr, nullptr), nullptr);
   EXPECT_STREQ(master.instance.descln(nullptr), "Quorin OviCam Master v4.0.0.22 ");

@@ -113,9 +113,8 @@ class TileCamera : public framework::SettingsCamera<TileChoices<grid.tile_count>
   /// On destruction; a copy keeps what it held in its own way.
   void forget() final {
     for (std::size_t tile = 0; tile < tile_count; ++tile) destroy_evaluator(tile);
-    if (service() != nullptr) {
+    if (service() != nullptr)
       for (const LWCameraEvaluatorID evaluator : retired_evaluators_) service()->destroy(evaluator);
-    }
     retired_evaluators_.clear();
   }
 
@@ -167,11 +166,10 @@ class TileCamera : public framework::SettingsCamera<TileChoices<grid.tile_count>
     values.camera[tile] = *static_cast<const std::uint32_t*>(value);
     items_[tile] = chosen_item(values.camera[tile]);
     destroy_evaluator(tile);
-    if (items_[tile] != nullptr && own_item != nullptr) {
+    if (items_[tile] != nullptr && own_item != nullptr)
       create_evaluator(tile);
-    } else {
+    else
       values.camera[tile] = 0;
-    }
   }
 
   /// The camera that a choice names, or null. Counted from 0 before it becomes signed: a scene file may hold any word.
@@ -182,9 +180,8 @@ class TileCamera : public framework::SettingsCamera<TileChoices<grid.tile_count>
   template <class Use>
   void for_each_evaluator(Use use) const {
     if (service() == nullptr) return;
-    for (const LWCameraEvaluatorID evaluator : evaluators_) {
+    for (const LWCameraEvaluatorID evaluator : evaluators_)
       if (evaluator != nullptr) use(evaluator);
-    }
   }
 
   void destroy_evaluator(std::size_t tile) {

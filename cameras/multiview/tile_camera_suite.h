@@ -99,15 +99,13 @@ class TileCameraTest : public testing::TestWithParam<TileCamera> {
     const auto along = [](double size, const std::vector<double>& boundaries) {
       std::vector<double> values;
       for (int i = -12; i <= 12; ++i) values.push_back(i / 20.0 * size);
-      for (const double line : boundaries) {
+      for (const double line : boundaries)
         for (const double value : {std::nextafter(line, -1.0), line, std::nextafter(line, 1.0)}) values.push_back(value);
-      }
       return values;
     };
     std::vector<FilmOffset> positions;
-    for (const double y : along(film().height, facts.row_boundaries(film()))) {
+    for (const double y : along(film().height, facts.row_boundaries(film())))
       for (const double x : along(film().width, facts.column_boundaries(film()))) positions.push_back({x, y});
-    }
     return positions;
   }
   /// The middle of a tile's part of the frame, which is moved to the centre of the source's film.
@@ -209,9 +207,8 @@ TEST_P(TileCameraTest, TileWithoutACameraGivesNoRayAndLeavesTheOthersAlone) {
     indexes[empty] = 0;
     load(indexes);
     begin();
-    for (std::size_t tile = 0; tile < facts.tile_count; ++tile) {
+    for (std::size_t tile = 0; tile < facts.tile_count; ++tile)
       EXPECT_EQ(ray_in(tile).result, tile == empty ? LWCAMEVAL_NONE : LWCAMEVAL_RAY) << tile;
-    }
   }
 }
 
@@ -352,9 +349,8 @@ TEST_P(TileCameraTest, PreviewIsThatOfTheLastCamera) {
   load(one_each());
   camera->init_render();
   LWDMatrix4 matrix{};
-  for (std::size_t tile = 0; tile < facts.tile_count; ++tile) {
+  for (std::size_t tile = 0; tile < facts.tile_count; ++tile)
     fake.answers[stage.host.id_of(source(tile))].projection = static_cast<int>(tile) + 5;
-  }
   EXPECT_EQ(camera->preview(matrix, standin::Eye::right, 0.25, 0.75), static_cast<int>(facts.tile_count) + 4);
   EXPECT_EQ(matrix[0][0], static_cast<double>(facts.tile_count));
   ASSERT_EQ(fake.previews.size(), facts.tile_count);
@@ -371,9 +367,8 @@ TEST_P(TileCameraTest, PreviewIsThatOfTheLastCamera) {
 }
 
 TEST_P(TileCameraTest, PreviewShowsTheLastCamerasOwnMatrix) {
-  for (std::size_t tile = 0; tile < facts.tile_count; ++tile) {
+  for (std::size_t tile = 0; tile < facts.tile_count; ++tile)
     stage.host.camera(source(tile)).zoom_factor = standin::Envelope::constant(1.0 + static_cast<double>(tile));
-  }
   render();
   LWDMatrix4 all{};
   EXPECT_EQ(camera->preview(all), 1);
@@ -384,9 +379,8 @@ TEST_P(TileCameraTest, PreviewShowsTheLastCamerasOwnMatrix) {
   LWDMatrix4 last{};
   EXPECT_EQ(camera->preview(last), 1);
   EXPECT_NE(last[0][0], 0.0);
-  for (int row = 0; row < 4; ++row) {
+  for (int row = 0; row < 4; ++row)
     for (int column = 0; column < 4; ++column) EXPECT_EQ(all[row][column], last[row][column]);
-  }
 }
 
 // --- Evaluators.
@@ -462,9 +456,8 @@ TEST_P(TileCameraTest, ChoiceInThePanelCreatesAnEvaluatorAtOnce) {
 TEST_P(TileCameraTest, OtherIdsOfThePanelChangeNothing) {
   render();
   const std::size_t before = call_count();
-  for (const std::uint32_t id : {0x8000U, 0x8002U, control(facts.tile_count), 0x8005U, 0U, 0xFFFFFFFFU}) {
+  for (const std::uint32_t id : {0x8000U, 0x8002U, control(facts.tile_count), 0x8005U, 0U, 0xFFFFFFFFU})
     EXPECT_EQ(camera->panel().set_integer(id, 1), LWXPRC_DFLT);
-  }
   EXPECT_EQ(call_count(), before);
   EXPECT_EQ(camera->save_text(), as_text(words(one_each())));
 }
@@ -532,9 +525,8 @@ TEST_P(TileCameraTest, RefusedEvaluatorGivesNoRaysInItsTile) {
     load(one_each());
     stage.host.evaluators.refusal.arm(static_cast<int>(refused) + 1);
     begin();
-    for (std::size_t tile = 0; tile < facts.tile_count; ++tile) {
+    for (std::size_t tile = 0; tile < facts.tile_count; ++tile)
       EXPECT_EQ(ray_in(tile).result, tile == refused ? LWCAMEVAL_NONE : LWCAMEVAL_RAY);
-    }
     EXPECT_EQ(living_evaluators(), facts.tile_count - 1);
     EXPECT_EQ(camera->save_text(), as_text(words(one_each())));
   }

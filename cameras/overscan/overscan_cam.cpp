@@ -238,11 +238,10 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
   }
 
   void set_value_of(std::span<const Row> rows, std::uint32_t id, const void* value) {
-    if (id == choice_control) {
+    if (id == choice_control)
       choose(*static_cast<const std::uint32_t*>(value));
-    } else {
+    else
       set_row_value(rows, id, value);
-    }
   }
 
   /// Null, too, while the host offers no evaluation.
@@ -258,11 +257,10 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
     values.selected_index = index;
     selected_item_ = chosen_item(index);
     destroy_evaluator();
-    if (selected_item_ != nullptr && own_item != nullptr) {
+    if (selected_item_ != nullptr && own_item != nullptr)
       create_evaluator();
-    } else {
+    else
       values.selected_index = 0;
-    }
   }
 
   void create_evaluator() {
@@ -275,9 +273,8 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
   }
 
   void tell_time() const {
-    if (const LWCameraEvaluatorID other = evaluator(); other != nullptr) {
+    if (const LWCameraEvaluatorID other = evaluator(); other != nullptr)
       evaluation()->newTime(other, current_frame, current_time);
-    }
   }
 
   /// The time of a fraction of the frame.

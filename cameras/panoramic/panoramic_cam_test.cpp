@@ -115,9 +115,8 @@ TEST_F(PanoramicTest, RaysAndProjectionsFollowTheMotionOfTheCamera) {
 
 TEST_F(PanoramicTest, ParametersMoveWithTheirKeysAndWithTheTime) {
   double end = 0.3;
-  for (const char* name : {"HorizontalFOVradians", "MaxVerticalFOVradians", "MinVerticalFOVradians"}) {
+  for (const char* name : {"HorizontalFOVradians", "MaxVerticalFOVradians", "MinVerticalFOVradians"})
     camera.parameter(name).set_keys({{0.0, -0.2}, {1.0, end += 0.2}});
-  }
   for (int i = 0; i < 10; ++i) {
     // Whatever the ray's own time: the parameters are those of the frame's start.
     const RayQuery query{.film_x = 0.004, .film_y = -0.01, .fractional_time = i / 10.0};

@@ -237,9 +237,7 @@ TEST_F(PerspectiveTest, MotionStepsBelow3OrAbove199AreTakenAsTwo) {
     return camera->evaluate({.fractional_time = 1.0}).position.x;
   };
   for (const unsigned steps : {0U, 1U, 2U, 200U, 5000U, 0xFFFFFFFFU}) EXPECT_EQ(end_of_frame(steps), 5.0) << steps;
-  for (const unsigned steps : {3U, 4U, 198U, 199U}) {
-    EXPECT_FLOAT_EQ(end_of_frame(steps), 10.0 * (steps - 1) / steps) << steps;
-  }
+  for (const unsigned steps : {3U, 4U, 198U, 199U}) EXPECT_FLOAT_EQ(end_of_frame(steps), 10.0 * (steps - 1) / steps) << steps;
 }
 
 TEST_F(PerspectiveTest, SampleIndexAndWeightCountByDifferentScales) {
@@ -340,9 +338,8 @@ TEST_F(PerspectiveTest, PointsOnTheEyePlaneAndBehindItDoNotProject) {
   const auto camera = stage.create(lens_and_motion);
   camera->new_frame(0, 0.0);
   EXPECT_TRUE(camera->project({0.0, 0.0, 2e-9}).has_value());
-  for (const double depth : {1e-9, 0.0, -1e-9, -5.0, std::nan("")}) {
+  for (const double depth : {1e-9, 0.0, -1e-9, -5.0, std::nan("")})
     EXPECT_FALSE(camera->project({0.1, 0.2, depth}).has_value()) << depth;
-  }
 }
 
 TEST_F(PerspectiveTest, NothingProjectsOnAFilmAtTheEye) {

@@ -35,7 +35,7 @@ constexpr auto iso_row = framework::PanelRow<Lens>::clamped_number(0x8014, "ISO"
 template <class Lens>
 constexpr auto iris_row = framework::PanelRow<Lens>::clamped_number(0x8015, "Iris (f-stop)", &Lens::photo_iris, 0.5, unlimited);
 template <class Lens>
-constexpr auto shutter_row = framework::PanelRow<Lens>::clamped_number(0x8016, "Shutter Angle", &Lens::photo_shutter_degrees,
-                                                                       1.0, 360.0);
+constexpr auto shutter_row =
+    framework::PanelRow<Lens>::clamped_number(0x8016, "Shutter Angle", &Lens::photo_shutter_degrees, 1.0, 360.0);
 
 }  // namespace photographic

@@ -35,9 +35,8 @@ struct Law {
   /// Steep enough up to there to be inverted without losing many digits.
   bool is_steep_to(double end) const {
     const auto hundredths = static_cast<int>(end * 100.0);
-    for (int hundredth = 0; hundredth <= hundredths; ++hundredth) {
+    for (int hundredth = 0; hundredth <= hundredths; ++hundredth)
       if (slope(hundredth * 0.01) < 0.2L) return false;
-    }
     return true;
   }
 };
@@ -217,9 +216,8 @@ TEST_F(RadialShiftTest, RaysFollowTheFormula) {
   expect_small_errors("radial shift rays", 1e-12, [&] {
     stage.set_random_camera(random);
     set_random_law(random, 0.5);
-    for (const char* name : {"ImageShiftH", "ImageShiftV", "ImageShearH", "ImageShearV"}) {
+    for (const char* name : {"ImageShiftH", "ImageShiftV", "ImageShearH", "ImageShearV"})
       stage.set(name, random.between(-1.0, 1.0));
-    }
     stage.settle();
     const auto [x, y] = stage.random_film_point(random, 1.5);
     const RayQuery query{x, y, random.between(-0.7, 0.7), random.between(-0.7, 0.7)};
@@ -447,9 +445,8 @@ struct RadialShiftPair {
     return lens;
   }
   static bool is_steep(const RadialShiftCam::RadialLaw& law) {
-    for (int hundredth = 0; hundredth <= 200; ++hundredth) {
+    for (int hundredth = 0; hundredth <= 200; ++hundredth)
       if (law.slope(hundredth * 0.01) < 0.2) return false;
-    }
     return true;
   }
   static Vector random_direction(Random& random, const Lens& lens, Film /*film*/) {

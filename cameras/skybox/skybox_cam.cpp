@@ -62,9 +62,8 @@ std::uint64_t panels_opened = 0;
 
 /// Null when there is no memory.
 PanelPlace* free_panel_place() {
-  for (PanelPlace& place : panel_places) {
+  for (PanelPlace& place : panel_places)
     if (place.panel == nullptr) return &place;
-  }
   try {
     return &panel_places.emplace_back();
   } catch (const std::bad_alloc&) {
@@ -85,17 +84,15 @@ void panel_closed(const void* closed) {
 /// anyway.
 void refresh_panels(const void* instance) {
   const std::uint64_t last = panels_opened;
-  for (const PanelPlace& place : panel_places) {
+  for (const PanelPlace& place : panel_places)
     if (place.instance == instance && place.serial <= last && services.xpanf != nullptr)
       services.xpanf->viewRefresh(place.panel);
-  }
 }
 
 /// A panel can stay open when its instance is deleted, and another instance can get the same address.
 void forget_instance(const void* instance) {
-  for (PanelPlace& place : panel_places) {
+  for (PanelPlace& place : panel_places)
     if (place.instance == instance) place.instance = nullptr;
-  }
 }
 
 /// The frame's own record is all that this camera needs: it has neither envelopes nor motion samples.
@@ -187,9 +184,8 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
 /// Threads: any.
 OVICAM_EXPORT int C_Evaluate_Perspective(LWInstance instance, double x, double y, const LWDVector a, const LWDVector b,
                                          const LWDVector c, LWCameraRay* ray, const LWCameraAccess* access) {
-  if (instance == nullptr || a == nullptr || b == nullptr || c == nullptr || ray == nullptr || access == nullptr) {
+  if (instance == nullptr || a == nullptr || b == nullptr || c == nullptr || ray == nullptr || access == nullptr)
     return LWCAMEVAL_NONE;
-  }
   using framework::to_vector;
   return CameraPlugin::evaluate_perspective({x, y}, {to_vector(a), to_vector(b), to_vector(c)}, *ray, *access);
 }
@@ -217,12 +213,10 @@ OVICAM_EXPORT void PanelControlDrawFunc2(LWXPanelID /*panel*/, std::uint32_t /*c
   if (services.xpanf == nullptr || services.xpanf->drawf == nullptr) return;
   const LWXPDrawFuncs& draw = *services.xpanf->drawf;
   draw.drawRGBBox(area, 0, 0, 0, 0, 0, width, height);
-  for (const Point& square : showCross ? cross_squares : alternate_squares) {
+  for (const Point& square : showCross ? cross_squares : alternate_squares)
     draw.drawRGBBox(area, 150, 150, 150, square.x, square.y, 40, 40);
-  }
-  for (const Line& line : showCross ? cross_lines : alternate_lines) {
+  for (const Line& line : showCross ? cross_lines : alternate_lines)
     draw.drawLine(area, 0, line.from.x, line.from.y, line.to.x, line.to.y);
-  }
 }
 
 }  // namespace SkyboxCam

@@ -111,9 +111,8 @@ TEST_F(SkyboxTest, EveryCellOfEveryLayoutIsAsListed) {
   camera->begin_frame(1);
   for (const unsigned type : {0U, 1U, 2U, 7U, 0xFFFFFFFFU}) {
     set_type(type);
-    for (int i = -26; i <= 26; ++i) {
+    for (int i = -26; i <= 26; ++i)
       for (int j = -26; j <= 26; ++j) expect_as_listed(i / 48.0 * film().width, j / 48.0 * film().height, type);
-    }
   }
 }
 
@@ -127,9 +126,8 @@ TEST_F(SkyboxTest, BoundariesBelongToTheLowerCell) {
     set_type(type);
     for (const double column : {size.split_x - 0.25 * width, size.split_x, size.split_x + 0.25 * width}) {
       for (const double row : {size.split_y - height / 6.0, size.split_y + height / 6.0}) {
-        for (const double x : around(column)) {
+        for (const double x : around(column))
           for (const double y : around(row)) expect_as_listed(x, y, type);
-        }
       }
     }
   }
@@ -189,9 +187,7 @@ TEST_F(SkyboxTest, NeighbouringFacesMeet) {
   set_type(1);
   EXPECT_LT(distance(0.375 * width, height / 6.0, 0.0, step), nearly);
   // In from the sides as well: the upper face is not turned against the back face.
-  for (const double aside : {-0.1, 0.1}) {
-    EXPECT_LT(distance((0.375 + aside) * width, height / 6.0, 0.0, step), nearly) << aside;
-  }
+  for (const double aside : {-0.1, 0.1}) EXPECT_LT(distance((0.375 + aside) * width, height / 6.0, 0.0, step), nearly) << aside;
 }
 
 TEST_F(SkyboxTest, NothingIsWrittenWhereThereIsNoFace) {
@@ -215,9 +211,8 @@ TEST_F(SkyboxTest, LayoutTakesTheFilmSizeCutToFourDecimals) {
   camera->access().filmSize[1] = 0.0239999;
   camera->handler().newFrame(camera->raw(), &camera->frame_info(), &camera->access());
   const Film size = film();
-  for (int i = -20; i <= 20; ++i) {
+  for (int i = -20; i <= 20; ++i)
     for (int j = -20; j <= 20; ++j) expect_as_listed(i / 40.0 * 0.036, j / 40.0 * 0.024, 0);
-  }
   // Between the boundary of the uncut film and that of the cut one still lies the first column.
   const double cut = size.split_x - 0.25 * 0.0359;
   const double uncut = size.split_x - 0.25 * 0.0359999;
@@ -244,9 +239,7 @@ TEST_F(SkyboxTest, RayTakesPositionAndFilmFromTheRecordOfItsCall) {
       const auto expected = expected_direction(changed, rows(), 0, x, y);
       const standin::RayAnswer answer = ray(x, y);
       ASSERT_EQ(answer.result != LWCAMEVAL_NONE, expected.has_value());
-      if (expected) {
-        EXPECT_LT(standin::length(answer.direction - *expected), 1e-14);
-      }
+      if (expected) EXPECT_LT(standin::length(answer.direction - *expected), 1e-14);
     }
   }
 }
@@ -344,9 +337,8 @@ TEST_F(SkyboxTest, PerspectiveOfAFaceIsAFunctionOfItsOwn) {
     LWDVector signed_rows[3];
     for (int i = 0; i < 3; ++i) {
       const int row = face.rows[static_cast<std::size_t>(i)];
-      for (int axis = 0; axis < 3; ++axis) {
+      for (int axis = 0; axis < 3; ++axis)
         signed_rows[i][axis] = (row < 0 ? -1.0 : 1.0) * access.toWorld[std::abs(row) - 1][axis];
-      }
     }
     const double shift_x = std::array{0.375, 0.125, -0.125, -0.375}[static_cast<std::size_t>(face.column)] * width;
     const double shift_y = (1 - face.band) * (height / 3.0);

@@ -121,9 +121,8 @@ inline void mark_edges(CoverageGrid& grid, const UvTriangle& triangle, LWPolID p
   float weight = 0.0F;
   for (int i = 0; i < steps; ++i) {
     const float rest = 1.0F - weight;
-    for (const auto& [weighted, other] : edges) {
+    for (const auto& [weighted, other] : edges)
       grid.mark_edge_point({weight * weighted.u + rest * other.u, weight * weighted.v + rest * other.v}, polygon);
-    }
     weight += step;
   }
 }

@@ -94,17 +94,15 @@ class Model {
 
   void add(const ObjectFile& object, const std::string& map_name, bool edges) {
     for (const Layer& layer : object.layers) {
-      for (const standin::UvMap& map : layer.uv_maps) {
+      for (const standin::UvMap& map : layer.uv_maps)
         if (map.name == map_name && map.dimension >= 2) add(layer, map, edges);
-      }
     }
   }
 
   std::set<int> visible() const {
     std::set<int> cells;
-    for (const long long cell : cells_) {
+    for (const long long cell : cells_)
       if (cell < static_cast<long long>(width_) * height_) cells.insert(static_cast<int>(cell));
-    }
     return cells;
   }
 
@@ -117,11 +115,10 @@ class Model {
       for (std::size_t i = 0; i < 3; ++i) {
         const auto own = map.of_point_in_polygon.find({points[i], number});
         const auto shared = map.of_point.find(points[i]);
-        if (own != map.of_point_in_polygon.end()) {
+        if (own != map.of_point_in_polygon.end())
           corners.push_back({own->second[0], own->second[1]});
-        } else if (shared != map.of_point.end()) {
+        else if (shared != map.of_point.end())
           corners.push_back({shared->second[0], shared->second[1]});
-        }
       }
       if (corners.size() < 3) continue;
       for (const Uv& corner : corners) mark(corner, height_);
@@ -188,11 +185,9 @@ class BakingTest : public testing::Test {
     const auto& settings = stage.host.camera("Camera");
     std::set<int> cells;
     for (int row = 0; row < settings.height_pixels; ++row) {
-      for (int column = 0; column < settings.width_pixels; ++column) {
-        if (covered((column + 0.5) / settings.width_pixels, (row + 0.5) / settings.height_pixels)) {
+      for (int column = 0; column < settings.width_pixels; ++column)
+        if (covered((column + 0.5) / settings.width_pixels, (row + 0.5) / settings.height_pixels))
           cells.insert(row * settings.width_pixels + column);
-        }
-      }
     }
     return cells;
   }
@@ -387,9 +382,8 @@ TEST_F(BakingTest, PopupNamesBeyondTheListsAreNone) {
     const auto name = reinterpret_cast<LWXPanelPopNameFunc*>(hints[0]->arguments.at(2));
     for (void* user_data : {static_cast<void*>(camera->raw()), static_cast<void*>(nullptr)}) {
       EXPECT_EQ(count(user_data), 2);
-      for (const int index : {std::numeric_limits<int>::min(), -1, 0, 2, 3, std::numeric_limits<int>::max()}) {
+      for (const int index : {std::numeric_limits<int>::min(), -1, 0, 2, 3, std::numeric_limits<int>::max()})
         EXPECT_STREQ(name(user_data, index), "(none)") << index;
-      }
       EXPECT_STREQ(name(user_data, 1), id == mesh_id ? "Hall" : "Front");
     }
   }
@@ -398,9 +392,8 @@ TEST_F(BakingTest, PopupNamesBeyondTheListsAreNone) {
 TEST_F(BakingTest, LogoIsDrawn) {
   const standin::Picture picture = camera->panel().draw(0x8000, 320, 64);
   bool bright = false;
-  for (int row = 0; row < 64; ++row) {
+  for (int row = 0; row < 64; ++row)
     for (int column = 0; column < 320; ++column) bright = bright || picture.at(column, row)[0] > 0;
-  }
   EXPECT_TRUE(bright);
 }
 
@@ -718,9 +711,8 @@ TEST_F(BakingTest, CornersWhoseIndexLeavesTheGridAreDropped) {
   const float huge = std::numeric_limits<float>::max();
   const auto infinite = std::numeric_limits<float>::infinity();
   std::vector<std::vector<Uv>> polygons;
-  for (const float odd : {-2.0F, 2.0F, 1e6F, 1e9F, -1e9F, 3.4e7F, -3.4e7F, huge, -huge, infinite, -infinite, not_a_number}) {
+  for (const float odd : {-2.0F, 2.0F, 1e6F, 1e9F, -1e9F, 3.4e7F, -3.4e7F, huge, -huge, infinite, -infinite, not_a_number})
     polygons.push_back({{0.5F, odd}, {odd * 64.0F, 0.5F}, {odd, odd}});
-  }
   choose(object_of(polygons));
   const std::array<std::array<int, 2>, 4> sizes{{{64, 64}, {4, 4}, {300, 2}, {2, 300}}};
   for (const auto& [width, height] : sizes) {
@@ -728,9 +720,7 @@ TEST_F(BakingTest, CornersWhoseIndexLeavesTheGridAreDropped) {
     for (const int edges : {0, 1}) {
       set(surroundings_id, edges);
       frame();
-      if (edges == 0 && width == 64) {
-        EXPECT_TRUE(covered_cells().empty());
-      }
+      if (edges == 0 && width == 64) EXPECT_TRUE(covered_cells().empty());
       for (const double v : {-0.5, 0.0, 0.5, 1.0, 1.5, 1e300, -1e300, static_cast<double>(not_a_number)}) {
         EXPECT_GE(ray(1.5, v).result, 0);
         EXPECT_GE(ray(v, 1.5).result, 0);
@@ -1017,9 +1007,8 @@ TEST_F(BakingTest, FrameWithoutPixelsIsSurvived) {
     told_height = height;
     set(direction_id, camera->panel().get_integer(direction_id) + 1);
     EXPECT_NE(frame(), "");
-    for (const double u : {-1.0, 0.0, 0.3, 0.99, 1.0, 5.0}) {
+    for (const double u : {-1.0, 0.0, 0.3, 0.99, 1.0, 5.0})
       for (const double v : {-1.0, 0.0, 0.3, 0.99, 1.0, 5.0}) EXPECT_GE(ray(u, v).result, 0);
-    }
   }
 }
 
@@ -1127,9 +1116,7 @@ TEST_P(HostObjects, AreScannedAsModelled) {
       set(surroundings_id, edges);
       EXPECT_EQ(count_of("polys = ", frame()), object.layers.size());
       expect_as_modelled(object, choices[map], edges == 1);
-      if (map > 0) {
-        EXPECT_FALSE(covered_cells().empty()) << choices[map];
-      }
+      if (map > 0) EXPECT_FALSE(covered_cells().empty()) << choices[map];
     }
   }
 }
@@ -1176,11 +1163,9 @@ TEST(BakingMathematics, CellsLieInTheGridOfEverySize) {
           (std::uint64_t{2} + static_cast<unsigned>(width)) * (2U + std::uint64_t{static_cast<unsigned>(height)});
       for (const float u : {-9e-7F, 0.0F, 0.5F, 1.0F, almost}) {
         for (const float v : {-9e-7F, 0.0F, 0.5F, 1.0F, almost}) {
-          for (const int rows : {width, height}) {
-            if (const auto cell = BakingCam::cell_of<float>({width, height}, rows, {u, v})) {
+          for (const int rows : {width, height})
+            if (const auto cell = BakingCam::cell_of<float>({width, height}, rows, {u, v}))
               EXPECT_LT(*cell, count) << width << 'x' << height << ' ' << u << ' ' << v;
-            }
-          }
         }
       }
     }

@@ -13,13 +13,12 @@ INSTANTIATE_TEST_SUITE_P(
         "Quorin12UpCam", 12,
         [](const DividedFilm& film, double x, double y) -> std::size_t {
           std::size_t column = 3;
-          if (x <= film.split_x - 0.25 * film.width) {
+          if (x <= film.split_x - 0.25 * film.width)
             column = 0;
-          } else if (x <= film.split_x) {
+          else if (x <= film.split_x)
             column = 1;
-          } else if (x <= film.split_x + 0.25 * film.width) {
+          else if (x <= film.split_x + 0.25 * film.width)
             column = 2;
-          }
           if (y <= film.split_y - film.height / 6.0) return column;
           return (y <= film.split_y + film.height / 6.0 ? 4 : 8) + column;
         },

@@ -10,9 +10,7 @@ constexpr std::size_t most_kept = 1000;
 
 void Audit::report(const std::string& sentence) {
   const std::lock_guard lock(mutex_);
-  if (violations_.size() < most_kept) {
-    violations_.push_back(sentence);
-  }
+  if (violations_.size() < most_kept) violations_.push_back(sentence);
 }
 
 std::vector<std::string> Audit::violations() const {

@@ -9,9 +9,7 @@ namespace {
 /// The settings of a camera, or null after recording the violation.
 const CameraSettings* require_camera(LWItemID id, const char* call) {
   const Item* item = require_item(id, call);
-  if (item == nullptr) {
-    return nullptr;
-  }
+  if (item == nullptr) return nullptr;
   if (!item->camera) {
     violation(call, "the item \"" + item->name + "\" is not a camera");
     return nullptr;
@@ -45,9 +43,7 @@ double blur_length(LWItemID id, LWTime time) {
 
 void fov_angles(LWItemID id, LWTime time, double* horizontal, double* vertical) {
   const CameraSettings* camera = require_camera(id, "LW Camera Info fovAngles");
-  if (camera == nullptr) {
-    return;
-  }
+  if (camera == nullptr) return;
   const auto [width, height] = film_size(*camera);
   const double film_distance = camera->zoom_factor.at(time) * height * 0.5;
   *horizontal = 2.0 * std::atan2(width * 0.5, film_distance);

@@ -19,9 +19,7 @@ namespace {
 
 void require_file(const std::filesystem::path& file) {
   std::error_code error;
-  if (!std::filesystem::is_regular_file(file, error)) {
-    refuse(file, error ? error.message() : "there is no such file");
-  }
+  if (!std::filesystem::is_regular_file(file, error)) refuse(file, error ? error.message() : "there is no such file");
 }
 
 }  // namespace
@@ -31,9 +29,7 @@ void require_file(const std::filesystem::path& file) {
 DynamicLibrary::DynamicLibrary(const std::filesystem::path& file) {
   require_file(file);
   handle_ = LoadLibraryW(std::filesystem::absolute(file).c_str());
-  if (handle_ == nullptr) {
-    refuse(file, std::system_category().message(static_cast<int>(GetLastError())));
-  }
+  if (handle_ == nullptr) refuse(file, std::system_category().message(static_cast<int>(GetLastError())));
 }
 
 DynamicLibrary::~DynamicLibrary() { FreeLibrary(static_cast<HMODULE>(handle_)); }
@@ -48,9 +44,7 @@ DynamicLibrary::DynamicLibrary(const std::filesystem::path& file) {
   require_file(file);
   // The loader looks a path without a slash up in the system's folders.
   handle_ = dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (handle_ == nullptr) {
-    refuse(file, dlerror());
-  }
+  if (handle_ == nullptr) refuse(file, dlerror());
 }
 
 DynamicLibrary::~DynamicLibrary() { dlclose(handle_); }

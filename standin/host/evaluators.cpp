@@ -56,16 +56,12 @@ std::unique_ptr<Evaluator> make_evaluator(Host& host, const Item& camera) {
 LWCameraEvaluatorID create(LWItemID id) {
   Host* host = Host::current();
   const Item* camera = require_item(id, "LW Camera Evaluation Funcs create");
-  if (host == nullptr || camera == nullptr) {
-    return nullptr;
-  }
+  if (host == nullptr || camera == nullptr) return nullptr;
   if (!camera->camera) {
     violation("LW Camera Evaluation Funcs create", "the item \"" + camera->name + "\" is not a camera");
     return nullptr;
   }
-  if (host->evaluators.refusal.refuses()) {
-    return nullptr;
-  }
+  if (host->evaluators.refusal.refuses()) return nullptr;
   if (running_depth >= EvaluatorService::max_depth || host->evaluators.table.alive() >= EvaluatorService::max_alive) {
     warn(*host, "No evaluator of " + camera->name + " is created",
          "too many cameras show other cameras; choose cameras that do not lead back to one another");
@@ -77,9 +73,7 @@ LWCameraEvaluatorID create(LWItemID id) {
 
 void destroy(LWCameraEvaluatorID id) {
   Host* host = Host::current();
-  if (host == nullptr) {
-    return;
-  }
+  if (host == nullptr) return;
   const std::unique_ptr<Evaluator> evaluator = host->evaluators.table.take(id);
   if (evaluator == nullptr) {
     violation("LW Camera Evaluation Funcs destroy", "the handle " + handle_text(id) + " is stale or was never given out");
@@ -92,9 +86,7 @@ void destroy(LWCameraEvaluatorID id) {
 template <class Step>
 LWError guarded_step(Evaluator& evaluator, Step&& step) {
   const DepthScope scope(evaluator.depth);
-  if (Host::current()->find(evaluator.camera) == nullptr) {
-    return "The camera is no longer in the scene";
-  }
+  if (Host::current()->find(evaluator.camera) == nullptr) return "The camera is no longer in the scene";
   try {
     step();
     return nullptr;
@@ -106,27 +98,19 @@ LWError guarded_step(Evaluator& evaluator, Step&& step) {
 
 LWError init(LWCameraEvaluatorID id, int mode) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs init");
-  if (evaluator == nullptr) {
-    return "There is no such evaluator";
-  }
+  if (evaluator == nullptr) return "There is no such evaluator";
   Host::current()->evaluators.log("init " + evaluator->camera_name + ' ' + std::to_string(mode));
   return guarded_step(*evaluator, [&] {
-    if (evaluator->instance) {
-      evaluator->instance->init_render(static_cast<LWRenderMode>(mode));
-    }
+    if (evaluator->instance) evaluator->instance->init_render(static_cast<LWRenderMode>(mode));
   });
 }
 
 void clean_up(LWCameraEvaluatorID id) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs cleanUp");
-  if (evaluator == nullptr) {
-    return;
-  }
+  if (evaluator == nullptr) return;
   Host::current()->evaluators.log("cleanUp " + evaluator->camera_name);
   const DepthScope scope(evaluator->depth);
-  if (evaluator->instance) {
-    evaluator->instance->clean_up();
-  }
+  if (evaluator->instance) evaluator->instance->clean_up();
 }
 
 LWError tell_time(Evaluator& evaluator, int frame, double seconds) {
@@ -135,53 +119,42 @@ LWError tell_time(Evaluator& evaluator, int frame, double seconds) {
   evaluator.has_time = true;
   evaluator.ready = false;
   return guarded_step(evaluator, [&] {
-    if (evaluator.instance) {
-      evaluator.instance->tell_time(frame, seconds);
-    }
+    if (evaluator.instance) evaluator.instance->tell_time(frame, seconds);
   });
 }
 
 LWError tell_frame(Evaluator& evaluator) {
   const Host& host = *Host::current();
-  if (!evaluator.has_time) {
-    tell_time(evaluator, host.frame(), host.time_seconds());
-  }
+  if (!evaluator.has_time) tell_time(evaluator, host.frame(), host.time_seconds());
   return guarded_step(evaluator, [&] {
     const FrameOptions& options = host.frame_options;
     const double start = evaluator.time_seconds;
     const double duration = options.motion_blur ? blur_seconds(host.scene(), *host.find(evaluator.camera), start) : 0.0;
-    if (evaluator.instance) {
+    if (evaluator.instance)
       evaluator.instance->tell_frame(evaluator.frame, start, duration, options.motion_steps);
-    } else {
+    else
       evaluator.plain->begin_frame(start, duration, options.depth_of_field);
-    }
     evaluator.ready.store(true, std::memory_order_release);
   });
 }
 
 LWError new_time(LWCameraEvaluatorID id, LWFrame frame, LWTime time) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs newTime");
-  if (evaluator == nullptr) {
-    return "There is no such evaluator";
-  }
+  if (evaluator == nullptr) return "There is no such evaluator";
   Host::current()->evaluators.log("newTime " + evaluator->camera_name + ' ' + std::to_string(frame) + ' ' + shortest(time));
   return tell_time(*evaluator, frame, time);
 }
 
 LWError new_frame(LWCameraEvaluatorID id) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs newFrame");
-  if (evaluator == nullptr) {
-    return "There is no such evaluator";
-  }
+  if (evaluator == nullptr) return "There is no such evaluator";
   Host::current()->evaluators.log("newFrame " + evaluator->camera_name);
   return tell_frame(*evaluator);
 }
 
 /// Prepares the frame if that has not been done: once, however many threads ask for it.
 bool prepared(Evaluator& evaluator) {
-  if (evaluator.ready.load(std::memory_order_acquire)) {
-    return true;
-  }
+  if (evaluator.ready.load(std::memory_order_acquire)) return true;
   const std::lock_guard lock(evaluator.preparing);
   return evaluator.ready.load(std::memory_order_acquire) || tell_frame(evaluator) == nullptr;
 }
@@ -189,18 +162,12 @@ bool prepared(Evaluator& evaluator) {
 int evaluate(LWCameraEvaluatorID id, double film_x, double film_y, double lens_x, double lens_y, double fractional_time,
              LWCameraEye eye, LWCameraRay* ray) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs evaluate");
-  if (evaluator == nullptr) {
-    return LWCAMEVAL_NONE;
-  }
+  if (evaluator == nullptr) return LWCAMEVAL_NONE;
   EvaluatorService& service = Host::current()->evaluators;
   service.evaluations.fetch_add(1, std::memory_order_relaxed);
   const RayQuery query{film_x, film_y, lens_x, lens_y, fractional_time, static_cast<Eye>(eye)};
-  if (service.recording()) {
-    service.record({evaluator->camera_name, query});
-  }
-  if (!prepared(*evaluator)) {
-    return LWCAMEVAL_NONE;
-  }
+  if (service.recording()) service.record({evaluator->camera_name, query});
+  if (!prepared(*evaluator)) return LWCAMEVAL_NONE;
   const DepthScope scope(evaluator->depth);
   const RayAnswer answer = evaluator->instance ? evaluator->instance->evaluate(query) : evaluator->plain->evaluate(query);
   if (answer.result != LWCAMEVAL_NONE) {
@@ -219,21 +186,15 @@ int evaluate(LWCameraEvaluatorID id, double film_x, double film_y, double lens_x
 int project(LWCameraEvaluatorID id, double lens_x, double lens_y, const LWDVector world, double fractional_time,
             LWCameraEye eye, LWDVector film) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs project");
-  if (evaluator == nullptr) {
-    return 0;
-  }
+  if (evaluator == nullptr) return 0;
   Host::current()->evaluators.projections.fetch_add(1, std::memory_order_relaxed);
-  if (!prepared(*evaluator)) {
-    return 0;
-  }
+  if (!prepared(*evaluator)) return 0;
   const DepthScope scope(evaluator->depth);
   const Vec3 point{world[0], world[1], world[2]};
   const auto found = evaluator->instance
                          ? evaluator->instance->project(point, fractional_time, static_cast<Eye>(eye), lens_x, lens_y)
                          : evaluator->plain->project(point, lens_x, lens_y, fractional_time, static_cast<Eye>(eye));
-  if (!found) {
-    return 0;
-  }
+  if (!found) return 0;
   film[0] = found->first;
   film[1] = found->second;
   film[2] = 0.0;
@@ -242,17 +203,11 @@ int project(LWCameraEvaluatorID id, double lens_x, double lens_y, const LWDVecto
 
 int preview(LWCameraEvaluatorID id, double lens_x, double lens_y, LWCameraEye eye, LWDMatrix4 projection) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs preview");
-  if (evaluator == nullptr) {
-    return 0;
-  }
+  if (evaluator == nullptr) return 0;
   Host::current()->evaluators.log("preview " + evaluator->camera_name);
-  if (!prepared(*evaluator)) {
-    return 0;
-  }
+  if (!prepared(*evaluator)) return 0;
   const DepthScope scope(evaluator->depth);
-  if (evaluator->instance) {
-    return evaluator->instance->preview(projection, static_cast<Eye>(eye), lens_x, lens_y);
-  }
+  if (evaluator->instance) return evaluator->instance->preview(projection, static_cast<Eye>(eye), lens_x, lens_y);
   evaluator->plain->preview(projection);
   return 1;
 }

@@ -10,14 +10,11 @@ namespace {
 
 void draw(void* data, GizmoShape shape, std::initializer_list<const double*> points, double radius, int csys) {
   auto& drawing = *static_cast<GizmoDrawing*>(data);
-  if (csys < LWCSYS_WORLD || csys > LWCSYS_VIEWPORT) {
+  if (csys < LWCSYS_WORLD || csys > LWCSYS_VIEWPORT)
     violation("LWCustomObjAccess", "the coordinate system " + std::to_string(csys) + " is not one of the host's");
-  }
   GizmoElement element;
   element.shape = shape;
-  for (const double* point : points) {
-    element.points.push_back({point[0], point[1], point[2]});
-  }
+  for (const double* point : points) element.points.push_back({point[0], point[1], point[2]});
   element.radius = radius;
   element.coordinate_system = static_cast<LWCoordinateSystem>(csys);
   element.color = drawing.colors.empty() ? std::array<float, 4>{} : drawing.colors.back();

@@ -21,9 +21,7 @@ class HandleTable {
   Handle add(std::unique_ptr<Value> value) {
     const std::lock_guard lock(mutex_);
     if (free_.empty()) {
-      if (used_ == blocks_.size() * block_size) {
-        return nullptr;
-      }
+      if (used_ == blocks_.size() * block_size) return nullptr;
       if (used_ % block_size == 0) {
         storage_.push_back(std::make_unique<Block>());
         blocks_[used_ / block_size].store(storage_.back().get(), std::memory_order_release);
@@ -49,9 +47,7 @@ class HandleTable {
   std::unique_ptr<Value> take(Handle handle) {
     const std::lock_guard lock(mutex_);
     Slot* slot = slot_of(handle);
-    if (slot == nullptr || slot->owner == nullptr) {
-      return nullptr;
-    }
+    if (slot == nullptr || slot->owner == nullptr) return nullptr;
     slot->value.store(nullptr, std::memory_order_release);
     slot->generation.store((slot->generation.load(std::memory_order_relaxed) + 1) & generation_mask, std::memory_order_release);
     free_.push_back(index_of(handle));
@@ -64,9 +60,7 @@ class HandleTable {
     const std::lock_guard lock(mutex_);
     for (std::uint32_t index = 0; index < used_; ++index) {
       const Slot& slot = (*storage_[index / block_size])[index % block_size];
-      if (slot.owner != nullptr) {
-        visit(encode(index, slot.generation.load(std::memory_order_relaxed)), *slot.owner);
-      }
+      if (slot.owner != nullptr) visit(encode(index, slot.generation.load(std::memory_order_relaxed)), *slot.owner);
     }
   }
 
@@ -99,13 +93,9 @@ class HandleTable {
   Slot* slot_of(Handle handle) const noexcept {
     const auto word = reinterpret_cast<std::uint64_t>(handle);
     const std::uint32_t index = index_of(handle);
-    if (word >> 48 != kind || index / block_size >= blocks_.size()) {
-      return nullptr;
-    }
+    if (word >> 48 != kind || index / block_size >= blocks_.size()) return nullptr;
     Block* block = blocks_[index / block_size].load(std::memory_order_acquire);
-    if (block == nullptr) {
-      return nullptr;
-    }
+    if (block == nullptr) return nullptr;
     Slot& slot = (*block)[index % block_size];
     return slot.generation.load(std::memory_order_acquire) == ((word >> 24) & generation_mask) ? &slot : nullptr;
   }

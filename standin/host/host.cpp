@@ -41,9 +41,7 @@ constexpr std::uint64_t group_kind = std::uint64_t{0x1A11} << 48;
 void unsupported_slot() { violation("A service's table", "the module called a slot that this host does not offer"); }
 
 void violation(const std::string& call, const std::string& wrong) {
-  if (Host* host = Host::current()) {
-    host->audit.report(call + ": " + wrong);
-  }
+  if (Host* host = Host::current()) host->audit.report(call + ": " + wrong);
 }
 
 std::string handle_text(const void* handle) {
@@ -55,27 +53,20 @@ std::string handle_text(const void* handle) {
 const Item* require_item(LWItemID id, const char* call) {
   const Host* host = Host::current();
   const Item* item = host != nullptr ? host->find(id) : nullptr;
-  if (item == nullptr) {
-    violation(call, "the id " + handle_text(id) + " is not that of an item in the scene");
-  }
+  if (item == nullptr) violation(call, "the id " + handle_text(id) + " is not that of an item in the scene");
   return item;
 }
 
 Host::Host(Scene scene) : scene_(std::move(scene)) {
-  for (const Item& item : scene_.items) {
-    next_item_number_ = std::max(next_item_number_, item.id);
-  }
+  for (const Item& item : scene_.items) next_item_number_ = std::max(next_item_number_, item.id);
   ++next_item_number_;
   index_items();
   Host* none = nullptr;
-  if (!current_host.compare_exchange_strong(none, this)) {
+  if (!current_host.compare_exchange_strong(none, this))
     throw std::runtime_error("Only one stand-in host can be active in a process; end the other one first");
-  }
   services();
   set_time(scene_.first_frame, scene_.time_of(scene_.first_frame));
-  for (const Item& item : scene_.items) {
-    scene_objects.add(scene_, item);
-  }
+  for (const Item& item : scene_.items) scene_objects.add(scene_, item);
 }
 
 Host::~Host() { current_host.store(nullptr); }
@@ -84,17 +75,13 @@ Host* Host::current() noexcept { return current_host.load(std::memory_order_acqu
 
 void Host::index_items() {
   item_index_.clear();
-  for (std::size_t i = 0; i < scene_.items.size(); ++i) {
-    item_index_.emplace(scene_.items[i].id, i);
-  }
+  for (std::size_t i = 0; i < scene_.items.size(); ++i) item_index_.emplace(scene_.items[i].id, i);
 }
 
 std::size_t Host::position_of(const std::string& name) const {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < scene_.items.size(); ++i) {
-    if (scene_.items[i].name == name) {
-      return i;
-    }
+    if (scene_.items[i].name == name) return i;
     names.push_back(scene_.items[i].name);
   }
   refuse_name("item", name, names);
@@ -106,9 +93,7 @@ CameraSettings& Host::camera(const std::string& name) {
   std::vector<std::string> names;
   for (Item& item : scene_.items) {
     if (item.camera) {
-      if (item.name == name) {
-        return *item.camera;
-      }
+      if (item.name == name) return *item.camera;
       names.push_back(item.name);
     }
   }
@@ -126,9 +111,7 @@ LWChanGroupID Host::channel_group_of(const Item& item) noexcept {
 const Item* Host::find(LWItemID id) const noexcept {
   const auto word = reinterpret_cast<std::uint64_t>(id);
   const auto number = static_cast<std::uint32_t>(word);
-  if ((item_kind | number) != word) {
-    return nullptr;
-  }
+  if ((item_kind | number) != word) return nullptr;
   const auto found = item_index_.find(number);
   return found != item_index_.end() ? &scene_.items[found->second] : nullptr;
 }
@@ -201,24 +184,14 @@ void* Host::answer_service(const char* name, int use) {
     const std::lock_guard lock(host->mutex_);
     host->services_asked_.emplace_back(name, use);
   }
-  if (use != GFUSE_TRANSIENT && use != GFUSE_ACQUIRE && use != GFUSE_RELEASE) {
+  if (use != GFUSE_TRANSIENT && use != GFUSE_ACQUIRE && use != GFUSE_RELEASE)
     violation("GlobalFunc", std::string(name) + " was asked for with the unknown use " + std::to_string(use));
-  }
-  if (host->withheld_.contains(name)) {
-    return nullptr;
-  }
+  if (host->withheld_.contains(name)) return nullptr;
   const std::string_view asked = name;
-  if (asked == LWSYSTEMID_GLOBAL) {
-    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(host->system_id_));
-  }
-  if (asked == LWTIMEINFO_GLOBAL) {
-    return &*time_info();
-  }
-  for (const Service& service : services()) {
-    if (asked == service.name) {
-      return service.table;
-    }
-  }
+  if (asked == LWSYSTEMID_GLOBAL) return reinterpret_cast<void*>(static_cast<std::uintptr_t>(host->system_id_));
+  if (asked == LWTIMEINFO_GLOBAL) return &*time_info();
+  for (const Service& service : services())
+    if (asked == service.name) return service.table;
   return nullptr;
 }
 
@@ -234,24 +207,18 @@ VariantParameter& Host::find_parameter(const std::string& item_name, const std::
     names.push_back(parameter->channel_name);
     newest = parameter->channel_name == channel_name ? parameter : newest;
   }
-  if (newest == nullptr) {
-    refuse_name("parameter of " + item_name, channel_name, names);
-  }
+  if (newest == nullptr) refuse_name("parameter of " + item_name, channel_name, names);
   return *newest;
 }
 
 void Host::forget_module(const Module* module) {
-  if (module_ != module) {
-    return;
-  }
+  if (module_ != module) return;
   module_ = nullptr;
   std::vector<LWCameraEvaluatorID> forgotten;
   evaluators.table.for_each([&](LWCameraEvaluatorID id, Evaluator&) { forgotten.push_back(id); });
   for (LWCameraEvaluatorID id : forgotten) {
     // Destroying one instance may destroy further evaluators.
-    if (Evaluator* evaluator = evaluators.table.find(id)) {
-      evaluator->instance.reset();
-    }
+    if (Evaluator* evaluator = evaluators.table.find(id)) evaluator->instance.reset();
   }
 }
 
@@ -267,20 +234,14 @@ void Host::record_message(Message message) {
 
 std::vector<std::string> Host::violations() const {
   std::vector<std::string> sentences = audit.violations();
-  for (const Service& service : services()) {
-    if (!service.untouched()) {
+  for (const Service& service : services())
+    if (!service.untouched())
       sentences.push_back(std::string(service.name).append(": the module wrote to the service's table"));
-    }
-  }
   const Guarded<LWTimeInfo>& time = time_info();
-  if (!time.intact() || time->frame != frame_ || time->time != time_seconds_) {
+  if (!time.intact() || time->frame != frame_ || time->time != time_seconds_)
     sentences.push_back(std::string(LWTIMEINFO_GLOBAL).append(": the module wrote to the host's time record"));
-  }
-  for (const auto& mesh : scene_objects.meshes) {
-    if (!mesh->record.intact()) {
-      sentences.emplace_back("LWMeshInfo: the module wrote past the record");
-    }
-  }
+  for (const auto& mesh : scene_objects.meshes)
+    if (!mesh->record.intact()) sentences.emplace_back("LWMeshInfo: the module wrote past the record");
   return sentences;
 }
 
@@ -295,14 +256,11 @@ std::vector<std::string> Host::leaks() const {
   evaluators.table.for_each([&](LWCameraEvaluatorID, const Evaluator& evaluator) {
     sentences.push_back("The evaluator of " + evaluator.camera_name + " was created and not destroyed");
   });
-  for (const auto& mesh : scene_objects.meshes) {
-    if (!mesh->destroyed) {
+  for (const auto& mesh : scene_objects.meshes)
+    if (!mesh->destroyed)
       sentences.push_back("The mesh of layer " + std::to_string(mesh->layer->number) + " was opened and not destroyed");
-    }
-  }
-  if (const int living = living_instances.load(); living != 0) {
+  if (const int living = living_instances.load(); living != 0)
     sentences.push_back(std::to_string(living) + " handler instances were created and not destroyed");
-  }
   return sentences;
 }
 

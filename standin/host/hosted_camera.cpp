@@ -33,11 +33,8 @@ LWCameraAccess camera_access(const Scene& scene, const Item& camera, double seco
   write_vector(access.toWorld[1], pose.up);
   write_vector(access.toWorld[2], pose.forward);
   // The axes are perpendicular and of length 1: the inverse is the transpose.
-  for (int row = 0; row < 3; ++row) {
-    for (int column = 0; column < 3; ++column) {
-      access.toCamera[row][column] = access.toWorld[column][row];
-    }
-  }
+  for (int row = 0; row < 3; ++row)
+    for (int column = 0; column < 3; ++column) access.toCamera[row][column] = access.toWorld[column][row];
   const auto [width, height] = film_size(*camera.camera);
   access.filmSize[0] = width;
   access.filmSize[1] = height;
@@ -66,9 +63,7 @@ HostedCamera::HostedCamera(Host& host, const Module& module, const std::string& 
   instance_ = instance_functions_->create(instance_functions_->priv, item_, &error);
   last_parameter_ = host.parameters.created + 1;
   if (instance_ == nullptr || error != nullptr) {
-    if (instance_ != nullptr) {
-      instance_functions_->destroy(instance_);
-    }
+    if (instance_ != nullptr) instance_functions_->destroy(instance_);
     throw std::runtime_error(server_name + " cannot be created for " + camera.name + ": " +
                              (error != nullptr ? error : "the module gives no instance"));
   }
@@ -76,12 +71,8 @@ HostedCamera::HostedCamera(Host& host, const Module& module, const std::string& 
 }
 
 HostedCamera::~HostedCamera() {
-  if (panel_ != nullptr) {
-    host_->panels.destroy(panel_);
-  }
-  if (has_gizmo_ && gizmo_functions_->done != nullptr) {
-    gizmo_functions_->done(instance_);
-  }
+  if (panel_ != nullptr) host_->panels.destroy(panel_);
+  if (has_gizmo_ && gizmo_functions_->done != nullptr) gizmo_functions_->done(instance_);
   expect_intact(access_.intact() && frame_info_.intact(), "rendering", "the camera access or frame record");
   expect_intact(interface_.intact() && gizmo_.intact() && gizmo_functions_.intact(), "panel or gizmo", "the local record");
   instance_functions_->destroy(instance_);
@@ -89,35 +80,24 @@ HostedCamera::~HostedCamera() {
 }
 
 void HostedCamera::check(LWError error, const char* call) const {
-  if (error != nullptr) {
-    throw std::runtime_error(server_name_ + " answers " + call + " with: " + error);
-  }
+  if (error != nullptr) throw std::runtime_error(server_name_ + " answers " + call + " with: " + error);
 }
 
 void HostedCamera::expect_intact(bool intact, const char* call, const char* record) const {
-  if (!intact) {
-    host_->audit.report(server_name_ + " " + call + ": the module wrote past " + record);
-  }
+  if (!intact) host_->audit.report(server_name_ + " " + call + ": the module wrote past " + record);
 }
 
 const Item& HostedCamera::camera_item() const {
-  if (const Item* item = host_->find(item_)) {
-    return *item;
-  }
+  if (const Item* item = host_->find(item_)) return *item;
   throw std::runtime_error("The camera of this " + server_name_ + " is no longer in the scene");
 }
 
 VariantParameter& HostedCamera::parameter(const std::string& channel_name) {
   const std::vector<VariantParameter*> all = parameters();
-  for (VariantParameter* parameter : all) {
-    if (parameter->channel_name == channel_name) {
-      return *parameter;
-    }
-  }
+  for (VariantParameter* parameter : all)
+    if (parameter->channel_name == channel_name) return *parameter;
   std::vector<std::string> names;
-  for (const VariantParameter* parameter : all) {
-    names.push_back(parameter->channel_name);
-  }
+  for (const VariantParameter* parameter : all) names.push_back(parameter->channel_name);
   throw std::runtime_error(server_name_ + " has no parameter called \"" + channel_name + "\"; it has: " + joined(names));
 }
 
@@ -155,9 +135,7 @@ void HostedCamera::load_binary(const std::vector<std::uint8_t>& bytes) {
 
 void HostedCamera::load_saved() {
   const auto& handler = camera_item().camera->handler;
-  if (handler && handler->server_name == server_name_ && !handler->saved_lines.empty()) {
-    load_text(handler->saved_lines);
-  }
+  if (handler && handler->server_name == server_name_ && !handler->saved_lines.empty()) load_text(handler->saved_lines);
 }
 
 void HostedCamera::copy_from(const HostedCamera& other) {
@@ -172,15 +150,11 @@ std::string HostedCamera::describe() const {
 unsigned HostedCamera::flags() const { return handler_->flags != nullptr ? handler_->flags(instance_) : 0; }
 
 void HostedCamera::init_render(LWRenderMode mode) {
-  if (render_functions_->init != nullptr) {
-    check(render_functions_->init(instance_, mode), "init");
-  }
+  if (render_functions_->init != nullptr) check(render_functions_->init(instance_, mode), "init");
 }
 
 void HostedCamera::clean_up() {
-  if (render_functions_->cleanup != nullptr) {
-    render_functions_->cleanup(instance_);
-  }
+  if (render_functions_->cleanup != nullptr) render_functions_->cleanup(instance_);
 }
 
 void HostedCamera::new_time(int frame, double seconds) {
@@ -189,9 +163,7 @@ void HostedCamera::new_time(int frame, double seconds) {
 }
 
 void HostedCamera::tell_time(int frame, double seconds) {
-  if (render_functions_->newTime != nullptr) {
-    check(render_functions_->newTime(instance_, frame, seconds), "new time");
-  }
+  if (render_functions_->newTime != nullptr) check(render_functions_->newTime(instance_, frame, seconds), "new time");
 }
 
 void HostedCamera::new_frame(int frame, double start_seconds, double duration_seconds, unsigned motion_steps) {
@@ -204,9 +176,7 @@ void HostedCamera::tell_frame(int frame, double start_seconds, double duration_s
   *access_ = camera_access(host_->scene(), camera_item(), start_seconds);
   // The record's field is called frames per second, but holds seconds per frame.
   *frame_info_ = {frame, start_seconds, duration_seconds, 1.0 / host_->scene().frames_per_second, motion_steps};
-  if (handler_->newFrame != nullptr) {
-    check(handler_->newFrame(instance_, &*frame_info_, &*access_), "new frame");
-  }
+  if (handler_->newFrame != nullptr) check(handler_->newFrame(instance_, &*frame_info_, &*access_), "new frame");
   expect_intact(access_.intact() && frame_info_.intact(), "new frame", "the camera access or frame record");
 }
 
@@ -219,9 +189,7 @@ void HostedCamera::begin_frame(int frame, const FrameOptions& options) {
 }
 
 RayAnswer HostedCamera::evaluate(const RayQuery& query) const {
-  if (handler_->evaluate == nullptr) {
-    return {};
-  }
+  if (handler_->evaluate == nullptr) return {};
   Guarded<LWCameraRay> ray;
   RayAnswer answer;
   answer.result = handler_->evaluate(instance_, query.film_x, query.film_y, query.lens_x, query.lens_y, query.fractional_time,
@@ -237,9 +205,7 @@ RayAnswer HostedCamera::evaluate(const RayQuery& query) const {
 
 std::optional<std::pair<double, double>> HostedCamera::project(Vec3 world, double fractional_time, Eye eye, double lens_x,
                                                                double lens_y) const {
-  if (handler_->project == nullptr) {
-    return {};
-  }
+  if (handler_->project == nullptr) return {};
   struct Film {
     LWDVector position{};
   };
@@ -248,16 +214,12 @@ std::optional<std::pair<double, double>> HostedCamera::project(Vec3 world, doubl
   const int found = handler_->project(instance_, lens_x, lens_y, point, fractional_time, static_cast<LWCameraEye>(eye),
                                       film->position, &*access_);
   expect_intact(film.intact(), "project", "the film position");
-  if (found == 0) {
-    return {};
-  }
+  if (found == 0) return {};
   return std::pair{film->position[0], film->position[1]};
 }
 
 int HostedCamera::preview(LWDMatrix4 projection, Eye eye, double lens_x, double lens_y) const {
-  if (handler_->preview == nullptr) {
-    return 0;
-  }
+  if (handler_->preview == nullptr) return 0;
   return handler_->preview(instance_, lens_x, lens_y, static_cast<LWCameraEye>(eye), projection, &*access_);
 }
 
@@ -269,9 +231,7 @@ Panel& HostedCamera::panel() {
     expect_intact(interface_.intact(), "CameraInterface activation", "the local record");
     panel_ = interface_->panel;
   }
-  if (Panel* panel = host_->panels.table.find(panel_)) {
-    return *panel;
-  }
+  if (Panel* panel = host_->panels.table.find(panel_)) return *panel;
   throw std::runtime_error(server_name_ + " has no panel");
 }
 
@@ -283,9 +243,8 @@ LWGizmo& HostedCamera::gizmo() {
     gizmo_functions_->end = host_end;
     require_activated(module_->activate(server, LWCAMERA_GIZMO_VERSION, &*gizmo_), server);
     expect_intact(gizmo_.intact() && gizmo_functions_.intact(), "CameraGizmo activation", "the local record");
-    if (gizmo_functions_->end != host_end) {
+    if (gizmo_functions_->end != host_end)
       host_->audit.report(server_name_ + " CameraGizmo activation: the module wrote to the slot that is reserved for the host");
-    }
     has_gizmo_ = true;
   }
   return *gizmo_;
@@ -297,9 +256,7 @@ LWGizmoFuncs& HostedCamera::gizmo_functions() {
 }
 
 void HostedCamera::draw_gizmo(GizmoDrawing& drawing) {
-  if (gizmo_functions().draw != nullptr) {
-    gizmo_functions_->draw(instance_, &*drawing.access);
-  }
+  if (gizmo_functions().draw != nullptr) gizmo_functions_->draw(instance_, &*drawing.access);
   expect_intact(drawing.access.intact(), "gizmo draw", "the drawing record");
 }
 

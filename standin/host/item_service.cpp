@@ -10,26 +10,18 @@ namespace {
 LWItemID first(LWItemType type, LWItemID /*parent*/) {
   const Host* host = Host::current();
   if (host != nullptr) {
-    for (const Item& item : host->scene().items) {
-      if (static_cast<int>(item.kind) == static_cast<int>(type)) {
-        return Host::id_of(item);
-      }
-    }
+    for (const Item& item : host->scene().items)
+      if (static_cast<int>(item.kind) == static_cast<int>(type)) return Host::id_of(item);
   }
   return nullptr;
 }
 
 LWItemID next(LWItemID id) {
   const Item* item = require_item(id, "LW Item Info next");
-  if (item == nullptr) {
-    return nullptr;
-  }
+  if (item == nullptr) return nullptr;
   const std::vector<Item>& items = Host::current()->scene().items;
-  for (const Item* other = item + 1; other != items.data() + items.size(); ++other) {
-    if (other->kind == item->kind) {
-      return Host::id_of(*other);
-    }
-  }
+  for (const Item* other = item + 1; other != items.data() + items.size(); ++other)
+    if (other->kind == item->kind) return Host::id_of(*other);
   return nullptr;
 }
 

@@ -7,13 +7,9 @@ namespace {
 
 int record(const char* kind, std::initializer_list<const char*> lines) {
   Host* host = Host::current();
-  if (host == nullptr) {
-    return 0;
-  }
+  if (host == nullptr) return 0;
   Message message{kind, {}};
-  for (const char* line : lines) {
-    message.lines.emplace_back(line != nullptr ? line : "");
-  }
+  for (const char* line : lines) message.lines.emplace_back(line != nullptr ? line : "");
   host->record_message(std::move(message));
   return host->answer;
 }

@@ -24,9 +24,8 @@ void expect_word(const std::filesystem::path& file, const char* name, std::uint3
 
 const ModuleDescriptor* checked_descriptor(const DynamicLibrary& library, const std::filesystem::path& file) {
   const auto* descriptor = library.find_as<const ModuleDescriptor>("_mod_descrip");
-  if (descriptor == nullptr) {
+  if (descriptor == nullptr)
     throw std::runtime_error(file.string() + " is not a module of this host: it does not export _mod_descrip");
-  }
   expect_word(file, "sysSync", descriptor->sysSync, expected_sync);
   expect_word(file, "sysVersion", descriptor->sysVersion, expected_version);
   expect_word(file, "sysMachine", descriptor->sysMachine, expected_machine);
@@ -57,11 +56,9 @@ std::vector<Server> find_unregistered_servers(const DynamicLibrary& library) {
   std::vector<Server> servers;
   for (const UnregisteredCamera& camera : unregistered_cameras) {
     // Each activation has the name of its class.
-    for (const char* class_name : {LWCAMERA_HANDLER_CLASS, LWCAMERA_INTERFACE_CLASS, LWCAMERA_GIZMO_CLASS}) {
-      if (ActivateFunc* activate = exported_activation(library, camera.name_space, class_name)) {
+    for (const char* class_name : {LWCAMERA_HANDLER_CLASS, LWCAMERA_INTERFACE_CLASS, LWCAMERA_GIZMO_CLASS})
+      if (ActivateFunc* activate = exported_activation(library, camera.name_space, class_name))
         servers.push_back({class_name, camera.name, activate, {{SRVTAG_USERNAME_US, camera.user_name}}});
-      }
-    }
   }
   return servers;
 }
@@ -69,11 +66,8 @@ std::vector<Server> find_unregistered_servers(const DynamicLibrary& library) {
 }  // namespace
 
 std::string Server::user_name(std::uint32_t tag) const {
-  for (const UserName& user_name : user_names) {
-    if (user_name.tag == tag) {
-      return user_name.text;
-    }
-  }
+  for (const UserName& user_name : user_names)
+    if (user_name.tag == tag) return user_name.text;
   return {};
 }
 
@@ -81,9 +75,8 @@ Module::Module(const std::filesystem::path& file)
     : file_(file), library_(file), descriptor_(checked_descriptor(library_, file)) {
   for (const ServerRecord* row = descriptor_->serverDefs; row->className != nullptr; ++row) {
     Server server{row->className, row->name != nullptr ? row->name : "", row->activate, {}};
-    for (const ServerTagInfo* tag = row->tagInfo; tag != nullptr && tag->text != nullptr; ++tag) {
+    for (const ServerTagInfo* tag = row->tagInfo; tag != nullptr && tag->text != nullptr; ++tag)
       server.user_names.push_back({tag->tag, tag->text});
-    }
     servers_.push_back(std::move(server));
   }
   unregistered_servers_ = find_unregistered_servers(library_);
@@ -91,33 +84,23 @@ Module::Module(const std::filesystem::path& file)
 }
 
 Module::~Module() {
-  if (Host* host = Host::current()) {
-    host->forget_module(this);
-  }
+  if (Host* host = Host::current()) host->forget_module(this);
   descriptor_->shutdown(server_data_);
 }
 
 const Server* Module::find(const std::string& class_name, const std::string& server_name) const {
   for (const auto* servers : {&servers_, &unregistered_servers_}) {
-    for (const Server& server : *servers) {
-      if (server.class_name == class_name && server.name == server_name) {
-        return &server;
-      }
-    }
+    for (const Server& server : *servers)
+      if (server.class_name == class_name && server.name == server_name) return &server;
   }
   return nullptr;
 }
 
 const Server& Module::server(const std::string& class_name, const std::string& server_name) const {
-  if (const Server* server = find(class_name, server_name)) {
-    return *server;
-  }
+  if (const Server* server = find(class_name, server_name)) return *server;
   std::vector<std::string> names;
-  for (const Server& server : servers_) {
-    if (server.class_name == class_name) {
-      names.push_back(server.name);
-    }
-  }
+  for (const Server& server : servers_)
+    if (server.class_name == class_name) names.push_back(server.name);
   throw std::runtime_error("The module has no " + class_name + " called \"" + server_name + "\"; it has: " + joined(names));
 }
 
@@ -126,9 +109,7 @@ int Module::activate(const Server& server, int version, void* local) const {
 }
 
 void require_activated(int answer, const Server& server) {
-  if (answer == AFUNC_OK) {
-    return;
-  }
+  if (answer == AFUNC_OK) return;
   const std::string refusal = answer == AFUNC_BADVERSION  ? "it does not know this version of the class; use a newer module"
                               : answer == AFUNC_BADGLOBAL ? "the host does not offer a service that it needs"
                               : answer == AFUNC_BADLOCAL  ? "it does not accept the record it was given"

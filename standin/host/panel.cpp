@@ -18,9 +18,7 @@ constexpr std::uint32_t list_follows = 0x80;
 
 LWXPanelID create(int type, LWXPanelControl* controls) {
   Host* host = Host::current();
-  if (host == nullptr || controls == nullptr || host->panels.refusal.refuses()) {
-    return nullptr;
-  }
+  if (host == nullptr || controls == nullptr || host->panels.refusal.refuses()) return nullptr;
   if (type != LWXP_VIEW && type != LWXP_FORM) {
     violation("LWXPanel create", "the type " + std::to_string(type) + " is not one of the host's");
     return nullptr;
@@ -32,33 +30,25 @@ LWXPanelID create(int type, LWXPanelControl* controls) {
         {row->id, row->label != nullptr ? row->label : "", row->controlClass != nullptr ? row->controlClass : ""});
   }
   LWXPanelID id = host->panels.table.add(std::move(panel));
-  if (Panel* made = host->panels.table.find(id)) {
-    made->id = id;
-  }
+  if (Panel* made = host->panels.table.find(id)) made->id = id;
   return id;
 }
 
 void destroy(LWXPanelID id) {
   Host* host = Host::current();
-  if (host == nullptr) {
-    return;
-  }
-  if (!host->panels.destroy(id)) {
+  if (host == nullptr) return;
+  if (!host->panels.destroy(id))
     violation("LWXPanel destroy", "the handle " + handle_text(id) + " is stale or was never given out");
-  }
 }
 
 Panel* require_panel(LWXPanelID id, const char* call) { return require(&Host::panels, id, call); }
 
 void describe(LWXPanelID id, LWXPanelDataDesc* rows, LWXPanelGetFunc* get, LWXPanelSetFunc* set) {
   Panel* panel = require_panel(id, "LWXPanel describe");
-  if (panel == nullptr) {
-    return;
-  }
+  if (panel == nullptr) return;
   panel->data.clear();
-  for (const LWXPanelDataDesc* row = rows; row != nullptr && row->id != 0; ++row) {
+  for (const LWXPanelDataDesc* row = rows; row != nullptr && row->id != 0; ++row)
     panel->data.push_back({row->id, row->name != nullptr ? row->name : "", row->dataType != nullptr ? row->dataType : ""});
-  }
   panel->get_function = get;
   panel->set_function = set;
 }
@@ -68,25 +58,20 @@ std::size_t word_count(const std::vector<PanelHint>& hints) {
   std::size_t count = 0;
   for (const PanelHint& hint : hints) {
     count += 1 + hint.arguments.size();
-    if ((hint.tag & list_follows) != 0) {
-      count += hint.list.size() + 1;
-    }
+    if ((hint.tag & list_follows) != 0) count += hint.list.size() + 1;
   }
   return count;
 }
 
 void hint(LWXPanelID id, std::uint32_t control, void** hints) {
   Panel* panel = require_panel(id, "LWXPanel hint");
-  if (panel == nullptr || hints == nullptr) {
-    return;
-  }
+  if (panel == nullptr || hints == nullptr) return;
   try {
     const std::vector<PanelHint> parsed = parse_hints(hints);
     panel->hints.insert(panel->hints.end(), parsed.begin(), parsed.end());
     PanelHintWords& handed = panel->hint_words.emplace_back(PanelHintWords{control, {}, hints});
-    for (std::size_t i = 0, count = word_count(parsed); i < count; ++i) {
+    for (std::size_t i = 0, count = word_count(parsed); i < count; ++i)
       handed.words.push_back(reinterpret_cast<std::uintptr_t>(hints[i]));
-    }
   } catch (const std::exception& error) {
     violation("LWXPanel hint", error.what());
   }
@@ -94,23 +79,17 @@ void hint(LWXPanelID id, std::uint32_t control, void** hints) {
 
 void* get_data(LWXPanelID id, std::uint32_t data_id) {
   const Panel* panel = require_panel(id, "LWXPanel getData");
-  if (panel == nullptr) {
-    return nullptr;
-  }
+  if (panel == nullptr) return nullptr;
   const auto found = panel->stored_data.find(data_id);
   return found != panel->stored_data.end() ? found->second : nullptr;
 }
 
 void set_data(LWXPanelID id, std::uint32_t data_id, void* data) {
-  if (Panel* panel = require_panel(id, "LWXPanel setData")) {
-    panel->stored_data[data_id] = data;
-  }
+  if (Panel* panel = require_panel(id, "LWXPanel setData")) panel->stored_data[data_id] = data;
 }
 
 void view_instance(LWXPanelID id, void* instance) {
-  if (Panel* panel = require_panel(id, "LWXPanel viewInst")) {
-    panel->instance = instance;
-  }
+  if (Panel* panel = require_panel(id, "LWXPanel viewInst")) panel->instance = instance;
 }
 
 void view_refresh(LWXPanelID id) { require_panel(id, "LWXPanel viewRefresh"); }
@@ -143,33 +122,25 @@ Picture::Color rgb(int red, int green, int blue) { return {byte(red), byte(green
 Picture::Color numbered(int color) { return rgb(color * 16, color * 16, color * 16); }
 
 void draw_pixel(void* area, int color, int x, int y) {
-  if (Picture* picture = require_area(area, "LWXPanel drawPixel")) {
-    picture->set(x, y, numbered(std::clamp(color, 0, 15)));
-  }
+  if (Picture* picture = require_area(area, "LWXPanel drawPixel")) picture->set(x, y, numbered(std::clamp(color, 0, 15)));
 }
 
 void draw_rgb_pixel(void* area, int red, int green, int blue, int x, int y) {
-  if (Picture* picture = require_area(area, "LWXPanel drawRGBPixel")) {
-    picture->set(x, y, rgb(red, green, blue));
-  }
+  if (Picture* picture = require_area(area, "LWXPanel drawRGBPixel")) picture->set(x, y, rgb(red, green, blue));
 }
 
 void draw_line(void* area, int color, int x, int y, int x2, int y2) {
-  if (Picture* picture = require_area(area, "LWXPanel drawLine")) {
+  if (Picture* picture = require_area(area, "LWXPanel drawLine"))
     picture->line(x, y, x2, y2, numbered(std::clamp(color, 0, 15)));
-  }
 }
 
 void draw_box(void* area, int color, int x, int y, int width, int height) {
-  if (Picture* picture = require_area(area, "LWXPanel drawBox")) {
+  if (Picture* picture = require_area(area, "LWXPanel drawBox"))
     picture->fill(x, y, width, height, numbered(std::clamp(color, 0, 15)));
-  }
 }
 
 void draw_rgb_box(void* area, int red, int green, int blue, int x, int y, int width, int height) {
-  if (Picture* picture = require_area(area, "LWXPanel drawRGBBox")) {
-    picture->fill(x, y, width, height, rgb(red, green, blue));
-  }
+  if (Picture* picture = require_area(area, "LWXPanel drawRGBBox")) picture->fill(x, y, width, height, rgb(red, green, blue));
 }
 
 void draw_border(void* area, int /*indent*/, int x, int y, int width, int height) {
@@ -187,9 +158,7 @@ int text_width(void* /*area*/, const char* text) { return 7 * static_cast<int>(s
 int text_height(void* /*area*/, const char* /*text*/) { return 14; }
 
 void draw_text(void* area, const char* text, int /*color*/, int x, int y) {
-  if (Picture* picture = require_area(area, "LWXPanel drawText")) {
-    picture->texts.push_back({text, x, y});
-  }
+  if (Picture* picture = require_area(area, "LWXPanel drawText")) picture->texts.push_back({text, x, y});
 }
 
 ServiceTable<LWXPDrawFuncs>& draw_table() {
@@ -210,26 +179,18 @@ std::vector<PanelHint> parse_hints(void* const* words) {
   constexpr std::size_t most_words = 65536;
   std::size_t position = 0;
   const auto next = [&] {
-    if (position == most_words) {
-      throw std::runtime_error("the array of hints has no end");
-    }
+    if (position == most_words) throw std::runtime_error("the array of hints has no end");
     return reinterpret_cast<std::uintptr_t>(words[position++]);
   };
   std::vector<PanelHint> hints;
   for (std::uintptr_t word = next(); word != LWXPTAG_END; word = next()) {
     PanelHint hint;
     hint.tag = static_cast<std::uint32_t>(word);
-    if ((hint.tag & tag_mask) != tag_bits) {
+    if ((hint.tag & tag_mask) != tag_bits)
       throw std::runtime_error("word " + std::to_string(position - 1) + " of the hints is not a tag");
-    }
-    for (std::uint32_t i = 0; i < (hint.tag & argument_count_mask); ++i) {
-      hint.arguments.push_back(next());
-    }
-    if ((hint.tag & list_follows) != 0) {
-      for (std::uintptr_t entry = next(); entry != 0; entry = next()) {
-        hint.list.push_back(entry);
-      }
-    }
+    for (std::uint32_t i = 0; i < (hint.tag & argument_count_mask); ++i) hint.arguments.push_back(next());
+    if ((hint.tag & list_follows) != 0)
+      for (std::uintptr_t entry = next(); entry != 0; entry = next()) hint.list.push_back(entry);
     hints.push_back(std::move(hint));
   }
   return hints;
@@ -238,39 +199,28 @@ std::vector<PanelHint> parse_hints(void* const* words) {
 const PanelControl& Panel::control(const std::string& label) const {
   std::vector<std::string> labels;
   for (const PanelControl& control : controls) {
-    if (control.label == label) {
-      return control;
-    }
+    if (control.label == label) return control;
     labels.push_back(control.label);
   }
   throw std::runtime_error("The panel has no control labelled \"" + label + "\"; it has: " + joined(labels));
 }
 
 const PanelControl& Panel::control(std::uint32_t control_id) const {
-  for (const PanelControl& control : controls) {
-    if (control.id == control_id) {
-      return control;
-    }
-  }
+  for (const PanelControl& control : controls)
+    if (control.id == control_id) return control;
   throw std::runtime_error("The panel has no control " + std::to_string(control_id));
 }
 
 const PanelData* Panel::data_of(std::uint32_t control_id) const {
-  for (const PanelData& row : data) {
-    if (row.id == control_id) {
-      return &row;
-    }
-  }
+  for (const PanelData& row : data)
+    if (row.id == control_id) return &row;
   return nullptr;
 }
 
 std::vector<const PanelHint*> Panel::hints_of(LWXPanelHint tag, std::optional<std::uint32_t> control_id) const {
   std::vector<const PanelHint*> found;
-  for (const PanelHint& hint : hints) {
-    if (hint.tag == static_cast<std::uint32_t>(tag) && (!control_id || hint.control() == *control_id)) {
-      found.push_back(&hint);
-    }
-  }
+  for (const PanelHint& hint : hints)
+    if (hint.tag == static_cast<std::uint32_t>(tag) && (!control_id || hint.control() == *control_id)) found.push_back(&hint);
   return found;
 }
 
@@ -280,9 +230,7 @@ void* Panel::get(std::uint32_t control_id) const {
 
 void* Panel::require_value(std::uint32_t control_id) const {
   void* value = get(control_id);
-  if (value == nullptr) {
-    throw std::runtime_error("The module gives no value for the control " + std::to_string(control_id));
-  }
+  if (value == nullptr) throw std::runtime_error("The module gives no value for the control " + std::to_string(control_id));
   return value;
 }
 
@@ -301,9 +249,8 @@ LWXPanelRefresh Panel::set_float(std::uint32_t control_id, double value) const {
 std::vector<std::string> Panel::choices(std::uint32_t control_id) const {
   std::vector<std::string> texts;
   if (const auto lists = hints_of(LWXPTAG_STRLIST, control_id); !lists.empty()) {
-    for (const auto* text = reinterpret_cast<const char* const*>(lists.back()->arguments.at(1)); *text != nullptr; ++text) {
+    for (const auto* text = reinterpret_cast<const char* const*>(lists.back()->arguments.at(1)); *text != nullptr; ++text)
       texts.emplace_back(*text);
-    }
   } else if (const auto callbacks = hints_of(LWXPTAG_POPFUNCS, control_id); !callbacks.empty()) {
     const auto count = reinterpret_cast<LWXPanelPopCountFunc*>(callbacks.back()->arguments.at(1));
     const auto name = reinterpret_cast<LWXPanelPopNameFunc*>(callbacks.back()->arguments.at(2));
@@ -320,9 +267,8 @@ std::vector<std::string> Panel::choices(std::uint32_t control_id) const {
 Picture Panel::draw(std::uint32_t control_id, int width, int height) const {
   const auto callbacks = hints_of(LWXPTAG_DRAWCALLBACK, control_id);
   Host* host = Host::current();
-  if (callbacks.empty() || host == nullptr) {
+  if (callbacks.empty() || host == nullptr)
     throw std::runtime_error("The control " + std::to_string(control_id) + " has no draw callback");
-  }
   Picture picture(width, height);
   host->panels.area = &picture;
   reinterpret_cast<LWXPanelDrawFunc*>(callbacks.back()->arguments.at(1))(id, control_id, &picture, width, height);
@@ -332,9 +278,7 @@ Picture Panel::draw(std::uint32_t control_id, int width, int height) const {
 
 bool PanelService::destroy(LWXPanelID id) {
   const std::unique_ptr<Panel> panel = table.take(id);
-  if (panel == nullptr) {
-    return false;
-  }
+  if (panel == nullptr) return false;
   // Read again from where the module keeps them, as a host does that has not copied them.
   for (const PanelHintWords& handed : panel->hint_words) {
     for (std::size_t i = 0; i < handed.words.size(); ++i) {

@@ -8,16 +8,13 @@
 namespace standin {
 
 Picture::Picture(int width, int height) : width_(width), height_(height) {
-  if (width < 1 || height < 1 || width > 16384 || height > 16384) {
+  if (width < 1 || height < 1 || width > 16384 || height > 16384)
     throw std::out_of_range("A drawing area is 1 to 16384 pixels wide and high");
-  }
   pixels_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), Color{128, 128, 128});
 }
 
 Picture::Color Picture::at(int x, int y) const {
-  if (x < 0 || y < 0 || x >= width_ || y >= height_) {
-    throw std::out_of_range("The pixel is outside the drawing area");
-  }
+  if (x < 0 || y < 0 || x >= width_ || y >= height_) throw std::out_of_range("The pixel is outside the drawing area");
   return pixels_[static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(x)];
 }
 
@@ -36,11 +33,8 @@ void Picture::fill(int x, int y, int width, int height, Color color) {
   };
   const auto [left, right] = clip(x, width, width_);
   const auto [top, bottom] = clip(y, height, height_);
-  for (int row = top; row < bottom; ++row) {
-    for (int column = left; column < right; ++column) {
-      set(column, row, color);
-    }
-  }
+  for (int row = top; row < bottom; ++row)
+    for (int column = left; column < right; ++column) set(column, row, color);
 }
 
 void Picture::line(int x, int y, int x2, int y2, Color color) {

@@ -36,14 +36,10 @@ void PlainCamera::begin_frame(double start_seconds, double duration_seconds, boo
 
 std::optional<ItemPose> PlainCamera::pose_at(double fractional_time, Eye eye) const {
   std::optional<ItemPose> pose = pose_at_start_;
-  if (!pose) {
-    return {};
-  }
+  if (!pose) return {};
   if (duration_seconds_ > 0.0 && fractional_time > 0.0) {
     const Item* item = scene_->find(item_number_);
-    if (item == nullptr) {
-      return {};
-    }
+    if (item == nullptr) return {};
     pose = with_unit_axes(scene_->world_pose(*item, start_seconds_ + fractional_time * duration_seconds_));
   }
   const double side = eye == Eye::left ? -half_separation_ : eye == Eye::right ? half_separation_ : 0.0;
@@ -53,9 +49,7 @@ std::optional<ItemPose> PlainCamera::pose_at(double fractional_time, Eye eye) co
 
 RayAnswer PlainCamera::evaluate(const RayQuery& query) const {
   const std::optional<ItemPose> pose = pose_at(query.fractional_time, query.eye);
-  if (!pose) {
-    return {};
-  }
+  if (!pose) return {};
   Vec3 start;
   Vec3 direction{query.film_x, query.film_y, film_distance_};
   if (lens_radius_ > 0.0) {
@@ -63,9 +57,7 @@ RayAnswer PlainCamera::evaluate(const RayQuery& query) const {
     start = {query.lens_x * lens_radius_, query.lens_y * lens_radius_, 0.0};
     direction = direction * (focal_distance_ / film_distance_) - start;
   }
-  if (!(dot(direction, direction) > 0.0)) {
-    return {};
-  }
+  if (!(dot(direction, direction) > 0.0)) return {};
   const Vec3 world_direction = pose->right * direction.x + pose->up * direction.y + pose->forward * direction.z;
   return {1, pose->point_to_world(start), normalized(world_direction), pose->forward};
 }
@@ -73,19 +65,13 @@ RayAnswer PlainCamera::evaluate(const RayQuery& query) const {
 std::optional<std::pair<double, double>> PlainCamera::project(Vec3 world, double lens_x, double lens_y, double fractional_time,
                                                               Eye eye) const {
   const std::optional<ItemPose> pose = pose_at(fractional_time, eye);
-  if (!pose) {
-    return {};
-  }
+  if (!pose) return {};
   const Vec3 offset = world - pose->position;
   const double depth = dot(offset, pose->forward);
-  if (!(depth > 1e-9)) {
-    return {};
-  }
+  if (!(depth > 1e-9)) return {};
   const double x = dot(offset, pose->right);
   const double y = dot(offset, pose->up);
-  if (!(lens_radius_ > 0.0)) {
-    return std::pair{x / depth * film_distance_, y / depth * film_distance_};
-  }
+  if (!(lens_radius_ > 0.0)) return std::pair{x / depth * film_distance_, y / depth * film_distance_};
   // Projects, from the lens centre, the point where the line from the lens point through the world point meets the plane in
   // focus.
   const double start_x = lens_x * lens_radius_;

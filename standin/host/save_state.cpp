@@ -24,17 +24,14 @@ using Word = std::conditional_t<
 template <class Number>
 void append_big_endian(std::vector<std::uint8_t>& bytes, Number value) {
   const auto word = std::bit_cast<Word<sizeof(Number)>>(value);
-  for (int shift = static_cast<int>(sizeof(Number)) * 8 - 8; shift >= 0; shift -= 8) {
+  for (int shift = static_cast<int>(sizeof(Number)) * 8 - 8; shift >= 0; shift -= 8)
     bytes.push_back(static_cast<std::uint8_t>(static_cast<std::uint64_t>(word) >> shift));
-  }
 }
 
 template <class Number>
 Number from_big_endian(const std::uint8_t* bytes) {
   std::uint64_t word = 0;
-  for (std::size_t i = 0; i < sizeof(Number); ++i) {
-    word = (word << 8) | bytes[i];
-  }
+  for (std::size_t i = 0; i < sizeof(Number); ++i) word = (word << 8) | bytes[i];
   return std::bit_cast<Number>(static_cast<Word<sizeof(Number)>>(word));
 }
 
@@ -42,13 +39,12 @@ template <class Number>
 std::string to_text(Number value) {
   std::array<char, 64> text{};
   std::to_chars_result result{};
-  if constexpr (std::is_floating_point_v<Number>) {
+  if constexpr (std::is_floating_point_v<Number>)
     result = std::to_chars(text.data(), text.data() + text.size(), value);
-  } else if constexpr (std::is_signed_v<Number>) {
+  else if constexpr (std::is_signed_v<Number>)
     result = std::to_chars(text.data(), text.data() + text.size(), static_cast<long long>(value));
-  } else {
+  else
     result = std::to_chars(text.data(), text.data() + text.size(), static_cast<unsigned long long>(value), 16);
-  }
   return {text.data(), result.ptr};
 }
 
@@ -66,9 +62,7 @@ bool from_text(std::string_view text, Number& value) {
   } else {
     result = std::from_chars(text.data(), end, parsed, std::is_signed_v<Number> ? 10 : 16);
   }
-  if (result.ec != std::errc() || result.ptr != end) {
-    return false;
-  }
+  if (result.ec != std::errc() || result.ptr != end) return false;
   value = parsed;
   return true;
 }
@@ -100,9 +94,7 @@ std::string quoted(const char* text) {
       line += "\\n";
       continue;
     }
-    if (*c == '"' || *c == '\\') {
-      line += '\\';
-    }
+    if (*c == '"' || *c == '\\') line += '\\';
     line += *c;
   }
   return line + '"';
@@ -110,9 +102,7 @@ std::string quoted(const char* text) {
 
 std::string unquoted(std::string_view line) {
   line = trimmed(line);
-  if (line.size() < 2 || line.front() != '"' || line.back() != '"') {
-    return std::string(line);
-  }
+  if (line.size() < 2 || line.front() != '"' || line.back() != '"') return std::string(line);
   std::string text;
   for (std::size_t i = 1; i + 1 < line.size(); ++i) {
     if (line[i] == '\\' && i + 2 < line.size()) {
@@ -127,11 +117,10 @@ std::string unquoted(std::string_view line) {
 
 template <class Number>
 constexpr const char* number_kind() {
-  if constexpr (std::is_floating_point_v<Number>) {
+  if constexpr (std::is_floating_point_v<Number>)
     return sizeof(Number) == 4 ? "float" : "double";
-  } else {
+  else
     return sizeof(Number) == 4 ? "integer" : sizeof(Number) == 2 ? "short" : "byte";
-  }
 }
 
 SaveState& saving(void* data) { return *static_cast<SaveState*>(data); }
@@ -155,9 +144,7 @@ void write_text(void* data, const char* text) {
 int read_text(void* data, char* text, int size) {
   LoadState& state = loading(data);
   std::string line;
-  if (size <= 0 || !state.read_line(line)) {
-    return 0;
-  }
+  if (size <= 0 || !state.read_line(line)) return 0;
   const std::string read = state.mode() == LWIO_TEXT ? unquoted(line) : line;
   const std::size_t length = std::min(read.size(), static_cast<std::size_t>(size) - 1);
   std::memcpy(text, read.data(), length);
@@ -166,26 +153,21 @@ int read_text(void* data, char* text, int size) {
 }
 
 const LWBlockIdent* find_ident(const LWBlockIdent* idents, LWID id) {
-  while (idents->id != 0 && idents->id != id) {
-    ++idents;
-  }
+  while (idents->id != 0 && idents->id != id) ++idents;
   return idents->id != 0 ? idents : nullptr;
 }
 
 const LWBlockIdent* find_ident(const LWBlockIdent* idents, std::string_view token) {
-  while (idents->id != 0 && token != idents->token) {
-    ++idents;
-  }
+  while (idents->id != 0 && token != idents->token) ++idents;
   return idents->id != 0 ? idents : nullptr;
 }
 
 void write_ident(void* data, const LWBlockIdent* idents, LWID id) {
   SaveState& state = saving(data);
-  if (state.mode() == LWIO_BINARY) {
+  if (state.mode() == LWIO_BINARY)
     state.write_numbers(&id, 1);
-  } else if (const LWBlockIdent* ident = find_ident(idents, id)) {
+  else if (const LWBlockIdent* ident = find_ident(idents, id))
     state.write_line(ident->token);
-  }
 }
 
 LWID read_ident(void* data, const LWBlockIdent* idents) {
@@ -195,9 +177,7 @@ LWID read_ident(void* data, const LWBlockIdent* idents) {
     return state.read_numbers(&id, 1) == 1 && find_ident(idents, id) != nullptr ? id : 0;
   }
   std::string line;
-  if (!state.read_line(line)) {
-    return 0;
-  }
+  if (!state.read_line(line)) return 0;
   const LWBlockIdent* ident = find_ident(idents, trimmed(line));
   return ident != nullptr ? ident->id : 0;
 }
@@ -231,9 +211,7 @@ SaveState* SaveState::behind(const LWSaveState* record) noexcept {
 }
 
 void SaveState::add_line(const std::string& line, const char* kind) {
-  if (open_blocks_.empty()) {
-    item_starts_.emplace_back(kind, lines_.size());
-  }
+  if (open_blocks_.empty()) item_starts_.emplace_back(kind, lines_.size());
   lines_.push_back(std::string(open_blocks_.size() * 2, ' ') + line);
 }
 
@@ -260,15 +238,11 @@ std::vector<SavedLine> SaveState::items() const {
 template <class Number>
 void SaveState::write_numbers(const Number* values, int count) {
   if (mode() == LWIO_BINARY) {
-    for (int i = 0; i < count; ++i) {
-      append_big_endian(bytes_, values[i]);
-    }
+    for (int i = 0; i < count; ++i) append_big_endian(bytes_, values[i]);
     return;
   }
   std::string line;
-  for (int i = 0; i < count; ++i) {
-    line += (i == 0 ? "" : " ") + to_text(values[i]);
-  }
+  for (int i = 0; i < count; ++i) line += (i == 0 ? "" : " ") + to_text(values[i]);
   add_line(line, number_kind<Number>());
 }
 
@@ -284,9 +258,7 @@ void SaveState::begin_block(const LWBlockIdent& ident) {
 }
 
 void SaveState::end_block() {
-  if (open_blocks_.empty()) {
-    return;
-  }
+  if (open_blocks_.empty()) return;
   const std::size_t start = open_blocks_.back();
   open_blocks_.pop_back();
   if (mode() == LWIO_TEXT) {
@@ -327,16 +299,12 @@ LoadState* LoadState::behind(const LWLoadState* record) noexcept {
 }
 
 std::size_t LoadState::end() const {
-  if (!block_ends_.empty()) {
-    return block_ends_.back();
-  }
+  if (!block_ends_.empty()) return block_ends_.back();
   return mode() == LWIO_TEXT ? lines_.size() : bytes_.size();
 }
 
 void LoadState::skip_blank_lines() {
-  while (mode() == LWIO_TEXT && position_ < end() && trimmed(lines_[position_]).empty()) {
-    ++position_;
-  }
+  while (mode() == LWIO_TEXT && position_ < end() && trimmed(lines_[position_]).empty()) ++position_;
 }
 
 bool LoadState::at_end() {
@@ -345,14 +313,10 @@ bool LoadState::at_end() {
 }
 
 bool LoadState::read_line(std::string& line) {
-  if (at_end()) {
-    return false;
-  }
+  if (at_end()) return false;
   if (mode() == LWIO_TEXT) {
     const std::string_view next = trimmed(lines_[position_]);
-    if (opens_block(next) || closes_block(next)) {
-      return false;
-    }
+    if (opens_block(next) || closes_block(next)) return false;
     line = next;
     ++position_;
     return true;
@@ -360,9 +324,7 @@ bool LoadState::read_line(std::string& line) {
   const auto first = bytes_.begin() + static_cast<std::ptrdiff_t>(position_);
   const auto last = bytes_.begin() + static_cast<std::ptrdiff_t>(end());
   const auto zero = std::find(first, last, std::uint8_t{0});
-  if (zero == last) {
-    return false;
-  }
+  if (zero == last) return false;
   line.assign(first, zero);
   position_ += line.size() + 1;
   return true;
@@ -373,13 +335,9 @@ int LoadState::read_numbers(Number* values, int count) {
   int got = 0;
   if (mode() == LWIO_TEXT) {
     std::string line;
-    if (count <= 0 || !read_line(line)) {
-      return 0;
-    }
+    if (count <= 0 || !read_line(line)) return 0;
     std::string_view rest = line;
-    while (got < count && from_text(take_word(rest), values[got])) {
-      ++got;
-    }
+    while (got < count && from_text(take_word(rest), values[got])) ++got;
     return got;
   }
   for (; got < count && end() - position_ >= sizeof(Number); ++got) {
@@ -390,18 +348,14 @@ int LoadState::read_numbers(Number* values, int count) {
 }
 
 LWID LoadState::find_block(const LWBlockIdent* idents) {
-  if (at_end()) {
-    return 0;
-  }
+  if (at_end()) return 0;
   return mode() == LWIO_TEXT ? find_text_block(idents) : find_binary_block(idents);
 }
 
 LWID LoadState::find_text_block(const LWBlockIdent* idents) {
   const std::string_view first = trimmed(lines_[position_]);
   const LWBlockIdent* ident = opens_block(first) ? find_ident(idents, block_token(first)) : nullptr;
-  if (ident == nullptr) {
-    return 0;
-  }
+  if (ident == nullptr) return 0;
   int open = 1;
   for (std::size_t line = position_ + 1; line < end(); ++line) {
     const std::string_view text = trimmed(lines_[line]);
@@ -417,14 +371,10 @@ LWID LoadState::find_text_block(const LWBlockIdent* idents) {
 
 LWID LoadState::find_binary_block(const LWBlockIdent* idents) {
   constexpr std::size_t header = 2 * sizeof(std::uint32_t);
-  if (end() - position_ < header) {
-    return 0;
-  }
+  if (end() - position_ < header) return 0;
   const auto id = from_big_endian<LWID>(bytes_.data() + position_);
   const auto size = from_big_endian<std::uint32_t>(bytes_.data() + position_ + sizeof id);
-  if (find_ident(idents, id) == nullptr || end() - position_ - header < size) {
-    return 0;
-  }
+  if (find_ident(idents, id) == nullptr || end() - position_ - header < size) return 0;
   position_ += header;
   block_ends_.push_back(position_ + size);
   return id;
@@ -454,9 +404,7 @@ void save_key(SaveState& state, const Key& key) {
     return;
   }
   std::string line = "Key " + shortest(key.value) + ' ' + shortest(key.time_seconds) + ' ' + std::to_string(span);
-  for (const double parameter : key.parameters) {
-    line += ' ' + shortest(parameter);
-  }
+  for (const double parameter : key.parameters) line += ' ' + shortest(parameter);
   state.write_line(line);
 }
 
@@ -488,17 +436,13 @@ bool load_key(LoadState& state, Key& key) {
 
 LWError load_envelope(LoadState& state, Envelope& envelope) {
   int count = 0;
-  if (state.read_numbers(&count, 1) != 1 || count < 1) {
+  if (state.read_numbers(&count, 1) != 1 || count < 1)
     return "The envelope in the saved settings does not say how many keys it has";
-  }
   for (int i = 0; i < count; ++i) {
     Key key;
-    if (!load_key(state, key)) {
-      return "The envelope in the saved settings has a key that cannot be read";
-    }
-    if (!envelope.keys.empty() && !(envelope.keys.back().time_seconds < key.time_seconds)) {
+    if (!load_key(state, key)) return "The envelope in the saved settings has a key that cannot be read";
+    if (!envelope.keys.empty() && !(envelope.keys.back().time_seconds < key.time_seconds))
       return "The envelope in the saved settings has keys that are not in chronological order";
-    }
     envelope.keys.push_back(key);
   }
   int before = 0;
@@ -507,9 +451,8 @@ LWError load_envelope(LoadState& state, Envelope& envelope) {
   const bool read = state.mode() == LWIO_TEXT ? state.read_line(line) && parse_words(line, "Behaviors", before, after)
                                               : state.read_numbers(&before, 1) == 1 && state.read_numbers(&after, 1) == 1;
   constexpr int last = static_cast<int>(EndBehaviour::linear);
-  if (!read || !in_range(before, last) || !in_range(after, last)) {
+  if (!read || !in_range(before, last) || !in_range(after, last))
     return "The envelope in the saved settings does not say how it behaves before and after its keys";
-  }
   envelope.before = static_cast<EndBehaviour>(before);
   envelope.after = static_cast<EndBehaviour>(after);
   return nullptr;
@@ -526,15 +469,12 @@ void save_parameter(SaveState& state, const Envelope& envelope) {
     state.begin_block(envelope_ident);
     const int count = static_cast<int>(envelope.keys.size());
     state.write_numbers(&count, 1);
-    for (const Key& key : envelope.keys) {
-      save_key(state, key);
-    }
+    for (const Key& key : envelope.keys) save_key(state, key);
     const std::array<int, 2> behaviours{static_cast<int>(envelope.before), static_cast<int>(envelope.after)};
-    if (state.mode() == LWIO_TEXT) {
+    if (state.mode() == LWIO_TEXT)
       state.write_line("Behaviors " + std::to_string(behaviours[0]) + ' ' + std::to_string(behaviours[1]));
-    } else {
+    else
       state.write_numbers(behaviours.data(), 2);
-    }
     state.end_block();
   }
   state.end_block();
@@ -543,9 +483,7 @@ void save_parameter(SaveState& state, const Envelope& envelope) {
 LWError load_parameter(LoadState& state, Envelope& envelope) {
   constexpr std::array vparm{vparm_ident, LWBlockIdent{}};
   constexpr std::array envelopes{envelope_ident, LWBlockIdent{}};
-  if (state.find_block(vparm.data()) == 0) {
-    return "The saved settings have no VParm block here";
-  }
+  if (state.find_block(vparm.data()) == 0) return "The saved settings have no VParm block here";
   Envelope loaded;
   LWError error = nullptr;
   if (state.find_block(envelopes.data()) != 0) {
@@ -553,15 +491,11 @@ LWError load_parameter(LoadState& state, Envelope& envelope) {
     state.end_block();
   } else {
     double value = 0.0;
-    if (state.read_numbers(&value, 1) != 1 || !std::isfinite(value)) {
-      error = "The VParm in the saved settings has no value";
-    }
+    if (state.read_numbers(&value, 1) != 1 || !std::isfinite(value)) error = "The VParm in the saved settings has no value";
     loaded = Envelope::constant(value);
   }
   state.end_block();
-  if (error == nullptr) {
-    envelope = std::move(loaded);
-  }
+  if (error == nullptr) envelope = std::move(loaded);
   return error;
 }
 

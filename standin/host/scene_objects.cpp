@@ -34,20 +34,15 @@ SceneObjectService* service() {
 const SceneObject* require_object(int object, const char* call) {
   SceneObjectService* objects = service();
   const SceneObject* found = objects != nullptr ? objects->find(object) : nullptr;
-  if (found == nullptr) {
-    violation(call, "there is no object " + std::to_string(object));
-  }
+  if (found == nullptr) violation(call, "there is no object " + std::to_string(object));
   return found;
 }
 
 /// The living mesh, or null after recording the violation.
 Mesh* require_mesh(const LWMeshInfo* record, const char* call) {
   if (SceneObjectService* objects = service()) {
-    for (const auto& mesh : objects->meshes) {
-      if (&*mesh->record == record && !mesh->destroyed) {
-        return mesh.get();
-      }
-    }
+    for (const auto& mesh : objects->meshes)
+      if (&*mesh->record == record && !mesh->destroyed) return mesh.get();
   }
   violation(call, "the mesh " + handle_text(record) + " is not open");
   return nullptr;
@@ -61,9 +56,7 @@ struct PointOfMesh {
 
 PointOfMesh require_point(const LWMeshInfo* record, LWPntID point, const char* call) {
   Mesh* mesh = require_mesh(record, call);
-  if (mesh == nullptr) {
-    return {};
-  }
+  if (mesh == nullptr) return {};
   const std::size_t index = index_of(point, point_kind, mesh->layer->points.size());
   if (index == mesh->layer->points.size()) {
     violation(call, "the point " + handle_text(point) + " is not in the mesh");
@@ -73,9 +66,7 @@ PointOfMesh require_point(const LWMeshInfo* record, LWPntID point, const char* c
 }
 
 const Polygon* require_polygon(const Mesh* mesh, LWPolID polygon, const char* call) {
-  if (mesh == nullptr) {
-    return nullptr;
-  }
+  if (mesh == nullptr) return nullptr;
   const auto& polygons = mesh->layer->polygons;
   const std::size_t index = index_of(polygon, polygon_kind, polygons.size());
   if (index == polygons.size()) {
@@ -86,9 +77,7 @@ const Polygon* require_polygon(const Mesh* mesh, LWPolID polygon, const char* ca
 }
 
 void mesh_destroy(LWMeshInfo* record) {
-  if (Mesh* mesh = require_mesh(record, "LWMeshInfo destroy")) {
-    mesh->destroyed = true;
-  }
+  if (Mesh* mesh = require_mesh(record, "LWMeshInfo destroy")) mesh->destroyed = true;
 }
 
 int point_count(LWMeshInfo* record) {
@@ -103,21 +92,15 @@ int polygon_count(LWMeshInfo* record) {
 
 std::size_t scan_points(LWMeshInfo* record, std::size_t (*scan)(void*, LWPntID), void* data) {
   const Mesh* mesh = require_mesh(record, "LWMeshInfo scanPoints");
-  for (std::size_t i = 0; mesh != nullptr && i < mesh->layer->points.size(); ++i) {
-    if (const std::size_t stop = scan(data, point_id(i))) {
-      return stop;
-    }
-  }
+  for (std::size_t i = 0; mesh != nullptr && i < mesh->layer->points.size(); ++i)
+    if (const std::size_t stop = scan(data, point_id(i))) return stop;
   return 0;
 }
 
 std::size_t scan_polygons(LWMeshInfo* record, std::size_t (*scan)(void*, LWPolID), void* data) {
   const Mesh* mesh = require_mesh(record, "LWMeshInfo scanPolys");
-  for (std::size_t i = 0; mesh != nullptr && i < mesh->layer->polygons.size(); ++i) {
-    if (const std::size_t stop = scan(data, polygon_id(i))) {
-      return stop;
-    }
-  }
+  for (std::size_t i = 0; mesh != nullptr && i < mesh->layer->polygons.size(); ++i)
+    if (const std::size_t stop = scan(data, polygon_id(i))) return stop;
   return 0;
 }
 
@@ -135,27 +118,19 @@ void point_position(LWMeshInfo* record, LWPntID point, LWFVector position) {
 void* look_up_map(LWMeshInfo* record, LWID type, const char* name) {
   const Mesh* mesh = require_mesh(record, "LWMeshInfo pntVLookup");
   if (mesh != nullptr && type == texture_uv && name != nullptr) {
-    for (const UvMap& map : mesh->layer->uv_maps) {
-      if (map.name == name) {
-        return const_cast<UvMap*>(&map);
-      }
-    }
+    for (const UvMap& map : mesh->layer->uv_maps)
+      if (map.name == name) return const_cast<UvMap*>(&map);
   }
   return nullptr;
 }
 
 int select_map(LWMeshInfo* record, void* map) {
   Mesh* mesh = require_mesh(record, "LWMeshInfo pntVSelect");
-  if (mesh == nullptr) {
-    return 0;
-  }
+  if (mesh == nullptr) return 0;
   mesh->selected = nullptr;
-  for (const UvMap& own : mesh->layer->uv_maps) {
-    mesh->selected = &own == map ? &own : mesh->selected;
-  }
-  if (mesh->selected == nullptr && map != nullptr) {
+  for (const UvMap& own : mesh->layer->uv_maps) mesh->selected = &own == map ? &own : mesh->selected;
+  if (mesh->selected == nullptr && map != nullptr)
     violation("LWMeshInfo pntVSelect", "the map " + handle_text(map) + " is not of this mesh");
-  }
   return mesh->selected != nullptr ? mesh->selected->dimension : 0;
 }
 
@@ -166,18 +141,15 @@ int copy_values(const std::vector<float>& from, float* values) {
 
 int point_value(LWMeshInfo* record, LWPntID point, float* values) {
   const PointOfMesh found = require_point(record, point, "LWMeshInfo pntVGet");
-  if (!found || found.mesh->selected == nullptr) {
-    return 0;
-  }
+  if (!found || found.mesh->selected == nullptr) return 0;
   const auto value = found.mesh->selected->of_point.find(found.index);
   return value != found.mesh->selected->of_point.end() ? copy_values(value->second, values) : 0;
 }
 
 int point_value_in_polygon(LWMeshInfo* record, LWPntID point, LWPolID polygon, float* values) {
   const PointOfMesh found = require_point(record, point, "LWMeshInfo pntVPGet");
-  if (!found || require_polygon(found.mesh, polygon, "LWMeshInfo pntVPGet") == nullptr || found.mesh->selected == nullptr) {
+  if (!found || require_polygon(found.mesh, polygon, "LWMeshInfo pntVPGet") == nullptr || found.mesh->selected == nullptr)
     return 0;
-  }
   const auto polygon_index = static_cast<std::uint32_t>(index_of(polygon, polygon_kind, found.mesh->layer->polygons.size()));
   const auto& own = found.mesh->selected->of_point_in_polygon;
   const auto value = own.find({found.index, polygon_index});
@@ -197,9 +169,7 @@ int polygon_size(LWMeshInfo* record, LWPolID polygon) {
 /// Null past the last corner. That is not a violation: a module may look for a fourth corner of a triangle.
 LWPntID polygon_vertex(LWMeshInfo* record, LWPolID polygon, int corner) {
   const Polygon* found = require_polygon(require_mesh(record, "LWMeshInfo polVertex"), polygon, "LWMeshInfo polVertex");
-  if (found == nullptr || corner < 0 || static_cast<std::size_t>(corner) >= found->points.size()) {
-    return nullptr;
-  }
+  if (found == nullptr || corner < 0 || static_cast<std::size_t>(corner) >= found->points.size()) return nullptr;
   return point_id(found->points[static_cast<std::size_t>(corner)]);
 }
 
@@ -217,13 +187,9 @@ unsigned polygon_flags(LWMeshInfo* record, LWPolID polygon) {
 
 LWMeshInfo* layer_mesh(int object, int layer) {
   SceneObjectService* objects = service();
-  if (objects == nullptr || require_object(object, "Scene Objects layerMesh") == nullptr) {
-    return nullptr;
-  }
+  if (objects == nullptr || require_object(object, "Scene Objects layerMesh") == nullptr) return nullptr;
   const Layer* found = objects->find_layer(object, layer);
-  if (found == nullptr) {
-    return nullptr;
-  }
+  if (found == nullptr) return nullptr;
   auto mesh = std::make_unique<Mesh>();
   mesh->object = objects->find(object)->object;
   mesh->layer = found;
@@ -252,19 +218,14 @@ const char* object_name(int object) {
 int layer_limit(int object) {
   const SceneObject* found = require_object(object, "Scene Objects maxLayers");
   int limit = 0;
-  if (found != nullptr) {
-    for (const Layer& layer : found->object->layers) {
-      limit = std::max(limit, layer.number + 1);
-    }
-  }
+  if (found != nullptr)
+    for (const Layer& layer : found->object->layers) limit = std::max(limit, layer.number + 1);
   return limit;
 }
 
 const Layer* require_layer(int object, int layer, const char* call) {
   const Layer* found = require_object(object, call) != nullptr ? service()->find_layer(object, layer) : nullptr;
-  if (found == nullptr) {
-    violation(call, "there is no layer " + std::to_string(layer));
-  }
+  if (found == nullptr) violation(call, "there is no layer " + std::to_string(layer));
   return found;
 }
 
@@ -320,15 +281,12 @@ LWObjectFuncs table() {
 std::shared_ptr<const ObjectFile> read_or_empty(const SceneObject& object) {
   std::string reason = "the file cannot be found";
   try {
-    if (!object.file.empty()) {
-      return std::make_shared<const ObjectFile>(read_object_file(object.file));
-    }
+    if (!object.file.empty()) return std::make_shared<const ObjectFile>(read_object_file(object.file));
   } catch (const std::exception& error) {
     reason = error.what();
   }
-  if (Host* host = Host::current()) {
+  if (Host* host = Host::current())
     host->record_message({"error", {"The object " + object.file_name + " cannot be read", reason}});
-  }
   return std::make_shared<const ObjectFile>();
 }
 
@@ -337,9 +295,8 @@ std::shared_ptr<const ObjectFile> read_or_empty(const SceneObject& object) {
 void SceneObjectService::add(const Scene& scene, const Item& item) {
   const bool known = std::any_of(objects_.begin(), objects_.end(),
                                  [&](const SceneObject& object) { return object.file_name == item.object_file; });
-  if (item.kind == ItemKind::object && !item.object_file.empty() && !known) {
+  if (item.kind == ItemKind::object && !item.object_file.empty() && !known)
     objects_.push_back({item.object_file, item.name, resolve_object_file(scene, item.object_file), nullptr});
-  }
 }
 
 void SceneObjectService::add(const std::string& name, ObjectFile object) {
@@ -347,24 +304,17 @@ void SceneObjectService::add(const std::string& name, ObjectFile object) {
 }
 
 const SceneObject* SceneObjectService::find(int object) {
-  if (object < 0 || static_cast<std::size_t>(object) >= objects_.size()) {
-    return nullptr;
-  }
+  if (object < 0 || static_cast<std::size_t>(object) >= objects_.size()) return nullptr;
   SceneObject& found = objects_[static_cast<std::size_t>(object)];
-  if (found.object == nullptr) {
-    found.object = read_or_empty(found);
-  }
+  if (found.object == nullptr) found.object = read_or_empty(found);
   return &found;
 }
 
 const Layer* SceneObjectService::find_layer(int object, int layer) {
   const SceneObject* found = find(object);
   if (found != nullptr) {
-    for (const Layer& candidate : found->object->layers) {
-      if (candidate.number == layer) {
-        return &candidate;
-      }
-    }
+    for (const Layer& candidate : found->object->layers)
+      if (candidate.number == layer) return &candidate;
   }
   return nullptr;
 }
@@ -375,9 +325,7 @@ std::vector<const UvMap*> SceneObjectService::uv_maps() {
     for (const Layer& layer : find(static_cast<int>(i))->object->layers) {
       for (const UvMap& map : layer.uv_maps) {
         const bool known = std::any_of(maps.begin(), maps.end(), [&](const UvMap* other) { return other->name == map.name; });
-        if (!known) {
-          maps.push_back(&map);
-        }
+        if (!known) maps.push_back(&map);
       }
     }
   }

@@ -65,9 +65,7 @@ template <class Table, class Handle>
 auto require(Table Host::*service, Handle handle, const char* call) {
   Host* host = Host::current();
   auto* value = host != nullptr ? (host->*service).table.find(handle) : nullptr;
-  if (value == nullptr) {
-    violation(call, "the handle " + handle_text(handle) + " is stale or was never given out");
-  }
+  if (value == nullptr) violation(call, "the handle " + handle_text(handle) + " is stale or was never given out");
   return value;
 }
 

@@ -50,9 +50,7 @@ class MessageReader : public cereal::InputArchive<MessageReader, cereal::AllowEm
 
   /// Throws unless this many bytes are left. To be called before memory is allocated for them.
   void require(std::size_t size_bytes) const {
-    if (bytes_.size() - position_ < size_bytes) {
-      throw std::runtime_error("The ray service's message is shorter than it says");
-    }
+    if (bytes_.size() - position_ < size_bytes) throw std::runtime_error("The ray service's message is shorter than it says");
   }
 
   void take(void* data, std::size_t size_bytes) {
@@ -132,7 +130,8 @@ void serialize(Archive& archive, cereal::NameValuePair<Value>& pair) {
 /// In place of cereal's own, which makes room for all elements first: an element may be a hundred times as large in memory as
 /// in the message, and the message may not hold it.
 template <class Element>
-requires(!std::is_arithmetic_v<Element>) void load(MessageReader& archive, std::vector<Element>& elements) {
+  requires(!std::is_arithmetic_v<Element>)
+void load(MessageReader& archive, std::vector<Element>& elements) {
   cereal::size_type count = 0;
   archive(cereal::make_size_tag(count));
   elements.clear();

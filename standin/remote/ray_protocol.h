@@ -105,9 +105,8 @@ struct Failure {
 template <class Archive>
 void serialize(Archive& archive, VersionWord& word) {
   archive(word.number);
-  if (word.number != version) {
+  if (word.number != version)
     throw std::runtime_error("The ray service is of another version than this program; build both from the same sources");
-  }
 }
 
 template <class Archive>
@@ -188,9 +187,8 @@ void serialize(Archive& archive, Picture& picture) {
   int height = picture.height();
   archive(width, height);
   if constexpr (Archive::is_loading::value) {
-    if (std::min(width, height) < 1 || std::max(width, height) > longest_picture_side) {
+    if (std::min(width, height) < 1 || std::max(width, height) > longest_picture_side)
       throw std::runtime_error("The ray service's drawing of a panel makes no sense");
-    }
     archive.require(sizeof(Picture::Color) * static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     picture = Picture(width, height);
   }

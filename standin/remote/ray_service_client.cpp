@@ -47,9 +47,7 @@ class Descriptor {
 
   int number() const { return number_; }
   void close() {
-    if (number_ >= 0) {
-      ::close(std::exchange(number_, -1));
-    }
+    if (number_ >= 0) ::close(std::exchange(number_, -1));
   }
 
  private:
@@ -63,9 +61,7 @@ struct Pipe {
 
 Pipe make_pipe() {
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) {
-    fail_with_system_error("The ray service cannot be reached");
-  }
+  if (pipe2(ends, O_CLOEXEC) != 0) fail_with_system_error("The ray service cannot be reached");
 #ifdef F_SETPIPE_SZ
   // Space for a whole request saves both processes from waking each other for every 64 KiB. Failure only costs time.
   constexpr int one_request = 1 << 20;
@@ -114,9 +110,7 @@ class Process {
     posix_spawn_file_actions_adddup2(&actions, output.to.number(), STDOUT_FILENO);
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
-    for (std::string& word : command) {
-      arguments.push_back(word.data());
-    }
+    for (std::string& word : command) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     const int error = posix_spawnp(&pid_, arguments[0], &actions, nullptr, arguments.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
@@ -149,12 +143,8 @@ class Process {
     const char* next = static_cast<const char*>(data);
     while (size > 0) {
       const ssize_t written = ::write(to_service_.number(), next, size);
-      if (written < 0 && errno == EINTR) {
-        continue;
-      }
-      if (written <= 0) {
-        fail_as_dead();
-      }
+      if (written < 0 && errno == EINTR) continue;
+      if (written <= 0) fail_as_dead();
       next += written;
       size -= static_cast<std::size_t>(written);
     }
@@ -165,12 +155,8 @@ class Process {
     while (size > 0) {
       wait_for_data();
       const ssize_t got = ::read(from_service_.number(), next, size);
-      if (got < 0 && errno == EINTR) {
-        continue;
-      }
-      if (got <= 0) {
-        fail_as_dead();
-      }
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) fail_as_dead();
       next += got;
       size -= static_cast<std::size_t>(got);
     }
@@ -185,33 +171,24 @@ class Process {
     while (true) {
       const bool over = ended();
       const int count = poll(&readable, 1, over ? 0 : look_every_milliseconds);
-      if (count > 0) {
-        return;
-      }
-      if (count == 0 && over) {
-        fail_as_dead();
-      }
+      if (count > 0) return;
+      if (count == 0 && over) fail_as_dead();
     }
   }
 
   bool ended() {
-    if (!ended_ && waitpid(pid_, &status_, WNOHANG) != 0) {
-      ended_ = true;
-    }
+    if (!ended_ && waitpid(pid_, &status_, WNOHANG) != 0) ended_ = true;
     return ended_;
   }
 
   [[noreturn]] void fail_as_dead() {
     // Its pipes close a moment before the process ends.
-    for (int wait = 0; wait < 100 && !ended(); ++wait) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    for (int wait = 0; wait < 100 && !ended(); ++wait) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     std::string how;
-    if (ended() && WIFEXITED(status_)) {
+    if (ended() && WIFEXITED(status_))
       how = " (exit code " + std::to_string(WEXITSTATUS(status_)) + ")";
-    } else if (ended() && WIFSIGNALED(status_)) {
+    else if (ended() && WIFSIGNALED(status_))
       how = " (signal " + std::to_string(WTERMSIG(status_)) + ")";
-    }
     throw std::runtime_error("The ray service has died" + how + "; see its messages above, and check that " +
                              std::string(OVICAM_RUN_WINE) + " and its program can be run");
   }
@@ -225,18 +202,14 @@ class Process {
 
 /// The path that a Windows program under Wine uses for the file.
 std::filesystem::path windows_path(const std::filesystem::path& file) {
-  if (file.empty()) {
-    return {};
-  }
+  if (file.empty()) return {};
   std::string text = "Z:" + std::filesystem::absolute(file).lexically_normal().string();
   std::replace(text.begin(), text.end(), '/', '\\');
   return text;
 }
 
 std::filesystem::path service_program(const std::filesystem::path& module_file) {
-  if (const char* program = std::getenv("OVICAM_RAY_SERVICE"); program != nullptr && *program != '\0') {
-    return program;
-  }
+  if (const char* program = std::getenv("OVICAM_RAY_SERVICE"); program != nullptr && *program != '\0') return program;
   const char* name = is_windows_binary(module_file) ? "ovicam-ray-service.exe" : "ovicam-ray-service";
   return std::filesystem::absolute(module_file).parent_path() / name;
 }
@@ -333,9 +306,7 @@ class RemoteSession : public Session {
   }
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
-    if (queries.size() != answers.size()) {
-      throw std::runtime_error("A session needs room for one answer per query");
-    }
+    if (queries.size() != answers.size()) throw std::runtime_error("A session needs room for one answer per query");
     while (!queries.empty()) {
       const std::size_t count = std::min(queries.size(), most_rays);
       service_.evaluate(queries.first(count), answers.first(count));

@@ -47,13 +47,9 @@ std::FILE* claim_standard_output() {
 /// None at the end of the input.
 std::optional<std::vector<char>> read_message() {
   std::uint32_t size = 0;
-  if (std::fread(&size, sizeof size, 1, stdin) != 1 || size > most_bytes) {
-    return {};
-  }
+  if (std::fread(&size, sizeof size, 1, stdin) != 1 || size > most_bytes) return {};
   std::vector<char> bytes(size);
-  if (std::fread(bytes.data(), 1, size, stdin) != size) {
-    return {};
-  }
+  if (std::fread(bytes.data(), 1, size, stdin) != size) return {};
   return bytes;
 }
 
@@ -99,9 +95,7 @@ class Service {
   }
 
   Session& session() const {
-    if (session_ == nullptr) {
-      throw std::runtime_error("The ray service was asked for rays before it was given a scene");
-    }
+    if (session_ == nullptr) throw std::runtime_error("The ray service was asked for rays before it was given a scene");
     return *session_;
   }
 
@@ -111,13 +105,10 @@ class Service {
   }
 
   void evaluate(std::uint32_t count) {
-    if (count > most_rays) {
-      throw std::runtime_error("The ray service was asked for too many rays at once");
-    }
+    if (count > most_rays) throw std::runtime_error("The ray service was asked for too many rays at once");
     queries_.resize(count);
-    if (std::fread(queries_.data(), sizeof(RayQuery), count, stdin) != count) {
+    if (std::fread(queries_.data(), sizeof(RayQuery), count, stdin) != count)
       throw std::runtime_error("The ray service's input ended within a request");
-    }
     answers_.resize(count);
     session().evaluate(queries_, answers_);
     rays_ = answers_;
@@ -146,15 +137,11 @@ std::vector<char> answer_or_failure(Service& service, std::vector<char> request)
 
 int main() {
   std::FILE* out = claim_standard_output();
-  if (out == nullptr) {
-    return EXIT_FAILURE;
-  }
+  if (out == nullptr) return EXIT_FAILURE;
   Service service;
   while (auto request = read_message()) {
     const std::vector<char> reply = answer_or_failure(service, std::move(*request));
-    if (!write_message(out, reply, service.rays())) {
-      return EXIT_FAILURE;
-    }
+    if (!write_message(out, reply, service.rays())) return EXIT_FAILURE;
   }
   return std::fclose(out) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

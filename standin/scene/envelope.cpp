@@ -54,9 +54,7 @@ double tangent(const Key& key, const Key& across, const Key* beyond, const Side&
   const double continuity = shaped ? key.parameters[1] : 0.0;
   const double bias = shaped ? key.parameters[2] * side.sign : 0.0;
   const double near_weight = (1.0 - tension) * (1.0 - continuity) * (1.0 + bias);
-  if (beyond == nullptr) {
-    return near_weight * rise;
-  }
+  if (beyond == nullptr) return near_weight * rise;
   const double far_weight = (1.0 - tension) * (1.0 + continuity) * (1.0 - bias);
   const double rise_beyond = (beyond->value - key.value) * side.sign;
   return share * (near_weight * rise + far_weight * rise_beyond);
@@ -138,9 +136,7 @@ double value_at(const Envelope& envelope, double time_seconds) {
   const double first = keys.front().time_seconds;
   const double last = keys.back().time_seconds;
   const bool before = time_seconds < first;
-  if (!before && !(time_seconds > last)) {
-    return value_within(keys, time_seconds);
-  }
+  if (!before && !(time_seconds > last)) return value_within(keys, time_seconds);
   const Key& end = before ? keys.front() : keys.back();
   const double beyond = before ? time_seconds - first : time_seconds - last;
   const double duration = last - first;
@@ -161,15 +157,11 @@ double value_at(const Envelope& envelope, double time_seconds) {
     case EndBehaviour::offset_repeat:
       break;
   }
-  if (!(duration > 0.0)) {
-    return end.value;
-  }
+  if (!(duration > 0.0)) return end.value;
   const double since_first = time_seconds - first;
   const double cycle = std::floor(since_first / duration);
   double phase = std::fmod(since_first, duration);
-  if (phase < 0.0) {
-    phase += duration;
-  }
+  if (phase < 0.0) phase += duration;
   const bool backwards = behaviour == EndBehaviour::oscillate && std::fmod(cycle, 2.0) != 0.0;
   const double offset = behaviour == EndBehaviour::offset_repeat ? cycle * (keys.back().value - keys.front().value) : 0.0;
   return offset + value_within(keys, backwards ? last - phase : first + phase);
@@ -178,9 +170,7 @@ double value_at(const Envelope& envelope, double time_seconds) {
 }  // namespace
 
 double Envelope::at(double time_seconds) const {
-  if (keys.empty()) {
-    return 0.0;
-  }
+  if (keys.empty()) return 0.0;
   constexpr double longest = std::numeric_limits<double>::max();
   const double time = std::isnan(time_seconds) ? 0.0 : std::clamp(time_seconds, -longest, longest);
   const double value = keys.size() == 1 ? keys.front().value : value_at(*this, time);

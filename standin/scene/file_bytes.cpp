@@ -11,22 +11,16 @@ namespace standin {
 
 std::string read_file_bytes(const std::filesystem::path& file) {
   std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored)) {
-    throw FileError(file.string(), "", "is a folder; give a file");
-  }
+  if (std::filesystem::is_directory(file, ignored)) throw FileError(file.string(), "", "is a folder; give a file");
   std::ifstream stream(file, std::ios::binary);
-  if (!stream) {
-    throw FileError(file.string(), "", "cannot be opened; check that it exists and is readable");
-  }
+  if (!stream) throw FileError(file.string(), "", "cannot be opened; check that it exists and is readable");
   std::string content;
   std::array<char, 65536> part;
   do {
     stream.read(part.data(), static_cast<std::streamsize>(part.size()));
     content.append(part.data(), static_cast<std::size_t>(stream.gcount()));
   } while (stream);
-  if (stream.bad()) {
-    throw FileError(file.string(), "", "cannot be read to its end");
-  }
+  if (stream.bad()) throw FileError(file.string(), "", "cannot be read to its end");
   return content;
 }
 

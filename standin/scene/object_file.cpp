@@ -38,13 +38,9 @@ class ByteReader {
   }
 
   std::uint32_t unsigned_number(std::size_t size) {
-    if (size > remaining()) {
-      fail("a number is cut short");
-    }
+    if (size > remaining()) fail("a number is cut short");
     std::uint32_t number = 0;
-    for (std::size_t i = 0; i < size; ++i) {
-      number = number << 8 | bytes_[position_++];
-    }
+    for (std::size_t i = 0; i < size; ++i) number = number << 8 | bytes_[position_++];
     return number;
   }
 
@@ -67,9 +63,7 @@ class ByteReader {
   std::uint32_t index(std::size_t count, std::string_view what) {
     const std::size_t at = position_;
     std::uint32_t number = unsigned_number(2);
-    if (number >= 0xFF00) {
-      number = (number & 0xFF) << 16 | unsigned_number(2);
-    }
+    if (number >= 0xFF00) number = (number & 0xFF) << 16 | unsigned_number(2);
     if (number >= count) {
       position_ = at;
       fail(std::string(what) + " " + std::to_string(number) + " is used, but there are only " + std::to_string(count));
@@ -80,28 +74,20 @@ class ByteReader {
   /// Up to a zero byte, plus a padding byte where that makes the length even.
   std::string text() {
     std::string text;
-    for (std::uint32_t c = unsigned_number(1); c != 0; c = unsigned_number(1)) {
-      text += static_cast<char>(c);
-    }
-    if (text.size() % 2 == 0 && !at_end()) {
-      ++position_;
-    }
+    for (std::uint32_t c = unsigned_number(1); c != 0; c = unsigned_number(1)) text += static_cast<char>(c);
+    if (text.size() % 2 == 0 && !at_end()) ++position_;
     return text;
   }
 
   std::string four_letters() {
     std::string letters;
-    for (int i = 0; i < 4; ++i) {
-      letters += static_cast<char>(unsigned_number(1));
-    }
+    for (int i = 0; i < 4; ++i) letters += static_cast<char>(unsigned_number(1));
     return letters;
   }
 
   /// The padding byte of an odd length; a file may end without it.
   void skip_padding(std::size_t size) {
-    if (size % 2 == 1 && !at_end()) {
-      ++position_;
-    }
+    if (size % 2 == 1 && !at_end()) ++position_;
   }
 
  private:
@@ -113,9 +99,7 @@ class ByteReader {
 
 /// As messages show them: four characters, each that is not printable as a question mark.
 std::string printable(std::string letters) {
-  for (char& c : letters) {
-    c = c >= ' ' && c <= '~' ? c : '?';
-  }
+  for (char& c : letters) c = c >= ' ' && c <= '~' ? c : '?';
   return letters;
 }
 
@@ -124,12 +108,8 @@ constexpr std::uint32_t no_surface = std::numeric_limits<std::uint32_t>::max();
 class ObjectReader {
  public:
   ObjectFile read(ByteReader file) {
-    if (file.remaining() < 12) {
-      file.fail("is too short for an object file");
-    }
-    if (file.four_letters() != "FORM") {
-      file.fail("is not an object file: it does not begin with FORM");
-    }
+    if (file.remaining() < 12) file.fail("is too short for an object file");
+    if (file.four_letters() != "FORM") file.fail("is not an object file: it does not begin with FORM");
     const std::size_t size = file.unsigned_number(4);
     ByteReader form = file.part(size, "the file");
     const std::string kind = form.four_letters();
@@ -151,40 +131,34 @@ class ObjectReader {
 
  private:
   void read_chunk(const std::string& chunk, ByteReader content) {
-    if (older_form_) {
+    if (older_form_)
       read_older_chunk(chunk, content);
-    } else if (chunk == "TAGS") {
-      while (!content.at_end()) {
-        tags_.push_back(content.text());
-      }
-    } else if (chunk == "LAYR") {
+    else if (chunk == "TAGS")
+      while (!content.at_end()) tags_.push_back(content.text());
+    else if (chunk == "LAYR")
       read_layer(content);
-    } else if (chunk == "PNTS") {
+    else if (chunk == "PNTS")
       read_points(content);
-    } else if (chunk == "POLS") {
+    else if (chunk == "POLS")
       read_polygons(content);
-    } else if (chunk == "PTAG") {
+    else if (chunk == "PTAG")
       read_polygon_tags(content);
-    } else if (chunk == "VMAP" || chunk == "VMAD") {
+    else if (chunk == "VMAP" || chunk == "VMAD")
       read_map(content, chunk == "VMAD");
-    } else if (chunk == "SURF") {
+    else if (chunk == "SURF")
       read_surface(content);
-    }
   }
 
   /// The older form: one layer without a name, surfaces by their number among the names.
   void read_older_chunk(const std::string& chunk, ByteReader content) {
-    if (chunk == "PNTS") {
+    if (chunk == "PNTS")
       read_points(content);
-    } else if (chunk == "SRFS") {
-      while (!content.at_end()) {
-        tags_.push_back(content.text());
-      }
-    } else if (chunk == "POLS") {
+    else if (chunk == "SRFS")
+      while (!content.at_end()) tags_.push_back(content.text());
+    else if (chunk == "POLS")
       read_older_polygons(content);
-    } else if (chunk == "SURF") {
+    else if (chunk == "SURF")
       read_older_surface(content);
-    }
   }
 
   void read_older_polygons(ByteReader& content) {
@@ -200,12 +174,9 @@ class ObjectReader {
       }
       const int number = static_cast<std::int16_t>(content.unsigned_number(2));
       const auto surface = static_cast<std::size_t>(std::abs(number));
-      if (surface > tags_.size()) {
+      if (surface > tags_.size())
         content.fail("surface " + std::to_string(surface) + " is named, and there are only " + std::to_string(tags_.size()));
-      }
-      if (surface > 0) {
-        polygon.surface = surface_named(tags_[surface - 1]);
-      }
+      if (surface > 0) polygon.surface = surface_named(tags_[surface - 1]);
       if (number < 0) {
         // Polygons that lie on this one follow, after their count, like any others.
         content.unsigned_number(2);
@@ -273,9 +244,7 @@ class ObjectReader {
   void read_points(ByteReader& content) {
     // Indices that follow count from the first point of this part.
     first_point_ = layer().points.size();
-    while (!content.at_end()) {
-      layer().points.push_back(content.vector());
-    }
+    while (!content.at_end()) layer().points.push_back(content.vector());
   }
 
   std::uint32_t point_index(ByteReader& content) {
@@ -295,31 +264,25 @@ class ObjectReader {
     while (polygons_read_ && !content.at_end()) {
       Polygon polygon{{}, no_surface};
       // The upper six bits are flags.
-      for (std::uint32_t count = content.unsigned_number(2) & 0x3FF; count > 0; --count) {
+      for (std::uint32_t count = content.unsigned_number(2) & 0x3FF; count > 0; --count)
         polygon.points.push_back(point_index(content));
-      }
       layer().polygons.push_back(std::move(polygon));
     }
   }
 
   void read_polygon_tags(ByteReader& content) {
-    if (content.four_letters() != "SURF" || !polygons_read_) {
-      return;
-    }
+    if (content.four_letters() != "SURF" || !polygons_read_) return;
     while (!content.at_end()) {
       Polygon& polygon = layer().polygons[polygon_index(content)];
       const std::uint32_t tag = content.unsigned_number(2);
-      if (tag >= tags_.size()) {
+      if (tag >= tags_.size())
         content.fail("tag " + std::to_string(tag) + " is used, but there are only " + std::to_string(tags_.size()));
-      }
       polygon.surface = surface_named(tags_[tag]);
     }
   }
 
   void read_map(ByteReader& content, bool of_polygons) {
-    if (content.four_letters() != "TXUV" || (of_polygons && !polygons_read_)) {
-      return;
-    }
+    if (content.four_letters() != "TXUV" || (of_polygons && !polygons_read_)) return;
     const std::uint32_t dimension = content.unsigned_number(2);
     const std::string name = content.text();
     UvMap& map = map_named(name, static_cast<int>(dimension));
@@ -331,26 +294,19 @@ class ObjectReader {
       const std::uint32_t point = point_index(content);
       std::vector<float>& values = of_polygons ? map.of_point_in_polygon[{point, polygon_index(content)}] : map.of_point[point];
       values.clear();
-      for (std::uint32_t i = 0; i < dimension; ++i) {
-        values.push_back(content.real_number());
-      }
+      for (std::uint32_t i = 0; i < dimension; ++i) values.push_back(content.real_number());
     }
   }
 
   UvMap& map_named(const std::string& name, int dimension) {
-    for (UvMap& map : layer().uv_maps) {
-      if (map.name == name) {
-        return map;
-      }
-    }
+    for (UvMap& map : layer().uv_maps)
+      if (map.name == name) return map;
     return layer().uv_maps.emplace_back(UvMap{name, dimension, {}, {}});
   }
 
   std::uint32_t surface_named(const std::string& name) {
     const auto [found, added] = surface_index_.try_emplace(name, static_cast<std::uint32_t>(object_.surfaces.size()));
-    if (added) {
-      object_.surfaces.emplace_back().name = name;
-    }
+    if (added) object_.surfaces.emplace_back().name = name;
     return found->second;
   }
 
@@ -395,11 +351,10 @@ class ObjectReader {
         const std::size_t size = header.unsigned_number(2);
         ByteReader value = header.part(size, "a texture");
         header.skip_padding(size);
-        if (part == "CHAN") {
+        if (part == "CHAN")
           on_color = value.four_letters() == "COLR";
-        } else if (part == "ENAB") {
+        else if (part == "ENAB")
           enabled = value.unsigned_number(2) != 0;
-        }
       }
       return on_color && enabled && (kind == "IMAP" || kind == "PROC" || kind == "GRAD");
     } catch (const FileError&) {
@@ -409,11 +364,8 @@ class ObjectReader {
 
   void give_default_surface() {
     for (Layer& each : object_.layers) {
-      for (Polygon& polygon : each.polygons) {
-        if (polygon.surface == no_surface) {
-          polygon.surface = surface_named("Default");
-        }
-      }
+      for (Polygon& polygon : each.polygons)
+        if (polygon.surface == no_surface) polygon.surface = surface_named("Default");
     }
   }
 

@@ -50,21 +50,15 @@ bool same_letters(const std::string& a, const std::string& b) {
 /// names differ by their case alone, the one as written is tried first.
 std::filesystem::path find_in_folder(const std::filesystem::path& folder, std::span<const std::string> names) {
   std::error_code error;
-  if (names.empty()) {
-    return std::filesystem::is_regular_file(folder, error) ? folder : std::filesystem::path();
-  }
+  if (names.empty()) return std::filesystem::is_regular_file(folder, error) ? folder : std::filesystem::path();
   const auto rest = names.subspan(1);
   if (const auto exact = folder / names.front(); std::filesystem::exists(exact, error)) {
-    if (auto found = find_in_folder(exact, rest); !found.empty()) {
-      return found;
-    }
+    if (auto found = find_in_folder(exact, rest); !found.empty()) return found;
   }
   for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
     const std::string name = entry->path().filename().string();
     if (name != names.front() && same_letters(name, names.front())) {
-      if (auto found = find_in_folder(entry->path(), rest); !found.empty()) {
-        return found;
-      }
+      if (auto found = find_in_folder(entry->path(), rest); !found.empty()) return found;
     }
   }
   return {};
@@ -72,13 +66,11 @@ std::filesystem::path find_in_folder(const std::filesystem::path& folder, std::s
 
 std::vector<std::string> split_at_slashes(const std::string& written) {
   std::vector<std::string> names(1);
-  for (const char c : written) {
-    if (c != '/' && c != '\\') {
+  for (const char c : written)
+    if (c != '/' && c != '\\')
       names.back() += c;
-    } else if (!names.back().empty()) {
+    else if (!names.back().empty())
       names.emplace_back();
-    }
-  }
   // The host also writes a path on a drive without a slash after the colon.
   const std::size_t colon = names.front().find(':');
   if (colon != std::string::npos && colon + 1 < names.front().size()) {
@@ -105,26 +97,19 @@ std::filesystem::path find_object_file(const Scene& scene, const std::string& wr
   const std::filesystem::path as_written(with_slashes);
   if (as_written.is_absolute()) {
     auto found = find_in_folder(as_written.root_path(), split_at_slashes(as_written.relative_path().string()));
-    if (!found.empty()) {
-      return found;
-    }
+    if (!found.empty()) return found;
   }
   // The end of a path from another machine is its place in the content folder, so leading names are dropped one by one.
   const std::vector<std::string> names = split_at_slashes(written);
   std::vector<std::filesystem::path> folders{std::filesystem::absolute(scene.folder.empty() ? "." : scene.folder)};
-  if (!scene.content_folder.empty()) {
+  if (!scene.content_folder.empty())
     folders.push_back(std::filesystem::absolute(scene.content_folder));
-  } else {
-    while (folders.back() != folders.back().parent_path()) {
-      folders.push_back(folders.back().parent_path());
-    }
-  }
+  else
+    while (folders.back() != folders.back().parent_path()) folders.push_back(folders.back().parent_path());
   for (std::span<const std::string> tail = names; !tail.empty(); tail = tail.subspan(1)) {
     for (const auto& folder : folders) {
       auto found = find_in_folder(folder, tail);
-      if (!found.empty()) {
-        return found;
-      }
+      if (!found.empty()) return found;
     }
   }
   return {};
@@ -190,9 +175,7 @@ bool LightSettings::shines() const { return ever_not_zero(intensity) && std::ran
 
 Motion motion_at_rest() {
   Motion motion;
-  for (std::size_t i = 0; i < motion.size(); ++i) {
-    motion[i] = Envelope::constant(i < 6 ? 0.0 : 1.0);
-  }
+  for (std::size_t i = 0; i < motion.size(); ++i) motion[i] = Envelope::constant(i < 6 ? 0.0 : 1.0);
   return motion;
 }
 
@@ -210,9 +193,7 @@ const Item* Scene::find_camera(const std::string& name) const {
 const Item* Scene::current_camera() const {
   const auto first = std::ranges::find_if(items, [](const Item& item) { return item.camera.has_value(); });
   const Item* current = current_camera_id != 0 ? find(current_camera_id) : nullptr;
-  if (current != nullptr && current->camera) {
-    return current;
-  }
+  if (current != nullptr && current->camera) return current;
   return first == items.end() ? nullptr : &*first;
 }
 
@@ -221,9 +202,7 @@ ItemPose Scene::world_pose(const Item& item, double time_seconds) const {
   std::vector<std::uint32_t> met{item.id};
   for (std::uint32_t next = item.parent_id; next != 0 && std::ranges::find(met, next) == met.end();) {
     const Item* parent = find(next);
-    if (parent == nullptr) {
-      break;
-    }
+    if (parent == nullptr) break;
     pose = within(pose_in_parent(*parent, time_seconds), pose);
     met.push_back(next);
     next = parent->parent_id;
@@ -237,9 +216,7 @@ std::array<double, 2> film_size(const CameraSettings& camera) {
 }
 
 std::filesystem::path resolve_object_file(const Scene& scene, const std::string& written) {
-  if (written.empty()) {
-    return {};
-  }
+  if (written.empty()) return {};
   try {
     return find_object_file(scene, written);
   } catch (const std::system_error&) {

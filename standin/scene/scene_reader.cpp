@@ -26,9 +26,7 @@ std::string object_name(std::string_view file, int layer) {
 /// Items of one kind with the same name are numbered from 1, as the host shows them.
 void make_names_distinct(std::vector<Item>& items) {
   std::map<std::pair<ItemKind, std::string>, int> count;
-  for (const Item& item : items) {
-    ++count[{item.kind, item.given_name}];
-  }
+  for (const Item& item : items) ++count[{item.kind, item.given_name}];
   std::map<std::pair<ItemKind, std::string>, int> number;
   for (Item& item : items) {
     item.name = item.given_name;
@@ -56,18 +54,13 @@ class SceneReader : private SceneValues {
   SceneReader(std::string_view text, const std::string& file_name) : SceneValues(text, file_name) {}
 
   Scene read() {
-    if (lines_.empty() || trimmed(lines_.front()) != "LWSC") {
-      fail("is not a scene: its first line is not LWSC");
-    }
+    if (lines_.empty() || trimmed(lines_.front()) != "LWSC") fail("is not a scene: its first line is not LWSC");
     ++next_;
     skip_blank_lines();
-    if (at_end()) {
-      fail("ends before its version");
-    }
+    if (at_end()) fail("ends before its version");
     scene_.version = whole_number(lines_[next_], INT32_MIN, INT32_MAX);
-    if (scene_.version < 1) {
+    if (scene_.version < 1)
       fail("there are no scenes of version " + std::to_string(scene_.version) + "; save it again with the host");
-    }
     if (scene_.version > newest_version) {
       warn("version", "scenes of version " + std::to_string(scene_.version) + " are read as those of version " +
                           std::to_string(newest_version));
@@ -75,9 +68,7 @@ class SceneReader : private SceneValues {
     version_ = scene_.version;
     ++next_;
     find_old_frame_rate();
-    for (skip_blank_lines(); !at_end(); skip_blank_lines()) {
-      read_statement();
-    }
+    for (skip_blank_lines(); !at_end(); skip_blank_lines()) read_statement();
     attach_items();
     choose_current_camera();
     std::ranges::stable_sort(scene_.items, {}, [](const Item& item) { return file_order(item.kind); });
@@ -107,11 +98,8 @@ class SceneReader : private SceneValues {
 
   /// The n-th item of the kind in the order of the file, from 0.
   const Item* item_number(ItemKind kind, int number) const {
-    for (const Item& item : scene_.items) {
-      if (item.kind == kind && number-- == 0) {
-        return &item;
-      }
-    }
+    for (const Item& item : scene_.items)
+      if (item.kind == kind && number-- == 0) return &item;
     return nullptr;
   }
 
@@ -125,17 +113,13 @@ class SceneReader : private SceneValues {
                                   ", which is not in the scene; it stands by itself");
       }
     }
-    for (const Item& item : scene_.items) {
-      if (item.parent_id != 0 && scene_.find(item.parent_id) == nullptr) {
+    for (const Item& item : scene_.items)
+      if (item.parent_id != 0 && scene_.find(item.parent_id) == nullptr)
         warn("parent", "\"" + item.given_name + "\" is attached to an item that is not in the scene; it stands by itself");
-      }
-    }
   }
 
   void choose_current_camera() {
-    if (current_camera_.empty()) {
-      return;
-    }
+    if (current_camera_.empty()) return;
     const Item* camera = nullptr;
     if (is_item_id(current_camera_)) {
       camera = scene_.find(item_id(current_camera_));
@@ -155,29 +139,21 @@ class SceneReader : private SceneValues {
   Item* current_item() { return in_item_ ? &scene_.items.back() : nullptr; }
 
   std::vector<std::string>& lines_to_keep() {
-    if (in_item_) {
-      return current_item()->other_lines;
-    }
-    if (scene_.items.empty()) {
-      return scene_.opening_lines;
-    }
+    if (in_item_) return current_item()->other_lines;
+    if (scene_.items.empty()) return scene_.opening_lines;
     const bool objects_only = std::ranges::all_of(scene_.items, [](const Item& item) { return file_order(item.kind) == 0; });
     return objects_only ? scene_.lines_after_objects : scene_.other_lines;
   }
 
   void keep_lines_until(std::size_t end) {
     auto& kept = lines_to_keep();
-    for (; next_ < end; ++next_) {
-      kept.emplace_back(lines_[next_]);
-    }
+    for (; next_ < end; ++next_) kept.emplace_back(lines_[next_]);
   }
 
   void read_plugin(std::string_view rest) {
     const std::size_t end = end_of_plugin();
     Item* item = current_item();
-    if (item != nullptr && item->light && first_word(rest) == "LightHandler") {
-      item->light->server_name = rest_of(rest_of(rest));
-    }
+    if (item != nullptr && item->light && first_word(rest) == "LightHandler") item->light->server_name = rest_of(rest_of(rest));
     if (item == nullptr || !item->camera) {
       keep_lines_until(end);
       return;
@@ -190,11 +166,10 @@ class SceneReader : private SceneValues {
                               lines_.begin() + static_cast<std::ptrdiff_t>(end) - 1);
     next_ = end;
     CameraSettings& camera = *item->camera;
-    if (plugin.server_class == "CameraHandler" && !camera.handler) {
+    if (plugin.server_class == "CameraHandler" && !camera.handler)
       camera.handler = std::move(plugin);
-    } else {
+    else
       camera.other_plugins.push_back(std::move(plugin));
-    }
   }
 
   Item& add_item(ItemKind kind) {
@@ -203,11 +178,10 @@ class SceneReader : private SceneValues {
     item.kind = kind;
     item.id = keywords_of(kind).first_id + added_[static_cast<std::size_t>(kind)]++;
     item.given_name = keywords_of(kind).unnamed;
-    if (kind == ItemKind::camera) {
+    if (kind == ItemKind::camera)
       item.camera.emplace();
-    } else if (kind == ItemKind::light) {
+    else if (kind == ItemKind::light)
       item.light.emplace();
-    }
     return item;
   }
 
@@ -222,37 +196,28 @@ class SceneReader : private SceneValues {
         item.layer = whole_number(take_word(rest), 1, 65536);
         item.id = has_ids ? item_id(take_word(rest)) : item.id;
       }
-      if (rest.empty()) {
-        fail("the object's file is missing");
-      }
+      if (rest.empty()) fail("the object's file is missing");
       item.object_file = rest;
       item.given_name = object_name(rest, item.layer);
       return true;
     }
     const auto found = std::ranges::find(item_keywords, keyword, &ItemKeywords::add);
-    if (found == item_keywords.end()) {
-      return false;
-    }
+    if (found == item_keywords.end()) return false;
     Item& item = add_item(found->kind);
     // Some files of newer versions name a null without an ID.
-    if (has_ids && is_item_id(first_word(rest))) {
-      item.id = item_id(take_word(rest));
-    }
-    if (found->name.empty() && !rest.empty()) {
-      item.given_name = rest;
-    }
+    if (has_ids && is_item_id(first_word(rest))) item.id = item_id(take_word(rest));
+    if (found->name.empty() && !rest.empty()) item.given_name = rest;
     return true;
   }
 
   bool read_scene_setting(std::string_view keyword, std::string_view rest) {
     const auto frames = std::ranges::find(frame_keywords, keyword, &Keyword<Scene, int>::name);
-    if (frames != frame_keywords.end()) {
+    if (frames != frame_keywords.end())
       scene_.*frames->member = whole_number(rest, frames->minimum, INT32_MAX);
-    } else if (keyword == "FramesPerSecond") {
+    else if (keyword == "FramesPerSecond")
       scene_.frames_per_second = positive_number(rest);
-    } else {
+    else
       return false;
-    }
     return true;
   }
 
@@ -263,23 +228,20 @@ class SceneReader : private SceneValues {
       return;
     }
     const int number = whole_number(rest, INT32_MIN, INT32_MAX);
-    if (number > 0) {
-      parent_numbers_.emplace_back(scene_.items.size() - 1, number);
-    }
+    if (number > 0) parent_numbers_.emplace_back(scene_.items.size() - 1, number);
   }
 
   bool read_item_setting(Item& item, std::string_view keyword, std::string_view rest) {
-    if (!rest.empty() && keyword == keywords_of(item.kind).name) {
+    if (!rest.empty() && keyword == keywords_of(item.kind).name)
       item.given_name = rest;
-    } else if (keyword == "ParentItem" || keyword == "ParentObject") {
+    else if (keyword == "ParentItem" || keyword == "ParentObject")
       read_parent(rest);
-    } else if (keyword == "PivotPosition" || keyword == "PivotPoint" || keyword == "Pivot") {
+    else if (keyword == "PivotPosition" || keyword == "PivotPoint" || keyword == "Pivot")
       item.pivot = vector(rest);
-    } else if (item.light) {
+    else if (item.light)
       return read_light_setting(*item.light, keyword, rest);
-    } else {
+    else
       return false;
-    }
     return true;
   }
 
@@ -328,11 +290,10 @@ class SceneReader : private SceneValues {
 
   void begin_unadded_camera() {
     const Item* camera = described_camera();
-    if (is_old() && camera != nullptr && camera == &scene_.items.back()) {
+    if (is_old() && camera != nullptr && camera == &scene_.items.back())
       in_item_ = true;
-    } else {
+    else
       add_item(ItemKind::camera);
-    }
   }
 
   bool read_camera_line(std::string_view keyword, std::string_view rest) {
@@ -341,38 +302,24 @@ class SceneReader : private SceneValues {
   }
 
   std::span<Envelope> keyed_setting_of_light(LightSettings& light, std::string_view keyword) {
-    if (keyword == "LightColor") {
-      return light.color;
-    }
+    if (keyword == "LightColor") return light.color;
     const auto value = std::ranges::find_if(light_value_keywords, [&](const LightValue& each) {
       return each.name == keyword || (!each.older_name.empty() && each.older_name == keyword);
     });
-    if (value != light_value_keywords.end()) {
-      return {&(light.*value->member), 1};
-    }
+    if (value != light_value_keywords.end()) return {&(light.*value->member), 1};
     return keyword == "Falloff" && is_old() ? std::span(&light.range, 1) : std::span<Envelope>();
   }
 
   /// Settings that may be keyed, of the scene, the current item or the camera that the line describes; none for other keywords.
   std::span<Envelope> keyed_setting(std::string_view keyword) {
-    if (keyword == "AmbientColor") {
-      return scene_.ambient_color;
-    }
-    if (keyword == "AmbientIntensity" || keyword == "AmbIntensity") {
-      return {&scene_.ambient_intensity, 1};
-    }
-    if (keyword == "GlobalLightIntensity") {
-      return {&scene_.light_intensity, 1};
-    }
+    if (keyword == "AmbientColor") return scene_.ambient_color;
+    if (keyword == "AmbientIntensity" || keyword == "AmbIntensity") return {&scene_.ambient_intensity, 1};
+    if (keyword == "GlobalLightIntensity") return {&scene_.light_intensity, 1};
     Item* item = current_item();
-    if (item != nullptr && keyword == "ItemActive") {
-      return {&item->active, 1};
-    }
+    if (item != nullptr && keyword == "ItemActive") return {&item->active, 1};
     if (item != nullptr && item->light) {
       const std::span<Envelope> found = keyed_setting_of_light(*item->light, keyword);
-      if (!found.empty()) {
-        return found;
-      }
+      if (!found.empty()) return found;
     }
     const auto value = std::ranges::find(camera_value_keywords, keyword, &CameraValue::name);
     Item* camera = value != camera_value_keywords.end() ? described_camera() : nullptr;
@@ -387,13 +334,9 @@ class SceneReader : private SceneValues {
       return;
     }
     read_values(rest, setting);
-    if (!is_old()) {
-      return;
-    }
+    if (!is_old()) return;
     const auto change_keys = [&](auto change) {
-      for (Envelope& envelope : setting) {
-        std::ranges::for_each(envelope.keys, [&](Key& key) { key.value = change(key.value); });
-      }
+      for (Envelope& envelope : setting) std::ranges::for_each(envelope.keys, [&](Key& key) { key.value = change(key.value); });
     };
     if (keyword == "LightColor" || keyword == "AmbientColor") {
       change_keys([](double value) { return value / 255.0; });
@@ -414,25 +357,18 @@ class SceneReader : private SceneValues {
   void tell_of_what_is_not_followed(std::string_view keyword, std::string_view rest) {
     const auto found = std::ranges::find(not_followed, keyword, [](const auto& each) { return each.first; });
     const bool matters = rest.find_first_not_of("0. -") != std::string_view::npos;
-    if (in_item_ && found != not_followed.end() && matters) {
+    if (in_item_ && found != not_followed.end() && matters)
       warn(std::string(keyword), std::string(keyword) + ": " + std::string(found->second));
-    }
   }
 
   void read_statement() {
     const std::string_view line = lines_[next_];
     const std::string_view keyword = first_word(line);
     const std::string_view rest = rest_of(line);
-    if (starts_scene_section(keyword)) {
-      in_item_ = false;
-    }
+    if (starts_scene_section(keyword)) in_item_ = false;
     const bool of_camera = keyword == "ShowCamera" || keyword == "CameraMotion";
-    if (of_camera && version_ <= 3 && (!in_item_ || !current_item()->camera)) {
-      begin_unadded_camera();
-    }
-    if (keyword == "CurrentCamera") {
-      current_camera_ = rest;
-    }
+    if (of_camera && version_ <= 3 && (!in_item_ || !current_item()->camera)) begin_unadded_camera();
+    if (keyword == "CurrentCamera") current_camera_ = rest;
     tell_of_what_is_not_followed(keyword, rest);
     if (keyword == "Plugin") {
       read_plugin(rest);

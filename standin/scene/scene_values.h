@@ -43,9 +43,8 @@ class SceneValues {
     Number number{};
     const char* end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, number, format...);
-    if (text.empty() || result.ec != std::errc() || result.ptr != end) {
+    if (text.empty() || result.ec != std::errc() || result.ptr != end)
       fail("\"" + std::string(text.substr(0, 40)) + "\" is not a number, or not one that is possible here");
-    }
     return number;
   }
 

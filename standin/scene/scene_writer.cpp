@@ -14,9 +14,7 @@ namespace {
 
 /// With the fewest digits that read back as the same number, in any locale.
 std::string number_text(double number) {
-  if (!std::isfinite(number)) {
-    throw FileError("the scene", "", "holds a number that is not finite");
-  }
+  if (!std::isfinite(number)) throw FileError("the scene", "", "holds a number that is not finite");
   std::array<char, 32> text;
   return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
 }
@@ -26,9 +24,7 @@ std::string vector_text(Vec3 v) { return number_text(v.x) + ' ' + number_text(v.
 std::string id_text(std::uint32_t id) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::string text(8, '0');
-  for (auto digit = text.rbegin(); id != 0; id >>= 4, ++digit) {
-    *digit = digits[id & 15];
-  }
+  for (auto digit = text.rbegin(); id != 0; id >>= 4, ++digit) *digit = digits[id & 15];
   return text;
 }
 
@@ -42,9 +38,7 @@ class SceneWriter {
     // Whatever the version was, it is written in the form of the newest that is read.
     line(std::to_string(std::max(scene.version, 5)));
     line("");
-    for (const auto& keyword : frame_keywords) {
-      line(keyword.name, std::to_string(scene.*keyword.member));
-    }
+    for (const auto& keyword : frame_keywords) line(keyword.name, std::to_string(scene.*keyword.member));
     line("FramesPerSecond", number_text(scene.frames_per_second));
     lines(scene.opening_lines);
     write_items(scene, ItemKind::object);
@@ -66,18 +60,15 @@ class SceneWriter {
 
  private:
   void line(std::string_view content) {
-    if (content.find('\n') != std::string_view::npos) {
+    if (content.find('\n') != std::string_view::npos)
       throw FileError("the scene", "", "\"" + std::string(content) + "\" contains a line break; remove it");
-    }
     text_ += content;
     text_ += '\n';
   }
   void line(std::string_view keyword, std::string_view value) { line(std::string(keyword) + ' ' + std::string(value)); }
 
   void lines(const std::vector<std::string>& contents) {
-    for (const std::string& content : contents) {
-      line(content);
-    }
+    for (const std::string& content : contents) line(content);
   }
 
   void write_envelope_block(const Envelope& envelope) {
@@ -86,9 +77,7 @@ class SceneWriter {
     for (const Key& key : envelope.keys) {
       std::string numbers =
           number_text(key.value) + ' ' + number_text(key.time_seconds) + ' ' + std::to_string(static_cast<int>(key.span));
-      for (const double parameter : key.parameters) {
-        numbers += ' ' + number_text(parameter);
-      }
+      for (const double parameter : key.parameters) numbers += ' ' + number_text(parameter);
       line("  Key", numbers);
     }
     line("  Behaviors",
@@ -108,9 +97,7 @@ class SceneWriter {
   }
 
   void write_value_unless(std::string_view keyword, const Envelope& value, double usual) {
-    if (!value.is_constant(usual)) {
-      write_value(keyword, value);
-    }
+    if (!value.is_constant(usual)) write_value(keyword, value);
   }
 
   void write_color(std::string_view keyword, const KeyedColor& color) {
@@ -125,15 +112,11 @@ class SceneWriter {
   void write_light(const LightSettings& light) {
     const LightSettings usual;
     write_color("LightColor", light.color);
-    for (const LightValue& value : light_value_keywords) {
-      if (value.member == &LightSettings::intensity || light.*value.member != usual.*value.member) {
+    for (const LightValue& value : light_value_keywords)
+      if (value.member == &LightSettings::intensity || light.*value.member != usual.*value.member)
         write_value(value.name, light.*value.member);
-      }
-    }
     line("LightType", std::to_string(light.type));
-    if (light.fall_off != usual.fall_off) {
-      line("LightFalloffType", std::to_string(light.fall_off));
-    }
+    if (light.fall_off != usual.fall_off) line("LightFalloffType", std::to_string(light.fall_off));
     line("ShadowType", std::to_string(light.shadow_type));
   }
 
@@ -162,18 +145,12 @@ class SceneWriter {
   }
 
   void write_camera(const CameraSettings& camera) {
-    for (const CameraValue& value : camera_value_keywords) {
-      write_value(value.name, camera.*value.member);
-    }
-    for (const auto& number : camera_number_keywords) {
-      line(number.name, std::to_string(camera.*number.member));
-    }
+    for (const CameraValue& value : camera_value_keywords) write_value(value.name, camera.*value.member);
+    for (const auto& number : camera_number_keywords) line(number.name, std::to_string(camera.*number.member));
     line("FrameSize", std::to_string(camera.width_pixels) + ' ' + std::to_string(camera.height_pixels));
     line("ApertureHeight", number_text(camera.aperture_height));
     line("DepthOfField", camera.depth_of_field ? "1" : "0");
-    if (camera.handler) {
-      write_plugin(*camera.handler);
-    }
+    if (camera.handler) write_plugin(*camera.handler);
     std::ranges::for_each(camera.other_plugins, [this](const PluginBlock& plugin) { write_plugin(plugin); });
   }
 
@@ -192,28 +169,17 @@ class SceneWriter {
       line(keywords.name, name);
     }
     write_motion(item);
-    if (item.parent_id != 0) {
-      line("ParentItem", id_text(item.parent_id));
-    }
-    if (item.pivot != Vec3{}) {
-      line("PivotPosition", vector_text(item.pivot));
-    }
+    if (item.parent_id != 0) line("ParentItem", id_text(item.parent_id));
+    if (item.pivot != Vec3{}) line("PivotPosition", vector_text(item.pivot));
     write_value_unless("ItemActive", item.active, 1.0);
     lines(item.other_lines);
-    if (item.light) {
-      write_light(*item.light);
-    }
-    if (item.camera) {
-      write_camera(*item.camera);
-    }
+    if (item.light) write_light(*item.light);
+    if (item.camera) write_camera(*item.camera);
   }
 
   void write_items(const Scene& scene, ItemKind kind) {
-    for (const Item& item : scene.items) {
-      if (file_order(item.kind) == file_order(kind)) {
-        write_item(item);
-      }
-    }
+    for (const Item& item : scene.items)
+      if (file_order(item.kind) == file_order(kind)) write_item(item);
   }
 
   std::string text_;

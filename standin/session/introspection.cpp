@@ -44,29 +44,25 @@ void read_value(const Host& host, const Panel& panel, const PanelData& data, Con
 /// The minimum or maximum that the hints give.
 std::optional<double> hinted_limit(const Panel& panel, LWXPanelHint tag, std::uint32_t control) {
   const std::size_t in_range = tag == LWXPTAG_MIN ? 1 : 2;
-  if (const auto own = panel.hints_of(tag, control); !own.empty()) {
+  if (const auto own = panel.hints_of(tag, control); !own.empty())
     return static_cast<std::int32_t>(own.back()->arguments.at(1));
-  }
-  if (const auto range = panel.hints_of(LWXPTAG_RANGE, control); !range.empty()) {
+  if (const auto range = panel.hints_of(LWXPTAG_RANGE, control); !range.empty())
     return static_cast<std::int32_t>(range.back()->arguments.at(in_range));
-  }
   return std::nullopt;
 }
 
 /// The rows down to the last one that is not all black, and a black one below it.
 Picture painted_part(const Picture& drawn) {
   const auto painted = [&](int y) {
-    for (int x = 0; x < drawn.width(); ++x) {
+    for (int x = 0; x < drawn.width(); ++x)
       if (drawn.at(x, y) != Picture::Color{}) return true;
-    }
     return false;
   };
   int last = drawn.height() - 1;
   while (last > 0 && !painted(last)) --last;
   Picture part(drawn.width(), std::min(last + 2, drawn.height()));
-  for (int y = 0; y < part.height(); ++y) {
+  for (int y = 0; y < part.height(); ++y)
     for (int x = 0; x < part.width(); ++x) part.set(x, y, drawn.at(x, y));
-  }
   part.texts = drawn.texts;
   return part;
 }
@@ -77,9 +73,8 @@ CameraDescription describe_camera(Host& host, const Module& module, const Server
   description.server_name = server.name;
   description.user_name = server.user_name();
   description.depth_of_field = (camera.flags() & LWCAMFLAG_DEPTH_OF_FIELD) != 0;
-  for (const VariantParameter* parameter : camera.parameters()) {
+  for (const VariantParameter* parameter : camera.parameters())
     description.parameters.push_back({parameter->channel_name, parameter->at(host.time_seconds())});
-  }
   description.panel_rows = describe_panel(host, camera.panel());
   return description;
 }
@@ -98,9 +93,8 @@ class Experiment {
 
   void find_projection() {
     // Cameras that look through others project nothing until those are chosen.
-    for (const ControlDescription& row : description_.panel_rows) {
+    for (const ControlDescription& row : description_.panel_rows)
       if (row.choices_of == "cameras") camera_.panel().set_integer(row.id, 1);
-    }
     camera_.init_render();
     camera_.begin_frame(host_.scene().first_frame);
     description_.projects = camera_.project(point_in_front).has_value();
@@ -154,9 +148,8 @@ class Experiment {
       if (const double most = kept(row, high); most != high) row.maximum = std::min(most, row.maximum.value_or(most));
       // An envelope that changes along with a plain number is that value's envelope.
       const std::vector<double> after = parameter_values();
-      for (std::size_t i = 0; i < before.size(); ++i) {
+      for (std::size_t i = 0; i < before.size(); ++i)
         if (before[i] != after[i]) row.channel_name = description_.parameters.at(i).channel_name;
-      }
       kept(row, own);
     }
   }
@@ -178,11 +171,9 @@ class Experiment {
       const Envelope own = parameter->envelope;
       parameter->set_constant(parameter->at(host_.time_seconds()) + 0.5);
       note_changes(before, &SavedItemDescription::channel_names, parameter->channel_name);
-      for (const ControlDescription& row : description_.panel_rows) {
-        if (row.data_type.ends_with("-env") && row.channel_name == parameter->channel_name && !row.label.empty()) {
+      for (const ControlDescription& row : description_.panel_rows)
+        if (row.data_type.ends_with("-env") && row.channel_name == parameter->channel_name && !row.label.empty())
           note_changes(before, &SavedItemDescription::labels, row.label);
-        }
-      }
       parameter->envelope = own;
     }
     for (const ControlDescription& row : description_.panel_rows) {
@@ -215,9 +206,8 @@ std::vector<ControlDescription> describe_panel(const Host& host, const Panel& pa
     row.minimum = hinted_limit(panel, LWXPTAG_MIN, control.id);
     row.maximum = hinted_limit(panel, LWXPTAG_MAX, control.id);
     row.divider_below = !panel.hints_of(LWXPTAG_DIVIDER, control.id).empty();
-    if (!panel.hints_of(LWXPTAG_DRAWCALLBACK, control.id).empty()) {
+    if (!panel.hints_of(LWXPTAG_DRAWCALLBACK, control.id).empty())
       row.drawing = painted_part(panel.draw(control.id, drawing_width, drawing_height));
-    }
   }
   return rows;
 }
@@ -229,18 +219,12 @@ ModuleDescription describe_module(const std::filesystem::path& module_file) {
   ModuleDescription description;
   for (const Server& server : module.servers()) {
     ServerDescription& row = description.servers.emplace_back(ServerDescription{server.class_name, server.name, {}});
-    for (const auto& [tag, text] : server.user_names) {
-      row.user_names.emplace_back(tag, text);
-    }
-    if (server.class_name == LWCAMERA_HANDLER_CLASS) {
-      description.cameras.push_back(describe_camera(host, module, server, item));
-    }
+    for (const auto& [tag, text] : server.user_names) row.user_names.emplace_back(tag, text);
+    if (server.class_name == LWCAMERA_HANDLER_CLASS) description.cameras.push_back(describe_camera(host, module, server, item));
   }
-  for (const Server& server : module.unregistered_servers()) {
-    if (server.class_name == LWCAMERA_HANDLER_CLASS) {
+  for (const Server& server : module.unregistered_servers())
+    if (server.class_name == LWCAMERA_HANDLER_CLASS)
       description.unregistered_cameras.push_back(describe_camera(host, module, server, item));
-    }
-  }
   host.add_camera(other_camera);
   Item thing;
   thing.kind = ItemKind::object;

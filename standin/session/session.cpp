@@ -20,9 +20,7 @@ Item& chosen_camera(Scene& scene, const std::string& name) {
   std::vector<std::string> names;
   for (Item& item : scene.items) {
     if (item.camera) {
-      if (name.empty() ? &item == current : item.name == name) {
-        return item;
-      }
+      if (name.empty() ? &item == current : item.name == name) return item;
       names.push_back(item.name);
     }
   }
@@ -62,18 +60,10 @@ Choice choose(const SessionOptions& options) {
   Item& item = chosen_camera(choice.scene, options.camera_name);
   choice.camera_number = item.id;
   CameraSettings& camera = *item.camera;
-  if (options.width_pixels > 0) {
-    camera.width_pixels = options.width_pixels;
-  }
-  if (options.height_pixels > 0) {
-    camera.height_pixels = options.height_pixels;
-  }
-  if (choice.server_name.empty() && camera.handler) {
-    choice.server_name = camera.handler->server_name;
-  }
-  if (choice.server_name == perspective_name) {
-    choice.server_name.clear();
-  }
+  if (options.width_pixels > 0) camera.width_pixels = options.width_pixels;
+  if (options.height_pixels > 0) camera.height_pixels = options.height_pixels;
+  if (choice.server_name.empty() && camera.handler) choice.server_name = camera.handler->server_name;
+  if (choice.server_name == perspective_name) choice.server_name.clear();
   return choice;
 }
 
@@ -82,9 +72,7 @@ class LocalSession : public Session {
   explicit LocalSession(const SessionOptions& options) : LocalSession(options, choose(options)) {}
 
   ~LocalSession() override {
-    if (camera_) {
-      camera_->clean_up();
-    }
+    if (camera_) camera_->clean_up();
   }
 
   std::vector<std::string> take_warnings() override {
@@ -122,12 +110,9 @@ class LocalSession : public Session {
   }
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
-    if (queries.size() != answers.size()) {
-      throw std::runtime_error("A session needs space for one answer per query");
-    }
-    for (std::size_t i = 0; i < queries.size(); ++i) {
+    if (queries.size() != answers.size()) throw std::runtime_error("A session needs space for one answer per query");
+    for (std::size_t i = 0; i < queries.size(); ++i)
       answers[i] = camera_ ? camera_->evaluate(queries[i]) : plain_.evaluate(queries[i]);
-    }
   }
 
   std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
@@ -157,9 +142,7 @@ class LocalSession : public Session {
     }
     camera_ = std::make_unique<HostedCamera>(host_, *module_, choice.server_name, item());
     camera_->load_saved();
-    for (const auto& [name, value] : options.settings) {
-      apply_setting(host_, *camera_, name, value);
-    }
+    for (const auto& [name, value] : options.settings) apply_setting(host_, *camera_, name, value);
     show_panel();
     camera_->init_render();
   }

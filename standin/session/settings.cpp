@@ -14,20 +14,16 @@ namespace {
 double parse_number(const std::string& name, const std::string& text) {
   double value = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
+  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value))
     throw std::runtime_error("\"" + text + "\" is not a number; the setting \"" + name + "\" needs one, such as 0.5");
-  }
   return value;
 }
 
 /// A whole number, or the text of one of the choices.
 int parse_choice(const Panel& panel, const PanelControl& control, const std::string& text) {
   const std::vector<std::string> choices = panel.choices(control.id);
-  for (std::size_t i = 0; i < choices.size(); ++i) {
-    if (choices[i] == text) {
-      return static_cast<int>(i);
-    }
-  }
+  for (std::size_t i = 0; i < choices.size(); ++i)
+    if (choices[i] == text) return static_cast<int>(i);
   int value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size()) {
@@ -41,9 +37,7 @@ int parse_choice(const Panel& panel, const PanelControl& control, const std::str
 bool set_by_label(Host& host, const Panel& panel, const std::string& label, const std::string& text) {
   for (const PanelControl& control : panel.controls) {
     const PanelData* data = panel.data_of(control.id);
-    if (control.label != label || data == nullptr) {
-      continue;
-    }
+    if (control.label != label || data == nullptr) continue;
     if (data->type == "integer") {
       panel.set_integer(control.id, parse_choice(panel, control, text));
       return true;
@@ -74,14 +68,10 @@ void apply_setting(Host& host, HostedCamera& camera, const std::string& name, co
     names.push_back(parameter->channel_name);
   }
   const Panel& panel = camera.panel();
-  if (set_by_label(host, panel, name, text)) {
-    return;
-  }
+  if (set_by_label(host, panel, name, text)) return;
   for (const PanelControl& control : panel.controls) {
     const PanelData* data = panel.data_of(control.id);
-    if (data != nullptr && data->type != "string" && !control.label.empty()) {
-      names.push_back(control.label);
-    }
+    if (data != nullptr && data->type != "string" && !control.label.empty()) names.push_back(control.label);
   }
   throw std::runtime_error(camera.server_name() + " has no setting called \"" + name + "\"; it has: " + joined(names));
 }

@@ -28,9 +28,8 @@ OneOfAllCameras::OneOfAllCameras(CameraFacts facts) {
 const std::vector<CameraFacts>& all_cameras() { return cameras(); }
 
 const CameraFacts& camera_facts(const std::string& server_name) {
-  for (const CameraFacts& camera : all_cameras()) {
+  for (const CameraFacts& camera : all_cameras())
     if (camera.server_name == server_name) return camera;
-  }
   throw std::out_of_range("There are no facts of a camera called " + server_name);
 }
 

@@ -28,9 +28,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments) : system_(
   for (const std::string& argument : arguments) command += " \"" + argument + '"';
   STARTUPINFOA start = {};
   start.cb = sizeof start;
-  if (CreateProcessA(program, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &system_->process) == 0) {
+  if (CreateProcessA(program, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &system_->process) == 0)
     throw std::runtime_error("cannot start " + command);
-  }
 }
 
 ChildProcess::~ChildProcess() {
@@ -71,9 +70,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments) : system_(
   std::vector<char*> pointers = {program.data()};
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
-  if (posix_spawn(&system_->process, program.c_str(), nullptr, nullptr, pointers.data(), environ) != 0) {
+  if (posix_spawn(&system_->process, program.c_str(), nullptr, nullptr, pointers.data(), environ) != 0)
     throw std::runtime_error("cannot start this test program once more");
-  }
 }
 
 ChildProcess::~ChildProcess() {

@@ -60,9 +60,8 @@ std::size_t file_offset(const FileBytes& file, std::size_t headers, std::uint32_
   const std::size_t sections = headers + offsetof(IMAGE_NT_HEADERS64, OptionalHeader) + header.FileHeader.SizeOfOptionalHeader;
   for (std::size_t i = 0; i < header.FileHeader.NumberOfSections; ++i) {
     const auto section = file.record<IMAGE_SECTION_HEADER>(sections + i * sizeof(IMAGE_SECTION_HEADER));
-    if (address >= section.VirtualAddress && address - section.VirtualAddress < section.SizeOfRawData) {
+    if (address >= section.VirtualAddress && address - section.VirtualAddress < section.SizeOfRawData)
       return section.PointerToRawData + (address - section.VirtualAddress);
-    }
   }
   throw std::runtime_error("The module file has no section for its exports.");
 }
@@ -114,9 +113,8 @@ bool is_foreign(const std::string& exported) {
 
 std::vector<std::string> promised_exports() {
   std::vector<std::filesystem::path> lists{source_folder() / "tests" / "exports.txt"};
-  for (const auto& folder : std::filesystem::directory_iterator(source_folder() / "cameras")) {
+  for (const auto& folder : std::filesystem::directory_iterator(source_folder() / "cameras"))
     if (const auto list = folder.path() / "exports.txt"; std::filesystem::exists(list)) lists.push_back(list);
-  }
   std::vector<std::string> names;
   for (const std::filesystem::path& list : lists) {
     std::ifstream file(list);

@@ -47,9 +47,8 @@ void LensStage::set_pose(standin::Vec3 position, standin::Vec3 angles) {
 void LensStage::set_motion() {
   standin::Motion& motion = host.item(camera_name).motion;
   double end = 3.0;
-  for (std::size_t channel = 0; channel < 6; ++channel) {
+  for (std::size_t channel = 0; channel < 6; ++channel)
     motion[channel].keys = {{0.0, 0.0, standin::Span::linear, {}}, {end++, 1.0, standin::Span::linear, {}}};
-  }
 }
 
 void LensStage::set_random_pose(Random& random) {

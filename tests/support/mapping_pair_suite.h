@@ -168,17 +168,15 @@ TYPED_TEST_P(MappingPair, FilmPointDoesNotDependOnTheLengthOfADirection) {
 
 TYPED_TEST_P(MappingPair, WhatIsBehindHasAFilmPointOnlyWhereTheLensLooksBack) {
   const auto lens = this->usual_lens();
-  for (const double depth : {limit, 0.0, -0.0, -limit, -1.0, -1e6}) {
+  for (const double depth : {limit, 0.0, -0.0, -limit, -1.0, -1e6})
     EXPECT_EQ(TypeParam::film_point(lens, this->film, {0.1, 0.2, depth}).has_value(), TypeParam::sees_behind) << depth;
-  }
   EXPECT_TRUE(TypeParam::film_point(lens, this->film, {0.0, 0.0, just_above_limit}));
 }
 
 TYPED_TEST_P(MappingPair, WhatIsAtTheCameraHasNoFilmPoint) {
   const auto lens = this->usual_lens();
-  for (const Vector seen : {Vector{}, {0.0, 0.0, limit}, {limit, 0.0, 0.0}, {0.0, -limit, 0.0}, {0.0, 0.0, -limit}}) {
+  for (const Vector seen : {Vector{}, {0.0, 0.0, limit}, {limit, 0.0, 0.0}, {0.0, -limit, 0.0}, {0.0, 0.0, -limit}})
     EXPECT_FALSE(TypeParam::film_point(lens, this->film, seen)) << seen.x << ' ' << seen.y << ' ' << seen.z;
-  }
   for (const Vector seen : {Vector{just_above_limit, 0.0, 0.0}, {0.0, -just_above_limit, 0.0}, {0.0, 0.0, -just_above_limit}}) {
     EXPECT_EQ(TypeParam::film_point(lens, this->film, seen).has_value(), TypeParam::sees_behind)
         << seen.x << ' ' << seen.y << ' ' << seen.z;
@@ -193,9 +191,7 @@ TYPED_TEST_P(MappingPair, ADirectionThatIsNotANumberHasNoFilmPoint) {
   for (const Vector seen : {Vector{not_a_number, 0.2, 1.0}, {0.1, not_a_number, 1.0}}) {
     const auto at = TypeParam::film_point(lens, this->film, seen);
     EXPECT_EQ(at.has_value(), !TypeParam::sees_behind);
-    if (at) {
-      EXPECT_TRUE(std::isnan(at->x) || std::isnan(at->y));
-    }
+    if (at) EXPECT_TRUE(std::isnan(at->x) || std::isnan(at->y));
   }
 }
 
@@ -203,9 +199,8 @@ TYPED_TEST_P(MappingPair, NothingTooSmallIsDividedBy) {
   const Vector seen{0.1, 0.2, 1.0};
   const auto cases = TypeParam::cases(this->usual_lens(), this->film);
   ASSERT_FALSE(cases.empty());
-  for (std::size_t i = 0; i < cases.size(); ++i) {
+  for (std::size_t i = 0; i < cases.size(); ++i)
     EXPECT_EQ(TypeParam::film_point(cases[i].lens, cases[i].film, seen).has_value(), !cases[i].refused) << "case " << i;
-  }
 }
 
 REGISTER_TYPED_TEST_SUITE_P(MappingPair, FilmPointUndoesDirection, DirectionUndoesFilmPoint,

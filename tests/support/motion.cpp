@@ -54,9 +54,8 @@ std::vector<ItemPose> motion_samples(const standin::Host& host, const std::strin
   const standin::Item& found = *host.find(host.id_of(item));
   const double step = duration_seconds / count;
   std::vector<ItemPose> samples;
-  for (unsigned i = 0; i < count; ++i) {
+  for (unsigned i = 0; i < count; ++i)
     samples.push_back(standin::with_unit_axes(host.scene().world_pose(found, start_seconds + i * step)));
-  }
   return samples;
 }
 

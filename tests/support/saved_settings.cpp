@@ -6,9 +6,8 @@ namespace test_support {
 namespace {
 
 double default_of(const CameraFacts& camera, const std::string& channel) {
-  for (const ChannelFacts& facts : camera.channels) {
+  for (const ChannelFacts& facts : camera.channels)
     if (facts.name == channel) return facts.default_value;
-  }
   return 0.0;
 }
 

@@ -33,9 +33,8 @@ standin::Scene test_scene() {
   settings.zoom_factor = standin::Envelope::constant(scene_zoom_factor);
   settings.eye_separation = standin::Envelope::constant(scene_eye_separation);
   add(standin::ItemKind::camera, 30000000, "Camera").camera = settings;
-  for (std::uint32_t i = 1; i <= 12; ++i) {
+  for (std::uint32_t i = 1; i <= 12; ++i)
     add(standin::ItemKind::camera, 30000000 + i, "Other " + std::to_string(i)).camera = settings;
-  }
   return scene;
 }
 

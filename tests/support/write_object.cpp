@@ -108,9 +108,8 @@ ObjectToWrite cube(double edge, Vec3 color) {
   ObjectToWrite object;
   object.surfaces = {{.name = "Cube", .color = color}};
   for (const double z : {-0.5, 0.5}) {
-    for (const double y : {-0.5, 0.5}) {
+    for (const double y : {-0.5, 0.5})
       for (const double x : {-0.5, 0.5}) object.points.push_back(Vec3{x, y, z} * edge);
-    }
   }
   for (const std::vector<std::uint16_t>& face : std::vector<std::vector<std::uint16_t>>{
            {0, 2, 3, 1}, {5, 7, 6, 4}, {4, 6, 2, 0}, {1, 3, 7, 5}, {2, 6, 7, 3}, {4, 0, 1, 5}}) {

@@ -42,12 +42,10 @@ std::size_t show_row(standin::Session& session, std::span<const standin::RayQuer
 }
 
 void write_coverage(const Arguments& arguments) {
-  if (!arguments.camera.server.empty() && arguments.camera.server != baking_server) {
+  if (!arguments.camera.server.empty() && arguments.camera.server != baking_server)
     throw UsageError("--server " + arguments.camera.server + ": only " + baking_server + " shows coverage");
-  }
-  if (!PictureFile::is_picture_name(arguments.picture)) {
+  if (!PictureFile::is_picture_name(arguments.picture))
     throw UsageError("-o " + arguments.picture + ": the name must end in .png or .exr");
-  }
   const standin::Scene scene = arguments.camera.read_scene();
   const auto [width, height] =
       picture_size(arguments.size, *arguments.camera.find_camera(scene).camera, arguments.camera.scene);

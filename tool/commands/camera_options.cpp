@@ -79,9 +79,8 @@ standin::SessionOptions CameraOptions::session_options() const {
 }
 
 standin::Scene CameraOptions::read_scene() const {
-  if (!content.empty() && !std::filesystem::is_directory(content)) {
+  if (!content.empty() && !std::filesystem::is_directory(content))
     throw std::runtime_error(content + ": there is no such folder; --content names the folder of all content");
-  }
   standin::Scene read = standin::read_scene_file(scene);
   read.content_folder = content;
   return read;

@@ -13,9 +13,8 @@ constexpr int usual_digits = 4;
 
 int number(const std::string& text, int otherwise) {
   int value = otherwise;
-  if (!text.empty() && std::from_chars(text.data(), text.data() + text.size(), value).ec != std::errc()) {
+  if (!text.empty() && std::from_chars(text.data(), text.data() + text.size(), value).ec != std::errc())
     throw UsageError("--frames: " + text + " is not a frame number");
-  }
   return value;
 }
 
@@ -24,9 +23,8 @@ int number(const std::string& text, int otherwise) {
 FrameRange parse_frames(const std::string& text) {
   static const std::regex form(R"((-?\d+)(?:-(-?\d+)(?::(\d+))?)?)");
   std::smatch part;
-  if (!std::regex_match(text, part, form)) {
+  if (!std::regex_match(text, part, form))
     throw UsageError("--frames " + text + ": give a frame, such as 12, or a range, such as 1-60 or 1-60:5");
-  }
   FrameRange range;
   range.first = number(part[1].str(), 0);
   range.last = number(part[2].str(), range.first);

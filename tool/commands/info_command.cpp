@@ -35,9 +35,7 @@ std::string decimal(double number) {
 
 std::string user_names(const standin::ServerDescription& server) {
   std::string text;
-  for (const auto& [tag, name] : server.user_names) {
-    text += (text.empty() ? "" : ", ") + hexadecimal(tag) + " \"" + name + "\"";
-  }
+  for (const auto& [tag, name] : server.user_names) text += (text.empty() ? "" : ", ") + hexadecimal(tag) + " \"" + name + "\"";
   return text;
 }
 
@@ -70,9 +68,8 @@ void write_camera(const standin::CameraDescription& camera) {
 
   TextTable panel;
   panel.add_row({"ID", "Label", "Control class", "Data type", "Value"});
-  for (const auto& row : camera.panel_rows) {
+  for (const auto& row : camera.panel_rows)
     panel.add_row({hexadecimal(row.id), row.label, row.control_class, row.data_type, shown_value(row)});
-  }
   std::cout << "  Panel" << (camera.panel_rows.empty() ? ": none\n" : "\n");
   if (!camera.panel_rows.empty()) panel.write(std::cout, "    ");
 }
@@ -110,9 +107,8 @@ json described(const standin::ControlDescription& row) {
 
 /// As the panel's control for the channel shows it; a channel without one has no unit.
 std::string displayed_default(const standin::CameraDescription& camera, const standin::ParameterDescription& parameter) {
-  for (const auto& row : camera.panel_rows) {
+  for (const auto& row : camera.panel_rows)
     if (row.channel_name == parameter.channel_name) return displayed_number(row, parameter.default_value).text();
-  }
   return plain_number(parameter.default_value);
 }
 
@@ -126,9 +122,8 @@ json described(const standin::CameraDescription& camera) {
   json rows = json::array();
   for (const auto& row : camera.panel_rows) rows.push_back(described(row));
   json saved = json::array();
-  for (const auto& item : camera.saved_items) {
+  for (const auto& item : camera.saved_items)
     saved.push_back({{"kind", item.kind}, {"channel_names", item.channel_names}, {"labels", item.labels}});
-  }
   const std::string& name = camera.user_name.empty() ? camera.server_name : camera.user_name;
   return {{"server_name", camera.server_name},       {"user_name", camera.user_name},
           {"depth_of_field", camera.depth_of_field}, {"parameters", std::move(parameters)},

@@ -92,16 +92,14 @@ class LinkReader {
   explicit LinkReader(const std::filesystem::path& module_file) : module_(module_file) {
     sidecar_path_ = module_.library().find_as<decltype(QrmLink_SidecarPath)>("QrmLink_SidecarPath");
     read_ = module_.library().find_as<decltype(QrmLink_Read)>("QrmLink_Read");
-    if (sidecar_path_ == nullptr || read_ == nullptr) {
+    if (sidecar_path_ == nullptr || read_ == nullptr)
       throw std::runtime_error(module_file.string() + ": the module does not export the camera link functions");
-    }
   }
 
   Reading read() const {
     std::array<char, 1024> path{};
-    if (sidecar_path_(path.data(), static_cast<int>(path.size())) == 0) {
+    if (sidecar_path_(path.data(), static_cast<int>(path.size())) == 0)
       return {false, "The temporary directory is not known, or its path is too long; set TMPDIR"};
-    }
     const std::filesystem::path file = path.data();
     QrmLinkRecord record{};
     if (read_(&record) == 1) return {true, file.string() + '\n' + record_text(record)};

@@ -36,11 +36,10 @@ void show_panel(const Arguments& arguments) {
   std::filesystem::path picture = page_file;
   picture.replace_extension(".png");
   const PagePicture taken = take_page_picture(page_file, page.width, page.height, picture);
-  if (taken.trouble.empty()) {
+  if (taken.trouble.empty())
     std::cout << page_file.string() << " and " << picture.string() << " are written\n";
-  } else {
+  else
     std::cout << "Only the page " << page_file.string() << " is written, without a picture: " << taken.trouble << '\n';
-  }
 }
 
 }  // namespace

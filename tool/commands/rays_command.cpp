@@ -108,9 +108,8 @@ void write_table(const std::vector<GridRay>& rays) {
       cells.emplace_back("no ray");
     } else {
       const auto& [start, direction] = std::pair{ray.answer.position, ray.answer.direction};
-      for (const double number : {start.x, start.y, start.z, direction.x, direction.y, direction.z}) {
+      for (const double number : {start.x, start.y, start.z, direction.x, direction.y, direction.z})
         cells.push_back(decimal(number));
-      }
     }
     table.add_row(std::move(cells));
   }

@@ -80,9 +80,8 @@ void render(const Arguments& arguments) {
   standin::SessionOptions options = arguments.camera.session_options();
   options.motion_blur = arguments.motion_blur;
   options.depth_of_field = arguments.depth_of_field;
-  if (!PictureFile::is_picture_name(arguments.output)) {
+  if (!PictureFile::is_picture_name(arguments.output))
     throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
-  }
   FrameRange frames;
   if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
   const standin::Eye eye = parse_eye(arguments.eye);

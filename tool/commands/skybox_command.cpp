@@ -105,9 +105,8 @@ OIIO::ImageBuf read_picture(const std::string& file) {
   OIIO::ImageBuf picture(file, 0, 0, nullptr, &as_stored);
   if (!picture.init_spec(file, 0, 0)) throw unusable(file, "it is not a picture that can be read; give a PNG or EXR file");
   const OIIO::ImageSpec& layout = picture.spec();
-  if (layout.width > largest_picture_side || layout.height > largest_picture_side || layout.depth > 1) {
+  if (layout.width > largest_picture_side || layout.height > largest_picture_side || layout.depth > 1)
     throw unusable(file, "it is larger than " + std::to_string(largest_picture_side) + " pixels");
-  }
   if (!picture.read(0, 0, true)) throw unusable(file, "it cannot be read to its end: " + picture.geterror());
   return picture;
 }
@@ -116,9 +115,8 @@ OIIO::ImageBuf read_picture(const std::string& file) {
 bool is_empty(const OIIO::ImageBuf& picture, const OIIO::ROI& cell) {
   const int alpha = picture.spec().alpha_channel;
   for (int row = cell.ybegin + 1; row < cell.yend - 1; ++row) {
-    for (int column = cell.xbegin + 1; column < cell.xend - 1; ++column) {
+    for (int column = cell.xbegin + 1; column < cell.xend - 1; ++column)
       if (picture.getchannel(column, row, 0, alpha) > 0.0F) return false;
-    }
   }
   return true;
 }
@@ -127,11 +125,9 @@ Layout detect_layout(const OIIO::ImageBuf& picture, const Grid& grid, const std:
   const std::string remedy = "; give --layout cross or --layout alternate";
   if (picture.spec().alpha_channel < 0) throw unusable(file, "it has no alpha channel, which shows the empty cells" + remedy);
   std::array<std::array<bool, column_count>, row_count> empty{};
-  for (std::size_t row = 0; row < row_count; ++row) {
-    for (std::size_t column = 0; column < column_count; ++column) {
+  for (std::size_t row = 0; row < row_count; ++row)
+    for (std::size_t column = 0; column < column_count; ++column)
       empty[row][column] = is_empty(picture, region(grid, {"", column, row}, picture.nchannels()));
-    }
-  }
   for (const Layout layout : {Layout::cross, Layout::alternate}) {
     std::array<std::array<bool, column_count>, row_count> expected{};
     for (auto& row : expected) row.fill(true);
@@ -163,11 +159,9 @@ void split(const Arguments& arguments) {
   const std::string size = std::to_string(width) + 'x' + std::to_string(height);
   const Grid grid = grid_of(width, height, arguments.film_height);
   for (const Layout layout : {Layout::cross, Layout::alternate}) {
-    for (const Face& face : faces_of(layout)) {
-      if (!has_room(region(grid, face, 1))) {
+    for (const Face& face : faces_of(layout))
+      if (!has_room(region(grid, face, 1)))
         throw unusable(arguments.picture, "a picture of " + size + " pixels is too small for the six faces");
-      }
-    }
   }
   const Layout layout = wanted_layout ? *wanted_layout : detect_layout(picture, grid, arguments.picture);
 

@@ -63,9 +63,8 @@ std::optional<int> run_quietly(const std::vector<std::string>& command) {
   words.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
-  }
   pid_t child = 0;
   const int failed = posix_spawn(&child, command[0].c_str(), &actions, nullptr, words.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
@@ -108,9 +107,8 @@ PagePicture take_page_picture(const std::filesystem::path& page, int width, int 
                                          "file://" + std::filesystem::absolute(page).string()};
   const auto exit_code = run_quietly(command);
   std::error_code missing;
-  if (exit_code != 0 || std::filesystem::file_size(file.unfinished(), missing) == 0 || missing) {
+  if (exit_code != 0 || std::filesystem::file_size(file.unfinished(), missing) == 0 || missing)
     return {browser->string() + " failed"};
-  }
   file.finish();
   return {};
 }

@@ -55,9 +55,8 @@ std::string base_64(std::span<const std::uint8_t> bytes) {
   for (std::size_t i = 0; i < bytes.size(); i += 3) {
     const auto byte = [&](std::size_t at) { return at < bytes.size() ? std::uint32_t{bytes[at]} : 0U; };
     const std::uint32_t group = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
-    for (std::size_t digit = 0; digit < 4; ++digit) {
+    for (std::size_t digit = 0; digit < 4; ++digit)
       text += i + digit > bytes.size() ? '=' : digits[group >> (18 - 6 * digit) & 63U];
-    }
   }
   return text;
 }
@@ -92,9 +91,8 @@ std::string accessible_name(const ControlDescription& row) { return " aria-label
 /// The choice is marked by its number: a scene may have two cameras with the same name.
 std::string popup(const ControlDescription& row) {
   std::string html = "<select" + accessible_name(row) + ">";
-  for (std::size_t i = 0; i < row.choices.size(); ++i) {
+  for (std::size_t i = 0; i < row.choices.size(); ++i)
     html += (std::to_string(i) == row.value ? "<option selected>" : "<option>") + escaped(row.choices[i]) + "</option>";
-  }
   return html + "</select>";
 }
 

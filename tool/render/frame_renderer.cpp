@@ -170,9 +170,8 @@ RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& prog
       auto sum = work.sums.cbegin();
       for (int row = tile.top; row < tile.bottom; ++row) {
         const auto band_row = static_cast<std::size_t>(row - band_top) * static_cast<std::size_t>(job.width);
-        for (int column = tile.left; column < tile.right; ++column) {
+        for (int column = tile.left; column < tile.right; ++column)
           band[band_row + static_cast<std::size_t>(column)] = mean(*sum++, job.samples_per_pixel);
-        }
       }
     };
     // One tile at a time, so that batches stay whole and the last tiles are spread over the threads.

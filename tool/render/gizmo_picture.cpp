@@ -213,11 +213,10 @@ void draw_element(Canvas& canvas, const GizmoElement& element) {
     case GizmoShape::quad:
       if ((element.draw_mode & LWDRAWMODE_CULL) != 0 && !canvas.shows_front(element.points)) return;
       canvas.add_polygon(element.points);
-      if ((element.draw_mode & LWDRAWMODE_OUTLINE) != 0) {
+      if ((element.draw_mode & LWDRAWMODE_OUTLINE) != 0)
         canvas.stroke(line_width);
-      } else {
+      else
         canvas.fill();
-      }
       return;
   }
 }
@@ -251,9 +250,8 @@ std::vector<GizmoElement> in_world(std::span<const GizmoElement> elements, const
     // Icons and elements that are fixed to the viewport have no position in the world.
     if (element.coordinate_system != LWCSYS_WORLD && element.coordinate_system != LWCSYS_OBJECT) continue;
     GizmoElement& copy = placed.emplace_back(element);
-    if (element.coordinate_system == LWCSYS_OBJECT) {
+    if (element.coordinate_system == LWCSYS_OBJECT)
       for (Vec3& point : copy.points) point = camera.point_to_world(point);
-    }
   }
   return placed;
 }

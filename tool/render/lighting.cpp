@@ -96,9 +96,8 @@ Lighting lighting_at(const standin::Scene& scene, double time_seconds) {
   Lighting lighting;
   lighting.ambient =
       color_at(scene.ambient_color, time_seconds) * (scene.ambient_intensity.at(time_seconds) / ambient_of_daylight);
-  for (const standin::Item& item : scene.items) {
+  for (const standin::Item& item : scene.items)
     if (is_lamp(item) && item.active.at(time_seconds) != 0.0) lighting.lights.push_back(light_at(scene, item, time_seconds));
-  }
   return lighting;
 }
 

@@ -190,17 +190,15 @@ void RenderScene::place(const Instance& instance, double start_seconds, double d
     const double share = steps > 1 ? static_cast<double>(step) / (steps - 1) : 0.0;
     placements.push_back(placement(instance, start_seconds + share * duration_seconds));
   }
-  if (std::all_of(placements.begin(), placements.end(), [&](const Placement& at) { return at == placements.front(); })) {
+  if (std::all_of(placements.begin(), placements.end(), [&](const Placement& at) { return at == placements.front(); }))
     placements.resize(1);
-  }
   if (!std::all_of(placements.begin(), placements.end(), can_be_placed)) return;
 
   const EmbreeGeometry geometry(rtcNewGeometry(device_.get(), RTC_GEOMETRY_TYPE_INSTANCE));
   rtcSetGeometryInstancedScene(geometry.get(), instance.mesh->triangles.get());
   rtcSetGeometryTimeStepCount(geometry.get(), static_cast<unsigned>(placements.size()));
-  for (unsigned step = 0; step < placements.size(); ++step) {
+  for (unsigned step = 0; step < placements.size(); ++step)
     rtcSetGeometryTransform(geometry.get(), step, RTC_FORMAT_FLOAT3X4_COLUMN_MAJOR, placements[step].data());
-  }
   rtcCommitGeometry(geometry.get());
   rtcAttachGeometryByID(frame_.get(), geometry.get(), static_cast<unsigned>(placed_.size()));
   placed_.push_back({instance.mesh, placements.size() > 1, Place(placements.front())});

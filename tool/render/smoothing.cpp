@@ -15,9 +15,8 @@ constexpr std::size_t most_around_a_point = 512;
 /// Of length one; zero for a polygon without area.
 Vec3 polygon_normal(std::span<const Vec3> points, std::span<const std::uint32_t> corners) {
   Vec3 sum;
-  for (std::size_t i = 1; i + 1 < corners.size(); ++i) {
+  for (std::size_t i = 1; i + 1 < corners.size(); ++i)
     sum = sum + cross(points[corners[i]] - points[corners[0]], points[corners[i + 1]] - points[corners[0]]);
-  }
   return length(sum) > 0.0 ? normalized(sum) : Vec3{};
 }
 

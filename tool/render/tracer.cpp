@@ -46,9 +46,8 @@ Vec3 surface_color(const RenderScene& scene, const Hit& hit) {
   // A step inwards: otherwise a face exactly between two squares would show both at random.
   const Vec3 from_origin = hit.position - hit.normal * (1e-3 * checker_size) - object.position;
   double squares = 0.0;
-  for (const Vec3 axis : {object.right, object.up, object.forward}) {
+  for (const Vec3 axis : {object.right, object.up, object.forward})
     squares += std::floor(dot(from_origin, normalized(axis)) / checker_size);
-  }
   return untouched * (std::fmod(std::abs(squares), 2.0) < 0.5 ? 1.0 : 0.45);
 }
 
@@ -90,10 +89,9 @@ void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::s
     }
   }
   scene.trace(work.shadow_rays, lighting.lights.size() == 1 && lighting.lights.front().kind == standin::LightKind::distant);
-  for (std::size_t i = 0; i < work.shadow_rays.size(); ++i) {
+  for (std::size_t i = 0; i < work.shadow_rays.size(); ++i)
     if (!RenderScene::is_blocked(work.shadow_rays[i]))
       light[work.shadow_of[i]] = light[work.shadow_of[i]] + work.direct_light[i];
-  }
   // A light of negative intensity takes light away, but there is no less than none.
   for (Vec3& each : light) each = {std::max(0.0, each.x), std::max(0.0, each.y), std::max(0.0, each.z)};
   work.traced += rays.size() + work.shadow_rays.size();

@@ -23,9 +23,8 @@ double turn(Point2 a, Point2 b, Point2 c) { return (b.x - a.x) * (c.y - a.y) - (
 Vec3 area_normal(std::span<const Vec3> points, std::span<const std::uint32_t> corners) {
   const Vec3 origin = points[corners[0]];
   Vec3 sum;
-  for (std::size_t i = 1; i + 1 < corners.size(); ++i) {
+  for (std::size_t i = 1; i + 1 < corners.size(); ++i)
     sum = sum + cross(points[corners[i]] - origin, points[corners[i + 1]] - origin);
-  }
   return sum;
 }
 
@@ -91,9 +90,8 @@ void triangulate(std::span<const Vec3> points, std::span<const std::uint32_t> co
   while (ring.size() > 2) {
     const std::size_t ear = find_ear(ring);
     const std::size_t count = ring.size();
-    if (ear_turn(ring, ear) > 0.0) {
+    if (ear_turn(ring, ear) > 0.0)
       triangles.push_back({ring[(ear + count - 1) % count].point, ring[ear].point, ring[(ear + 1) % count].point});
-    }
     ring.erase(ring.begin() + static_cast<std::ptrdiff_t>(ear));
   }
 }
