@@ -409,6 +409,47 @@ TEST_F(CameraLink, FailedRenameLeavesNoTemporaryFile) {
   EXPECT_EQ(read().result, 0);
 }
 
+/// A folder whose name, the separator at its end counted, has this many characters.
+fs::path folder_of_length(const fs::path& inside, std::size_t length) {
+  const std::string name = inside.string() + separator;
+  fs::path longer = name + std::string(length - name.size() - 1, 'd');
+  fs::create_directory(longer);
+  return longer;
+}
+
+TEST_F(CameraLink, LongestNamesThatFitAreWritten) {
+  const fs::path longer = folder_of_length(folder, 235);
+  set_temporary_directory(longer.string());
+  EXPECT_EQ(write_all(), 1);
+  EXPECT_EQ(read().result, 1);
+  EXPECT_EQ(std::distance(fs::directory_iterator(longer), fs::directory_iterator()), 1);
+}
+
+TEST_F(CameraLink, NamesAtTheSystemsLimitLeaveNoTemporaryFile) {
+  for (const std::size_t length : {std::size_t{236}, std::size_t{237}, std::size_t{238}}) {
+    const fs::path longer = folder_of_length(folder, length);
+    set_temporary_directory(longer.string());
+    // Some systems refuse to rename a file whose name is longer than 259 characters.
+    const int written = write_all();
+#ifndef _WIN32
+    EXPECT_EQ(written, 1);
+#endif
+    EXPECT_EQ(std::distance(fs::directory_iterator(longer), fs::directory_iterator()), written) << length;
+    EXPECT_EQ(read().result, written) << length;
+  }
+}
+
+TEST_F(CameraLink, NameThatDoesNotFitTouchesNoFile) {
+  for (const std::size_t length : {std::size_t{239}, std::size_t{240}, std::size_t{250}, std::size_t{258}}) {
+    const fs::path longer = folder_of_length(folder, length);
+    set_temporary_directory(longer.string());
+    EXPECT_EQ(write_all(), 0) << length;
+    EXPECT_TRUE(fs::is_empty(longer)) << length;
+  }
+  // A cut name would have been a file beside the folder, or in it.
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 4);
+}
+
 TEST_F(CameraLink, LeftoverOfAnEndedProcessIsOverwritten) {
   std::ofstream(temporary_file, std::ios::binary) << std::string(100'000, '?');
   EXPECT_EQ(library.write_ex2("p", "v", "b", 1.0, 2.0, 3.0, 4.0, "s", 5.0, 6.0), 1);

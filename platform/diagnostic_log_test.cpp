@@ -1,9 +1,11 @@
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <regex>
@@ -17,6 +19,10 @@
 #include "standin/host/dynamic_library.h"
 #include "tests/support/child_process.h"
 #include "tests/support/paths.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -163,6 +169,72 @@ TEST(DiagnosticLog, FolderOf236CharactersDoesNotLog) {
   EXPECT_FALSE(fs::exists(file.parent_path() / "OviCam-diag.log"));
 }
 
+/// A copy of the module whose whole file name has this many characters, in a folder that could keep a log.
+fs::path copy_with_name_of_length(std::size_t length) {
+  const fs::path copy = copy_of_module(folder_of_length(200));
+  const std::string ending = copy.extension().string();
+  const fs::path renamed = copy.parent_path() / (std::string(length - 200 - ending.size(), 'c') + ending);
+  fs::rename(copy, renamed);
+  return renamed;
+}
+
+TEST(DiagnosticLog, ModuleNameOf259CharactersLogs) {
+  const fs::path file = copy_with_name_of_length(259);
+  const standin::DynamicLibrary library(file);
+  EXPECT_EQ(log_messages(file), std::vector<std::string>{std::string(banner)});
+}
+
+TEST(DiagnosticLog, ModuleNameWithoutRoomForItsClosingZeroDoesNotLog) {
+  for (const std::size_t length : {std::size_t{260}, std::size_t{261}, std::size_t{300}}) {
+    const fs::path file = copy_with_name_of_length(length);
+    const standin::DynamicLibrary library(file);
+    const auto* descriptor = library.find_as<const ModuleDescriptor>("_mod_descrip");
+    ASSERT_NE(descriptor, nullptr);
+    descriptor->shutdown(nullptr);
+    EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), fs::directory_iterator()), 1) << length;
+  }
+}
+
+TEST(DiagnosticLog, LinesJoinThoseOfAProgramThatHasTheLogOpen) {
+  const LoadedModule module;
+  ASSERT_NE(module.descriptor, nullptr);
+  std::ofstream other(module.file.parent_path() / "OviCam-diag.log", std::ios::binary | std::ios::app);
+  other << "[1] of another program" << line_end << std::flush;
+  module.descriptor->shutdown(nullptr);
+  other << "[2] of another program" << line_end << std::flush;
+  std::ifstream reader(module.file.parent_path() / "OviCam-diag.log", std::ios::binary);
+  module.descriptor->shutdown(nullptr);
+  EXPECT_EQ(log_messages(module.file), (std::vector<std::string>{std::string(banner), "of another program", "Module Shutdown",
+                                                                 "of another program", "Module Shutdown"}));
+}
+
+#ifdef _WIN32
+/// Milliseconds, of this thread alone: it neither works nor sleeps longer than that.
+double milliseconds_of(const std::function<void()>& calls) {
+  const auto start = std::chrono::steady_clock::now();
+  calls();
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+TEST(DiagnosticLog, RefusedOpenIsGivenUpAtOnce) {
+  const LoadedModule module;
+  ASSERT_NE(module.descriptor, nullptr);
+  const auto log = [&] {
+    for (int call = 0; call < 10; ++call) module.descriptor->shutdown(nullptr);
+  };
+  const double granted = milliseconds_of(log);
+  const fs::path file = module.file.parent_path() / "OviCam-diag.log";
+  const HANDLE exclusive = CreateFileW(file.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  ASSERT_NE(exclusive, INVALID_HANDLE_VALUE);
+  const double refused = milliseconds_of(log);
+  CloseHandle(exclusive);
+  EXPECT_EQ(log_messages(module.file).size(), 11U);
+  // Opening, writing and closing take longer than being refused; a wait for another program to finish would be a hundred
+  // times as long.
+  EXPECT_LT(refused, 20.0 * granted);
+}
+#endif
+
 TEST(DiagnosticLog, LogThatCannotBeOpenedDisturbsNothing) {
   const fs::path file = copy_of_module(test_support::scratch_folder());
   fs::create_directory(file.parent_path() / "OviCam-diag.log");
@@ -224,6 +296,58 @@ TEST(CrashLine, HandlerOfTheHostStaysInPlace) {
   const Death death = die("handled");
   EXPECT_EQ(death.exit_code, 42UL);
   EXPECT_EQ(death.messages.size(), 1U);
+}
+#endif
+
+#ifdef _WIN32
+using Filter = LPTOP_LEVEL_EXCEPTION_FILTER;
+LONG WINAPI filter_of_the_host(EXCEPTION_POINTERS* /*exception*/) { return EXCEPTION_CONTINUE_SEARCH; }
+LONG WINAPI later_filter(EXCEPTION_POINTERS* /*exception*/) { return EXCEPTION_CONTINUE_SEARCH; }
+Filter put_filter(Filter filter) { return SetUnhandledExceptionFilter(filter); }
+#else
+using Filter = void (*)(int);
+void filter_of_the_host(int /*signal*/) {}
+void later_filter(int /*signal*/) {}
+Filter put_filter(Filter filter) { return std::signal(SIGSEGV, filter); }
+#endif
+
+/// Puts back what was there, however a test ends.
+struct FilterOfTheHost {
+  Filter usual = put_filter(filter_of_the_host);
+  FilterOfTheHost() = default;
+  ~FilterOfTheHost() { put_filter(usual); }
+  FilterOfTheHost(const FilterOfTheHost&) = delete;
+  FilterOfTheHost& operator=(const FilterOfTheHost&) = delete;
+};
+
+TEST(CrashFilter, OneBeforeTheModuleIsPutBackWhenItIsLetGo) {
+  const FilterOfTheHost host;
+  { const LoadedModule module; }
+  EXPECT_EQ(put_filter(filter_of_the_host), &filter_of_the_host);
+}
+
+TEST(CrashFilter, OneAfterTheModuleStaysWhenItIsLetGo) {
+  const FilterOfTheHost host;
+  {
+    const LoadedModule module;
+    put_filter(later_filter);
+  }
+  EXPECT_EQ(put_filter(filter_of_the_host), &later_filter);
+}
+
+#ifdef _WIN32
+TEST(CrashFilter, IsTheModulesOwnWhileItIsLoaded) {
+  const FilterOfTheHost host;
+  const LoadedModule module;
+  const Filter found = put_filter(filter_of_the_host);
+  HMODULE owner = nullptr;
+  ASSERT_NE(GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                               reinterpret_cast<const wchar_t*>(found), &owner),
+            0);
+  std::array<wchar_t, 1024> name = {};
+  GetModuleFileNameW(owner, name.data(), name.size());
+  EXPECT_TRUE(fs::equivalent(name.data(), module.file));
+  put_filter(found);
 }
 #endif
 

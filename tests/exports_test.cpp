@@ -49,4 +49,16 @@ TEST(Exports, NamesAreReadAsInTheSource) {
   EXPECT_EQ(test_support::source_name("Startup"), "Startup");
 }
 
+TEST(Imports, NothingThatStartsAThreadOrSeesExceptionsBeforeTheHost) {
+  const std::vector<std::string> imports = test_support::found_imports();
+#ifdef _WIN32
+  EXPECT_NE(std::ranges::find(imports, "SetUnhandledExceptionFilter"), imports.end());
+#else
+  EXPECT_NE(std::ranges::find(imports, "sigaction"), imports.end());
+#endif
+  for (const char* name : {"AddVectoredExceptionHandler", "AddVectoredContinueHandler", "CreateThread", "_beginthread",
+                           "_beginthreadex", "pthread_create"})
+    EXPECT_EQ(std::ranges::find(imports, name), imports.end()) << name;
+}
+
 }  // namespace

@@ -81,9 +81,28 @@ std::vector<std::string> exports_of(const FileBytes& file) {
   return names;
 }
 
+std::vector<std::string> imports_of(const FileBytes& file) {
+  const auto headers = static_cast<std::size_t>(file.record<IMAGE_DOS_HEADER>(0).e_lfanew);
+  const auto offset = [&](std::uint64_t address) { return file_offset(file, headers, static_cast<std::uint32_t>(address)); };
+  const auto& directories = file.record<IMAGE_NT_HEADERS64>(headers).OptionalHeader.DataDirectory;
+  std::size_t at = offset(directories[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
+  std::vector<std::string> names;
+  for (;; at += sizeof(IMAGE_IMPORT_DESCRIPTOR)) {
+    const auto library = file.record<IMAGE_IMPORT_DESCRIPTOR>(at);
+    if (library.Name == 0) return names;
+    for (std::size_t entry = offset(library.OriginalFirstThunk);; entry += sizeof(std::uint64_t)) {
+      const auto address = file.record<std::uint64_t>(entry);
+      if (address == 0) break;
+      if ((address & IMAGE_ORDINAL_FLAG64) != 0) throw std::runtime_error("The module imports something without a name.");
+      names.push_back(file.text(offset(address) + offsetof(IMAGE_IMPORT_BY_NAME, Name)));
+    }
+  }
+}
+
 #else
 
-std::vector<std::string> exports_of(const FileBytes& file) {
+/// The names in the file's table of dynamic symbols: those that it needs, or those that it offers.
+std::vector<std::string> dynamic_symbols(const FileBytes& file, bool needed) {
   const auto header = file.record<Elf64_Ehdr>(0);
   const auto section = [&](std::size_t i) { return file.record<Elf64_Shdr>(header.e_shoff + i * sizeof(Elf64_Shdr)); };
   std::vector<std::string> names;
@@ -93,12 +112,15 @@ std::vector<std::string> exports_of(const FileBytes& file) {
     const std::size_t texts = section(symbols.sh_link).sh_offset;
     for (std::size_t at = 0; at < symbols.sh_size; at += sizeof(Elf64_Sym)) {
       const auto symbol = file.record<Elf64_Sym>(symbols.sh_offset + at);
-      if (symbol.st_shndx == SHN_UNDEF || ELF64_ST_BIND(symbol.st_info) == STB_LOCAL) continue;
+      if ((symbol.st_shndx == SHN_UNDEF) != needed || ELF64_ST_BIND(symbol.st_info) == STB_LOCAL) continue;
       names.push_back(file.text(texts + symbol.st_name));
     }
   }
   return names;
 }
+
+std::vector<std::string> exports_of(const FileBytes& file) { return dynamic_symbols(file, false); }
+std::vector<std::string> imports_of(const FileBytes& file) { return dynamic_symbols(file, true); }
 
 #endif
 
@@ -129,6 +151,8 @@ std::vector<std::string> found_exports() {
   std::erase_if(names, is_foreign);
   return names;
 }
+
+std::vector<std::string> found_imports() { return imports_of(FileBytes(module_file())); }
 
 std::string exported_name(const std::string& name_space, const std::string& function, const std::string& arguments) {
   return "_ZN" + std::to_string(name_space.size()) + name_space + std::to_string(function.size()) + function + "E" + arguments;

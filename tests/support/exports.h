@@ -13,6 +13,9 @@ std::vector<std::string> promised_exports();
 /// Throws std::runtime_error when the file cannot be read.
 std::vector<std::string> found_exports();
 
+/// The names that the module file takes from other libraries. Throws std::runtime_error when the file cannot be read.
+std::vector<std::string> found_imports();
+
 /// The exported name of NAMESPACE::function. The argument types are given as they are spelled in exported names.
 std::string exported_name(const std::string& name_space, const std::string& function, const std::string& arguments);
 
