@@ -6,12 +6,10 @@ namespace {
 
 using namespace test_support;
 
-constexpr double pi = std::numbers::pi;
-
 CameraFacts advanced_panoramic() {
   CameraFacts camera =
       named("QuorinAdvPanCam", "Quorin SuperPano Camera", "AdvPanCam", "tagInfo12", "QuorinAdvPanCam Oct 28 2026 01:01:51", 0);
-  add_panorama_parameters(camera, pi / 4.0);
+  add_panorama_parameters(camera, std::numbers::pi / 4.0);
   camera.gizmo_handle_answer = 0;
   Rows{camera}
       .logo(0x8005)
@@ -58,6 +56,6 @@ maximum 0x800B 5
   return camera;
 }
 
-const OneOfAllCameras listed{advanced_panoramic()};
+const OneOfAllCameras advanced_panoramic_listed{advanced_panoramic()};
 
 }  // namespace

@@ -6,14 +6,14 @@ namespace {
 
 using namespace test_support;
 
-constexpr double pi = std::numbers::pi;
-
 CameraFacts cylinder() {
   CameraFacts camera = named("QuorinCylinderCam", "Quorin Cylinder Camera", "CylinderCam", "tagInfo7",
                              "QuorinCylinderCam Oct 28 2026 01:02:09", 0);
   camera.rays_need_a_record = false;
   camera.refused_projection_may_write = true;
-  camera.channels = {{"SizeAxis", 1.0}, {"MaxVerticalFOVradians", pi / 18.0}, {"MinVerticalFOVradians", -pi / 18.0}};
+  camera.channels = {{"SizeAxis", 1.0},
+                     {"MaxVerticalFOVradians", std::numbers::pi / 18.0},
+                     {"MinVerticalFOVradians", -std::numbers::pi / 18.0}};
   camera.saved = {envelope("SizeAxis"), envelope("MaxVerticalFOVradians"), envelope("MinVerticalFOVradians"), word(1.0)};
   Rows{camera}
       .logo(0x8005)
@@ -36,6 +36,6 @@ sensitivity 0x8009 1
   return camera;
 }
 
-const OneOfAllCameras listed{cylinder()};
+const OneOfAllCameras cylinder_listed{cylinder()};
 
 }  // namespace

@@ -6,12 +6,10 @@ namespace {
 
 using namespace test_support;
 
-constexpr double pi = std::numbers::pi;
-
 CameraFacts immersive() {
   CameraFacts camera = named("QuorinImmersiveCam", "Quorin Immersive Camera", "ImmersiveCam", "tagInfo24",
                              "QuorinImmersiveCam Oct 28 2026 01:02:25", 0);
-  add_panorama_parameters(camera, pi / 2.0);
+  add_panorama_parameters(camera, std::numbers::pi / 2.0);
   Rows{camera}
       .logo(0x8005)
       .version(0x8001)
@@ -36,6 +34,6 @@ divider 0x8001 0
   return camera;
 }
 
-const OneOfAllCameras listed{immersive()};
+const OneOfAllCameras immersive_listed{immersive()};
 
 }  // namespace

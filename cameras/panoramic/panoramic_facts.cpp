@@ -6,15 +6,13 @@ namespace {
 
 using namespace test_support;
 
-constexpr double pi = std::numbers::pi;
-
 CameraFacts panoramic() {
   CameraFacts camera = named("QuorinPanoramicCam", "Quorin Panoramic Camera", "PanoramicCam", "tagInfo6",
                              "QuorinPanoramicCam Oct 28 2026 01:02:48", 0);
   camera.channels = {{"ZoomFactor", scene_zoom_factor},
-                     {"HorizontalFOVradians", 2.0 * pi},
-                     {"MaxVerticalFOVradians", pi / 4.0},
-                     {"MinVerticalFOVradians", -pi / 4.0}};
+                     {"HorizontalFOVradians", 2.0 * std::numbers::pi},
+                     {"MaxVerticalFOVradians", std::numbers::pi / 4.0},
+                     {"MinVerticalFOVradians", -std::numbers::pi / 4.0}};
   camera.saved = {envelope("HorizontalFOVradians"), envelope("MaxVerticalFOVradians"), envelope("MinVerticalFOVradians")};
   Rows{camera}
       .logo(0x8005)
@@ -42,6 +40,6 @@ sensitivity 0x8008 1
   return camera;
 }
 
-const OneOfAllCameras listed{panoramic()};
+const OneOfAllCameras panoramic_listed{panoramic()};
 
 }  // namespace

@@ -30,13 +30,13 @@ sensitivity 0x8000 1
   return camera;
 }
 
-const OneOfAllCameras with_both{
+const OneOfAllCameras perspective_listed{
     perspective("QuorinPerspectiveCam", "Quorin Perspective", "tagInfo8", "CameraHandler_DOF_MB", "CameraInterface", 1)};
 
-const OneOfAllCameras without_depth_of_field{
+const OneOfAllCameras perspective_without_depth_of_field_listed{
     perspective("QuorinPerspectiveNoDOFCam", "Quorin No DoF", "tagInfo10", "CameraHandler_NoDOF_MB", "CameraInterface", 0)};
 
-const OneOfAllCameras without_motion_blur{perspective("QuorinPerspectiveNoDOFNoMBCam", "Quorin No DoF No MB", "tagInfo11",
-                                                      "CameraHandler_NoDOF_NoMB", "CameraInterface2", 0)};
+const OneOfAllCameras perspective_without_motion_blur_listed{perspective(
+    "QuorinPerspectiveNoDOFNoMBCam", "Quorin No DoF No MB", "tagInfo11", "CameraHandler_NoDOF_NoMB", "CameraInterface2", 0)};
 
 }  // namespace

@@ -6,13 +6,12 @@ namespace {
 
 using namespace test_support;
 
-constexpr double pi = std::numbers::pi;
-
 CameraFacts spherical() {
   CameraFacts camera = named("QuorinSphericalCam", "Quorin Spherical Camera", "SphericalCam", "tagInfo22",
                              "QuorinSphericalCam Oct 28 2026 01:03:14", 0);
   camera.rays_need_a_record = false;
-  camera.channels = {{"AngularFieldOfView", pi}, {"PhotoISO", 800.0}, {"PhotoIris", 2.8}, {"PhotoShutter", 180.0}};
+  camera.channels = {
+      {"AngularFieldOfView", std::numbers::pi}, {"PhotoISO", 800.0}, {"PhotoIris", 2.8}, {"PhotoShutter", 180.0}};
   camera.saved = {envelope("AngularFieldOfView"), number("PhotoISO", 800.0), number("PhotoIris", 2.8),
                   number("PhotoShutter", 180.0)};
   Rows{camera}
@@ -31,6 +30,6 @@ sensitivity 0x8006 1
   return camera;
 }
 
-const OneOfAllCameras listed{spherical()};
+const OneOfAllCameras spherical_listed{spherical()};
 
 }  // namespace
