@@ -30,3 +30,6 @@ if(OVICAM_SANITIZE)
                          -Wno-maybe-uninitialized)
   target_link_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE})
 endif()
+
+# What is not shipped compiles several files as one: most of the time goes into reading the same headers.
+option(OVICAM_UNITY "Compile the stand-in host and what tests share several files at a time" ON)

@@ -13,7 +13,6 @@ namespace samples {
 namespace {
 
 constexpr double degree = std::numbers::pi / 180.0;
-constexpr double eye_height = 1.6;
 constexpr std::array<double, 3> middle{0.0, eye_height, 0.0};
 
 /// What a camera saves: an animated value, a whole number, or a plain number.

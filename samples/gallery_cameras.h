@@ -6,6 +6,9 @@
 
 namespace samples {
 
+/// Metres above the plaza: where most cameras stand.
+inline constexpr double eye_height = 1.6;
+
 /// Plain cameras all over the plaza, then one camera for each picture of the gallery, with its saved settings.
 /// `convergence_point` counts the scene's objects from 1 to the one that the converging stereo camera aims at, `baked_object`
 /// the object files to the one that the baking camera shows. Threads: any.

@@ -7,7 +7,6 @@
 namespace samples {
 namespace {
 
-constexpr double eye_height = 1.6;
 constexpr int last_frame = 120;
 
 /// In the middle of the plaza, looking north.

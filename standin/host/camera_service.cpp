@@ -73,7 +73,7 @@ void camera_film_size(LWItemID id, double* width, double* height) {
   }
 }
 
-LWCameraInfo table() {
+LWCameraInfo camera_table() {
   LWCameraInfo info{};
   info.zoomFactor = zoom_factor;
   info.focalLength = focal_length;
@@ -94,7 +94,7 @@ LWCameraInfo table() {
 }  // namespace
 
 Service camera_service() {
-  static ServiceTable<LWCameraInfo> handed(table());
+  static ServiceTable<LWCameraInfo> handed(camera_table());
   return handed.service(LWCAMERAINFO_GLOBAL);
 }
 

@@ -212,7 +212,7 @@ int preview(LWCameraEvaluatorID id, double lens_x, double lens_y, LWCameraEye ey
   return 1;
 }
 
-LWCameraEvaluationFuncs table() {
+LWCameraEvaluationFuncs evaluator_table() {
   LWCameraEvaluationFuncs functions{};
   functions.create = create;
   functions.destroy = destroy;
@@ -253,7 +253,7 @@ std::vector<EvaluatorRequest> EvaluatorService::requests() const {
 }
 
 Service evaluator_service() {
-  static ServiceTable<LWCameraEvaluationFuncs> handed(table());
+  static ServiceTable<LWCameraEvaluationFuncs> handed(evaluator_table());
   return handed.service(LWCAMERAEVALUATION_GLOBAL);
 }
 

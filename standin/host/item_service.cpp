@@ -78,7 +78,7 @@ LWChanGroupID channel_group(LWItemID id) {
   return item != nullptr ? Host::channel_group_of(*item) : nullptr;
 }
 
-LWItemInfo table() {
+LWItemInfo item_table() {
   LWItemInfo info{};
   info.first = first;
   info.next = next;
@@ -94,7 +94,7 @@ LWItemInfo table() {
 }  // namespace
 
 Service item_service() {
-  static ServiceTable<LWItemInfo> handed(table());
+  static ServiceTable<LWItemInfo> handed(item_table());
   return handed.service(LWITEMINFO_GLOBAL);
 }
 

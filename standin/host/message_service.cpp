@@ -14,7 +14,7 @@ int record(const char* kind, std::initializer_list<const char*> lines) {
   return host->answer;
 }
 
-LWMessageFuncs table() {
+LWMessageFuncs message_table() {
   LWMessageFuncs functions{};
   functions.info = [](const char* a, const char* b) { record("info", {a, b}); };
   functions.error = [](const char* a, const char* b) { record("error", {a, b}); };
@@ -30,7 +30,7 @@ LWMessageFuncs table() {
 }  // namespace
 
 Service message_service() {
-  static ServiceTable<LWMessageFuncs> handed(table());
+  static ServiceTable<LWMessageFuncs> handed(message_table());
   return handed.service(LWMESSAGEFUNCS_GLOBAL);
 }
 

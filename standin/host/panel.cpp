@@ -167,7 +167,7 @@ ServiceTable<LWXPDrawFuncs>& draw_table() {
   return handed;
 }
 
-LWXPanelFuncs table() {
+LWXPanelFuncs panel_table() {
   return {3,        draw_table().address(), create,       destroy, describe, hint,        get_data, set_data, form_get,
           form_set, view_instance,          view_refresh, post,    open,     view_rebuild};
 }
@@ -297,7 +297,7 @@ bool PanelService::destroy(LWXPanelID id) {
 }
 
 Service panel_service() {
-  static ServiceTable<LWXPanelFuncs> handed(table());
+  static ServiceTable<LWXPanelFuncs> handed(panel_table());
   return {LWXPANELFUNCS_GLOBAL, handed.address(), [] { return handed.untouched() && draw_table().untouched(); }};
 }
 

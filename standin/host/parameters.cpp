@@ -79,7 +79,7 @@ int set_value(LWVParmID id, double* value) {
   return 1;
 }
 
-LWVParmFuncs table() {
+LWVParmFuncs parameter_table() {
   LWVParmFuncs functions{};
   functions.create = create;
   functions.destroy = destroy;
@@ -113,7 +113,7 @@ std::vector<VariantParameter*> ParameterService::of(LWChanGroupID group, std::ui
 }
 
 Service parameter_service() {
-  static ServiceTable<LWVParmFuncs> handed(table());
+  static ServiceTable<LWVParmFuncs> handed(parameter_table());
   return handed.service(LWVPARMFUNCS_GLOBAL);
 }
 

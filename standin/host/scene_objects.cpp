@@ -26,13 +26,13 @@ std::size_t index_of(const void* handle, std::uint64_t kind, std::size_t count) 
 LWPntID point_id(std::size_t index) { return reinterpret_cast<LWPntID>(point_kind | index); }
 LWPolID polygon_id(std::size_t index) { return reinterpret_cast<LWPolID>(polygon_kind | index); }
 
-SceneObjectService* service() {
+SceneObjectService* scene_objects() {
   Host* host = Host::current();
   return host != nullptr ? &host->scene_objects : nullptr;
 }
 
 const SceneObject* require_object(int object, const char* call) {
-  SceneObjectService* objects = service();
+  SceneObjectService* objects = scene_objects();
   const SceneObject* found = objects != nullptr ? objects->find(object) : nullptr;
   if (found == nullptr) violation(call, "there is no object " + std::to_string(object));
   return found;
@@ -40,7 +40,7 @@ const SceneObject* require_object(int object, const char* call) {
 
 /// The living mesh, or null after recording the violation.
 Mesh* require_mesh(const LWMeshInfo* record, const char* call) {
-  if (SceneObjectService* objects = service()) {
+  if (SceneObjectService* objects = scene_objects()) {
     for (const auto& mesh : objects->meshes)
       if (&*mesh->record == record && !mesh->destroyed) return mesh.get();
   }
@@ -186,7 +186,7 @@ unsigned polygon_flags(LWMeshInfo* record, LWPolID polygon) {
 }
 
 LWMeshInfo* layer_mesh(int object, int layer) {
-  SceneObjectService* objects = service();
+  SceneObjectService* objects = scene_objects();
   if (objects == nullptr || require_object(object, "Scene Objects layerMesh") == nullptr) return nullptr;
   const Layer* found = objects->find_layer(object, layer);
   if (found == nullptr) return nullptr;
@@ -202,7 +202,7 @@ LWMeshInfo* layer_mesh(int object, int layer) {
   return &*objects->meshes.back()->record;
 }
 
-int object_count() { return service() != nullptr ? static_cast<int>(service()->count()) : 0; }
+int object_count() { return scene_objects() != nullptr ? static_cast<int>(scene_objects()->count()) : 0; }
 
 const char* object_file_name(int object) {
   const SceneObject* found = require_object(object, "Scene Objects filename");
@@ -224,14 +224,15 @@ int layer_limit(int object) {
 }
 
 const Layer* require_layer(int object, int layer, const char* call) {
-  const Layer* found = require_object(object, call) != nullptr ? service()->find_layer(object, layer) : nullptr;
+  const Layer* found = require_object(object, call) != nullptr ? scene_objects()->find_layer(object, layer) : nullptr;
   if (found == nullptr) violation(call, "there is no layer " + std::to_string(layer));
   return found;
 }
 
 int layer_exists(int object, int layer) {
-  return require_object(object, "Scene Objects layerExists") != nullptr && service()->find_layer(object, layer) != nullptr ? 1
-                                                                                                                           : 0;
+  return require_object(object, "Scene Objects layerExists") != nullptr && scene_objects()->find_layer(object, layer) != nullptr
+             ? 1
+             : 0;
 }
 
 void pivot_point(int object, int layer, LWFVector pivot) {
@@ -250,12 +251,12 @@ int layer_visible(int object, int layer) {
 }
 
 int map_count(LWID type) {
-  return type == texture_uv && service() != nullptr ? static_cast<int>(service()->uv_maps().size()) : 0;
+  return type == texture_uv && scene_objects() != nullptr ? static_cast<int>(scene_objects()->uv_maps().size()) : 0;
 }
 
 /// Null past the last map.
 const UvMap* map_at(LWID type, int index) {
-  const auto maps = type == texture_uv && service() != nullptr ? service()->uv_maps() : std::vector<const UvMap*>();
+  const auto maps = type == texture_uv && scene_objects() != nullptr ? scene_objects()->uv_maps() : std::vector<const UvMap*>();
   return index >= 0 && static_cast<std::size_t>(index) < maps.size() ? maps[static_cast<std::size_t>(index)] : nullptr;
 }
 
@@ -271,7 +272,7 @@ int map_dimension(LWID type, int index) {
 
 LWID map_type(int index) { return map_at(texture_uv, index) != nullptr ? texture_uv : 0; }
 
-LWObjectFuncs table() {
+LWObjectFuncs scene_object_table() {
   return {object_count,    object_file_name, layer_limit, layer_exists,  pivot_point,
           layer_mesh,      map_count,        map_name,    map_dimension, map_type,
           layer_name,      layer_visible,    object_name, object_name,   most_points_per_polygon,
@@ -333,7 +334,7 @@ std::vector<const UvMap*> SceneObjectService::uv_maps() {
 }
 
 Service scene_object_service() {
-  static ServiceTable<LWObjectFuncs> handed(table());
+  static ServiceTable<LWObjectFuncs> handed(scene_object_table());
   return handed.service(LWOBJECTFUNCS_GLOBAL);
 }
 

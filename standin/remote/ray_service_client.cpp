@@ -225,9 +225,10 @@ std::filesystem::path existing_service_program(const std::filesystem::path& modu
 }
 
 /// A running service for one module.
-class Service {
+class ServiceConnection {
  public:
-  explicit Service(const std::filesystem::path& module_file) : Service(Program{existing_service_program(module_file)}) {}
+  explicit ServiceConnection(const std::filesystem::path& module_file)
+      : ServiceConnection(Program{existing_service_program(module_file)}) {}
 
   /// The path that the service uses for the file.
   std::filesystem::path path(const std::filesystem::path& file) const { return under_wine_ ? windows_path(file) : file; }
@@ -277,7 +278,7 @@ class Service {
     std::filesystem::path file;
   };
 
-  explicit Service(const Program& program)
+  explicit ServiceConnection(const Program& program)
       : under_wine_(is_windows_binary(program.file)),
         process_(under_wine_ ? std::vector<std::string>{OVICAM_RUN_WINE, program.file.string()}
                              : std::vector<std::string>{program.file.string()}) {}
@@ -320,7 +321,7 @@ class RemoteSession : public Session {
   }
 
  private:
-  Service service_;
+  ServiceConnection service_;
   std::vector<std::string> warnings_;
 };
 
@@ -329,7 +330,7 @@ class RemoteSession : public Session {
 std::unique_ptr<Session> open_remote_session(const SessionOptions& options) { return std::make_unique<RemoteSession>(options); }
 
 ModuleDescription describe_remote_module(const std::filesystem::path& module_file) {
-  Service service(module_file);
+  ServiceConnection service(module_file);
   return service.ask(DescribeModule{{}, service.path(module_file)}).description;
 }
 
