@@ -27,6 +27,7 @@
 #include "tool/commands/frame_range.h"
 #include "tool/commands/option_text.h"
 #include "tool/commands/usage_error.h"
+#include "tool/commands/warnings.h"
 #include "tool/output/picture.h"
 #include "tool/output/progress.h"
 #include "tool/render/frame_renderer.h"
@@ -73,7 +74,6 @@ std::string speed_line(const RayCounts& rays, double seconds) {
 /// The first lines, once nothing in the command line is refused any more.
 void tell_camera(const Arguments& arguments, const standin::Scene& scene) {
   std::cerr << "camera \"" << arguments.camera.find_camera(scene).name << "\"\n";
-  tell_warnings(scene, std::cerr);
 }
 
 void render(const Arguments& arguments) {
@@ -96,8 +96,19 @@ void render(const Arguments& arguments) {
 
   const auto session = standin::open_session_for(options);
   tell_camera(arguments, scene);
-  RenderScene render_scene(scene, std::cerr);
-  tell_warnings(*session, std::cerr);
+  Warnings warnings(arguments.camera.strict);
+  warnings.add(scene);
+  RenderScene render_scene(scene, warnings.lines());
+  warnings.add(*session);
+  const standin::FrameSetup first = session->begin_frame(frames.first);
+  add_eye_without_effect(*session, first, eye, warnings);
+  warnings.tell();
+  if (!render_scene.has_objects()) {
+    throw std::runtime_error(
+        arguments.camera.scene +
+        ": there is nothing to render: the scene has no object with polygons, or none was found (--content "
+        "names the folder of all content)");
+  }
   const double pixels = static_cast<double>(size.width) * size.height;
   RayCounts all_rays;
   double all_seconds = 0.0;
@@ -110,6 +121,8 @@ void render(const Arguments& arguments) {
       const FrameJob job{*session,   render_scene, session->begin_frame(static_cast<int>(frame)),
                          size.width, size.height,  arguments.samples,
                          eye};
+      warnings.add(*session);
+      warnings.tell();
       render_scene.set_frame(job.setup.start_seconds, job.setup.duration_seconds);
       const RayCounts rays = render_frame(job, picture, progress);
       picture.finish();
@@ -119,7 +132,6 @@ void render(const Arguments& arguments) {
       progress.note(frame_line(job, rays, seconds, file));
     }
   }
-  tell_warnings(*session, std::cerr);
   std::cerr << speed_line(all_rays, all_seconds) << '\n';
   if (all_rays.broken > 0)
     std::cerr << "warning: " << all_rays.broken << " rays had no finite position and direction and are left out\n";
@@ -168,7 +180,10 @@ void draw_gizmo(const Arguments& arguments) {
   if (arguments.frames.empty()) frames = {scene.first_frame, scene.first_frame, 1};
   const standin::Item& item = arguments.camera.find_camera(scene);
   tell_camera(arguments, scene);
-  const auto layers = placed_layers(scene, std::cerr);
+  Warnings warnings(arguments.camera.strict);
+  warnings.add(scene);
+  const auto layers = placed_layers(scene, warnings.lines());
+  warnings.tell();
   const FrameName name(arguments.output, !frames.single());
   for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
     open.camera.begin_frame(static_cast<int>(frame));
