@@ -2,7 +2,7 @@
 # Runs a Windows program under Wine, in a prefix of its own that is made on first use. What is wrong with Wine itself is the last
 # line on standard error, with exit code 125. OVICAM_NOTICES is a descriptor for what a person should know meanwhile.
 set -eu
-here=$(cd "$(dirname "$0")" && pwd)
+here=$(dirname "$(readlink -f "$0")")
 refuse() {
   echo "$1" >&2
   exit 125

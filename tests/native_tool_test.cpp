@@ -186,7 +186,7 @@ TEST_F(NativeTool, FailuresExitWithOneNameTheirReasonAndLeaveNothingBehind) {
 TEST_F(NativeTool, CubeHasItsColorAndTheSkyIsBehindIt) {
   const Outcome outcome = render("out.png");
   ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
-  EXPECT_NE(outcome.output.find("frame 0: 64x48, 4 samples"), std::string::npos) << outcome.output;
+  EXPECT_NE(outcome.output.find("frame 0: camera \"Front\", 64x48, 4 samples"), std::string::npos) << outcome.output;
   const Colors colors = read_picture(out("out.png"));
   EXPECT_EQ(colors.width, 64);
   EXPECT_EQ(colors.height, 48);
@@ -369,7 +369,8 @@ TEST_F(NativeTool, RenderEndsWithItsSpeed) {
 }
 
 TEST_F(NativeTool, EveryCommandHelpsWithAnExample) {
-  for (const std::string command : {"", "info", "render", "panel", "rays", "skybox", "skybox split", "bake-coverage", "link"}) {
+  for (const std::string command :
+       {"", "info", "render", "panel", "rays", "skybox", "skybox split", "bake-coverage", "link", "scene", "completion"}) {
     const Outcome outcome = run_tool(command + " --help");
     EXPECT_EQ(outcome.exit_code, 0) << command;
     const auto example = outcome.output.find("Example");

@@ -8,7 +8,8 @@
 namespace standin {
 
 /// The same as open_session, in another process: the ray service program runs the module and passes its rays on. A module
-/// for Windows runs under Wine. The program is $OVICAM_RAY_SERVICE, or ovicam-ray-service(.exe) beside the module file.
+/// for Windows runs under Wine. The program is $OVICAM_RAY_SERVICE, or ovicam-ray-service(.exe) beside this program or
+/// installed with it, or beside the module file.
 /// A failure and a service that ends early throw std::runtime_error. POSIX only; on Windows it throws. Threads: as Session
 /// says; the service ends with the thread that opened the session, so that none outlives a program that is killed.
 std::unique_ptr<Session> open_remote_session(const SessionOptions& options);

@@ -23,12 +23,9 @@
 #include <utility>
 
 #include "standin/host/module_file.h"
+#include "standin/remote/program_file.h"
 #include "standin/remote/ray_protocol.h"
 #include "standin/remote/ray_service.h"
-
-#ifndef OVICAM_RUN_WINE
-#define OVICAM_RUN_WINE "wine"
-#endif
 
 namespace standin {
 namespace {
@@ -322,6 +319,7 @@ std::filesystem::path windows_path(const std::filesystem::path& file) {
 std::filesystem::path service_program(const std::filesystem::path& module_file) {
   if (const char* program = std::getenv("OVICAM_RAY_SERVICE"); program != nullptr && *program != '\0') return program;
   const char* name = is_windows_binary(module_file) ? "ovicam-ray-service.exe" : "ovicam-ray-service";
+  if (auto own = program_file(name); std::filesystem::is_regular_file(own)) return own;
   return std::filesystem::absolute(module_file).parent_path() / name;
 }
 
@@ -398,7 +396,7 @@ class Service {
   static std::vector<std::string> command(bool under_wine, const std::filesystem::path& program) {
     std::vector<std::string> words{"setpriv", "--pdeathsig", "KILL"};
     if (under_wine) words.insert(words.begin(), {"env", "OVICAM_NOTICES=3"});
-    if (under_wine) words.emplace_back(OVICAM_RUN_WINE);
+    if (under_wine) words.push_back(program_file("run-wine.sh").string());
     words.push_back(program.string());
     return words;
   }
@@ -415,10 +413,14 @@ class RemoteSession : public Session {
     translated.scene_file = service_.path(options.scene_file);
     translated.module_file = service_.path(options.module_file);
     if (!options.content_folder.empty()) translated.content_folder = service_.path(options.content_folder);
-    warnings_ = service_.ask(OpenSession{{}, translated}).warnings;
+    OpenSession::Answer answer = service_.ask(OpenSession{{}, translated});
+    warnings_ = std::move(answer.warnings);
+    notes_ = std::move(answer.notes);
   }
 
   std::vector<std::string> take_warnings() override { return std::exchange(warnings_, {}); }
+
+  std::vector<std::string> take_notes() override { return std::exchange(notes_, {}); }
 
   FrameSetup begin_frame(int frame) override {
     BeginFrame::Answer answer = service_.ask(BeginFrame{frame});
@@ -443,6 +445,7 @@ class RemoteSession : public Session {
  private:
   Service service_;
   std::vector<std::string> warnings_;
+  std::vector<std::string> notes_;
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <array>
 #include <stdexcept>
 
+#include "standin/remote/program_file.h"
 #include "standin/remote/ray_service.h"
 #include "standin/scene/name_list.h"
 #include "standin/session/settings.h"
@@ -14,16 +15,6 @@ namespace tool {
 namespace {
 
 constexpr const char* own_camera = "Perspective";
-
-std::filesystem::path local_module_file(const CameraOptions& options) {
-  auto file = options.module_file();
-  if (standin::is_windows_binary(file)) {
-    throw std::runtime_error(file.string() +
-                             ": panels and gizmos of a module for Windows cannot be shown on this system; give the OviCam.so "
-                             "of the same build");
-  }
-  return file;
-}
 
 std::string server_name(const CameraOptions& options, const standin::Item& item) {
   std::string name = options.server;
@@ -45,7 +36,13 @@ void CameraOptions::add_to(CLI::App& command) {
                      "Folder of all content: objects are looked for there (default: folders above the scene)");
   command.add_option("--camera", camera, "Camera by name (default: the one that the scene was saved with)");
   command.add_option("--server", server, "Camera server (default: as the scene has it)");
-  command.add_option("--set", settings, "PARAMETER=VALUE by channel name or panel label; may be repeated")
+  command
+      .add_option(
+          "--set", settings,
+          "PARAMETER=VALUE, may be repeated. By channel name, VALUE is in radians, factors or metres; by panel label in "
+          "degrees, per cent "
+          "or metres. With a unit (180deg, 0.5rad, 20%, 6cm; also mm, m, km, in, ft) it means the same by both; yes or no "
+          "for a check box, a choice by its text")
       ->allow_extra_args(false);
   command.add_flag("--strict", strict, "Take no warning: whatever is missing, left out or replaced is an error");
 }
@@ -55,7 +52,7 @@ void CameraOptions::add_module_to(CLI::App& command) {
 }
 
 std::filesystem::path CameraOptions::module_file() const {
-  if (module.empty()) return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "OviCam.so";
+  if (module.empty()) return standin::program_file("OviCam.so");
   if (!std::filesystem::is_regular_file(module)) throw std::runtime_error(module + ": there is no such module file");
   return module;
 }
@@ -128,12 +125,26 @@ void add_eye_without_effect(standin::Session& session, const standin::FrameSetup
     warnings.add("this camera has one eye: what --eye left and --eye right show is the same");
 }
 
-OpenCamera::OpenCamera(const CameraOptions& options)
+std::filesystem::path local_module_file(const CameraOptions& options) {
+  auto file = options.module_file();
+  if (standin::is_windows_binary(file)) {
+    throw std::runtime_error(file.string() +
+                             ": panels and gizmos of a module for Windows cannot be shown on this system; give the OviCam.so "
+                             "of the same build");
+  }
+  return file;
+}
+
+OpenCamera::OpenCamera(const CameraOptions& options, Warnings& warnings)
     : host(options.read_scene()),
       module(local_module_file(options)),
       camera(host, module, server_name(options, options.find_camera(host.scene())), options.find_camera(host.scene())) {
   camera.load_saved();
-  for (const auto& [name, text] : options.parsed_settings()) standin::apply_setting(host, camera, name, text);
+  for (const auto& [name, text] : options.parsed_settings()) {
+    standin::AppliedSetting applied = standin::apply_setting(host, camera, name, text);
+    warnings.lines() << "set " << applied.shown << '\n';
+    if (!applied.warning.empty()) warnings.add(applied.warning);
+  }
 }
 
 }  // namespace tool

@@ -49,11 +49,15 @@ void add_missing_objects(const CameraOptions& options, const standin::Scene& sce
 /// Adds a warning when the module gives the same rays for the eye as for the centre.
 void add_eye_without_effect(standin::Session& session, const standin::FrameSetup& setup, standin::Eye eye, Warnings& warnings);
 
+/// The module's file. Throws std::runtime_error for a module of another system, whose panels cannot be used in this process.
+std::filesystem::path local_module_file(const CameraOptions& options);
+
 /// A camera of the module in this process, loaded from the scene, with the settings of the command line, and its host.
 class OpenCamera {
  public:
-  /// Throws std::runtime_error for a module of another system and for the host's own camera.
-  explicit OpenCamera(const CameraOptions& options);
+  /// Throws std::runtime_error for a module of another system and for the host's own camera. What was set is added to the
+  /// warnings' lines.
+  OpenCamera(const CameraOptions& options, Warnings& warnings);
 
   standin::Host host;
   standin::Module module;

@@ -9,12 +9,14 @@
 
 #include "standin/remote/ray_service.h"
 #include "tool/commands/bake_coverage_command.h"
+#include "tool/commands/completion_command.h"
 #include "tool/commands/info_command.h"
 #include "tool/commands/link_command.h"
 #include "tool/commands/misspelling.h"
 #include "tool/commands/panel_command.h"
 #include "tool/commands/rays_command.h"
 #include "tool/commands/render_command.h"
+#include "tool/commands/scene_command.h"
 #include "tool/commands/skybox_command.h"
 #include "tool/commands/usage_error.h"
 #include "tool/output/interruption.h"
@@ -54,6 +56,11 @@ void refuse_empty_values(CLI::App& app) {
   for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) refuse_empty_values(*command);
 }
 
+void tell_version_everywhere(CLI::App& app) {
+  app.set_version_flag("--version", "ovicam " OVICAM_VERSION, "Print the version and exit");
+  for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) tell_version_everywhere(*command);
+}
+
 /// The exit code.
 int run(int argc, char** argv) {
   CLI::App app("Renders scenes through the cameras of OviCam, and shows what a module holds and publishes.", "ovicam");
@@ -65,9 +72,12 @@ int run(int argc, char** argv) {
   tool::add_render_command(app);
   tool::add_panel_command(app);
   tool::add_rays_command(app);
+  tool::add_scene_command(app);
   tool::add_skybox_command(app);
   tool::add_bake_coverage_command(app);
   tool::add_link_command(app);
+  tool::add_completion_command(app);
+  tell_version_everywhere(app);
   refuse_empty_values(app);
   try {
     app.parse(argc, argv);

@@ -23,8 +23,8 @@ struct Arguments {
 void show_panel(const Arguments& arguments) {
   const std::filesystem::path page_file = arguments.page;
   if (page_file.extension() != ".html") throw UsageError("-o " + arguments.page + ": the name must end in .html");
-  OpenCamera open(arguments.camera);
   Warnings warnings(arguments.camera.strict);
+  OpenCamera open(arguments.camera, warnings);
   warnings.add(open.host.scene());
   add_missing_objects(arguments.camera, open.host.scene(), warnings);
   warnings.tell();

@@ -17,6 +17,7 @@ void Warnings::add(const standin::Scene& scene) {
 }
 
 void Warnings::add(standin::Session& session) {
+  for (const std::string& note : session.take_notes()) lines_ << "set " << note << '\n';
   for (const std::string& warning : session.take_warnings()) add(warning);
 }
 

@@ -18,7 +18,7 @@ class Warnings {
   std::ostream& lines() { return lines_; }
   /// What the scene's file has that is not followed.
   void add(const standin::Scene& scene);
-  /// The session's warnings so far.
+  /// What was set on the session's camera, and its warnings so far.
   void add(standin::Session& session);
   void add(const std::string& sentence);
 
