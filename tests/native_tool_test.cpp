@@ -405,7 +405,7 @@ using nlohmann::json;
 
 /// Standard output alone, as a program that reads it gets it.
 json run_for_json(const std::string& arguments) {
-  const Outcome outcome = run("exec 2>/dev/null; " + tool_command(arguments) + " 2>/dev/null");
+  const Outcome outcome = run("(" + tool_command(arguments) + " 2>/dev/null)");
   EXPECT_EQ(outcome.exit_code, 0) << arguments;
   return json::parse(outcome.output, nullptr, false);
 }
