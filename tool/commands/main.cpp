@@ -105,9 +105,7 @@ int main(int argc, char** argv) {
   } catch (const tool::UsageError& error) {
     return tell(error, wrong_usage);
   } catch (const std::bad_alloc&) {
-    return tell(
-        std::runtime_error("there is not enough memory; give a smaller --size or fewer --threads, or end other programs"),
-        failure);
+    tool::end_at_once(no_memory, failure);
   } catch (const std::exception& error) {
     return tell(error, failure);
   }

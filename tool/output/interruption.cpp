@@ -76,7 +76,13 @@ void end_at_once(const char* sentence, int exit_code) {
       // Nobody is left to tell.
     }
   }
-  for (const auto& action : actions().list) action();
+  for (const auto& action : actions().list) {
+    try {
+      action();
+    } catch (...) {
+      // Without memory not everything can be undone; the next run clears what is left.
+    }
+  }
   _exit(exit_code);
 }
 
