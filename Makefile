@@ -3,12 +3,13 @@
 #   make docs      the pages of the reference and of the gallery, in build/gallery
 #   make check     builds and runs every test, on this machine with sanitizers and, for the shipped module, under Wine
 #   make package   what users get: build/package/OviCam-VERSION-win64.zip, with the module, its reference and samples
+#   make tool-package   the tool for other Debian machines: build/package/ovicam-VERSION-linux-x86_64.tar.gz
 #   make bench     how fast the cameras and the renderer are, on this machine and under Wine
 #   make lint      checks the formatting and reads the code with clang-tidy, the scripts with shellcheck and pyflakes
 #   make format    formats the C++
 #   make module    build/windows/OviCam.p, which the host loads, and build/native/OviCam.so for this machine
 
-.PHONY: gallery docs package check bench lint format module packages lint-packages
+.PHONY: gallery docs package tool-package check bench lint format module packages lint-packages
 
 # What one command builds, a later one need not install again.
 packages:
@@ -33,6 +34,11 @@ docs: module
 
 package: gallery
 	cmake/make_package.py
+
+tool-package: module
+	cmake --build --preset native --target ovicam ovicam-ray-service
+	cmake --build --preset windows --target ovicam-ray-service
+	cmake/make_tool_package.py
 
 checked = windows native address thread fuzz
 .PHONY: $(checked:%=build-%) $(checked:%=test-%)

@@ -158,8 +158,8 @@ TEST_F(RayService, AnAnswerOfAnUnknownKindIsASentence) {
 }
 
 TEST_F(RayService, AnAnswerLongerThanItSaysIsASentence) {
-  // Kind 5 (done), no warnings, and a letter.
-  use_script(R"(printf '\006\000\000\000\005\000\000\000\000a'; cat >/dev/null)");
+  // Kind 5 (done), no warnings, no notes, and a letter.
+  use_script(R"(printf '\012\000\000\000\005\000\000\000\000\000\000\000\000a'; cat >/dev/null)");
   EXPECT_NE(refusal().find("longer than it says"), std::string::npos) << refusal();
 }
 

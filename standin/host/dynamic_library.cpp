@@ -4,6 +4,8 @@
 #include <string>
 #include <system_error>
 
+#include "standin/host/module_file.h"
+
 #ifdef _WIN32
 #include <windows.h>
 #else
@@ -18,8 +20,7 @@ namespace {
 }
 
 void require_file(const std::filesystem::path& file) {
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(file, error)) refuse(file, error ? error.message() : "there is no such file");
+  if (const std::string trouble = module_file_trouble(file); !trouble.empty()) refuse(file, trouble);
 }
 
 }  // namespace

@@ -23,7 +23,7 @@
 namespace standin::ray_protocol {
 
 /// To be raised with every change of a message, so that programs of different builds refuse each other with a sentence.
-constexpr std::uint32_t version = 0x4F560007;
+constexpr std::uint32_t version = 0x4F560008;
 /// Rays per request: enough to share the cost of the pipe, and few enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 /// A longer message than this is refused before memory is allocated for it.
@@ -47,6 +47,7 @@ struct OpenSession {
   struct Answer {
     static constexpr Kind kind = Kind::done;
     std::vector<std::string> warnings;
+    std::vector<std::string> notes;
   };
   VersionWord version_word;
   SessionOptions options;
@@ -116,7 +117,7 @@ void serialize(Archive& archive, OpenSession& request) {
 
 template <class Archive>
 void serialize(Archive& archive, OpenSession::Answer& answer) {
-  archive(answer.warnings);
+  archive(answer.warnings, answer.notes);
 }
 
 template <class Archive>

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <fstream>
+#include <system_error>
 #ifdef _WIN32
 #include <stdexcept>
 #endif
@@ -9,6 +10,9 @@
 namespace standin {
 
 bool is_windows_binary(const std::filesystem::path& file) {
+  std::error_code ignored;
+  // Opening a pipe would wait for somebody to write into it.
+  if (!std::filesystem::is_regular_file(file, ignored)) return false;
   std::ifstream in(file, std::ios::binary);
   std::array<char, 2> first{};
   return in.read(first.data(), first.size()) && first[0] == 'M' && first[1] == 'Z';
@@ -27,6 +31,8 @@ std::unique_ptr<Session> open_session_for(const SessionOptions& options) { retur
 ModuleDescription describe_remote_module(const std::filesystem::path&) { throw std::runtime_error(not_needed); }
 
 ModuleDescription describe_module_for(const std::filesystem::path& module_file) { return describe_module(module_file); }
+
+void end_ray_services() {}
 
 #else
 

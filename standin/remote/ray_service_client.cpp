@@ -1,14 +1,19 @@
 #ifndef _WIN32
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <iostream>
 #include <iterator>
+#include <memory>
 #include <mutex>
 #include <poll.h>
+#include <set>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -17,12 +22,10 @@
 #include <unistd.h>
 #include <utility>
 
+#include "standin/host/module_file.h"
+#include "standin/remote/program_file.h"
 #include "standin/remote/ray_protocol.h"
 #include "standin/remote/ray_service.h"
-
-#ifndef OVICAM_RUN_WINE
-#define OVICAM_RUN_WINE "wine"
-#endif
 
 namespace standin {
 namespace {
@@ -98,21 +101,81 @@ class BrokenPipeGuard {
   bool was_pending_ = false;
 };
 
+/// The processes of the services that run, each at the head of a group of its own.
+struct RunningServices {
+  std::mutex mutex;
+  std::set<pid_t> processes;
+};
+
+/// Never destroyed: a program may be ended by a signal at any time.
+RunningServices& running_services() {
+  static auto& only = *new RunningServices;
+  return only;
+}
+
+/// What Wine and a module under it say. It has no name, so that nothing is left of it, unless it is kept.
+class Log {
+ public:
+  /// Above the standard streams, and what a child is given besides.
+  static constexpr int first_descriptor = 10;
+
+  Log() : file_(std::tmpfile()) {
+    if (file_ != nullptr) descriptor_ = Descriptor(fcntl(fileno(file_.get()), F_DUPFD_CLOEXEC, first_descriptor));
+  }
+
+  /// Negative when no temporary file could be made.
+  int descriptor() const { return descriptor_.number(); }
+
+  std::string text() const {
+    std::string all;
+    std::array<char, 4096> part{};
+    for (off_t at = 0;;) {
+      const ssize_t count = pread(descriptor(), part.data(), part.size(), at);
+      if (count <= 0) return all;
+      all.append(part.data(), static_cast<std::size_t>(count));
+      at += count;
+    }
+  }
+
+  /// Writes it to a new file in the temporary folder and returns a sentence about that; empty when there is nothing to keep.
+  std::string kept() const {
+    const std::string all = text();
+    std::error_code error;
+    std::string name = (std::filesystem::temp_directory_path(error) / "ovicam-wine-XXXXXX.log").string();
+    if (all.empty() || error) return {};
+    const Descriptor file(mkstemps(name.data(), 4));
+    if (file.number() < 0 || ::write(file.number(), all.data(), all.size()) != static_cast<ssize_t>(all.size())) return {};
+    return "; Wine's messages are in " + name;
+  }
+
+ private:
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  std::unique_ptr<std::FILE, Close> file_;
+  Descriptor descriptor_;
+};
+
 /// The service's process and the pipes to it. Destruction ends the process.
 class Process {
  public:
-  explicit Process(std::vector<std::string> command) {
+  /// With a log, that is where its standard error goes; it is told to the person once the service has done its work.
+  Process(std::vector<std::string> command, std::unique_ptr<Log> log) : log_(std::move(log)) {
     Pipe input = make_pipe();
     Pipe output = make_pipe();
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input.from.number(), STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output.to.number(), STDOUT_FILENO);
+    if (log_ != nullptr && log_->descriptor() >= 0) {
+      posix_spawn_file_actions_adddup2(&actions, STDERR_FILENO, notices);
+      posix_spawn_file_actions_adddup2(&actions, log_->descriptor(), STDERR_FILENO);
+    }
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (std::string& word : command) arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    const int error = posix_spawnp(&pid_, arguments[0], &actions, nullptr, arguments.data(), environ);
+    const int error = spawn(arguments, actions);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) {
       throw std::runtime_error("The ray service " + command.back() + " cannot be started with " + command.front() + ": " +
@@ -123,17 +186,10 @@ class Process {
   }
 
   ~Process() {
-    // The service ends at the end of its input; one that does not is killed.
-    to_service_.close();
-    using namespace std::chrono_literals;
-    for (const auto patience = std::chrono::steady_clock::now() + 10s; !ended();) {
-      if (std::chrono::steady_clock::now() > patience) {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-        return;
-      }
-      std::this_thread::sleep_for(5ms);
-    }
+    end();
+    if (log_ != nullptr && !dead_) std::cerr << log_->text() << std::flush;
+    const std::lock_guard lock(running_services().mutex);
+    running_services().processes.erase(pid_);
   }
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -163,6 +219,43 @@ class Process {
   }
 
  private:
+  /// The descriptor of run-wine.sh for what a person should know at once.
+  static constexpr int notices = 3;
+  /// Of run-wine.sh, when the last line of its messages is a sentence for a person.
+  static constexpr int wine_trouble = 125;
+
+  /// With no signal blocked, whatever this thread blocks, and in a group of its own: a terminal's Ctrl-C is for this program,
+  /// which ends the service.
+  int spawn(const std::vector<char*>& arguments, const posix_spawn_file_actions_t& actions) {
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t signals;
+    sigemptyset(&signals);
+    posix_spawnattr_setsigmask(&attributes, &signals);
+    sigaddset(&signals, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &signals);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    const std::lock_guard lock(running_services().mutex);
+    const int error = posix_spawnp(&pid_, arguments[0], &actions, &attributes, arguments.data(), environ);
+    if (error == 0) running_services().processes.insert(pid_);
+    posix_spawnattr_destroy(&attributes);
+    return error;
+  }
+
+  void end() {
+    // The service ends at the end of its input; one that does not is killed.
+    to_service_.close();
+    using namespace std::chrono_literals;
+    for (const auto patience = std::chrono::steady_clock::now() + 10s; !ended();) {
+      if (std::chrono::steady_clock::now() > patience) {
+        kill(-pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+        return;
+      }
+      std::this_thread::sleep_for(5ms);
+    }
+  }
+
   /// Wine's own server may keep the pipe open after the service has died: waiting for the end of the pipe alone would never
   /// return.
   void wait_for_data() {
@@ -189,13 +282,28 @@ class Process {
       how = " (exit code " + std::to_string(WEXITSTATUS(status_)) + ")";
     else if (ended() && WIFSIGNALED(status_))
       how = " (signal " + std::to_string(WTERMSIG(status_)) + ")";
-    throw std::runtime_error("The ray service has died" + how + "; see its messages above, and check that " +
-                             std::string(OVICAM_RUN_WINE) + " and its program can be run");
+    dead_ = true;
+    if (log_ == nullptr) {
+      throw std::runtime_error("The ray service has died" + how +
+                               "; see its messages above, and check that its program can be run");
+    }
+    if (ended() && WIFEXITED(status_) && WEXITSTATUS(status_) == wine_trouble) throw std::runtime_error(last_line_of_log());
+    throw std::runtime_error("The ray service, which runs the module under Wine, has died" + how + "; render again" +
+                             log_->kept());
+  }
+
+  std::string last_line_of_log() const {
+    std::string text = log_->text();
+    while (text.ends_with('\n')) text.pop_back();
+    const std::size_t before = text.rfind('\n');
+    return before == std::string::npos ? text : text.substr(before + 1) + log_->kept();
   }
 
   pid_t pid_ = -1;
   bool ended_ = false;
+  bool dead_ = false;
   int status_ = 0;
+  std::unique_ptr<Log> log_;
   Descriptor to_service_;
   Descriptor from_service_;
 };
@@ -211,11 +319,14 @@ std::filesystem::path windows_path(const std::filesystem::path& file) {
 std::filesystem::path service_program(const std::filesystem::path& module_file) {
   if (const char* program = std::getenv("OVICAM_RAY_SERVICE"); program != nullptr && *program != '\0') return program;
   const char* name = is_windows_binary(module_file) ? "ovicam-ray-service.exe" : "ovicam-ray-service";
+  if (auto own = program_file(name); std::filesystem::is_regular_file(own)) return own;
   return std::filesystem::absolute(module_file).parent_path() / name;
 }
 
-/// Throws when it does not exist.
+/// Throws when it does not exist, and when the module cannot be one.
 std::filesystem::path existing_service_program(const std::filesystem::path& module_file) {
+  if (const std::string trouble = module_file_trouble(module_file); !trouble.empty())
+    throw std::runtime_error("The module " + module_file.string() + " cannot be loaded: " + trouble);
   std::filesystem::path program = service_program(module_file);
   if (!std::filesystem::is_regular_file(program)) {
     throw std::runtime_error("There is no ray service " + program.string() +
@@ -280,8 +391,16 @@ class ServiceConnection {
 
   explicit ServiceConnection(const Program& program)
       : under_wine_(is_windows_binary(program.file)),
-        process_(under_wine_ ? std::vector<std::string>{OVICAM_RUN_WINE, program.file.string()}
-                             : std::vector<std::string>{program.file.string()}) {}
+        process_(command(under_wine_, program.file), under_wine_ ? std::make_unique<Log>() : nullptr) {}
+
+  /// The system kills it with this program, even if that has no time left to end it.
+  static std::vector<std::string> command(bool under_wine, const std::filesystem::path& program) {
+    std::vector<std::string> words{"setpriv", "--pdeathsig", "KILL"};
+    if (under_wine) words.insert(words.begin(), {"env", "OVICAM_NOTICES=3"});
+    if (under_wine) words.push_back(program_file("run-wine.sh").string());
+    words.push_back(program.string());
+    return words;
+  }
 
   bool under_wine_;
   std::mutex mutex_;
@@ -295,10 +414,14 @@ class RemoteSession : public Session {
     translated.scene_file = service_.path(options.scene_file);
     translated.module_file = service_.path(options.module_file);
     if (!options.content_folder.empty()) translated.content_folder = service_.path(options.content_folder);
-    warnings_ = service_.ask(OpenSession{{}, translated}).warnings;
+    OpenSession::Answer answer = service_.ask(OpenSession{{}, translated});
+    warnings_ = std::move(answer.warnings);
+    notes_ = std::move(answer.notes);
   }
 
   std::vector<std::string> take_warnings() override { return std::exchange(warnings_, {}); }
+
+  std::vector<std::string> take_notes() override { return std::exchange(notes_, {}); }
 
   FrameSetup begin_frame(int frame) override {
     BeginFrame::Answer answer = service_.ask(BeginFrame{frame});
@@ -323,11 +446,17 @@ class RemoteSession : public Session {
  private:
   ServiceConnection service_;
   std::vector<std::string> warnings_;
+  std::vector<std::string> notes_;
 };
 
 }  // namespace
 
 std::unique_ptr<Session> open_remote_session(const SessionOptions& options) { return std::make_unique<RemoteSession>(options); }
+
+void end_ray_services() {
+  const std::lock_guard lock(running_services().mutex);
+  for (const pid_t process : running_services().processes) kill(-process, SIGKILL);
+}
 
 ModuleDescription describe_remote_module(const std::filesystem::path& module_file) {
   ServiceConnection service(module_file);

@@ -91,7 +91,7 @@ class Service {
   OpenSession::Answer open(const OpenSession& request) {
     session_.reset();
     session_ = open_session(request.options);
-    return {session_->take_warnings()};
+    return {session_->take_warnings(), session_->take_notes()};
   }
 
   Session& session() const {

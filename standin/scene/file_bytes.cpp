@@ -12,6 +12,9 @@ namespace standin {
 std::string read_file_bytes(const std::filesystem::path& file) {
   std::error_code ignored;
   if (std::filesystem::is_directory(file, ignored)) throw FileError(file.string(), "", "is a folder; give a file");
+  // One without an end would be read for ever, and opening one that nobody writes into would wait for somebody.
+  if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored))
+    throw FileError(file.string(), "", "is a pipe or a device; give a file");
   std::ifstream stream(file, std::ios::binary);
   if (!stream) throw FileError(file.string(), "", "cannot be opened; check that it exists and is readable");
   std::string content;

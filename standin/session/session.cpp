@@ -86,6 +86,8 @@ class LocalSession : public Session {
     return std::exchange(warnings_, {});
   }
 
+  std::vector<std::string> take_notes() override { return std::exchange(notes_, {}); }
+
   FrameSetup begin_frame(int frame) override {
     const CameraSettings& settings = *item().camera;
     FrameOptions options = options_;
@@ -142,7 +144,11 @@ class LocalSession : public Session {
     }
     camera_ = std::make_unique<HostedCamera>(host_, *module_, choice.server_name, item());
     camera_->load_saved();
-    for (const auto& [name, value] : options.settings) apply_setting(host_, *camera_, name, value);
+    for (const auto& [name, value] : options.settings) {
+      AppliedSetting applied = apply_setting(host_, *camera_, name, value);
+      notes_.push_back(std::move(applied.shown));
+      if (!applied.warning.empty()) warnings_.push_back(std::move(applied.warning));
+    }
     show_panel();
     camera_->init_render();
   }
@@ -165,6 +171,7 @@ class LocalSession : public Session {
   std::unique_ptr<Module> module_;
   std::unique_ptr<HostedCamera> camera_;
   std::vector<std::string> warnings_;
+  std::vector<std::string> notes_;
   std::size_t told_messages_ = 0;
   std::set<std::string> told_;
 };

@@ -34,7 +34,7 @@ struct SessionOptions {
   std::string camera_name;
   /// Empty for the server that the scene has for the camera. The host's own perspective camera is called "Perspective".
   std::string server_name;
-  /// Envelopes by channel name and panel values by control label, set on the instance after loading.
+  /// Envelopes by channel name and panel values by control label, set on the instance after loading; see apply_setting.
   std::vector<std::pair<std::string, std::string>> settings;
   /// 0 for the scene's own. The film height stays the same; its width follows the aspect ratio.
   int width_pixels = 0;
@@ -54,6 +54,9 @@ class Session {
   /// Sentences for a person, each told once: cameras of the scene that are rendered as plain perspectives because the module
   /// lacks their server, and messages of the module and the host. Threads: one.
   virtual std::vector<std::string> take_warnings() = 0;
+
+  /// Every setting of the options as the panel shows it, told once. Threads: one.
+  virtual std::vector<std::string> take_notes() = 0;
 
   /// Threads: one, with no ray asked for meanwhile.
   virtual FrameSetup begin_frame(int frame) = 0;

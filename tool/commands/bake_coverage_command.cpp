@@ -11,11 +11,13 @@
 
 #include "sdk/handlers.h"
 #include "standin/remote/ray_service.h"
+#include "standin/scene/name_list.h"
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"
 #include "tool/commands/camera_options.h"
 #include "tool/commands/option_text.h"
 #include "tool/commands/usage_error.h"
+#include "tool/commands/warnings.h"
 #include "tool/output/picture.h"
 
 namespace tool {
@@ -32,6 +34,20 @@ struct Arguments {
   std::string picture;
 };
 
+bool bakes(const standin::Item& item) {
+  return item.camera && item.camera->handler && item.camera->handler->server_name == baking_server;
+}
+
+std::string no_baking_camera(const standin::Scene& scene, const standin::Item& item) {
+  std::vector<std::string> names;
+  for (const standin::Item& other : scene.items)
+    if (bakes(other)) names.push_back('"' + other.name + '"');
+  return '"' + item.name + "\" is no baking camera; " +
+         (names.empty() ? std::string("the scene has none: ")
+                        : "choose one with --camera (" + standin::joined(names) + "), or ") +
+         "give --server " + baking_server + " to look through it as one";
+}
+
 /// How many pixels of the row are covered, that is, have no ray of the camera.
 std::size_t show_row(standin::Session& session, std::span<const standin::RayQuery> queries, std::span<Pixel> pixels) {
   std::vector<standin::RayAnswer> answers(queries.size());
@@ -47,16 +63,20 @@ void write_coverage(const Arguments& arguments) {
   if (!PictureFile::is_picture_name(arguments.picture))
     throw UsageError("-o " + arguments.picture + ": the name must end in .png or .exr");
   const standin::Scene scene = arguments.camera.read_scene();
-  const auto [width, height] =
-      picture_size(arguments.size, *arguments.camera.find_camera(scene).camera, arguments.camera.scene);
+  const standin::Item& item = arguments.camera.find_camera(scene);
+  if (arguments.camera.server.empty() && !bakes(item)) throw std::runtime_error(no_baking_camera(scene, item));
+  const auto [width, height] = picture_size(arguments.size, *item.camera, arguments.camera.scene);
   standin::SessionOptions options = arguments.camera.session_options();
   options.server_name = baking_server;
   options.width_pixels = width;
   options.height_pixels = height;
   const auto session = standin::open_session_for(options);
   const standin::FrameSetup setup = session->begin_frame(scene.first_frame);
-  tell_warnings(scene, std::cerr);
-  tell_warnings(*session, std::cerr);
+  Warnings warnings(arguments.camera.strict);
+  warnings.add(scene);
+  add_missing_objects(arguments.camera, scene, warnings);
+  warnings.add(*session);
+  warnings.tell();
   PictureFile picture(arguments.picture, width, height);
 
   std::vector<standin::RayQuery> queries(static_cast<std::size_t>(width));

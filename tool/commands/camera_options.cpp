@@ -1,27 +1,20 @@
 #include "tool/commands/camera_options.h"
 
-#include <iostream>
+#include <algorithm>
+#include <array>
 #include <stdexcept>
 
+#include "standin/remote/program_file.h"
 #include "standin/remote/ray_service.h"
 #include "standin/scene/name_list.h"
 #include "standin/session/settings.h"
 #include "tool/commands/usage_error.h"
+#include "tool/render/scene_layers.h"
 
 namespace tool {
 namespace {
 
 constexpr const char* own_camera = "Perspective";
-
-std::filesystem::path local_module_file(const CameraOptions& options) {
-  auto file = options.module_file();
-  if (standin::is_windows_binary(file)) {
-    throw std::runtime_error(file.string() +
-                             ": panels and gizmos of a module for Windows cannot be shown on this system; give the OviCam.so "
-                             "of the same build");
-  }
-  return file;
-}
 
 std::string server_name(const CameraOptions& options, const standin::Item& item) {
   std::string name = options.server;
@@ -43,8 +36,15 @@ void CameraOptions::add_to(CLI::App& command) {
                      "Folder of all content: objects are looked for there (default: folders above the scene)");
   command.add_option("--camera", camera, "Camera by name (default: the one that the scene was saved with)");
   command.add_option("--server", server, "Camera server (default: as the scene has it)");
-  command.add_option("--set", settings, "PARAMETER=VALUE by channel name or panel label; may be repeated")
+  command
+      .add_option(
+          "--set", settings,
+          "PARAMETER=VALUE, may be repeated. By channel name, VALUE is in radians, factors or metres; by panel label in "
+          "degrees, per cent "
+          "or metres. With a unit (180deg, 0.5rad, 20%, 6cm; also mm, m, km, in, ft) it means the same by both; yes or no "
+          "for a check box, a choice by its text")
       ->allow_extra_args(false);
+  command.add_flag("--strict", strict, "Take no warning: whatever is missing, left out or replaced is an error");
 }
 
 void CameraOptions::add_module_to(CLI::App& command) {
@@ -52,7 +52,7 @@ void CameraOptions::add_module_to(CLI::App& command) {
 }
 
 std::filesystem::path CameraOptions::module_file() const {
-  if (module.empty()) return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "OviCam.so";
+  if (module.empty()) return standin::program_file("OviCam.so");
   if (!std::filesystem::is_regular_file(module)) throw std::runtime_error(module + ": there is no such module file");
   return module;
 }
@@ -97,20 +97,54 @@ const standin::Item& CameraOptions::find_camera(const standin::Scene& from) cons
   throw std::runtime_error(scene + ": the scene has no camera \"" + camera + "\"; it has " + standin::joined(names));
 }
 
-void tell_warnings(const standin::Scene& scene, std::ostream& out) {
-  for (const std::string& warning : scene.notes.warnings) out << "warning: " << warning << '\n';
+void add_missing_objects(const CameraOptions& options, const standin::Scene& scene, Warnings& warnings) {
+  if (options.strict) placed_layers(scene, warnings.lines());
 }
 
-void tell_warnings(standin::Session& session, std::ostream& out) {
-  for (const std::string& warning : session.take_warnings()) out << "warning: " << warning << '\n';
+void add_eye_without_effect(standin::Session& session, const standin::FrameSetup& setup, standin::Eye eye, Warnings& warnings) {
+  if (eye == standin::Eye::centre) return;
+  // A camera for stereo pairs moves the start of its rays, or turns them, all over the film.
+  constexpr std::array shares{-0.37, 0.0, 0.41};
+  std::vector<standin::RayQuery> queries;
+  for (const double x : shares) {
+    for (const double y : shares) {
+      standin::RayQuery& query = queries.emplace_back();
+      query.film_x = x * setup.film_width;
+      query.film_y = y * setup.film_height;
+    }
+  }
+  std::vector<standin::RayAnswer> centre(queries.size());
+  session.evaluate(queries, centre);
+  for (standin::RayQuery& query : queries) query.eye = eye;
+  std::vector<standin::RayAnswer> of_eye(queries.size());
+  session.evaluate(queries, of_eye);
+  const auto same = [](const standin::RayAnswer& a, const standin::RayAnswer& b) {
+    return a.result == b.result && (a.result == 0 || (a.position == b.position && a.direction == b.direction));
+  };
+  if (std::ranges::equal(centre, of_eye, same))
+    warnings.add("this camera has one eye: what --eye left and --eye right show is the same");
 }
 
-OpenCamera::OpenCamera(const CameraOptions& options)
+std::filesystem::path local_module_file(const CameraOptions& options) {
+  auto file = options.module_file();
+  if (standin::is_windows_binary(file)) {
+    throw std::runtime_error(file.string() +
+                             ": panels and gizmos of a module for Windows cannot be shown on this system; give the OviCam.so "
+                             "of the same build");
+  }
+  return file;
+}
+
+OpenCamera::OpenCamera(const CameraOptions& options, Warnings& warnings)
     : host(options.read_scene()),
       module(local_module_file(options)),
       camera(host, module, server_name(options, options.find_camera(host.scene())), options.find_camera(host.scene())) {
   camera.load_saved();
-  for (const auto& [name, text] : options.parsed_settings()) standin::apply_setting(host, camera, name, text);
+  for (const auto& [name, text] : options.parsed_settings()) {
+    standin::AppliedSetting applied = standin::apply_setting(host, camera, name, text);
+    warnings.lines() << "set " << applied.shown << '\n';
+    if (!applied.warning.empty()) warnings.add(applied.warning);
+  }
 }
 
 }  // namespace tool

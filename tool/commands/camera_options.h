@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "standin/host/module.h"
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"
+#include "tool/commands/warnings.h"
 
 namespace tool {
 
@@ -24,6 +24,7 @@ struct CameraOptions {
   std::string camera;
   std::string server;
   std::vector<std::string> settings;
+  bool strict = false;
 
   void add_to(CLI::App& command);
   /// Only the option --module.
@@ -42,17 +43,21 @@ struct CameraOptions {
   const standin::Item& find_camera(const standin::Scene& from) const;
 };
 
-/// Writes what the scene's file has that is not followed, one line each.
-void tell_warnings(const standin::Scene& scene, std::ostream& out);
+/// Adds what is missing for a command that needs none of the objects itself: its files are looked for only if it is strict.
+void add_missing_objects(const CameraOptions& options, const standin::Scene& scene, Warnings& warnings);
 
-/// Writes the session's warnings so far, one line each.
-void tell_warnings(standin::Session& session, std::ostream& out);
+/// Adds a warning when the module gives the same rays for the eye as for the centre.
+void add_eye_without_effect(standin::Session& session, const standin::FrameSetup& setup, standin::Eye eye, Warnings& warnings);
+
+/// The module's file. Throws std::runtime_error for a module of another system, whose panels cannot be used in this process.
+std::filesystem::path local_module_file(const CameraOptions& options);
 
 /// A camera of the module in this process, loaded from the scene, with the settings of the command line, and its host.
 class OpenCamera {
  public:
-  /// Throws std::runtime_error for a module of another system and for the host's own camera.
-  explicit OpenCamera(const CameraOptions& options);
+  /// Throws std::runtime_error for a module of another system and for the host's own camera. What was set is added to the
+  /// warnings' lines.
+  OpenCamera(const CameraOptions& options, Warnings& warnings);
 
   standin::Host host;
   standin::Module module;

@@ -1,6 +1,8 @@
 #include "tool/commands/frame_range.h"
 
+#include <algorithm>
 #include <charconv>
+#include <numeric>
 #include <regex>
 
 #include "tool/commands/usage_error.h"
@@ -18,20 +20,58 @@ int number(const std::string& text, int otherwise) {
   return value;
 }
 
-}  // namespace
-
-FrameRange parse_frames(const std::string& text) {
-  static const std::regex form(R"((-?\d+)(?:-(-?\d+)(?::(\d+))?)?)");
+FrameRange parse_range(const std::string& text, const std::string& all) {
+  static const std::regex form(R"((-?\d+)(?:-(-?\d+)(?:[:x](\d+))?)?)");
   std::smatch part;
-  if (!std::regex_match(text, part, form))
-    throw UsageError("--frames " + text + ": give a frame, such as 12, or a range, such as 1-60 or 1-60:5");
+  if (!std::regex_match(text, part, form)) {
+    throw UsageError(
+        "--frames " + all +
+        ": give a frame, such as 12, a range, such as 1-60, 1-60:5 or 1-60x5, or several with commas between them");
+  }
   FrameRange range;
   range.first = number(part[1].str(), 0);
   range.last = number(part[2].str(), range.first);
   range.step = number(part[3].str(), 1);
-  if (range.step < 1) throw UsageError("--frames " + text + ": the step must be 1 or more");
-  if (range.last < range.first) throw UsageError("--frames " + text + ": the range ends before it starts");
+  if (range.step < 1) throw UsageError("--frames " + all + ": the step must be 1 or more");
+  if (range.last < range.first) throw UsageError("--frames " + all + ": the range " + text + " ends before it starts");
   return range;
+}
+
+}  // namespace
+
+FrameList parse_frames(const std::string& text) {
+  std::vector<FrameRange> ranges;
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t comma = std::min(text.find(',', start), text.size());
+    ranges.push_back(parse_range(text.substr(start, comma - start), text));
+    start = comma + 1;
+  }
+  return FrameList(std::move(ranges));
+}
+
+long long FrameList::count() const {
+  return std::accumulate(ranges_.begin(), ranges_.end(), 0LL,
+                         [](long long sum, const FrameRange& range) { return sum + range.count(); });
+}
+
+/// Of the first range that has the frame: that is where it comes.
+std::size_t FrameList::range_of(long long frame) const {
+  const auto found =
+      std::find_if(ranges_.begin(), ranges_.end(), [&](const FrameRange& range) { return range.contains(frame); });
+  return static_cast<std::size_t>(found - ranges_.begin());
+}
+
+std::optional<int> FrameList::next(int frame) const {
+  std::size_t range = range_of(frame);
+  long long candidate = static_cast<long long>(frame) + ranges_[range].step;
+  while (true) {
+    if (candidate > ranges_[range].last) {
+      if (++range == ranges_.size()) return std::nullopt;
+      candidate = ranges_[range].first;
+    }
+    if (range_of(candidate) == range) return static_cast<int>(candidate);
+    candidate += ranges_[range].step;
+  }
 }
 
 FrameName::FrameName(const std::filesystem::path& pattern, bool many_frames) : folder_(pattern.parent_path()) {

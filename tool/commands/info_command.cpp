@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "standin/remote/ray_service.h"
+#include "standin/session/control_text.h"
 #include "standin/session/introspection.h"
-#include "tool/output/control_text.h"
 #include "tool/output/json_output.h"
 #include "tool/output/panel_page.h"
 #include "tool/output/text_table.h"
@@ -84,7 +84,7 @@ json displayed_limit(const standin::ControlDescription& row, const std::optional
 }
 
 json described(const standin::ControlDescription& row) {
-  const DisplayedValue displayed = displayed_value(row);
+  const standin::DisplayedValue displayed = displayed_value(row);
   return {{"id", row.id},
           {"label", row.label},
           {"control_class", row.control_class},
@@ -109,7 +109,7 @@ json described(const standin::ControlDescription& row) {
 std::string displayed_default(const standin::CameraDescription& camera, const standin::ParameterDescription& parameter) {
   for (const auto& row : camera.panel_rows)
     if (row.channel_name == parameter.channel_name) return displayed_number(row, parameter.default_value).text();
-  return plain_number(parameter.default_value);
+  return standin::plain_number(parameter.default_value);
 }
 
 json described(const standin::CameraDescription& camera) {

@@ -1,10 +1,8 @@
 #include "tool/commands/link_command.h"
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -22,15 +20,13 @@
 #include "standin/host/module.h"
 #include "standin/remote/ray_service.h"
 #include "tool/commands/camera_options.h"
+#include "tool/output/interruption.h"
 #include "tool/output/text_table.h"
 
 namespace tool {
 namespace {
 
 constexpr std::chrono::milliseconds poll_interval{200};
-
-std::atomic<bool> interrupted = false;
-static_assert(std::atomic<bool>::is_always_lock_free);
 
 std::string number(double value) {
   std::ostringstream text;
@@ -128,13 +124,13 @@ void print(const Reading& reading) {
 
 /// Shows the link file now and whenever it changes, until the person interrupts it.
 void watch(const LinkReader& reader) {
-  struct sigaction action {};
-  action.sa_handler = [](int) { interrupted = true; };
-  for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
+  expect_interruption();
   std::optional<Reading> shown;
-  while (!interrupted) {
+  while (!interrupted()) {
     Reading now = reader.read();
     if (now != shown) print(now);
+    // What is wrong with it is told once, by whoever reserved it.
+    if (!std::cout) return;
     shown = std::move(now);
     std::this_thread::sleep_for(poll_interval);
   }

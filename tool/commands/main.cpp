@@ -1,15 +1,25 @@
 #include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <cxxabi.h>
 #include <exception>
 #include <iostream>
+#include <new>
+#include <string>
+#include <typeinfo>
 
+#include "standin/remote/ray_service.h"
 #include "tool/commands/bake_coverage_command.h"
+#include "tool/commands/completion_command.h"
 #include "tool/commands/info_command.h"
 #include "tool/commands/link_command.h"
+#include "tool/commands/misspelling.h"
 #include "tool/commands/panel_command.h"
 #include "tool/commands/rays_command.h"
 #include "tool/commands/render_command.h"
+#include "tool/commands/scene_command.h"
 #include "tool/commands/skybox_command.h"
 #include "tool/commands/usage_error.h"
+#include "tool/output/interruption.h"
 #include "tool/output/own_output.h"
 
 namespace {
@@ -17,9 +27,38 @@ namespace {
 constexpr int failure = 1;
 constexpr int wrong_usage = 2;
 
+constexpr const char* no_memory =
+    "there is not enough memory; give a smaller --size or --grid or fewer --threads, or end other programs";
+
+/// Libraries run out of memory where they may not throw. Nothing here asks for more.
+[[noreturn]] void end_without_memory() {
+  const std::type_info* thrown = abi::__cxa_current_exception_type();
+  if (thrown != nullptr && *thrown == typeid(std::bad_alloc)) tool::end_at_once(no_memory, failure);
+  // For whoever reads the core file.
+  std::abort();
+}
+
 int tell(const std::exception& error, int exit_code) {
+  tool::stay_silent_if_interrupted();
   std::cerr << "ovicam: " << error.what() << '\n';
   return exit_code;
+}
+
+/// An empty name or number is most often a variable that a script has not set; it must not stand for "as the scene has it".
+void refuse_empty_values(CLI::App& app) {
+  for (CLI::Option* option : app.get_options())
+    if (option->get_items_expected_max() > 0)
+      option->check(CLI::Validator(
+          [](const std::string& value) {
+            return std::string(value.empty() ? "the value is empty; give one or leave it out" : "");
+          },
+          ""));
+  for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) refuse_empty_values(*command);
+}
+
+void tell_version_everywhere(CLI::App& app) {
+  app.set_version_flag("--version", "ovicam " OVICAM_VERSION, "Print the version and exit");
+  for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) tell_version_everywhere(*command);
 }
 
 /// The exit code.
@@ -33,13 +72,20 @@ int run(int argc, char** argv) {
   tool::add_render_command(app);
   tool::add_panel_command(app);
   tool::add_rays_command(app);
+  tool::add_scene_command(app);
   tool::add_skybox_command(app);
   tool::add_bake_coverage_command(app);
   tool::add_link_command(app);
+  tool::add_completion_command(app);
+  tell_version_everywhere(app);
+  refuse_empty_values(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return error.get_exit_code() == 0 ? app.exit(error) : tell(error, wrong_usage);
+    if (error.get_exit_code() == 0) return app.exit(error);
+    // CLI11 complains first of what is missing, which may be there and misspelt.
+    const std::string misspelt = tool::misspelling(app, argc, argv);
+    return misspelt.empty() ? tell(error, wrong_usage) : tell(tool::UsageError(misspelt), wrong_usage);
   }
   if (app.get_subcommands().empty()) throw tool::UsageError("a subcommand is missing; \"ovicam --help\" lists them");
   return 0;
@@ -48,11 +94,18 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const tool::OwnOutput own_output;
   try {
-    return run(argc, argv);
+    tool::OwnOutput own_output;
+    tool::watch_for_interruption();
+    std::set_terminate(end_without_memory);
+    const tool::CleanUp clean_up([] { standin::end_ray_services(); });
+    const int exit_code = run(argc, argv);
+    own_output.flush();
+    return exit_code;
   } catch (const tool::UsageError& error) {
     return tell(error, wrong_usage);
+  } catch (const std::bad_alloc&) {
+    tool::end_at_once(no_memory, failure);
   } catch (const std::exception& error) {
     return tell(error, failure);
   }

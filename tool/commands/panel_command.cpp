@@ -7,6 +7,7 @@
 
 #include "tool/commands/camera_options.h"
 #include "tool/commands/usage_error.h"
+#include "tool/commands/warnings.h"
 #include "tool/output/browser.h"
 #include "tool/output/new_file.h"
 #include "tool/output/panel_page.h"
@@ -22,8 +23,11 @@ struct Arguments {
 void show_panel(const Arguments& arguments) {
   const std::filesystem::path page_file = arguments.page;
   if (page_file.extension() != ".html") throw UsageError("-o " + arguments.page + ": the name must end in .html");
-  OpenCamera open(arguments.camera);
-  tell_warnings(open.host.scene(), std::cerr);
+  Warnings warnings(arguments.camera.strict);
+  OpenCamera open(arguments.camera, warnings);
+  warnings.add(open.host.scene());
+  add_missing_objects(arguments.camera, open.host.scene(), warnings);
+  warnings.tell();
   // As after a render: only then can the panel show values of the cameras that this one looks through.
   open.camera.init_render();
   open.camera.begin_frame(open.host.scene().first_frame);

@@ -17,6 +17,7 @@
 #include "tool/commands/camera_options.h"
 #include "tool/commands/option_text.h"
 #include "tool/commands/usage_error.h"
+#include "tool/commands/warnings.h"
 #include "tool/output/json_output.h"
 #include "tool/output/text_table.h"
 
@@ -124,8 +125,12 @@ void show_rays(const Arguments& arguments) {
   const standin::Item& item = arguments.camera.find_camera(scene);
   const auto session = standin::open_session_for(arguments.camera.session_options());
   const standin::FrameSetup setup = session->begin_frame(arguments.frame.value_or(scene.first_frame));
-  tell_warnings(scene, std::cerr);
-  tell_warnings(*session, std::cerr);
+  Warnings warnings(arguments.camera.strict);
+  warnings.add(scene);
+  add_missing_objects(arguments.camera, scene, warnings);
+  warnings.add(*session);
+  add_eye_without_effect(*session, setup, eye, warnings);
+  warnings.tell();
   const auto rays = asked_rays(*session, setup, grid, eye);
   if (!arguments.json) {
     write_table(rays);

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
@@ -17,6 +20,7 @@
 #include <string_view>
 #include <tbb/global_control.h>
 #include <tbb/task_arena.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -27,6 +31,9 @@
 #include "tool/commands/frame_range.h"
 #include "tool/commands/option_text.h"
 #include "tool/commands/usage_error.h"
+#include "tool/commands/warnings.h"
+#include "tool/output/json_output.h"
+#include "tool/output/new_file.h"
 #include "tool/output/picture.h"
 #include "tool/output/progress.h"
 #include "tool/render/frame_renderer.h"
@@ -51,17 +58,48 @@ struct Arguments {
   bool motion_blur = false;
   bool depth_of_field = false;
   bool gizmo = false;
+  bool skip_existing = false;
+  bool dry_run = false;
+  bool json = false;
   std::string view_from;
   std::string look_at;
   std::string output;
 };
 
-std::string frame_line(const FrameJob& job, const RayCounts& rays, double seconds, const std::filesystem::path& file) {
+std::string frame_start(int frame, const std::string& camera) {
+  return "frame " + std::to_string(frame) + ": camera \"" + camera + "\", ";
+}
+
+std::string frame_line(const FrameJob& job, const RayCounts& rays, double seconds, const std::string& camera,
+                       const std::filesystem::path& file) {
   std::ostringstream line;
-  line << "frame " << job.setup.frame << ": " << job.width << 'x' << job.height << ", " << job.samples_per_pixel
+  line << frame_start(job.setup.frame, camera) << job.width << 'x' << job.height << ", " << job.samples_per_pixel
        << (job.samples_per_pixel == 1 ? " sample, " : " samples, ") << short_count(static_cast<double>(rays.asked)) << " rays, "
        << std::fixed << std::setprecision(1) << seconds << " s -> " << file.string();
   return line.str();
+}
+
+/// What came of a frame, as a line of JSON.
+struct FrameReport {
+  int frame = 0;
+  std::filesystem::path file;
+  double seconds = 0.0;
+  std::uint64_t rays = 0;
+  std::vector<std::string> warnings;
+  bool skipped = false;
+};
+
+/// At once, so that a program can follow.
+void write_frame(const FrameReport& report) {
+  const nlohmann::json line = {{"frame", report.frame}, {"file", report.file.string()}, {"seconds", report.seconds},
+                               {"rays", report.rays},   {"warnings", report.warnings},  {"skipped", report.skipped}};
+  std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+}
+
+/// Throws std::runtime_error when a file of that name could not be written.
+void check_new_file(const std::filesystem::path& file) {
+  const NewFile possible(file);
+  if (access(possible.unfinished().parent_path().c_str(), W_OK) != 0) possible.fail(std::strerror(errno));
 }
 
 /// The speed of camera, tracing, shading and files together.
@@ -73,7 +111,6 @@ std::string speed_line(const RayCounts& rays, double seconds) {
 /// The first lines, once nothing in the command line is refused any more.
 void tell_camera(const Arguments& arguments, const standin::Scene& scene) {
   std::cerr << "camera \"" << arguments.camera.find_camera(scene).name << "\"\n";
-  tell_warnings(scene, std::cerr);
 }
 
 void render(const Arguments& arguments) {
@@ -82,8 +119,8 @@ void render(const Arguments& arguments) {
   options.depth_of_field = arguments.depth_of_field;
   if (!PictureFile::is_picture_name(arguments.output))
     throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
-  FrameRange frames;
-  if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
+  std::optional<FrameList> wanted_frames;
+  if (!arguments.frames.empty()) wanted_frames = parse_frames(arguments.frames);
   const standin::Eye eye = parse_eye(arguments.eye);
 
   const standin::Scene scene = arguments.camera.read_scene();
@@ -91,35 +128,66 @@ void render(const Arguments& arguments) {
   const PictureSize size = picture_size(arguments.size, camera, arguments.camera.scene);
   options.width_pixels = size.width;
   options.height_pixels = size.height;
-  if (arguments.frames.empty()) frames = {scene.first_frame, scene.first_frame, 1};
+  const FrameList frames = wanted_frames.value_or(FrameList(scene.first_frame));
   const FrameName name(arguments.output, !frames.single());
 
   const auto session = standin::open_session_for(options);
   tell_camera(arguments, scene);
-  RenderScene render_scene(scene, std::cerr);
-  tell_warnings(*session, std::cerr);
+  Warnings warnings(arguments.camera.strict);
+  warnings.add(scene);
+  RenderScene render_scene(scene, warnings.lines());
+  warnings.add(*session);
+  const standin::FrameSetup first = session->begin_frame(frames.first());
+  add_eye_without_effect(*session, first, eye, warnings);
+  std::vector<std::string> told = warnings.tell();
+  const std::string camera_name = arguments.camera.find_camera(scene).name;
+  if (!render_scene.has_objects()) {
+    throw std::runtime_error(
+        arguments.camera.scene +
+        ": there is nothing to render: the scene has no object with polygons, or none was found (--content "
+        "names the folder of all content)");
+  }
   const double pixels = static_cast<double>(size.width) * size.height;
   RayCounts all_rays;
   double all_seconds = 0.0;
   {
     Progress progress(pixels * arguments.samples * static_cast<double>(frames.count()));
-    for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
+    for (std::optional<int> next = frames.first(); next; next = frames.next(*next)) {
+      const int frame = *next;
       const auto start = std::chrono::steady_clock::now();
-      const auto file = name.of(static_cast<int>(frame));
+      const auto file = name.of(frame);
+      if (arguments.skip_existing && std::filesystem::is_regular_file(file)) {
+        progress.note(frame_start(frame, camera_name) + "skipped, there is " + file.string());
+        progress.add(static_cast<std::uint64_t>(pixels) * arguments.samples);
+        if (arguments.json) write_frame({frame, file, 0.0, 0, std::move(told), true});
+        told.clear();
+        continue;
+      }
+      if (arguments.dry_run) {
+        check_new_file(file);
+        progress.note(frame_start(frame, camera_name) + "would be written -> " + file.string());
+        if (arguments.json) write_frame({frame, file, 0.0, 0, std::move(told), false});
+        told.clear();
+        continue;
+      }
       PictureFile picture(file, size.width, size.height);
-      const FrameJob job{*session,   render_scene, session->begin_frame(static_cast<int>(frame)),
-                         size.width, size.height,  arguments.samples,
-                         eye};
+      const FrameJob job{*session, render_scene, session->begin_frame(frame), size.width, size.height, arguments.samples, eye};
+      warnings.add(*session);
+      std::ranges::move(warnings.tell(), std::back_inserter(told));
       render_scene.set_frame(job.setup.start_seconds, job.setup.duration_seconds);
       const RayCounts rays = render_frame(job, picture, progress);
       picture.finish();
       const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
       all_rays += rays;
       all_seconds += seconds;
-      progress.note(frame_line(job, rays, seconds, file));
+      progress.note(frame_line(job, rays, seconds, camera_name, file));
+      if (arguments.json) write_frame({frame, file, seconds, rays.traced, std::move(told), false});
+      told.clear();
+      // What is wrong with it is told once, by whoever reserved it.
+      if (!std::cout) return;
     }
   }
-  tell_warnings(*session, std::cerr);
+  if (arguments.dry_run) return;
   std::cerr << speed_line(all_rays, all_seconds) << '\n';
   if (all_rays.broken > 0)
     std::cerr << "warning: " << all_rays.broken << " rays had no finite position and direction and are left out\n";
@@ -160,25 +228,29 @@ void draw_gizmo(const Arguments& arguments) {
   std::optional<standin::Vec3> look_at;
   if (!arguments.view_from.empty()) view_from = parse_point("--view-from", arguments.view_from);
   if (!arguments.look_at.empty()) look_at = parse_point("--look-at", arguments.look_at);
-  FrameRange frames;
-  if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
+  std::optional<FrameList> wanted_frames;
+  if (!arguments.frames.empty()) wanted_frames = parse_frames(arguments.frames);
 
-  OpenCamera open(arguments.camera);
+  Warnings warnings(arguments.camera.strict);
+  OpenCamera open(arguments.camera, warnings);
   const standin::Scene& scene = open.host.scene();
-  if (arguments.frames.empty()) frames = {scene.first_frame, scene.first_frame, 1};
+  const FrameList frames = wanted_frames.value_or(FrameList(scene.first_frame));
   const standin::Item& item = arguments.camera.find_camera(scene);
   tell_camera(arguments, scene);
-  const auto layers = placed_layers(scene, std::cerr);
+  warnings.add(scene);
+  const auto layers = placed_layers(scene, warnings.lines());
+  warnings.tell();
   const FrameName name(arguments.output, !frames.single());
-  for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
-    open.camera.begin_frame(static_cast<int>(frame));
-    const double seconds = scene.time_of(static_cast<double>(frame));
+  for (std::optional<int> next = frames.first(); next; next = frames.next(*next)) {
+    const int frame = *next;
+    open.camera.begin_frame(frame);
+    const double seconds = scene.time_of(frame);
     // Unless the command line says where to look from, that follows from what the gizmo draws.
     ViewLine line = view_of_gizmo(scene.world_pose(item, seconds), drawn_gizmo(open.camera, {}));
     line = {view_from.value_or(line.from), look_at.value_or(line.at)};
     const auto elements = drawn_gizmo(open.camera, line);
     if (elements.empty()) std::cerr << "note: the gizmo of \"" << item.name << "\" draws nothing\n";
-    const auto file = name.of(static_cast<int>(frame));
+    const auto file = name.of(frame);
     write_gizmo_picture({scene, layers, item, elements, line, seconds, size.width, size.height}, file);
     std::cerr << "frame " << frame << ": " << elements.size() << " shapes of the gizmo -> " << file.string() << '\n';
   }
@@ -205,7 +277,8 @@ void add_render_command(CLI::App& app) {
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->output, "Picture; %04d or #### in its name stands for the frame's number")
       ->required();
-  command->add_option("--frames", arguments->frames, "A, A-B or A-B:STEP (default: the scene's first frame)");
+  command->add_option("--frames", arguments->frames,
+                      "A, A-B, A-B:STEP or A-BxSTEP, several with commas between them (default: the scene's first frame)");
   command->add_option("--size", arguments->size, "WIDTHxHEIGHT in pixels (default: as the scene has it)");
   command->add_option("--samples", arguments->samples, "Samples per pixel")
       ->check(CLI::Range(std::uint32_t{1}, most_samples))
@@ -217,6 +290,17 @@ void add_render_command(CLI::App& app) {
   command->add_flag("--depth-of-field", arguments->depth_of_field, "Depth of field even if the scene has it off");
   auto* gizmo =
       command->add_flag("--gizmo", arguments->gizmo, "Draw the camera's gizmo over the scene's edges, as a viewport does");
+  command
+      ->add_flag("--skip-existing", arguments->skip_existing,
+                 "Leave out frames whose picture is there; one is there only whole")
+      ->excludes(gizmo);
+  command->add_flag("--dry-run", arguments->dry_run, "Check everything and tell what would be written, but render nothing")
+      ->excludes(gizmo);
+  command
+      ->add_flag("--json", arguments->json,
+                 "On standard output a line of JSON for every frame: frame, file, seconds, rays, "
+                 "warnings, skipped")
+      ->excludes(gizmo);
   command->add_option("--view-from", arguments->view_from, "X,Y,Z: position of the viewport, metres")->needs(gizmo);
   command->add_option("--look-at", arguments->look_at, "X,Y,Z: what the viewport looks at, metres")->needs(gizmo);
   command->callback([arguments] { arguments->gizmo ? draw_gizmo(*arguments) : render_with_threads(*arguments); });

@@ -15,6 +15,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "tool/output/interruption.h"
 #include "tool/output/new_file.h"
 
 namespace tool {
@@ -37,14 +38,8 @@ std::optional<std::filesystem::path> find_browser() {
 /// A folder for the browser's own files, removed on destruction.
 class ScratchFolder {
  public:
-  ScratchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "ovicam-browser-XXXXXX").string();
-    if (mkdtemp(pattern.data()) != nullptr) folder_ = pattern;
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
-  }
+  ScratchFolder() : folder_(new_folder()) {}
+  ~ScratchFolder() { remove(); }
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
@@ -52,7 +47,18 @@ class ScratchFolder {
   const std::filesystem::path& folder() const { return folder_; }
 
  private:
-  std::filesystem::path folder_;
+  static std::filesystem::path new_folder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "ovicam-browser-XXXXXX").string();
+    return mkdtemp(pattern.data()) != nullptr ? pattern : "";
+  }
+
+  void remove() const {
+    std::error_code ignored;
+    if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
+  }
+
+  const std::filesystem::path folder_;
+  CleanUp clean_up_{[this] { remove(); }};
 };
 
 /// The exit code, or none when the program did not start or was killed for taking too long.
@@ -65,16 +71,25 @@ std::optional<int> run_quietly(const std::vector<std::string>& command) {
   posix_spawn_file_actions_init(&actions);
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t none;
+  sigemptyset(&none);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
   pid_t child = 0;
-  const int failed = posix_spawn(&child, command[0].c_str(), &actions, nullptr, words.data(), environ);
+  const int failed = posix_spawn(&child, command[0].c_str(), &actions, &attributes, words.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   if (failed != 0) return std::nullopt;
+  // It has helpers that would outlive it.
+  const CleanUp clean_up([child] { kill(-child, SIGKILL); });
 
   const auto deadline = std::chrono::steady_clock::now() + patience;
   int status = 0;
   while (waitpid(child, &status, WNOHANG) == 0) {
     if (std::chrono::steady_clock::now() > deadline) {
-      kill(child, SIGKILL);
+      kill(-child, SIGKILL);
       waitpid(child, &status, 0);
       return std::nullopt;
     }

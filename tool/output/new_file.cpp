@@ -1,22 +1,78 @@
 #include "tool/output/new_file.h"
 
+#include <array>
 #include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <cstring>
 #include <fstream>
+#include <set>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace tool {
 
-NewFile::NewFile(std::filesystem::path name) : name_(std::move(name)) {
+namespace {
+
+constexpr std::string_view mark = ".unfinished-";
+/// Of the name itself: a name that is as long as names may be still has an unfinished one.
+constexpr std::size_t most_letters = 64;
+
+/// Folders of a farm are shared by machines that have processes of the same number.
+std::string machine_name() {
+  std::array<char, 256> name{};
+  if (gethostname(name.data(), name.size() - 1) != 0) return "this";
+  return std::string(name.data()).substr(0, most_letters);
+}
+
+std::filesystem::path unfinished_name(const std::filesystem::path& name) {
+  static int count = 0;
+  return "." + name.stem().string().substr(0, most_letters) + std::string(mark) + machine_name() + '-' +
+         std::to_string(getpid()) + '-' + std::to_string(count++) + name.extension().string();
+}
+
+/// Whether the name is that of an unfinished file of a process of this machine that is no more.
+bool is_left_behind(const std::string& name) {
+  const std::size_t found = name.rfind(mark);
+  if (found == std::string::npos || !name.starts_with('.')) return false;
+  const std::string own = machine_name() + '-';
+  const std::string rest = name.substr(found + mark.size());
+  if (!rest.starts_with(own)) return false;
+  pid_t process = 0;
+  const auto [end, error] = std::from_chars(rest.data() + own.size(), rest.data() + rest.size(), process);
+  return error == std::errc() && *end == '-' && process > 0 && kill(process, 0) != 0 && errno == ESRCH;
+}
+
+/// Once for every folder: one with many frames takes long to read.
+void remove_what_was_left_behind(const std::filesystem::path& folder) {
+  static std::set<std::filesystem::path> cleared;
+  if (!cleared.insert(folder).second) return;
+  std::error_code error;
+  std::vector<std::filesystem::path> files;
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
+    if (is_left_behind(entry->path().filename().string())) files.push_back(entry->path());
+  for (const auto& file : files) std::filesystem::remove(file, error);
+}
+
+}  // namespace
+
+NewFile::NewFile(std::filesystem::path name) : name_(std::move(name)), unfinished_(prepared_unfinished()) {}
+
+std::filesystem::path NewFile::prepared_unfinished() const {
   const auto folder = name_.has_parent_path() ? name_.parent_path() : std::filesystem::path(".");
   if (!std::filesystem::is_directory(folder)) fail("the folder does not exist");
   if (std::filesystem::is_directory(name_)) fail("it is a folder");
-  unfinished_ = folder / ("." + name_.stem().string() + ".unfinished-" + std::to_string(getpid()) + name_.extension().string());
+  remove_what_was_left_behind(folder);
+  return folder / unfinished_name(name_);
 }
 
-NewFile::~NewFile() {
+NewFile::~NewFile() { remove_unfinished(); }
+
+void NewFile::remove_unfinished() const {
   std::error_code ignored;
   std::filesystem::remove(unfinished_, ignored);
 }

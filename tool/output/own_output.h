@@ -1,13 +1,13 @@
 #pragma once
 
-#include <ext/stdio_filebuf.h>
 #include <memory>
 #include <streambuf>
 
 namespace tool {
 
 /// Reserves standard output for std::cout: while this lives, what a module prints in this process goes to standard error.
-/// Construct it before anything is written. Threads: one.
+/// Construct it before anything is written or opened: standard streams that are closed are made to lead nowhere, so that no
+/// other file takes their place. Threads: one.
 class OwnOutput {
  public:
   OwnOutput();
@@ -15,9 +15,12 @@ class OwnOutput {
   OwnOutput(const OwnOutput&) = delete;
   OwnOutput& operator=(const OwnOutput&) = delete;
 
+  /// Writes what std::cout still holds. Throws std::runtime_error when any of the output so far did not arrive.
+  void flush();
+
  private:
-  /// Null when there is no standard output to reserve.
-  std::unique_ptr<__gnu_cxx::stdio_filebuf<char>> kept_;
+  class Buffer;
+  std::unique_ptr<Buffer> buffer_;
   std::streambuf* shared_ = nullptr;
 };
 

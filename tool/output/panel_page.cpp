@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "tool/output/control_text.h"
+#include "standin/session/control_text.h"
 
 namespace tool {
 namespace {
@@ -107,16 +107,16 @@ std::string slider(const ControlDescription& row, const std::string& value) {
 
 /// The value, to the right of the label.
 std::string value_of(const ControlDescription& row) {
-  const DisplayedValue shown = displayed_value(row);
-  const Quantity quantity = quantity_of(row);
-  if (quantity == Quantity::text) return escaped(shown.value);
+  const standin::DisplayedValue shown = displayed_value(row);
+  const standin::Quantity quantity = quantity_of(row);
+  if (quantity == standin::Quantity::text) return escaped(shown.value);
   if (shown.value.empty()) return "";
   switch (quantity) {
-    case Quantity::yes_or_no:
+    case standin::Quantity::yes_or_no:
       return "<input" + accessible_name(row) + " type=\"checkbox\"" + (shown.value == "yes" ? " checked>" : ">");
-    case Quantity::choice:
+    case standin::Quantity::choice:
       return popup(row);
-    case Quantity::whole_number:
+    case standin::Quantity::whole_number:
       return row.control_class.find("Slider") == std::string::npos ? field(shown.value) : slider(row, shown.value);
     default:
       break;

@@ -60,8 +60,11 @@ void Progress::draw() const {
   std::cerr << line.str() << std::flush;
 }
 
-void Progress::note(const std::string& line) const {
-  if (!terminal_) std::cerr << line << '\n';
+void Progress::note(const std::string& line) {
+  const std::scoped_lock lock(mutex_);
+  // The bar is drawn over, to its end.
+  std::cerr << (terminal_ ? "\r\x1b[K" : "") << line << '\n';
+  if (terminal_) draw();
 }
 
 }  // namespace tool

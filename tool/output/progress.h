@@ -10,8 +10,7 @@ namespace tool {
 /// "950", "3.1 k", "3.1 M" or "3.1 G".
 std::string short_count(double count);
 
-/// Shows the progress of a long task on standard error: on a terminal, one line that redraws itself; otherwise only the lines
-/// of note().
+/// Shows the progress of a long task on standard error: the lines of note() and, on a terminal, one that redraws itself.
 class Progress {
  public:
   explicit Progress(double total_rays);
@@ -23,8 +22,8 @@ class Progress {
   /// Adds to the rays that are done. Threads: any number at once.
   void add(std::uint64_t rays);
 
-  /// A line for a log; left out on a terminal, where the bar says the same. Threads: one.
-  void note(const std::string& line) const;
+  /// A line for a log, above the bar on a terminal. Threads: one.
+  void note(const std::string& line);
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -47,6 +47,9 @@ class RenderScene {
   /// `warnings`, and what is drawn otherwise than it is gets one, too; a file that cannot be read throws standin::FileError.
   RenderScene(const standin::Scene& scene, std::ostream& warnings);
 
+  /// Whether there is anything to be seen, at some time.
+  bool has_objects() const { return !instances_.empty(); }
+
   /// Places the objects for `duration_seconds` from `start_seconds`. Threads: one, with no tracing meanwhile.
   void set_frame(double start_seconds, double duration_seconds);
 

@@ -1,4 +1,4 @@
-#include "tool/output/control_text.h"
+#include "standin/session/control_text.h"
 
 #include <charconv>
 #include <cmath>
@@ -10,10 +10,8 @@
 #include <sstream>
 #include <string_view>
 
-namespace tool {
+namespace standin {
 namespace {
-
-using standin::ControlDescription;
 
 std::string fixed(double number, int decimals) {
   std::ostringstream text;
@@ -110,4 +108,4 @@ DisplayedValue displayed_value(const ControlDescription& control) {
   return number ? displayed_number(control, *number) : DisplayedValue{};
 }
 
-}  // namespace tool
+}  // namespace standin

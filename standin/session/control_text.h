@@ -4,13 +4,13 @@
 
 #include "standin/session/introspection.h"
 
-namespace tool {
+namespace standin {
 
 /// What a control's value is, which decides how the panel shows it.
 enum class Quantity { none, text, yes_or_no, choice, angle, percent, length, number, whole_number };
 
 /// A control without a value, such as a drawing, is Quantity::none. Threads: any.
-Quantity quantity_of(const standin::ControlDescription& control);
+Quantity quantity_of(const ControlDescription& control);
 
 /// "angle", "whole number" and so on; "none".
 const char* name_of(Quantity quantity);
@@ -28,12 +28,12 @@ struct DisplayedValue {
 };
 
 /// The control's own value. Threads: any.
-DisplayedValue displayed_value(const standin::ControlDescription& control);
+DisplayedValue displayed_value(const ControlDescription& control);
 
 /// Another number that the control could have, such as its minimum. Threads: any.
-DisplayedValue displayed_number(const standin::ControlDescription& control, double number);
+DisplayedValue displayed_number(const ControlDescription& control, double number);
 
 /// A number with up to six digits, as a field without a unit shows it. Threads: any.
 std::string plain_number(double number);
 
-}  // namespace tool
+}  // namespace standin
