@@ -19,57 +19,23 @@
 #include "standin/scene/scene.h"
 #include "standin/session/introspection.h"
 #include "tests/support/paths.h"
+#include "tests/support/tool_fixture.h"
 #include "tests/support/write_object.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using test_support::child_folder;
+using test_support::contents;
+using test_support::names_in;
+using test_support::NativeTool;
 using test_support::ObjectToWrite;
-
-struct Outcome {
-  int exit_code = -1;
-  std::string output;
-};
-
-std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
-
-/// Runs a command of the shell; standard output and standard error come together.
-Outcome run(const std::string& command) {
-  Outcome outcome;
-  // NOLINTNEXTLINE(cert-env33-c): commands as a person types them, of the test's own making
-  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-  if (pipe == nullptr) return outcome;
-  std::array<char, 4096> part{};
-  while (const std::size_t count = fread(part.data(), 1, part.size(), pipe)) outcome.output.append(part.data(), count);
-  const int status = pclose(pipe);
-  outcome.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return outcome;
-}
-
-/// Where child processes keep what they keep for a person or for a while.
-const fs::path& child_folder() {
-  static const fs::path folder = test_support::scratch_folder();
-  return folder;
-}
-
-std::string tool_command(const std::string& arguments) {
-  return "env HOME=" + quoted(child_folder()) + " TMPDIR=" + quoted(child_folder()) + " " +
-         quoted(test_support::module_file().parent_path() / "ovicam") + " " + arguments;
-}
-
-Outcome run_tool(const std::string& arguments) { return run(tool_command(arguments)); }
-
-std::string contents(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-std::vector<std::string> names_in(const fs::path& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
+using test_support::Outcome;
+using test_support::quoted;
+using test_support::run;
+using test_support::run_tool;
+using test_support::shipped_module;
+using test_support::tool_command;
 
 using Color = std::array<int, 3>;
 
@@ -118,49 +84,6 @@ std::string html_text(std::string text) {
 bool is_red(Color color) { return color[0] > 60 && color[1] * 3 < color[0] && color[2] * 3 < color[0]; }
 /// Above the horizon.
 bool is_sky(Color color) { return color[2] > color[0] && color[2] > 150 && color[1] > 100; }
-
-/// A camera at the origin that looks along +Z, 64x48 pixels; at a distance of 4 m it sees 2 m up and down. In front of it the
-/// given objects, 5 m away; the first one moves 1 m to the right every second.
-class NativeTool : public testing::Test {
- protected:
-  void SetUp() override { write_scene({"cube.lwo"}); }
-
-  void write_scene(const std::vector<std::string>& object_files) {
-    test_support::write_object(test_support::cube(2.0, {0.9, 0.05, 0.05}), folder_ / "cube.lwo");
-    standin::Scene scene;
-    scene.folder = folder_;
-    for (const std::string& file : object_files) {
-      standin::Item object;
-      object.kind = standin::ItemKind::object;
-      object.id = static_cast<std::uint32_t>(0x10000000U + scene.items.size());
-      object.name = file;
-      object.object_file = file;
-      object.motion[2] = standin::Envelope::constant(5.0);
-      if (scene.items.empty())
-        object.motion[0].keys = {{0.0, 0.0, standin::Span::linear, {}}, {2.0, 2.0, standin::Span::linear, {}}};
-      scene.items.push_back(object);
-    }
-    standin::Item camera;
-    camera.kind = standin::ItemKind::camera;
-    camera.id = 0x30000000U;
-    camera.name = "Front";
-    camera.camera.emplace();
-    camera.camera->zoom_factor = standin::Envelope::constant(2.0);
-    camera.camera->width_pixels = 64;
-    camera.camera->height_pixels = 48;
-    scene.items.push_back(camera);
-    standin::write_scene_file(scene, scene_);
-  }
-
-  fs::path out(const std::string& name) const { return folder_ / name; }
-
-  Outcome render(const std::string& output, const std::string& more = "") const {
-    return run_tool("render " + quoted(scene_) + " --samples 4 --frames 0 -o " + quoted(out(output)) + " " + more);
-  }
-
-  const fs::path folder_ = test_support::scratch_folder();
-  const fs::path scene_ = folder_ / "scene.lws";
-};
 
 TEST_F(NativeTool, WrongUsageExitsWithTwoAndSaysWhatIsWrong) {
   const std::string output = " -o " + quoted(out("out.png"));
@@ -360,12 +283,6 @@ TEST_F(NativeTool, ConcavePolygonKeepsItsNotch) {
   EXPECT_FALSE(is_red(colors.at(32, 28)));
   EXPECT_TRUE(is_red(colors.at(25, 26)));
   EXPECT_TRUE(is_red(colors.at(38, 26)));
-}
-
-/// The shipped module of the same clone; empty before it is built.
-fs::path shipped_module() {
-  const fs::path file = test_support::module_file().parent_path().parent_path() / "windows" / "OviCam.p";
-  return fs::exists(file) && fs::exists(file.parent_path() / "ovicam-ray-service.exe") ? file : fs::path();
 }
 
 TEST_F(NativeTool, TheShippedModuleSeesWhatThisMachinesModuleSees) {

@@ -1,7 +1,5 @@
 #include "tool/commands/skybox_command.h"
 
-#include <OpenImageIO/imagebuf.h>
-#include <OpenImageIO/imagebufalgo.h>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -13,11 +11,12 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "standin/scene/scene.h"
 #include "tool/commands/usage_error.h"
 #include "tool/output/new_file.h"
-#include "tool/output/picture.h"
+#include "tool/pictures/stored_picture.h"
 
 namespace tool {
 namespace {
@@ -81,53 +80,35 @@ Grid grid_of(int width, int height, double film_height) {
   return grid;
 }
 
-OIIO::ROI region(const Grid& grid, const Face& face, int channels) {
-  return {grid.columns[face.column],
-          grid.columns[face.column + 1],
-          grid.rows[face.row],
-          grid.rows[face.row + 1],
-          0,
-          1,
-          0,
-          channels};
+PixelBox cell_of(const Grid& grid, const Face& face) {
+  const int left = grid.columns[face.column];
+  const int top = grid.rows[face.row];
+  return {left, top, grid.columns[face.column + 1] - left, grid.rows[face.row + 1] - top};
 }
 
-bool has_room(const OIIO::ROI& cell) { return cell.width() > 0 && cell.height() > 0; }
+bool has_room(const PixelBox& cell) { return cell.width > 0 && cell.height > 0; }
 
 std::runtime_error unusable(const std::string& file, const std::string& reason) {
   return std::runtime_error(file + ": " + reason);
 }
 
-OIIO::ImageBuf read_picture(const std::string& file) {
-  if (!std::filesystem::is_regular_file(file)) throw unusable(file, "there is no such picture");
-  OIIO::ImageSpec as_stored;
-  as_stored.attribute("oiio:UnassociatedAlpha", 1);
-  OIIO::ImageBuf picture(file, 0, 0, nullptr, &as_stored);
-  if (!picture.init_spec(file, 0, 0)) throw unusable(file, "it is not a picture that can be read; give a PNG or EXR file");
-  const OIIO::ImageSpec& layout = picture.spec();
-  if (layout.width > largest_picture_side || layout.height > largest_picture_side || layout.depth > 1)
-    throw unusable(file, "it is larger than " + std::to_string(largest_picture_side) + " pixels");
-  if (!picture.read(0, 0, true)) throw unusable(file, "it cannot be read to its end: " + picture.geterror());
-  return picture;
-}
-
 /// Whether every pixel of a cell is transparent. Its edges do not count: samples of the next cell may have reached them.
-bool is_empty(const OIIO::ImageBuf& picture, const OIIO::ROI& cell) {
-  const int alpha = picture.spec().alpha_channel;
-  for (int row = cell.ybegin + 1; row < cell.yend - 1; ++row) {
-    for (int column = cell.xbegin + 1; column < cell.xend - 1; ++column)
-      if (picture.getchannel(column, row, 0, alpha) > 0.0F) return false;
-  }
+bool is_empty(const StoredPicture& picture, const PixelBox& cell) {
+  const PixelBox inner{cell.left + 1, cell.top + 1, cell.width - 2, cell.height - 2};
+  if (!has_room(inner)) return true;
+  const std::vector<float> samples = picture.samples(inner);
+  for (std::size_t i = static_cast<std::size_t>(picture.alpha_channel()); i < samples.size(); i += picture.channels().size())
+    if (samples[i] > 0.0F) return false;
   return true;
 }
 
-Layout detect_layout(const OIIO::ImageBuf& picture, const Grid& grid, const std::string& file) {
+Layout detect_layout(const StoredPicture& picture, const Grid& grid, const std::string& file) {
   const std::string remedy = "; give --layout cross or --layout alternate";
-  if (picture.spec().alpha_channel < 0) throw unusable(file, "it has no alpha channel, which shows the empty cells" + remedy);
+  if (picture.alpha_channel() < 0) throw unusable(file, "it has no alpha channel, which shows the empty cells" + remedy);
   std::array<std::array<bool, column_count>, row_count> empty{};
   for (std::size_t row = 0; row < row_count; ++row)
     for (std::size_t column = 0; column < column_count; ++column)
-      empty[row][column] = is_empty(picture, region(grid, {"", column, row}, picture.nchannels()));
+      empty[row][column] = is_empty(picture, cell_of(grid, {"", column, row}));
   for (const Layout layout : {Layout::cross, Layout::alternate}) {
     std::array<std::array<bool, column_count>, row_count> expected{};
     for (auto& row : expected) row.fill(true);
@@ -153,14 +134,15 @@ struct Arguments {
 
 void split(const Arguments& arguments) {
   const auto wanted_layout = parse_layout(arguments.layout);
-  const OIIO::ImageBuf picture = read_picture(arguments.picture);
-  const int width = picture.spec().width;
-  const int height = picture.spec().height;
+  const auto read = read_picture(arguments.picture);
+  const StoredPicture& picture = *read;
+  const int width = picture.width();
+  const int height = picture.height();
   const std::string size = std::to_string(width) + 'x' + std::to_string(height);
   const Grid grid = grid_of(width, height, arguments.film_height);
   for (const Layout layout : {Layout::cross, Layout::alternate}) {
     for (const Face& face : faces_of(layout))
-      if (!has_room(region(grid, face, 1)))
+      if (!has_room(cell_of(grid, face)))
         throw unusable(arguments.picture, "a picture of " + size + " pixels is too small for the six faces");
   }
   const Layout layout = wanted_layout ? *wanted_layout : detect_layout(picture, grid, arguments.picture);
@@ -174,14 +156,14 @@ void split(const Arguments& arguments) {
   // All six are written before the first is renamed, so that there are never some without the others.
   for (std::size_t i = 0; i < faces.size(); ++i) {
     files[i] = std::make_unique<NewFile>(std::filesystem::path(arguments.folder) / (std::string(faces[i].name) + extension));
-    OIIO::ImageBuf face = OIIO::ImageBufAlgo::cut(picture, region(grid, faces[i], picture.nchannels()));
-    if (face.has_error() || !face.write(files[i]->unfinished().string())) files[i]->fail(face.geterror());
+    files[i]->write(picture.file_of_part(cell_of(grid, faces[i])));
+    files[i]->complete();
   }
   for (std::size_t i = 0; i < faces.size(); ++i) {
     files[i]->finish();
-    const OIIO::ROI cell = region(grid, faces[i], 1);
-    std::cout << faces[i].name << ": " << cell.width() << 'x' << cell.height() << " pixels from column " << cell.xbegin
-              << ", row " << cell.ybegin << " -> " << files[i]->name().string() << '\n';
+    const PixelBox cell = cell_of(grid, faces[i]);
+    std::cout << faces[i].name << ": " << cell.width << 'x' << cell.height << " pixels from column " << cell.left << ", row "
+              << cell.top << " -> " << files[i]->name().string() << '\n';
   }
 }
 

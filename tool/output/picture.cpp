@@ -3,14 +3,17 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace tool {
 namespace {
+
+// Rows of pixels are handed on as rows of their four numbers.
+static_assert(sizeof(Pixel) == 4 * sizeof(float));
 
 std::string lower_case_extension(const std::filesystem::path& file) {
   std::string extension = file.extension().string();
@@ -45,32 +48,23 @@ bool PictureFile::is_picture_name(const std::filesystem::path& file) {
   return extension == ".png" || extension == ".exr";
 }
 
-PictureFile::PictureFile(std::filesystem::path file, int width, int height) : file_(std::move(file)), width_(width) {
-  eight_bits_ = lower_case_extension(file_.name()) == ".png";
-  OIIO::ImageSpec layout(width, height, 4, eight_bits_ ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::HALF);
-  layout.alpha_channel = 3;
-  layout.attribute("oiio:ColorSpace", eight_bits_ ? "sRGB" : "Linear");
-  if (eight_bits_) layout.attribute("oiio:UnassociatedAlpha", 1);
-  if (!eight_bits_) layout.attribute("compression", "zip");
-  // By default the library writes the time into the file, and no two renders of a frame would be the same bytes.
-  layout.attribute("DateTime", "");
-  const std::string unfinished = file_.unfinished().string();
-  output_ = OIIO::ImageOutput::create(unfinished);
-  if (!output_) file_.fail(OIIO::geterror());
-  if (!output_->open(unfinished, layout)) file_.fail(output_->geterror());
+PictureFile::PictureFile(std::filesystem::path file, int width, int height) : file_(std::move(file)) {
+  if (lower_case_extension(file_.name()) == ".png")
+    png_.emplace(PngLayout{.width = width, .height = height}, [this](std::span<const std::byte> bytes) { file_.write(bytes); });
+  else
+    exr_.emplace(file_, width, height, PixelBox{0, 0, width, height}, std::vector<ExrChannel>{{"R"}, {"G"}, {"B"}, {"A"}});
 }
 
 void PictureFile::write_rows(std::span<const Pixel> rows) {
-  const int end_row = next_row_ + static_cast<int>(rows.size()) / width_;
-  const bool written = eight_bits_
-                           ? output_->write_scanlines(next_row_, end_row, 0, OIIO::TypeDesc::UINT8, srgb_rows(rows).data())
-                           : output_->write_scanlines(next_row_, end_row, 0, OIIO::TypeDesc::FLOAT, rows.data());
-  if (!written) file_.fail(output_->geterror());
-  next_row_ = end_row;
+  if (png_) {
+    const std::vector<std::uint8_t> bytes = srgb_rows(rows);
+    png_->write_rows(std::as_bytes(std::span(bytes)));
+  } else
+    exr_->write_rows({&rows.data()->red, 4 * rows.size()});
 }
 
 void PictureFile::finish() {
-  if (!output_->close()) file_.fail(output_->geterror());
+  png_ ? png_->finish() : exr_->finish();
   file_.finish();
 }
 

@@ -1,11 +1,15 @@
 #pragma once
 
-#include <OpenImageIO/imageio.h>
+#include <cstdint>
 #include <filesystem>
-#include <memory>
+#include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
+#include "tool/output/exr_file.h"
 #include "tool/output/new_file.h"
+#include "tool/output/png_file.h"
 
 namespace tool {
 
@@ -38,11 +42,9 @@ class PictureFile {
 
  private:
   NewFile file_;
-  /// Closed before the file is renamed.
-  std::unique_ptr<OIIO::ImageOutput> output_;
-  int width_;
-  int next_row_ = 0;
-  bool eight_bits_ = false;
+  /// One of the two.
+  std::optional<PngWriter> png_;
+  std::optional<ExrWriter> exr_;
 };
 
 }  // namespace tool
