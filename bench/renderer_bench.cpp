@@ -132,7 +132,7 @@ void compare(const std::filesystem::path& scene_file, const std::string& camera_
   for (int turn = 0; turn < turns; ++turn) {
     tool::RayCounts counts;
     const double render_seconds = seconds_of([&] {
-      tool::PictureFile picture(picture_file, width, height);
+      tool::PictureFile picture(picture_file, {.width = width, .height = height});
       tool::Progress progress(static_cast<double>(width) * height * samples_per_pixel);
       counts = render_frame(job, picture, progress);
       picture.finish();

@@ -23,7 +23,7 @@
 namespace standin::ray_protocol {
 
 /// To be raised with every change of a message, so that programs of different builds refuse each other with a sentence.
-constexpr std::uint32_t version = 0x4F560007;
+constexpr std::uint32_t version = 0x4F560008;
 /// Rays per request: enough to share the cost of the pipe, and few enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 /// A longer message than this is refused before memory is allocated for it.
@@ -173,7 +173,8 @@ void serialize(Archive& archive, SessionOptions& options) {
 
 template <class Archive>
 void serialize(Archive& archive, FrameSetup& setup) {
-  archive(setup.frame, setup.start_seconds, setup.duration_seconds, setup.film_width, setup.film_height, setup.depth_of_field);
+  archive(setup.frame, setup.start_seconds, setup.duration_seconds, setup.film_width, setup.film_height, setup.depth_of_field,
+          setup.server_name, setup.module_version, setup.parameters, setup.settings);
 }
 
 template <class Archive>

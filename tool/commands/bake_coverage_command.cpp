@@ -17,6 +17,7 @@
 #include "tool/commands/option_text.h"
 #include "tool/commands/usage_error.h"
 #include "tool/output/picture.h"
+#include "tool/render/frame_metadata.h"
 
 namespace tool {
 namespace {
@@ -57,7 +58,10 @@ void write_coverage(const Arguments& arguments) {
   const standin::FrameSetup setup = session->begin_frame(scene.first_frame);
   tell_warnings(scene, std::cerr);
   tell_warnings(*session, std::cerr);
-  PictureFile picture(arguments.picture, width, height);
+  PictureForm form{.width = width, .height = height};
+  form.metadata = frame_metadata(scene, arguments.camera.scene, arguments.camera.find_camera(scene), setup, width, height,
+                                 standin::Eye::centre);
+  PictureFile picture(arguments.picture, form);
 
   std::vector<standin::RayQuery> queries(static_cast<std::size_t>(width));
   std::vector<Pixel> pixels(queries.size());

@@ -29,6 +29,7 @@
 #include "tool/commands/usage_error.h"
 #include "tool/output/picture.h"
 #include "tool/output/progress.h"
+#include "tool/render/frame_metadata.h"
 #include "tool/render/frame_renderer.h"
 #include "tool/render/gizmo_picture.h"
 #include "tool/render/render_scene.h"
@@ -106,10 +107,13 @@ void render(const Arguments& arguments) {
     for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
       const auto start = std::chrono::steady_clock::now();
       const auto file = name.of(static_cast<int>(frame));
-      PictureFile picture(file, size.width, size.height);
       const FrameJob job{*session,   render_scene, session->begin_frame(static_cast<int>(frame)),
                          size.width, size.height,  arguments.samples,
                          eye};
+      PictureForm form{.width = size.width, .height = size.height};
+      form.metadata = frame_metadata(scene, arguments.camera.scene, arguments.camera.find_camera(scene), job.setup, size.width,
+                                     size.height, eye);
+      PictureFile picture(file, form);
       render_scene.set_frame(job.setup.start_seconds, job.setup.duration_seconds);
       const RayCounts rays = render_frame(job, picture, progress);
       picture.finish();
@@ -200,7 +204,10 @@ void add_render_command(CLI::App& app) {
       "Examples:\n"
       "  ovicam render samples/plaza.lws --camera Panorama -o plaza.png\n"
       "  ovicam render samples/plaza.lws --module build/windows/OviCam.p --frames 0-120:10 -o tram.####.png\n"
-      "A frame depends on nothing but the scene and its number: a render farm can split a range anywhere.");
+      "A frame depends on nothing but the scene and its number: a render farm can split a range anywhere.\n"
+      "A picture tells of scene, camera and frame. In an EXR the world is the host's with Z negated, metres; worldToCamera has "
+      "+Z "
+      "ahead; worldToNDC, from 0,0 on the upper left to 1,1, is that of a plain perspective with the same zoom.");
   const auto arguments = std::make_shared<Arguments>();
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->output, "Picture; %04d or #### in its name stands for the frame's number")

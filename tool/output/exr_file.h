@@ -6,16 +6,10 @@
 #include <vector>
 
 #include "tool/output/new_file.h"
+#include "tool/output/picture_metadata.h"
+#include "tool/output/pixel_box.h"
 
 namespace tool {
-
-/// A rectangle of a frame's pixels; column and row count from the top left.
-struct PixelBox {
-  int left = 0;
-  int top = 0;
-  int width = 0;
-  int height = 0;
-};
 
 struct ExrChannel {
   std::string name;
@@ -23,12 +17,25 @@ struct ExrChannel {
   bool half = true;
 };
 
+/// What an EXR says before its first row.
+struct ExrLayout {
+  int frame_width = 0;
+  int frame_height = 0;
+  /// The part of the frame that the file holds.
+  PixelBox part;
+  /// In the order of a pixel's samples.
+  std::vector<ExrChannel> channels;
+  /// Names of its views, the one whose channels have no name in front first; empty where there is only one.
+  std::vector<std::string> views;
+  PictureMetadata metadata;
+};
+
 /// Writes an EXR of scan lines, compressed without loss, from the top down. The same rows give the same bytes. Failures throw
 /// std::runtime_error. Threads: one.
 class ExrWriter {
  public:
-  /// Rows of the box follow; `channels` in the order of a pixel's samples. The file must outlive this.
-  ExrWriter(NewFile& file, int frame_width, int frame_height, const PixelBox& box, std::vector<ExrChannel> channels);
+  /// The file must outlive this.
+  ExrWriter(NewFile& file, const ExrLayout& layout);
   ExrWriter(const ExrWriter&) = delete;
   ExrWriter& operator=(const ExrWriter&) = delete;
   ~ExrWriter();

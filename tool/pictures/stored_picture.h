@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tool/output/exr_file.h"
+#include "tool/output/pixel_box.h"
 
 namespace tool {
 
