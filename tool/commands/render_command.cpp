@@ -46,6 +46,7 @@ struct Arguments {
   CameraOptions camera;
   std::string frames;
   std::string size;
+  std::string region;
   std::uint32_t samples = 16;
   int threads = 0;
   std::string eye = "centre";
@@ -59,7 +60,7 @@ struct Arguments {
 
 std::string frame_line(const FrameJob& job, const RayCounts& rays, double seconds, const std::filesystem::path& file) {
   std::ostringstream line;
-  line << "frame " << job.setup.frame << ": " << job.width << 'x' << job.height << ", " << job.samples_per_pixel
+  line << "frame " << job.setup.frame << ": " << job.part.width << 'x' << job.part.height << ", " << job.samples_per_pixel
        << (job.samples_per_pixel == 1 ? " sample, " : " samples, ") << short_count(static_cast<double>(rays.asked)) << " rays, "
        << std::fixed << std::setprecision(1) << seconds << " s -> " << file.string();
   return line.str();
@@ -90,6 +91,7 @@ void render(const Arguments& arguments) {
   const standin::Scene scene = arguments.camera.read_scene();
   const standin::CameraSettings& camera = *arguments.camera.find_camera(scene).camera;
   const PictureSize size = picture_size(arguments.size, camera, arguments.camera.scene);
+  const PixelBox part = parse_region(arguments.region, size);
   options.width_pixels = size.width;
   options.height_pixels = size.height;
   if (arguments.frames.empty()) frames = {scene.first_frame, scene.first_frame, 1};
@@ -99,7 +101,7 @@ void render(const Arguments& arguments) {
   tell_camera(arguments, scene);
   RenderScene render_scene(scene, std::cerr);
   tell_warnings(*session, std::cerr);
-  const double pixels = static_cast<double>(size.width) * size.height;
+  const double pixels = static_cast<double>(part.width) * part.height;
   RayCounts all_rays;
   double all_seconds = 0.0;
   {
@@ -107,10 +109,15 @@ void render(const Arguments& arguments) {
     for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
       const auto start = std::chrono::steady_clock::now();
       const auto file = name.of(static_cast<int>(frame));
-      const FrameJob job{*session,   render_scene, session->begin_frame(static_cast<int>(frame)),
-                         size.width, size.height,  arguments.samples,
-                         eye};
-      PictureForm form{.width = size.width, .height = size.height};
+      const FrameJob job{.session = *session,
+                         .scene = render_scene,
+                         .setup = session->begin_frame(static_cast<int>(frame)),
+                         .width = size.width,
+                         .height = size.height,
+                         .part = part,
+                         .samples_per_pixel = arguments.samples,
+                         .eye = eye};
+      PictureForm form{.width = size.width, .height = size.height, .part = part};
       form.metadata = frame_metadata(scene, arguments.camera.scene, arguments.camera.find_camera(scene), job.setup, size.width,
                                      size.height, eye);
       PictureFile picture(file, form);
@@ -158,6 +165,7 @@ std::vector<standin::GizmoElement> drawn_gizmo(standin::HostedCamera& camera, co
 void draw_gizmo(const Arguments& arguments) {
   if (!arguments.output.ends_with(".png"))
     throw UsageError("-o " + arguments.output + ": with --gizmo the name must end in .png");
+  if (!arguments.region.empty()) throw UsageError("--region is of rendered pictures; leave it out with --gizmo");
   constexpr PictureSize viewport{800, 600};
   const PictureSize size = arguments.size.empty() ? viewport : parse_size(arguments.size);
   std::optional<standin::Vec3> view_from;
@@ -214,6 +222,8 @@ void add_render_command(CLI::App& app) {
       ->required();
   command->add_option("--frames", arguments->frames, "A, A-B or A-B:STEP (default: the scene's first frame)");
   command->add_option("--size", arguments->size, "WIDTHxHEIGHT in pixels (default: as the scene has it)");
+  command->add_option("--region", arguments->region,
+                      "X,Y,WIDTH,HEIGHT: only this part of the frame, in pixels from its upper left corner");
   command->add_option("--samples", arguments->samples, "Samples per pixel")
       ->check(CLI::Range(std::uint32_t{1}, most_samples))
       ->capture_default_str();

@@ -153,31 +153,42 @@ RayCounts& RayCounts::operator+=(const RayCounts& other) {
 
 RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& progress) {
   tbb::enumerable_thread_specific<Workspace> workspaces;
-  const int band_rows = std::min(job.height, rows_at_once(job.width));
-  std::vector<Pixel> band(static_cast<std::size_t>(job.width) * static_cast<std::size_t>(band_rows));
+  const PixelBox& part = job.part;
+  const int part_right = part.left + part.width;
+  const int part_bottom = part.top + part.height;
+  // Tiles are those of the whole frame, whatever part of it is rendered: which rays are traced together decides their last bit.
+  const int first_tile_column = part.left / tile_size;
+  const int end_tile_column = (part_right + tile_size - 1) / tile_size;
+  const int band_rows = rows_at_once(part.width);
+  std::vector<Pixel> band;
 
-  for (int band_top = 0; band_top < job.height; band_top += band_rows) {
-    const int band_bottom = std::min(job.height, band_top + band_rows);
-    const int tile_rows = (band_bottom - band_top + tile_size - 1) / tile_size;
-    const int tile_columns = (job.width + tile_size - 1) / tile_size;
+  for (int band_top = part.top; band_top < part_bottom;) {
+    const int band_bottom = std::min(part_bottom, band_top / tile_size * tile_size + band_rows);
+    band.resize(static_cast<std::size_t>(part.width) * static_cast<std::size_t>(band_bottom - band_top));
     const auto render_tiles = [&](const tbb::blocked_range2d<int>& range) {
       Workspace& work = workspaces.local();
       const int left = range.cols().begin() * tile_size;
-      const int top = band_top + range.rows().begin() * tile_size;
-      const Tile tile{left, top, std::min(left + tile_size, job.width), std::min(top + tile_size, band_bottom)};
+      const int top = range.rows().begin() * tile_size;
+      const Tile tile{left, top, std::min(left + tile_size, job.width), std::min(top + tile_size, job.height)};
       render_tile(job, tile, work);
-      progress.add(static_cast<std::uint64_t>(tile.pixels()) * job.samples_per_pixel);
       auto sum = work.sums.cbegin();
+      std::uint64_t kept = 0;
       for (int row = tile.top; row < tile.bottom; ++row) {
-        const auto band_row = static_cast<std::size_t>(row - band_top) * static_cast<std::size_t>(job.width);
-        for (int column = tile.left; column < tile.right; ++column)
-          band[band_row + static_cast<std::size_t>(column)] = mean(*sum++, job.samples_per_pixel);
+        for (int column = tile.left; column < tile.right; ++column, ++sum) {
+          if (row < band_top || row >= band_bottom || column < part.left || column >= part_right) continue;
+          const auto band_row = static_cast<std::size_t>(row - band_top) * static_cast<std::size_t>(part.width);
+          band[band_row + static_cast<std::size_t>(column - part.left)] = mean(*sum, job.samples_per_pixel);
+          ++kept;
+        }
       }
+      progress.add(kept * job.samples_per_pixel);
     };
     // One tile at a time, so that batches stay whole and the last tiles are spread over the threads.
-    tbb::parallel_for(tbb::blocked_range2d<int>(0, tile_rows, 1, 0, tile_columns, 1), render_tiles, tbb::simple_partitioner());
-    picture.write_rows(
-        std::span(band).first(static_cast<std::size_t>(job.width) * static_cast<std::size_t>(band_bottom - band_top)));
+    tbb::parallel_for(tbb::blocked_range2d<int>(band_top / tile_size, (band_bottom + tile_size - 1) / tile_size, 1,
+                                                first_tile_column, end_tile_column, 1),
+                      render_tiles, tbb::simple_partitioner());
+    picture.write_rows(band);
+    band_top = band_bottom;
   }
   RayCounts counts;
   for (const Workspace& work : workspaces) {

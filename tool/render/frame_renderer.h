@@ -5,6 +5,7 @@
 
 #include "standin/session/session.h"
 #include "tool/output/picture.h"
+#include "tool/output/pixel_box.h"
 #include "tool/output/progress.h"
 #include "tool/render/render_scene.h"
 
@@ -15,8 +16,11 @@ struct FrameJob {
   standin::Session& session;
   const RenderScene& scene;
   standin::FrameSetup setup;
+  /// Of the whole frame, pixels.
   int width = 0;
   int height = 0;
+  /// The part that is rendered. Its pixels are those that the whole frame would have there.
+  PixelBox part;
   std::uint32_t samples_per_pixel = 1;
   standin::Eye eye = standin::Eye::centre;
 };
