@@ -1,5 +1,6 @@
 #include "tool/commands/option_text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <stdexcept>
@@ -63,6 +64,21 @@ PixelBox parse_region(std::string_view text, PictureSize frame) {
                      "x" + std::to_string(frame.height) + " pixels, and be a pixel wide and high at least");
   }
   return {left, top, width, height};
+}
+
+std::vector<Layer> parse_layers(const std::string& text) {
+  std::vector<Layer> layers;
+  for (std::size_t start = 0; !text.empty() && start <= text.size();) {
+    const std::size_t end = std::min(text.find(',', start), text.size());
+    const std::string name = text.substr(start, end - start);
+    const auto layer = layer_named(name);
+    if (!layer) throw UsageError("--layers: \"" + name + "\" is not one of depth, normal, position, uv, motion");
+    if (std::ranges::find(layers, *layer) != layers.end())
+      throw UsageError("--layers: " + name + " is there twice; give it once");
+    layers.push_back(*layer);
+    start = end + 1;
+  }
+  return layers;
 }
 
 standin::Eye parse_eye(std::string_view text) {

@@ -50,6 +50,8 @@ struct Arguments {
   std::uint32_t samples = 16;
   int threads = 0;
   std::string eye = "centre";
+  bool stereo = false;
+  std::string layers;
   bool motion_blur = false;
   bool depth_of_field = false;
   bool gizmo = false;
@@ -78,6 +80,23 @@ void tell_camera(const Arguments& arguments, const standin::Scene& scene) {
   tell_warnings(scene, std::cerr);
 }
 
+/// What an EXR holds beside the light of one eye.
+struct ExrContents {
+  std::vector<ExrChannel> channels;
+  std::vector<std::string> views;
+};
+
+ExrContents exr_contents(const std::vector<Layer>& layers, bool stereo) {
+  ExrContents contents{channels_of(layers), {}};
+  if (!stereo) return contents;
+  contents.views = {"left", "right"};
+  std::vector<ExrChannel> first{{"R"}, {"G"}, {"B"}, {"A"}};
+  std::ranges::copy(contents.channels, std::back_inserter(first));
+  for (const ExrChannel& channel : first)
+    contents.channels.push_back({name_in_view(channel.name, contents.views, 1), channel.half});
+  return contents;
+}
+
 void render(const Arguments& arguments) {
   standin::SessionOptions options = arguments.camera.session_options();
   options.motion_blur = arguments.motion_blur;
@@ -86,7 +105,13 @@ void render(const Arguments& arguments) {
     throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
   FrameRange frames;
   if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
-  const standin::Eye eye = parse_eye(arguments.eye);
+  const standin::Eye eye = arguments.stereo ? standin::Eye::left : parse_eye(arguments.eye);
+  const std::vector<Layer> layers = parse_layers(arguments.layers);
+  const ExrContents more = exr_contents(layers, arguments.stereo);
+  if (!more.channels.empty() && !PictureFile::is_exr_name(arguments.output)) {
+    throw UsageError("-o " + arguments.output + ": a PNG holds one view and no layers; with " +
+                     (arguments.stereo ? "--stereo" : "--layers") + " the name must end in .exr");
+  }
 
   const standin::Scene scene = arguments.camera.read_scene();
   const standin::CameraSettings& camera = *arguments.camera.find_camera(scene).camera;
@@ -105,7 +130,7 @@ void render(const Arguments& arguments) {
   RayCounts all_rays;
   double all_seconds = 0.0;
   {
-    Progress progress(pixels * arguments.samples * static_cast<double>(frames.count()));
+    Progress progress(pixels * arguments.samples * (arguments.stereo ? 2.0 : 1.0) * static_cast<double>(frames.count()));
     for (long long frame = frames.first; frame <= frames.last; frame += frames.step) {
       const auto start = std::chrono::steady_clock::now();
       const auto file = name.of(static_cast<int>(frame));
@@ -116,8 +141,11 @@ void render(const Arguments& arguments) {
                          .height = size.height,
                          .part = part,
                          .samples_per_pixel = arguments.samples,
-                         .eye = eye};
-      PictureForm form{.width = size.width, .height = size.height, .part = part};
+                         .eye = eye,
+                         .second_eye = arguments.stereo ? std::optional(standin::Eye::right) : std::nullopt,
+                         .layers = layers};
+      PictureForm form{
+          .width = size.width, .height = size.height, .part = part, .more_channels = more.channels, .views = more.views};
       form.metadata = frame_metadata(scene, arguments.camera.scene, arguments.camera.find_camera(scene), job.setup, size.width,
                                      size.height, eye);
       PictureFile picture(file, form);
@@ -165,7 +193,10 @@ std::vector<standin::GizmoElement> drawn_gizmo(standin::HostedCamera& camera, co
 void draw_gizmo(const Arguments& arguments) {
   if (!arguments.output.ends_with(".png"))
     throw UsageError("-o " + arguments.output + ": with --gizmo the name must end in .png");
-  if (!arguments.region.empty()) throw UsageError("--region is of rendered pictures; leave it out with --gizmo");
+  for (const auto& [option, is_given] :
+       {std::pair{"--region", !arguments.region.empty()}, std::pair{"--stereo", arguments.stereo},
+        std::pair{"--layers", !arguments.layers.empty()}})
+    if (is_given) throw UsageError(std::string(option) + " is of rendered pictures; leave it out with --gizmo");
   constexpr PictureSize viewport{800, 600};
   const PictureSize size = arguments.size.empty() ? viewport : parse_size(arguments.size);
   std::optional<standin::Vec3> view_from;
@@ -229,7 +260,11 @@ void add_render_command(CLI::App& app) {
       ->capture_default_str();
   command->add_option("--threads", arguments->threads, "Threads (default: one per processor)")
       ->check(CLI::Range(1, most_threads));
-  command->add_option("--eye", arguments->eye, "centre, left or right")->capture_default_str();
+  auto* eye = command->add_option("--eye", arguments->eye, "centre, left or right")->capture_default_str();
+  command->add_flag("--stereo", arguments->stereo, "Both eyes, as the views left and right of one EXR")->excludes(eye);
+  command->add_option("--layers", arguments->layers,
+                      "Any of depth,normal,position,uv,motion: more channels of an EXR (Z, N, P, UV, forward), "
+                      "each of the ray through the pixel's centre");
   command->add_flag("--motion-blur", arguments->motion_blur, "Motion blur even if the scene has it off");
   command->add_flag("--depth-of-field", arguments->depth_of_field, "Depth of field even if the scene has it off");
   auto* gizmo =

@@ -7,6 +7,7 @@
 #include <ImfHeader.h>
 #include <ImfIO.h>
 #include <ImfIntAttribute.h>
+#include <ImfMultiView.h>
 #include <ImfOutputFile.h>
 #include <ImfStandardAttributes.h>
 #include <ImfStringAttribute.h>
@@ -111,6 +112,10 @@ Imf::Header make_header(const ExrLayout& layout) {
 }
 
 }  // namespace
+
+std::string name_in_view(const std::string& channel, const std::vector<std::string>& views, int view) {
+  return Imf::insertViewName(channel, views, view);
+}
 
 struct ExrWriter::State {
   State(NewFile& to, const ExrLayout& layout)

@@ -17,6 +17,9 @@ struct ExrChannel {
   bool half = true;
 };
 
+/// A channel's name in a view that is not the first of a file's views.
+std::string name_in_view(const std::string& channel, const std::vector<std::string>& views, int view);
+
 /// What an EXR says before its first row.
 struct ExrLayout {
   int frame_width = 0;

@@ -90,9 +90,10 @@ std::vector<std::pair<std::string, std::string>> texts_of(const PictureMetadata&
 
 }  // namespace
 
+bool PictureFile::is_exr_name(const std::filesystem::path& file) { return lower_case_extension(file) == ".exr"; }
+
 bool PictureFile::is_picture_name(const std::filesystem::path& file) {
-  const std::string extension = lower_case_extension(file);
-  return extension == ".png" || extension == ".exr";
+  return is_exr_name(file) || lower_case_extension(file) == ".png";
 }
 
 PictureFile::PictureFile(std::filesystem::path file, const PictureForm& form)

@@ -52,6 +52,7 @@ class PictureFile {
 
   /// Whether the name's extension is one that can be written.
   static bool is_picture_name(const std::filesystem::path& file);
+  static bool is_exr_name(const std::filesystem::path& file);
 
  private:
   NewFile file_;

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "standin/session/session.h"
 #include "tool/output/picture.h"
 #include "tool/output/pixel_box.h"
 #include "tool/output/progress.h"
+#include "tool/render/layers.h"
 #include "tool/render/render_scene.h"
 
 namespace tool {
@@ -23,6 +25,10 @@ struct FrameJob {
   PixelBox part;
   std::uint32_t samples_per_pixel = 1;
   standin::Eye eye = standin::Eye::centre;
+  /// Written beside the first, as the picture's further channels.
+  std::optional<standin::Eye> second_eye = {};
+  /// Written after the light of each eye.
+  std::span<const Layer> layers = {};
 };
 
 /// The rays of a rendering.
