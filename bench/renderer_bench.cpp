@@ -121,7 +121,13 @@ void compare(const std::filesystem::path& scene_file, const std::string& camera_
   tool::RenderScene render_scene(scene, std::cerr);
   const auto session = standin::open_session_for(options);
   for (const std::string& warning : session->take_warnings()) std::cerr << "warning: " << warning << '\n';
-  const tool::FrameJob job{*session, render_scene, session->begin_frame(scene.first_frame), width, height, samples_per_pixel};
+  const tool::FrameJob job{.session = *session,
+                           .scene = render_scene,
+                           .setup = session->begin_frame(scene.first_frame),
+                           .width = width,
+                           .height = height,
+                           .part = {0, 0, width, height},
+                           .samples_per_pixel = samples_per_pixel};
   if (job.setup.depth_of_field || job.setup.duration_seconds > 0.0)
     throw std::runtime_error(camera_name + ": the bare loop has no depth of field and no motion blur; choose another camera");
   render_scene.set_frame(job.setup.start_seconds, job.setup.duration_seconds);
@@ -132,7 +138,7 @@ void compare(const std::filesystem::path& scene_file, const std::string& camera_
   for (int turn = 0; turn < turns; ++turn) {
     tool::RayCounts counts;
     const double render_seconds = seconds_of([&] {
-      tool::PictureFile picture(picture_file, width, height);
+      tool::PictureFile picture(picture_file, {.width = width, .height = height});
       tool::Progress progress(static_cast<double>(width) * height * samples_per_pixel);
       counts = render_frame(job, picture, progress);
       picture.finish();

@@ -20,6 +20,7 @@ LAYERS = (
     ("standin/session",),
     ("standin/remote",),
     ("tool/output",),
+    ("tool/pictures",),
     ("tool/render",),
     ("tool/commands",),
     ("samples",),

@@ -3,7 +3,7 @@
 # With the argument "lint", the tools of `make lint` and `make format` instead.
 set -eu
 packages="make ninja-build cmake g++ g++-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-win32 wine wine64 googletest libgtest-dev libcli11-dev
-          libembree-dev libtbb-dev libopenimageio-dev openimageio-tools libassimp-dev libcairo2-dev
+          libembree-dev libtbb-dev libopenimageio-dev openimageio-tools libopenexr-dev openexr libpng-dev libassimp-dev libcairo2-dev
           pkg-config chromium chromium-driver util-linux nlohmann-json3-dev libcereal-dev
           python3-jinja2 python3-selenium python3-tqdm pandoc
           clang lld llvm libclang-rt-14-dev python3"

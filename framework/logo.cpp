@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 
 namespace framework {
 namespace {
@@ -69,14 +70,30 @@ double distance_to_blades(Point p) {
   return nearest;
 }
 
-}  // namespace
-
-std::uint8_t logo_grey(int row, int column) {
+std::uint8_t computed_grey(int row, int column) {
   const Point p{column + 0.5, row + 0.5};
   double outside = distance_to_blades(p) - 1.0;
   for (const Arc& arc : arcs) outside = std::min(outside, distance_to(arc, p) - stroke_half_width);
   for (const Stroke& stroke : strokes) outside = std::min(outside, distance_to(stroke, p) - stroke_half_width);
   return static_cast<std::uint8_t>(std::lround(230.0 * std::clamp(0.5 - outside, 0.0, 1.0)));
+}
+
+using Picture = std::array<std::array<std::uint8_t, logo_columns>, logo_rows>;
+
+Picture computed_picture() {
+  Picture picture{};
+  for (int row = 0; row < logo_rows; ++row)
+    for (int column = 0; column < logo_columns; ++column)
+      picture[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)] = computed_grey(row, column);
+  return picture;
+}
+
+}  // namespace
+
+std::uint8_t logo_grey(int row, int column) {
+  // Every panel shows it, and computing it takes longer than the rest of a panel.
+  static const Picture picture = computed_picture();
+  return picture[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)];
 }
 
 }  // namespace framework

@@ -104,13 +104,19 @@ TEST(RayProtocol, CarriesWhatASessionIsOpenedWith) {
 }
 
 TEST(RayProtocol, CarriesFramesAndPoints) {
-  const auto frame = round_trip(BeginFrame::Answer{{-3, 0.25, 0.02, 0.015, 0.01, true}, {"one", "two"}});
+  const auto frame = round_trip(BeginFrame::Answer{
+      {-3, 0.25, 0.02, 0.015, 0.01, true, "QuorinStereoCam", "v1", {{"Zoom", 2.5}, {"ISO", -1.0}}, {{"Type", "Cross"}}},
+      {"one", "two"}});
   EXPECT_EQ(frame.setup.frame, -3);
   EXPECT_EQ(frame.setup.start_seconds, 0.25);
   EXPECT_EQ(frame.setup.duration_seconds, 0.02);
   EXPECT_EQ(frame.setup.film_width, 0.015);
   EXPECT_EQ(frame.setup.film_height, 0.01);
   EXPECT_TRUE(frame.setup.depth_of_field);
+  EXPECT_EQ(frame.setup.server_name, "QuorinStereoCam");
+  EXPECT_EQ(frame.setup.module_version, "v1");
+  EXPECT_EQ(frame.setup.parameters, (std::vector<std::pair<std::string, double>>{{"Zoom", 2.5}, {"ISO", -1.0}}));
+  EXPECT_EQ(frame.setup.settings, (std::vector<std::pair<std::string, std::string>>{{"Type", "Cross"}}));
   EXPECT_EQ(frame.warnings, (std::vector<std::string>{"one", "two"}));
   const auto point = round_trip(ProjectPoint{{1.0, -2.0, 3.0}, 0.5, Eye::right});
   EXPECT_EQ(point.world, (Vec3{1.0, -2.0, 3.0}));

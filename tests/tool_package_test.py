@@ -51,8 +51,8 @@ class ToolPackage(unittest.TestCase):
         environment.pop("OVICAM_RAY_SERVICE", None)
         return subprocess.run(command, text=True, capture_output=True, cwd=self.folder, env=environment)
 
-    def render(self, name, *more):
-        run = self.run_hidden("render", "plaza.lws", "--camera", "Panorama", "--size", "96x24", "--samples", "2", "-o", name, *more)
+    def render(self, name, *more, size="96x24"):
+        run = self.run_hidden("render", "plaza.lws", "--camera", "Panorama", "--samples", "2", "-o", name, "--size", size, *more)
         self.assertEqual(run.returncode, 0, run.stderr)
         return (self.folder / name).read_bytes()
 
@@ -68,6 +68,12 @@ class ToolPackage(unittest.TestCase):
         self.render("here.png")
         run = subprocess.run(difference, text=True, capture_output=True, cwd=self.folder)
         self.assertEqual(run.returncode, 0, run.stdout)
+
+    def test_it_reads_pictures(self):
+        self.render("frame.png", size="96x72")
+        run = self.run_hidden("skybox", "split", "frame.png", "-o", "faces")
+        self.assertEqual(run.returncode, 0, run.stderr)
+        self.assertEqual(len(list(self.folder.glob("faces*/*.png"))), 6, run.stdout)
 
     def test_it_works_through_a_link(self):
         link = self.folder / "linked"
@@ -86,7 +92,7 @@ class ToolPackage(unittest.TestCase):
     def test_the_readme_names_packages_that_have_its_libraries(self):
         text = (self.unpacked / "README.txt").read_text(encoding="utf-8")
         named = set(re.search(r"apt-get install (.*)", text)[1].split())
-        for file in ("bin/ovicam", "lib/ovicam/OviCam.so", "lib/ovicam/ovicam-ray-service"):
+        for file in ("bin/ovicam", "lib/ovicam/OviCam.so", "lib/ovicam/ovicam-pictures.so", "lib/ovicam/ovicam-ray-service"):
             listed = subprocess.run(["ldd", self.unpacked / file], text=True, capture_output=True, check=True).stdout
             self.assertNotIn("not found", listed)
         self.assertLessEqual({"libembree3-3", "libopenimageio2.4", "libc6", "libstdc++6"} - named, set(), named)

@@ -174,7 +174,8 @@ void serialize(Archive& archive, SessionOptions& options) {
 
 template <class Archive>
 void serialize(Archive& archive, FrameSetup& setup) {
-  archive(setup.frame, setup.start_seconds, setup.duration_seconds, setup.film_width, setup.film_height, setup.depth_of_field);
+  archive(setup.frame, setup.start_seconds, setup.duration_seconds, setup.film_width, setup.film_height, setup.depth_of_field,
+          setup.server_name, setup.module_version, setup.parameters, setup.settings);
 }
 
 template <class Archive>

@@ -7,6 +7,7 @@
 
 #include "standin/host/hosted_camera.h"
 #include "standin/host/plain_camera.h"
+#include "standin/host/save_state.h"
 #include "standin/scene/name_list.h"
 #include "standin/session/settings.h"
 
@@ -104,6 +105,7 @@ class LocalSession : public Session {
     if (camera_) {
       setup.depth_of_field = options.depth_of_field && (camera_->flags() & LWCAMFLAG_DEPTH_OF_FIELD) != 0;
       camera_->begin_frame(frame, options);
+      describe_values(setup);
     } else {
       host_.set_time(frame, start);
       plain_.begin_frame(start, setup.duration_seconds, setup.depth_of_field);
@@ -162,6 +164,28 @@ class LocalSession : public Session {
     camera_->new_time(frame, host_.scene().time_of(frame));
     const Panel& panel = camera_->panel();
     for (const PanelData& row : panel.data) panel.get(row.id);
+  }
+
+  void describe_values(FrameSetup& setup) const {
+    setup.server_name = camera_->server_name();
+    for (const VariantParameter* parameter : camera_->parameters())
+      setup.parameters.emplace_back(parameter->channel_name, parameter->at(setup.start_seconds));
+    const Panel& panel = camera_->panel();
+    for (const PanelControl& control : panel.controls) {
+      const PanelData* data = panel.data_of(control.id);
+      if (data == nullptr || control.label.empty() || panel.get(control.id) == nullptr) continue;
+      if (data->type == "integer") {
+        const int value = panel.get_integer(control.id);
+        const std::vector<std::string> choices = panel.choices(control.id);
+        const bool is_choice = value >= 0 && static_cast<std::size_t>(value) < choices.size();
+        setup.settings.emplace_back(control.label,
+                                    is_choice ? choices[static_cast<std::size_t>(value)] : std::to_string(value));
+      } else if (data->type == "float") {
+        setup.settings.emplace_back(control.label, shortest(panel.get_float(control.id)));
+      } else if (data->type == "string" && control.label == "Version") {
+        setup.module_version = panel.get_text(control.id);
+      }
+    }
   }
 
   std::uint32_t camera_number_;

@@ -23,6 +23,14 @@ struct FrameSetup {
   double film_width = 0.0;
   double film_height = 0.0;
   bool depth_of_field = false;
+  /// The server that gives the rays; empty for the host's own perspective camera, which has nothing of what follows.
+  std::string server_name;
+  /// As the module's panel shows it.
+  std::string module_version;
+  /// Every envelope's value at the start of the frame, by channel name.
+  std::vector<std::pair<std::string, double>> parameters;
+  /// The panel's other values as texts, by label; of a choice, what is chosen.
+  std::vector<std::pair<std::string, std::string>> settings;
 };
 
 struct SessionOptions {

@@ -19,6 +19,7 @@
 #include "tool/commands/usage_error.h"
 #include "tool/commands/warnings.h"
 #include "tool/output/picture.h"
+#include "tool/render/frame_metadata.h"
 
 namespace tool {
 namespace {
@@ -77,7 +78,10 @@ void write_coverage(const Arguments& arguments) {
   add_missing_objects(arguments.camera, scene, warnings);
   warnings.add(*session);
   warnings.tell();
-  PictureFile picture(arguments.picture, width, height);
+  PictureForm form{.width = width, .height = height};
+  form.metadata = frame_metadata(scene, arguments.camera.scene, arguments.camera.find_camera(scene), setup, width, height,
+                                 standin::Eye::centre);
+  PictureFile picture(arguments.picture, form);
 
   std::vector<standin::RayQuery> queries(static_cast<std::size_t>(width));
   std::vector<Pixel> pixels(queries.size());

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdlib>
 #include <cxxabi.h>
 #include <exception>
@@ -94,6 +95,9 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Beyond the limit for files a write fails, and is told of, instead of ending the program. A child process has the signal as
+  // before, which it would not if this ignored it.
+  std::signal(SIGXFSZ, [](int) {});
   try {
     tool::OwnOutput own_output;
     tool::watch_for_interruption();

@@ -1,5 +1,7 @@
 #include "tool/commands/option_text.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <stdexcept>
 #include <string>
@@ -42,6 +44,41 @@ PictureSize picture_size(std::string_view text, const standin::CameraSettings& c
   const PictureSize size{camera.width_pixels, camera.height_pixels};
   if (!allowed(size)) throw std::runtime_error(scene_file + ": " + limits() + "; give --size");
   return size;
+}
+
+PixelBox parse_region(std::string_view text, PictureSize frame) {
+  if (text.empty()) return {0, 0, frame.width, frame.height};
+  std::array<int, 4> numbers{};
+  const char* next = text.data();
+  const char* end = next + text.size();
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    const auto [rest, error] = std::from_chars(next, end, numbers[i]);
+    const bool last = i + 1 == numbers.size();
+    if (error != std::errc() || (last ? rest != end : rest == end || *rest != ','))
+      throw UsageError("--region " + std::string(text) + ": give X,Y,WIDTH,HEIGHT in pixels, such as 100,50,320,240");
+    next = last ? rest : rest + 1;
+  }
+  const auto [left, top, width, height] = numbers;
+  if (left < 0 || top < 0 || width < 1 || height < 1 || width > frame.width - left || height > frame.height - top) {
+    throw UsageError("--region " + std::string(text) + ": it must lie within the frame of " + std::to_string(frame.width) +
+                     "x" + std::to_string(frame.height) + " pixels, and be a pixel wide and high at least");
+  }
+  return {left, top, width, height};
+}
+
+std::vector<Layer> parse_layers(const std::string& text) {
+  std::vector<Layer> layers;
+  for (std::size_t start = 0; !text.empty() && start <= text.size();) {
+    const std::size_t end = std::min(text.find(',', start), text.size());
+    const std::string name = text.substr(start, end - start);
+    const auto layer = layer_named(name);
+    if (!layer) throw UsageError("--layers: \"" + name + "\" is not one of depth, normal, position, uv, motion");
+    if (std::ranges::find(layers, *layer) != layers.end())
+      throw UsageError("--layers: " + name + " is there twice; give it once");
+    layers.push_back(*layer);
+    start = end + 1;
+  }
+  return layers;
 }
 
 standin::Eye parse_eye(std::string_view text) {

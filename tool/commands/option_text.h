@@ -4,9 +4,12 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"
+#include "tool/output/pixel_box.h"
+#include "tool/render/layers.h"
 
 namespace tool {
 
@@ -24,6 +27,13 @@ PictureSize parse_size(std::string_view text);
 /// The same, or the camera's own size when the text is empty. Throws std::runtime_error, which names the scene's file, when
 /// a picture cannot have that size.
 PictureSize picture_size(std::string_view text, const standin::CameraSettings& camera, const std::string& scene_file);
+
+/// The part of a frame that --region names; all of it when the text is empty. Throws UsageError when it is not within the
+/// frame.
+PixelBox parse_region(std::string_view text, PictureSize frame);
+
+/// The layers that --layers names, each once; none when the text is empty. Throws UsageError.
+std::vector<Layer> parse_layers(const std::string& text);
 
 /// The eye that --eye names. Throws UsageError.
 standin::Eye parse_eye(std::string_view text);

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
@@ -20,7 +18,6 @@
 #include <string_view>
 #include <tbb/global_control.h>
 #include <tbb/task_arena.h>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -36,6 +33,7 @@
 #include "tool/output/new_file.h"
 #include "tool/output/picture.h"
 #include "tool/output/progress.h"
+#include "tool/render/frame_metadata.h"
 #include "tool/render/frame_renderer.h"
 #include "tool/render/gizmo_picture.h"
 #include "tool/render/render_scene.h"
@@ -52,9 +50,12 @@ struct Arguments {
   CameraOptions camera;
   std::string frames;
   std::string size;
+  std::string region;
   std::uint32_t samples = 16;
   int threads = 0;
   std::string eye = "centre";
+  bool stereo = false;
+  std::string layers;
   bool motion_blur = false;
   bool depth_of_field = false;
   bool gizmo = false;
@@ -73,7 +74,7 @@ std::string frame_start(int frame, const std::string& camera) {
 std::string frame_line(const FrameJob& job, const RayCounts& rays, double seconds, const std::string& camera,
                        const std::filesystem::path& file) {
   std::ostringstream line;
-  line << frame_start(job.setup.frame, camera) << job.width << 'x' << job.height << ", " << job.samples_per_pixel
+  line << frame_start(job.setup.frame, camera) << job.part.width << 'x' << job.part.height << ", " << job.samples_per_pixel
        << (job.samples_per_pixel == 1 ? " sample, " : " samples, ") << short_count(static_cast<double>(rays.asked)) << " rays, "
        << std::fixed << std::setprecision(1) << seconds << " s -> " << file.string();
   return line.str();
@@ -96,12 +97,6 @@ void write_frame(const FrameReport& report) {
   std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
 }
 
-/// Throws std::runtime_error when a file of that name could not be written.
-void check_new_file(const std::filesystem::path& file) {
-  const NewFile possible(file);
-  if (access(possible.unfinished().parent_path().c_str(), W_OK) != 0) possible.fail(std::strerror(errno));
-}
-
 /// The speed of camera, tracing, shading and files together.
 std::string speed_line(const RayCounts& rays, double seconds) {
   const double per_second = static_cast<double>(rays.traced) / std::max(seconds, 1e-9);
@@ -113,6 +108,23 @@ void tell_camera(const Arguments& arguments, const standin::Scene& scene) {
   std::cerr << "camera \"" << arguments.camera.find_camera(scene).name << "\"\n";
 }
 
+/// What an EXR holds beside the light of one eye.
+struct ExrContents {
+  std::vector<ExrChannel> channels;
+  std::vector<std::string> views;
+};
+
+ExrContents exr_contents(const std::vector<Layer>& layers, bool stereo) {
+  ExrContents contents{channels_of(layers), {}};
+  if (!stereo) return contents;
+  contents.views = {"left", "right"};
+  std::vector<ExrChannel> first{{"R"}, {"G"}, {"B"}, {"A"}};
+  std::ranges::copy(contents.channels, std::back_inserter(first));
+  for (const ExrChannel& channel : first)
+    contents.channels.push_back({name_in_view(channel.name, contents.views, 1), channel.half});
+  return contents;
+}
+
 void render(const Arguments& arguments) {
   standin::SessionOptions options = arguments.camera.session_options();
   options.motion_blur = arguments.motion_blur;
@@ -121,11 +133,18 @@ void render(const Arguments& arguments) {
     throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
   std::optional<FrameList> wanted_frames;
   if (!arguments.frames.empty()) wanted_frames = parse_frames(arguments.frames);
-  const standin::Eye eye = parse_eye(arguments.eye);
+  const standin::Eye eye = arguments.stereo ? standin::Eye::left : parse_eye(arguments.eye);
+  const std::vector<Layer> layers = parse_layers(arguments.layers);
+  const ExrContents more = exr_contents(layers, arguments.stereo);
+  if (!more.channels.empty() && !PictureFile::is_exr_name(arguments.output)) {
+    throw UsageError("-o " + arguments.output + ": a PNG holds one view and no layers; with " +
+                     (arguments.stereo ? "--stereo" : "--layers") + " the name must end in .exr");
+  }
 
   const standin::Scene scene = arguments.camera.read_scene();
   const standin::CameraSettings& camera = *arguments.camera.find_camera(scene).camera;
   const PictureSize size = picture_size(arguments.size, camera, arguments.camera.scene);
+  const PixelBox part = parse_region(arguments.region, size);
   options.width_pixels = size.width;
   options.height_pixels = size.height;
   const FrameList frames = wanted_frames.value_or(FrameList(scene.first_frame));
@@ -147,7 +166,7 @@ void render(const Arguments& arguments) {
         ": there is nothing to render: the scene has no object with polygons, or none was found (--content "
         "names the folder of all content)");
   }
-  const double pixels = static_cast<double>(size.width) * size.height;
+  const double pixels = static_cast<double>(part.width) * part.height * (arguments.stereo ? 2.0 : 1.0);
   RayCounts all_rays;
   double all_seconds = 0.0;
   {
@@ -164,14 +183,27 @@ void render(const Arguments& arguments) {
         continue;
       }
       if (arguments.dry_run) {
-        check_new_file(file);
+        check_can_be_written(file);
         progress.note(frame_start(frame, camera_name) + "would be written -> " + file.string());
         if (arguments.json) write_frame({frame, file, 0.0, 0, std::move(told), false});
         told.clear();
         continue;
       }
-      PictureFile picture(file, size.width, size.height);
-      const FrameJob job{*session, render_scene, session->begin_frame(frame), size.width, size.height, arguments.samples, eye};
+      const FrameJob job{.session = *session,
+                         .scene = render_scene,
+                         .setup = session->begin_frame(frame),
+                         .width = size.width,
+                         .height = size.height,
+                         .part = part,
+                         .samples_per_pixel = arguments.samples,
+                         .eye = eye,
+                         .second_eye = arguments.stereo ? std::optional(standin::Eye::right) : std::nullopt,
+                         .layers = layers};
+      PictureForm form{
+          .width = size.width, .height = size.height, .part = part, .more_channels = more.channels, .views = more.views};
+      form.metadata = frame_metadata(scene, arguments.camera.scene, arguments.camera.find_camera(scene), job.setup, size.width,
+                                     size.height, eye);
+      PictureFile picture(file, form);
       warnings.add(*session);
       std::ranges::move(warnings.tell(), std::back_inserter(told));
       render_scene.set_frame(job.setup.start_seconds, job.setup.duration_seconds);
@@ -222,6 +254,10 @@ std::vector<standin::GizmoElement> drawn_gizmo(standin::HostedCamera& camera, co
 void draw_gizmo(const Arguments& arguments) {
   if (!arguments.output.ends_with(".png"))
     throw UsageError("-o " + arguments.output + ": with --gizmo the name must end in .png");
+  for (const auto& [option, is_given] :
+       {std::pair{"--region", !arguments.region.empty()}, std::pair{"--stereo", arguments.stereo},
+        std::pair{"--layers", !arguments.layers.empty()}})
+    if (is_given) throw UsageError(std::string(option) + " is of rendered pictures; leave it out with --gizmo");
   constexpr PictureSize viewport{800, 600};
   const PictureSize size = arguments.size.empty() ? viewport : parse_size(arguments.size);
   std::optional<standin::Vec3> view_from;
@@ -272,7 +308,10 @@ void add_render_command(CLI::App& app) {
       "Examples:\n"
       "  ovicam render samples/plaza.lws --camera Panorama -o plaza.png\n"
       "  ovicam render samples/plaza.lws --module build/windows/OviCam.p --frames 0-120:10 -o tram.####.png\n"
-      "A frame depends on nothing but the scene and its number: a render farm can split a range anywhere.");
+      "A frame depends on nothing but the scene and its number: a render farm can split a range anywhere.\n"
+      "A picture tells of scene, camera and frame. In an EXR the world is the host's with Z negated, metres; worldToCamera has "
+      "+Z "
+      "ahead; worldToNDC, from 0,0 on the upper left to 1,1, is that of a plain perspective with the same zoom.");
   const auto arguments = std::make_shared<Arguments>();
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->output, "Picture; %04d or #### in its name stands for the frame's number")
@@ -280,12 +319,18 @@ void add_render_command(CLI::App& app) {
   command->add_option("--frames", arguments->frames,
                       "A, A-B, A-B:STEP or A-BxSTEP, several with commas between them (default: the scene's first frame)");
   command->add_option("--size", arguments->size, "WIDTHxHEIGHT in pixels (default: as the scene has it)");
+  command->add_option("--region", arguments->region,
+                      "X,Y,WIDTH,HEIGHT: only this part of the frame, in pixels from its upper left corner");
   command->add_option("--samples", arguments->samples, "Samples per pixel")
       ->check(CLI::Range(std::uint32_t{1}, most_samples))
       ->capture_default_str();
   command->add_option("--threads", arguments->threads, "Threads (default: one per processor)")
       ->check(CLI::Range(1, most_threads));
-  command->add_option("--eye", arguments->eye, "centre, left or right")->capture_default_str();
+  auto* eye = command->add_option("--eye", arguments->eye, "centre, left or right")->capture_default_str();
+  command->add_flag("--stereo", arguments->stereo, "Both eyes, as the views left and right of one EXR")->excludes(eye);
+  command->add_option("--layers", arguments->layers,
+                      "Any of depth,normal,position,uv,motion: more channels of an EXR (Z, N, P, UV, forward), "
+                      "each of the ray through the pixel's centre");
   command->add_flag("--motion-blur", arguments->motion_blur, "Motion blur even if the scene has it off");
   command->add_flag("--depth-of-field", arguments->depth_of_field, "Depth of field even if the scene has it off");
   auto* gizmo =

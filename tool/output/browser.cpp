@@ -7,7 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
+#include <iterator>
 #include <optional>
+#include <span>
 #include <spawn.h>
 #include <sstream>
 #include <sys/wait.h>
@@ -17,6 +20,7 @@
 
 #include "tool/output/interruption.h"
 #include "tool/output/new_file.h"
+#include "tool/output/png_file.h"
 
 namespace tool {
 namespace {
@@ -33,6 +37,11 @@ std::optional<std::filesystem::path> find_browser() {
     }
   }
   return std::nullopt;
+}
+
+std::string contents(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 /// A folder for the browser's own files, removed on destruction.
@@ -105,7 +114,9 @@ PagePicture take_page_picture(const std::filesystem::path& page, int width, int 
   if (!browser) return {"no Chromium is installed"};
   NewFile file(picture);
   const ScratchFolder scratch;
-  if (scratch.folder().empty()) return {"no files can be created in the temporary folder"};
+  if (scratch.folder().empty()) file.fail("no files can be created in the temporary folder");
+  // The browser does not tell when the disk is full: what it took is looked at before it gets its name.
+  const auto taken = scratch.folder() / "picture.png";
   const std::vector<std::string> command{browser->string(),
                                          "--headless",
                                          "--no-sandbox",
@@ -118,12 +129,13 @@ PagePicture take_page_picture(const std::filesystem::path& page, int width, int 
                                          "--hide-scrollbars",
                                          "--user-data-dir=" + scratch.folder().string(),
                                          "--window-size=" + std::to_string(width) + "," + std::to_string(height),
-                                         "--screenshot=" + std::filesystem::absolute(file.unfinished()).string(),
+                                         "--screenshot=" + taken.string(),
                                          "file://" + std::filesystem::absolute(page).string()};
   const auto exit_code = run_quietly(command);
-  std::error_code missing;
-  if (exit_code != 0 || std::filesystem::file_size(file.unfinished(), missing) == 0 || missing)
-    return {browser->string() + " failed"};
+  const std::string bytes = contents(taken);
+  const auto png = std::as_bytes(std::span(bytes));
+  if (exit_code != 0 || !is_whole_png(png, width, height)) file.fail(browser->string() + " failed to take it");
+  file.write(png);
   file.finish();
   return {};
 }

@@ -5,7 +5,6 @@
 #include <charconv>
 #include <csignal>
 #include <cstring>
-#include <fstream>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -60,7 +59,10 @@ void remove_what_was_left_behind(const std::filesystem::path& folder) {
 
 }  // namespace
 
-NewFile::NewFile(std::filesystem::path name) : name_(std::move(name)), unfinished_(prepared_unfinished()) {}
+NewFile::NewFile(std::filesystem::path name)
+    : name_(std::move(name)), unfinished_(prepared_unfinished()), stream_(std::fopen(unfinished_.c_str(), "wbe")) {
+  if (!stream_) fail_with_errno();
+}
 
 std::filesystem::path NewFile::prepared_unfinished() const {
   const auto folder = name_.has_parent_path() ? name_.parent_path() : std::filesystem::path(".");
@@ -70,14 +72,39 @@ std::filesystem::path NewFile::prepared_unfinished() const {
   return folder / unfinished_name(name_);
 }
 
-NewFile::~NewFile() { remove_unfinished(); }
+NewFile::~NewFile() {
+  stream_.reset();
+  remove_unfinished();
+}
 
 void NewFile::remove_unfinished() const {
   std::error_code ignored;
   std::filesystem::remove(unfinished_, ignored);
 }
 
+void NewFile::write(std::span<const std::byte> bytes) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), stream_.get()) != bytes.size()) fail_with_errno();
+}
+
+std::uint64_t NewFile::position() {
+  const off_t position = ftello(stream_.get());
+  if (position < 0) fail_with_errno();
+  return static_cast<std::uint64_t>(position);
+}
+
+void NewFile::move_to(std::uint64_t position) {
+  if (fseeko(stream_.get(), static_cast<off_t>(position), SEEK_SET) != 0) fail_with_errno();
+}
+
+void NewFile::complete() {
+  if (std::fflush(stream_.get()) != 0) fail_with_errno();
+  // Some file systems tell only now, or when the file is closed, that there was no room. Some cannot be asked.
+  if (fsync(fileno(stream_.get())) != 0 && errno != EINVAL && errno != ENOTSUP) fail_with_errno();
+  if (std::fclose(stream_.release()) != 0) fail_with_errno();
+}
+
 void NewFile::finish() {
+  if (stream_) complete();
   std::error_code error;
   std::filesystem::rename(unfinished_, name_, error);
   if (error) fail(error.message());
@@ -87,13 +114,18 @@ void NewFile::fail(const std::string& reason) const {
   throw std::runtime_error(name_.string() + ": cannot be written: " + reason.substr(0, reason.find('\n')));
 }
 
+void NewFile::fail_with_errno() const {
+  const int error = errno;
+  std::string reason = std::strerror(error);
+  if (error == ENOSPC || error == EDQUOT) reason += "; make room on the disk and try again";
+  fail(reason);
+}
+
+void check_can_be_written(const std::filesystem::path& name) { const NewFile possible(name); }
+
 void write_text_file(const std::filesystem::path& name, const std::string& text) {
   NewFile file(name);
-  errno = 0;
-  std::ofstream stream(file.unfinished(), std::ios::binary);
-  stream << text;
-  stream.close();
-  if (!stream) file.fail(errno != 0 ? std::strerror(errno) : "writing failed");
+  file.write(std::as_bytes(std::span(text)));
   file.finish();
 }
 

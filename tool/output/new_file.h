@@ -1,14 +1,19 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <span>
 #include <string>
 
 #include "tool/output/interruption.h"
 
 namespace tool {
 
-/// A file that appears under its name only once it is complete: until then it has another name in the same folder. Failures
-/// throw std::runtime_error with the name and the reason. Threads: one.
+/// A file that appears under its name only once all of it is on the disk: until then it has another name in the same folder.
+/// Failures throw std::runtime_error with the name and the reason. Threads: one.
 class NewFile {
  public:
   /// The folder must exist. What programs of this machine that are no more left unfinished in it is removed.
@@ -19,22 +24,37 @@ class NewFile {
   ~NewFile();
 
   const std::filesystem::path& name() const { return name_; }
-  /// Where to write; the extension is that of the name.
-  const std::filesystem::path& unfinished() const { return unfinished_; }
 
-  /// Renames the file to its final name, replacing a file of that name.
+  void write(std::span<const std::byte> bytes);
+  /// Bytes from the file's start to where the next one is written.
+  std::uint64_t position();
+  void move_to(std::uint64_t position);
+
+  /// Puts everything on the disk, and only then gives the file its final name, replacing a file of that name. Where several
+  /// files belong together, complete() them all first.
   void finish();
+  /// The first half of finish(): nothing can be written any more.
+  void complete();
 
   [[noreturn]] void fail(const std::string& reason) const;
 
  private:
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+
   std::filesystem::path prepared_unfinished() const;
   void remove_unfinished() const;
+  [[noreturn]] void fail_with_errno() const;
 
   const std::filesystem::path name_;
   const std::filesystem::path unfinished_;
   CleanUp clean_up_{[this] { remove_unfinished(); }};
+  std::unique_ptr<std::FILE, Close> stream_;
 };
+
+/// Throws std::runtime_error when no file of that name can be written. Leaves nothing behind.
+void check_can_be_written(const std::filesystem::path& name);
 
 /// Writes a text file.
 void write_text_file(const std::filesystem::path& name, const std::string& text);

@@ -1,18 +1,16 @@
 #include "tool/output/panel_page.h"
 
-#include <OpenImageIO/filesystem.h>
-#include <OpenImageIO/imageio.h>
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <span>
-#include <stdexcept>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "standin/session/control_text.h"
+#include "tool/output/png_file.h"
 
 namespace tool {
 namespace {
@@ -49,11 +47,11 @@ std::string escaped(std::string_view text) {
   return html;
 }
 
-std::string base_64(std::span<const std::uint8_t> bytes) {
+std::string base_64(std::span<const std::byte> bytes) {
   constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string text;
   for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const auto byte = [&](std::size_t at) { return at < bytes.size() ? std::uint32_t{bytes[at]} : 0U; };
+    const auto byte = [&](std::size_t at) { return at < bytes.size() ? std::to_integer<std::uint32_t>(bytes[at]) : 0U; };
     const std::uint32_t group = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
     for (std::size_t digit = 0; digit < 4; ++digit)
       text += i + digit > bytes.size() ? '=' : digits[group >> (18 - 6 * digit) & 63U];
@@ -62,22 +60,11 @@ std::string base_64(std::span<const std::uint8_t> bytes) {
 }
 
 std::string png_data_uri(const standin::Picture& picture) {
-  std::vector<std::uint8_t> rows;
-  for (int y = 0; y < picture.height(); ++y) {
-    for (int x = 0; x < picture.width(); ++x) {
-      const auto color = picture.at(x, y);
-      rows.insert(rows.end(), color.begin(), color.end());
-    }
-  }
-  std::vector<unsigned char> file;
-  OIIO::Filesystem::IOVecOutput memory(file);
-  const auto output = OIIO::ImageOutput::create("png");
-  OIIO::ImageSpec layout(picture.width(), picture.height(), 3, OIIO::TypeDesc::UINT8);
-  layout.attribute("DateTime", "");
-  if (!output || !output->set_ioproxy(&memory) || !output->open("panel.png", layout) ||
-      !output->write_image(OIIO::TypeDesc::UINT8, rows.data()) || !output->close()) {
-    throw std::runtime_error("a drawing of the panel cannot be made a PNG");
-  }
+  std::vector<std::byte> file;
+  PngWriter writer({.width = picture.width(), .height = picture.height(), .channels = 3},
+                   [&](std::span<const std::byte> bytes) { file.insert(file.end(), bytes.begin(), bytes.end()); });
+  writer.write_rows(std::as_bytes(picture.pixels()));
+  writer.finish();
   return "data:image/png;base64," + base_64(file);
 }
 

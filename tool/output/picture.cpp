@@ -3,14 +3,19 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
-#include <stdexcept>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace tool {
 namespace {
+
+// Rows of pixels are handed on as rows of their four numbers.
+static_assert(sizeof(Pixel) == 4 * sizeof(float));
 
 std::string lower_case_extension(const std::filesystem::path& file) {
   std::string extension = file.extension().string();
@@ -38,39 +43,95 @@ std::vector<std::uint8_t> srgb_rows(std::span<const Pixel> rows) {
   return bytes;
 }
 
+bool is_utf8(std::string_view text) {
+  std::size_t follow = 0;
+  for (const char letter : text) {
+    const auto byte = static_cast<unsigned char>(letter);
+    if (follow > 0) {
+      if ((byte & 0xC0U) != 0x80U) return false;
+      --follow;
+    } else if (byte >= 0x80U) {
+      follow = byte >= 0xF0U ? 3 : byte >= 0xE0U ? 2 : 1;
+      if (byte < 0xC2U || byte > 0xF4U) return false;
+    }
+  }
+  return follow == 0;
+}
+
+/// The host's own files are in the code page of the machine that saved them, which for western ones is nearly Latin-1.
+std::string as_utf8(const std::string& text) {
+  if (is_utf8(text)) return text;
+  std::string converted;
+  for (const char letter : text) {
+    const auto byte = static_cast<unsigned char>(letter);
+    if (byte < 0x80U) {
+      converted += letter;
+    } else {
+      converted += static_cast<char>(0xC0U | byte >> 6);
+      converted += static_cast<char>(0x80U | (byte & 0x3FU));
+    }
+  }
+  return converted;
+}
+
+std::vector<std::pair<std::string, std::string>> texts_of(const PictureMetadata& metadata) {
+  std::vector<std::pair<std::string, std::string>> texts;
+  const auto add = [&](const char* keyword, const std::string& text) {
+    if (!text.empty()) texts.emplace_back(keyword, as_utf8(text));
+  };
+  if (!metadata.tool_version.empty()) add("Software", "ovicam " + metadata.tool_version);
+  add("Module", metadata.module_version);
+  add("Scene", metadata.scene);
+  add("Camera", metadata.camera);
+  add("Server", metadata.server);
+  if (!metadata.scene.empty()) add("Frame", std::to_string(metadata.frame));
+  return texts;
+}
+
 }  // namespace
 
+bool PictureFile::is_exr_name(const std::filesystem::path& file) { return lower_case_extension(file) == ".exr"; }
+
 bool PictureFile::is_picture_name(const std::filesystem::path& file) {
-  const std::string extension = lower_case_extension(file);
-  return extension == ".png" || extension == ".exr";
+  return is_exr_name(file) || lower_case_extension(file) == ".png";
 }
 
-PictureFile::PictureFile(std::filesystem::path file, int width, int height) : file_(std::move(file)), width_(width) {
-  eight_bits_ = lower_case_extension(file_.name()) == ".png";
-  OIIO::ImageSpec layout(width, height, 4, eight_bits_ ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::HALF);
-  layout.alpha_channel = 3;
-  layout.attribute("oiio:ColorSpace", eight_bits_ ? "sRGB" : "Linear");
-  if (eight_bits_) layout.attribute("oiio:UnassociatedAlpha", 1);
-  if (!eight_bits_) layout.attribute("compression", "zip");
-  // By default the library writes the time into the file, and no two renders of a frame would be the same bytes.
-  layout.attribute("DateTime", "");
-  const std::string unfinished = file_.unfinished().string();
-  output_ = OIIO::ImageOutput::create(unfinished);
-  if (!output_) file_.fail(OIIO::geterror());
-  if (!output_->open(unfinished, layout)) file_.fail(output_->geterror());
+PictureFile::PictureFile(std::filesystem::path file, const PictureForm& form)
+    : file_(std::move(file)), more_channels_(form.more_channels.size()) {
+  const PixelBox part = form.part.value_or(PixelBox{0, 0, form.width, form.height});
+  if (lower_case_extension(file_.name()) == ".png") {
+    png_.emplace(PngLayout{.width = part.width, .height = part.height, .texts = texts_of(form.metadata)},
+                 [this](std::span<const std::byte> bytes) { file_.write(bytes); });
+    return;
+  }
+  std::vector<ExrChannel> channels{{"R"}, {"G"}, {"B"}, {"A"}};
+  std::ranges::copy(form.more_channels, std::back_inserter(channels));
+  exr_.emplace(file_, ExrLayout{form.width, form.height, part, std::move(channels), form.views, form.metadata});
 }
 
-void PictureFile::write_rows(std::span<const Pixel> rows) {
-  const int end_row = next_row_ + static_cast<int>(rows.size()) / width_;
-  const bool written = eight_bits_
-                           ? output_->write_scanlines(next_row_, end_row, 0, OIIO::TypeDesc::UINT8, srgb_rows(rows).data())
-                           : output_->write_scanlines(next_row_, end_row, 0, OIIO::TypeDesc::FLOAT, rows.data());
-  if (!written) file_.fail(output_->geterror());
-  next_row_ = end_row;
+void PictureFile::write_rows(std::span<const Pixel> rows, std::span<const float> more) {
+  if (png_) {
+    const std::vector<std::uint8_t> bytes = srgb_rows(rows);
+    png_->write_rows(std::as_bytes(std::span(bytes)));
+    return;
+  }
+  if (more_channels_ == 0) {
+    exr_->write_rows({&rows.data()->red, 4 * rows.size()});
+    return;
+  }
+  std::vector<float> samples;
+  samples.reserve(rows.size() * (4 + more_channels_));
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const Pixel& pixel = rows[i];
+    samples.insert(samples.end(), {pixel.red, pixel.green, pixel.blue, pixel.alpha});
+    const auto others = more.subspan(i * more_channels_, more_channels_);
+    samples.insert(samples.end(), others.begin(), others.end());
+  }
+  exr_->write_rows(samples);
 }
 
 void PictureFile::finish() {
-  if (!output_->close()) file_.fail(output_->geterror());
+  png_ ? png_->finish() : exr_->finish();
   file_.finish();
 }
 

@@ -55,23 +55,8 @@ struct Workspace {
   RayCounts counts;
 };
 
-bool finite(Vec3 v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
-
-/// None when the ray cannot be traced.
-std::optional<ViewRay> usable(const RayAnswer& answer, double fractional_time) {
-  if (!finite(answer.position)) return std::nullopt;
-  const double squared = dot(answer.direction, answer.direction);
-  if (squared > 1e-200 && squared < 1e200)
-    return ViewRay{answer.position, answer.direction * (1.0 / std::sqrt(squared)), fractional_time};
-  // The square of a very large or very small number does not fit a double.
-  const double largest = std::max({std::abs(answer.direction.x), std::abs(answer.direction.y), std::abs(answer.direction.z)});
-  if (!finite(answer.direction) || largest == 0.0) return std::nullopt;
-  const Vec3 scaled{answer.direction.x / largest, answer.direction.y / largest, answer.direction.z / largest};
-  return ViewRay{answer.position, normalized(scaled), fractional_time};
-}
-
 /// The queries for samples `first` to `end` - 1 of every pixel of a tile, pixel by pixel.
-void make_queries(const FrameJob& job, const Tile& tile, std::uint32_t first, std::uint32_t end,
+void make_queries(const FrameJob& job, standin::Eye eye, const Tile& tile, std::uint32_t first, std::uint32_t end,
                   std::vector<RayQuery>& queries) {
   queries.resize(static_cast<std::size_t>(tile.pixels()) * (end - first));
   auto query = queries.begin();
@@ -82,7 +67,7 @@ void make_queries(const FrameJob& job, const Tile& tile, std::uint32_t first, st
         const PixelPoint point = samples.point(sample);
         *query = {.film_x = ((column + point.x) / job.width - 0.5) * job.setup.film_width,
                   .film_y = (0.5 - (row + point.y) / job.height) * job.setup.film_height,
-                  .eye = job.eye};
+                  .eye = eye};
         if (job.setup.depth_of_field) {
           const LensSample lens = samples.lens(sample);
           query->lens_x = lens.x;
@@ -107,18 +92,18 @@ void trace_gathered(const RenderScene& scene, Workspace& work) {
   work.pixels.clear();
 }
 
-void render_tile(const FrameJob& job, const Tile& tile, Workspace& work) {
+void render_tile(const FrameJob& job, standin::Eye eye, const Tile& tile, Workspace& work) {
   work.sums.assign(static_cast<std::size_t>(tile.pixels()), {});
   const std::uint32_t samples_at_once = std::max(1U, batch_size / static_cast<std::uint32_t>(tile.pixels()));
   for (std::uint32_t first = 0; first < job.samples_per_pixel; first += samples_at_once) {
     const std::uint32_t end = std::min(job.samples_per_pixel, first + samples_at_once);
-    make_queries(job, tile, first, end, work.queries);
+    make_queries(job, eye, tile, first, end, work.queries);
     work.answers.resize(work.queries.size());
     job.session.evaluate(work.queries, work.answers);
     work.counts.asked += work.queries.size();
     for (std::size_t i = 0; i < work.answers.size(); ++i) {
       if (work.answers[i].result == 0) continue;
-      const auto ray = usable(work.answers[i], work.queries[i].fractional_time);
+      const auto ray = view_ray(work.answers[i], work.queries[i].fractional_time);
       if (!ray) {
         ++work.counts.broken;
         continue;
@@ -137,6 +122,63 @@ Pixel mean(const PixelSum& sum, std::uint32_t samples) {
           static_cast<float>(sum.light.z * scale), static_cast<float>(sum.rays * scale)};
 }
 
+using Workspaces = tbb::enumerable_thread_specific<Workspace>;
+
+/// The band's pixels, row by row. Its top is a tile's or the part's.
+void render_band(const FrameJob& job, standin::Eye eye, const PixelBox& band, Workspaces& workspaces, Progress& progress,
+                 std::vector<Pixel>& pixels) {
+  const int right = band.left + band.width;
+  const int bottom = band.top + band.height;
+  pixels.resize(static_cast<std::size_t>(band.width) * static_cast<std::size_t>(band.height));
+  const auto render_tiles = [&](const tbb::blocked_range2d<int>& range) {
+    Workspace& work = workspaces.local();
+    const int tile_left = range.cols().begin() * tile_size;
+    const int tile_top = range.rows().begin() * tile_size;
+    const Tile tile{tile_left, tile_top, std::min(tile_left + tile_size, job.width),
+                    std::min(tile_top + tile_size, job.height)};
+    render_tile(job, eye, tile, work);
+    auto sum = work.sums.cbegin();
+    std::uint64_t kept = 0;
+    for (int row = tile.top; row < tile.bottom; ++row) {
+      for (int column = tile.left; column < tile.right; ++column, ++sum) {
+        if (row < band.top || row >= bottom || column < band.left || column >= right) continue;
+        const auto band_row = static_cast<std::size_t>(row - band.top) * static_cast<std::size_t>(band.width);
+        pixels[band_row + static_cast<std::size_t>(column - band.left)] = mean(*sum, job.samples_per_pixel);
+        ++kept;
+      }
+    }
+    progress.add(kept * job.samples_per_pixel);
+  };
+  // Tiles are those of the whole frame, whatever part of it is rendered: which rays are traced together decides their last bit.
+  // One tile at a time, so that batches stay whole and the last tiles are spread over the threads.
+  tbb::parallel_for(tbb::blocked_range2d<int>(band.top / tile_size, (bottom + tile_size - 1) / tile_size, 1,
+                                              band.left / tile_size, (right + tile_size - 1) / tile_size, 1),
+                    render_tiles, tbb::simple_partitioner());
+}
+
+std::vector<float> layers_of(const FrameJob& job, standin::Eye eye, const PixelBox& band) {
+  if (job.layers.empty()) return {};
+  return render_layers({job.session, job.scene, job.setup, job.width, job.height, eye, job.layers}, band);
+}
+
+/// For each pixel: its layers, the second eye's pixel, and the layers of that.
+std::vector<float> joined(std::size_t pixel_count, std::span<const float> layers, std::span<const Pixel> second_pixels,
+                          std::span<const float> second_layers) {
+  const std::size_t channels = layers.size() / pixel_count;
+  std::vector<float> samples;
+  samples.reserve(pixel_count * (2 * channels + 4));
+  for (std::size_t i = 0; i < pixel_count; ++i) {
+    const auto add = [&](std::span<const float> of) {
+      for (const float value : of.subspan(i * channels, channels)) samples.push_back(value);
+    };
+    const Pixel& pixel = second_pixels[i];
+    add(layers);
+    samples.insert(samples.end(), {pixel.red, pixel.green, pixel.blue, pixel.alpha});
+    add(second_layers);
+  }
+  return samples;
+}
+
 int rows_at_once(int width) {
   const std::size_t rows = band_bytes / (sizeof(Pixel) * static_cast<std::size_t>(width));
   return std::max(tile_size, static_cast<int>(rows) / tile_size * tile_size);
@@ -152,32 +194,22 @@ RayCounts& RayCounts::operator+=(const RayCounts& other) {
 }
 
 RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& progress) {
-  tbb::enumerable_thread_specific<Workspace> workspaces;
-  const int band_rows = std::min(job.height, rows_at_once(job.width));
-  std::vector<Pixel> band(static_cast<std::size_t>(job.width) * static_cast<std::size_t>(band_rows));
-
-  for (int band_top = 0; band_top < job.height; band_top += band_rows) {
-    const int band_bottom = std::min(job.height, band_top + band_rows);
-    const int tile_rows = (band_bottom - band_top + tile_size - 1) / tile_size;
-    const int tile_columns = (job.width + tile_size - 1) / tile_size;
-    const auto render_tiles = [&](const tbb::blocked_range2d<int>& range) {
-      Workspace& work = workspaces.local();
-      const int left = range.cols().begin() * tile_size;
-      const int top = band_top + range.rows().begin() * tile_size;
-      const Tile tile{left, top, std::min(left + tile_size, job.width), std::min(top + tile_size, band_bottom)};
-      render_tile(job, tile, work);
-      progress.add(static_cast<std::uint64_t>(tile.pixels()) * job.samples_per_pixel);
-      auto sum = work.sums.cbegin();
-      for (int row = tile.top; row < tile.bottom; ++row) {
-        const auto band_row = static_cast<std::size_t>(row - band_top) * static_cast<std::size_t>(job.width);
-        for (int column = tile.left; column < tile.right; ++column)
-          band[band_row + static_cast<std::size_t>(column)] = mean(*sum++, job.samples_per_pixel);
-      }
-    };
-    // One tile at a time, so that batches stay whole and the last tiles are spread over the threads.
-    tbb::parallel_for(tbb::blocked_range2d<int>(0, tile_rows, 1, 0, tile_columns, 1), render_tiles, tbb::simple_partitioner());
-    picture.write_rows(
-        std::span(band).first(static_cast<std::size_t>(job.width) * static_cast<std::size_t>(band_bottom - band_top)));
+  Workspaces workspaces;
+  const int part_bottom = job.part.top + job.part.height;
+  const int band_rows = rows_at_once(job.part.width);
+  std::vector<Pixel> pixels;
+  std::vector<Pixel> second_pixels;
+  for (int top = job.part.top; top < part_bottom;) {
+    const int bottom = std::min(part_bottom, top / tile_size * tile_size + band_rows);
+    const PixelBox band{job.part.left, top, job.part.width, bottom - top};
+    render_band(job, job.eye, band, workspaces, progress, pixels);
+    std::vector<float> more = layers_of(job, job.eye, band);
+    if (job.second_eye) {
+      render_band(job, *job.second_eye, band, workspaces, progress, second_pixels);
+      more = joined(pixels.size(), more, second_pixels, layers_of(job, *job.second_eye, band));
+    }
+    picture.write_rows(pixels, more);
+    top = bottom;
   }
   RayCounts counts;
   for (const Workspace& work : workspaces) {

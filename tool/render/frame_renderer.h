@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "standin/session/session.h"
 #include "tool/output/picture.h"
+#include "tool/output/pixel_box.h"
 #include "tool/output/progress.h"
+#include "tool/render/layers.h"
 #include "tool/render/render_scene.h"
 
 namespace tool {
@@ -15,10 +18,17 @@ struct FrameJob {
   standin::Session& session;
   const RenderScene& scene;
   standin::FrameSetup setup;
+  /// Of the whole frame, pixels.
   int width = 0;
   int height = 0;
+  /// The part that is rendered. Its pixels are those that the whole frame would have there.
+  PixelBox part;
   std::uint32_t samples_per_pixel = 1;
   standin::Eye eye = standin::Eye::centre;
+  /// Written beside the first, as the picture's further channels.
+  std::optional<standin::Eye> second_eye = {};
+  /// Written after the light of each eye.
+  std::span<const Layer> layers = {};
 };
 
 /// The rays of a rendering.

@@ -6,9 +6,11 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <numbers>
 #include <set>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -124,7 +126,23 @@ class Canvas {
   void write(const std::filesystem::path& name) const {
     NewFile file(name);
     cairo_surface_flush(surface_.get());
-    const cairo_status_t status = cairo_surface_write_to_png(surface_.get(), file.unfinished().c_str());
+    // An exception must not pass through cairo.
+    struct Sink {
+      NewFile& file;
+      std::exception_ptr failed;
+    } sink{file, {}};
+    const auto write = [](void* to, const unsigned char* bytes, unsigned count) {
+      auto& [written, failed] = *static_cast<Sink*>(to);
+      try {
+        written.write(std::as_bytes(std::span(bytes, count)));
+        return CAIRO_STATUS_SUCCESS;
+      } catch (...) {
+        failed = std::current_exception();
+        return CAIRO_STATUS_WRITE_ERROR;
+      }
+    };
+    const cairo_status_t status = cairo_surface_write_to_png_stream(surface_.get(), write, &sink);
+    if (sink.failed) std::rethrow_exception(sink.failed);
     if (status != CAIRO_STATUS_SUCCESS) file.fail(cairo_status_to_string(status));
     file.finish();
   }

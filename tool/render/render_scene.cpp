@@ -151,6 +151,11 @@ RenderScene::Mesh RenderScene::make_mesh(const PlacedLayer& placed) const {
   }
   rtcCommitGeometry(geometry.get());
 
+  mesh.layer = &layer;
+  if (!layer.uv_maps.empty()) {
+    mesh.corners_of_triangle = std::move(triangles);
+    mesh.polygon_of_triangle = std::move(polygon_of_triangle);
+  }
   mesh.triangles.reset(rtcNewScene(device_.get()));
   rtcSetSceneFlags(mesh.triangles.get(), RTC_SCENE_FLAG_ROBUST);
   rtcAttachGeometry(mesh.triangles.get(), geometry.get());
@@ -201,7 +206,7 @@ void RenderScene::place(const Instance& instance, double start_seconds, double d
     rtcSetGeometryTransform(geometry.get(), step, RTC_FORMAT_FLOAT3X4_COLUMN_MAJOR, placements[step].data());
   rtcCommitGeometry(geometry.get());
   rtcAttachGeometryByID(frame_.get(), geometry.get(), static_cast<unsigned>(placed_.size()));
-  placed_.push_back({instance.mesh, placements.size() > 1, Place(placements.front())});
+  placed_.push_back({instance.mesh, &instance, placements.size() > 1, Place(placements.front())});
 }
 
 RenderScene::Place::Place(const Placement& matrix)
@@ -278,6 +283,40 @@ std::optional<Hit> RenderScene::hit(const RTCRayHit& met, Vec3 position, Vec3 di
 standin::ItemPose RenderScene::object_of(const Hit& hit) const {
   const Placed& placed = placed_[hit.instance];
   return placed.moves ? place_at(hit.instance, hit.fractional_time).object : placed.place.object;
+}
+
+Vec3 RenderScene::position_at(const Hit& hit, double time_seconds) const {
+  const Placed& placed = placed_[hit.instance];
+  const Place now = placed.moves ? place_at(hit.instance, hit.fractional_time) : placed.place;
+  const Vec3 offset = hit.position - now.object.position;
+  const double volume = dot(now.object.right, now.right_cofactor);
+  const Vec3 in_object{dot(offset, now.right_cofactor) / volume, dot(offset, now.up_cofactor) / volume,
+                       dot(offset, now.forward_cofactor) / volume};
+  return Place(placement(*placed.instance, time_seconds)).object.point_to_world(in_object);
+}
+
+std::optional<std::array<double, 2>> RenderScene::texture_position_of(const Hit& hit) const {
+  const Mesh& mesh = *placed_[hit.instance].mesh;
+  if (mesh.corners_of_triangle.empty()) return std::nullopt;
+  const std::array<double, 3> shares{1.0 - hit.to_second_corner - hit.to_third_corner, hit.to_second_corner,
+                                     hit.to_third_corner};
+  const std::uint32_t polygon = mesh.polygon_of_triangle[hit.triangle];
+  for (const standin::UvMap& map : mesh.layer->uv_maps) {
+    std::array<double, 2> position{};
+    const bool found = std::ranges::all_of(std::array{0U, 1U, 2U}, [&](unsigned corner) {
+      const std::uint32_t point = mesh.corners_of_triangle[hit.triangle][corner];
+      const auto own = map.of_point_in_polygon.find({point, polygon});
+      const auto shared = map.of_point.find(point);
+      const std::vector<float>* values = own != map.of_point_in_polygon.end() ? &own->second
+                                         : shared != map.of_point.end()       ? &shared->second
+                                                                              : nullptr;
+      if (values == nullptr || values->size() < 2) return false;
+      for (std::size_t axis = 0; axis < 2; ++axis) position[axis] += shares[corner] * (*values)[axis];
+      return true;
+    });
+    if (found) return position;
+  }
+  return std::nullopt;
 }
 
 void RenderScene::check_device() const {

@@ -38,6 +38,10 @@ struct Hit {
   /// For RenderScene::object_of.
   unsigned instance = 0;
   float fractional_time = 0.0F;
+  /// For RenderScene::texture_position_of.
+  unsigned triangle = 0;
+  float to_second_corner = 0.0F;
+  float to_third_corner = 0.0F;
 };
 
 /// The objects of a scene as triangles for tracing, placed frame by frame.
@@ -76,6 +80,14 @@ class RenderScene {
   /// The pose of the object that was hit, at the ray's time; the axes are scaled as the object is. Threads: any number at once.
   standin::ItemPose object_of(const Hit& hit) const;
 
+  /// Where the point of the surface that was hit is at another time. Threads: any number at once.
+  standin::Vec3 position_at(const Hit& hit, double time_seconds) const;
+
+  /// The two numbers of the object's first texture map that has them for the polygon that was hit. Threads: any number at once.
+  std::optional<std::array<double, 2>> texture_position_of(const Hit& hit) const;
+
+  const standin::Scene& scene() const { return scene_; }
+
   /// Of the frame set last.
   const Lighting& lighting() const { return lighting_; }
 
@@ -88,6 +100,10 @@ class RenderScene {
     /// Empty where nothing is smooth.
     std::vector<CornerNormals> normals_of_triangle;
     std::shared_ptr<const std::vector<standin::Surface>> surfaces;
+    /// Of each triangle, its corners as points of the layer, and its polygon. Empty where there is no texture map.
+    std::vector<std::array<std::uint32_t, 3>> corners_of_triangle;
+    std::vector<std::uint32_t> polygon_of_triangle;
+    const standin::Layer* layer = nullptr;
   };
   struct Instance {
     PlacedLayer layer;
@@ -109,6 +125,7 @@ class RenderScene {
 
   struct Placed {
     const Mesh* mesh = nullptr;
+    const Instance* instance = nullptr;
     bool moves = false;
     /// Place of an object that does not move.
     Place place;

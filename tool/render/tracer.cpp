@@ -51,7 +51,21 @@ Vec3 surface_color(const RenderScene& scene, const Hit& hit) {
   return untouched * (std::fmod(std::abs(squares), 2.0) < 0.5 ? 1.0 : 0.45);
 }
 
+bool finite(Vec3 v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
+
 }  // namespace
+
+std::optional<ViewRay> view_ray(const standin::RayAnswer& answer, double fractional_time) {
+  if (!finite(answer.position)) return std::nullopt;
+  const double squared = dot(answer.direction, answer.direction);
+  if (squared > 1e-200 && squared < 1e200)
+    return ViewRay{answer.position, answer.direction * (1.0 / std::sqrt(squared)), fractional_time};
+  // The square of a very large or very small number does not fit a double.
+  const double largest = std::max({std::abs(answer.direction.x), std::abs(answer.direction.y), std::abs(answer.direction.z)});
+  if (!finite(answer.direction) || largest == 0.0) return std::nullopt;
+  const Vec3 scaled{answer.direction.x / largest, answer.direction.y / largest, answer.direction.z / largest};
+  return ViewRay{answer.position, normalized(scaled), fractional_time};
+}
 
 void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::span<Vec3> light, TraceWork& work) {
   work.rays.clear();

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
+#include "standin/host/ray_query.h"
 #include "standin/scene/vector.h"
 #include "tool/render/render_scene.h"
 
@@ -16,6 +18,9 @@ struct ViewRay {
   standin::Vec3 direction;
   double fractional_time = 0.0;
 };
+
+/// The ray that a camera answered with; none when it is not finite or has no direction, and cannot be traced. Threads: any.
+std::optional<ViewRay> view_ray(const standin::RayAnswer& answer, double fractional_time);
 
 /// One thread's memory for tracing, and a count of the rays that it has traced.
 struct TraceWork {
