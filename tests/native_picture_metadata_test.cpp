@@ -81,8 +81,9 @@ TEST_F(NativeTool, ParametersAndMatricesAreThoseOfTheFrame) {
   std::ofstream(out("keyed.lws")) << text;
   const auto layout_at = [&](int frame, const std::string& camera) {
     const auto file = out("f.exr");
-    const Outcome outcome = run_tool("render " + quoted(out("keyed.lws")) + " --camera '" + camera +
-                                     "' --size 8x6 --samples 1 --frames " + std::to_string(frame) + " -o " + quoted(file));
+    const Outcome outcome =
+        run_tool("render " + quoted(out("keyed.lws")) + " --content " + quoted(test_support::source_folder() / "samples") +
+                 " --camera '" + camera + "' --size 8x6 --samples 1 --frames " + std::to_string(frame) + " -o " + quoted(file));
     EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
     return layout_of(file);
   };

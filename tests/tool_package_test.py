@@ -71,7 +71,7 @@ class ToolPackage(unittest.TestCase):
 
     def test_it_reads_pictures(self):
         self.render("frame.png", size="96x72")
-        run = self.run_hidden("skybox", "split", "frame.png", "-o", "faces")
+        run = self.run_hidden("skybox", "split", "frame.png", "--layout", "cross", "-o", "faces")
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertEqual(len(list(self.folder.glob("faces*/*.png"))), 6, run.stdout)
 
