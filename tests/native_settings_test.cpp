@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -84,6 +85,26 @@ TEST_F(NativeSettings, WhatTheCameraDoesNotTakeIsWarnedOf) {
       << contents(out("told"));
   EXPECT_NE(told("QuorinSkyboxCam", "Skybox Type=7").find("warning: "), std::string::npos) << contents(out("told"));
   EXPECT_EQ(rays("QuorinSkyboxCam", "--strict --set 'Skybox Type=7'").exit_code, 1);
+}
+
+TEST_F(NativeSettings, WhatTheFrameDoesNotUseIsWarnedOf) {
+  const auto warnings = [&](const std::string& server, const std::string& options) {
+    const Outcome outcome = run_tool("render " + quoted(scene_) + " --server " + server + " --size 8x6 --samples 1 " + options +
+                                     " -o " + quoted(out("f.png")));
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    std::string found;
+    std::istringstream lines(outcome.output);
+    for (std::string line; std::getline(lines, line);)
+      if (line.starts_with("warning: ")) found += line + '\n';
+    return found;
+  };
+  // The scale is worked out unless that is switched off.
+  const std::string scale = "--set 'Distortion Scale=2' ";
+  EXPECT_EQ(warnings("QuorinFisheyeCam", scale), "warning: --set Distortion Scale=2 changes no ray of frame 1\n");
+  EXPECT_EQ(warnings("QuorinFisheyeCam", scale + "--set 'Auto Distortion Scale=no'"), "");
+  EXPECT_EQ(warnings("QuorinFisheyeCam", "--set FisheyePower=1.5"), "");
+  EXPECT_EQ(warnings("QuorinSphericalCam", "--set ISO=400 --set 'Angular Field Of View=90'"),
+            "warning: --set ISO=400 changes no ray of frame 1\n");
 }
 
 TEST_F(NativeSettings, TheShippedModuleTakesThemInTheSameWords) {

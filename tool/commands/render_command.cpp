@@ -27,6 +27,7 @@
 #include "tool/commands/camera_options.h"
 #include "tool/commands/frame_range.h"
 #include "tool/commands/option_text.h"
+#include "tool/commands/unused_settings.h"
 #include "tool/commands/usage_error.h"
 #include "tool/commands/warnings.h"
 #include "tool/output/json_output.h"
@@ -150,10 +151,12 @@ void render(const Arguments& arguments) {
   const FrameList frames = wanted_frames.value_or(FrameList(scene.first_frame));
   const FrameName name(arguments.output, !frames.single());
 
+  const std::vector<std::string> unused = unused_settings(options, frames.first());
   const auto session = standin::open_session_for(options);
   tell_camera(arguments, scene);
   Warnings warnings(arguments.camera.strict);
   warnings.add(scene);
+  for (const std::string& sentence : unused) warnings.add(sentence);
   RenderScene render_scene(scene, warnings.lines());
   warnings.add(*session);
   const standin::FrameSetup first = session->begin_frame(frames.first());
