@@ -6,7 +6,7 @@
 
 #include "standin/host/gizmo_drawing.h"
 #include "tests/support/lens_stage.h"
-#include "tests/support/mapping_pair_suite.h"
+#include "tests/support/pair_ahead.h"
 
 namespace {
 
@@ -404,14 +404,11 @@ TEST_F(FisheyeTest, GivesNoRayBeforeTheFirstFrameThatCouldBeMistakenForOne) {
   stage.expect_refused({0.0L, 0.0L, 5.0L});
 }
 
-struct FisheyePair {
-  using Lens = FisheyeCam::Lens;
+struct FisheyePair : PairAhead<FisheyeCam::Lens> {
   static constexpr auto& direction = FisheyeCam::direction;
   static constexpr auto& film_point = FisheyeCam::film_point;
-  static constexpr bool sees_behind = false;
   static constexpr double film_tolerance = 1e-13;
   static constexpr double angle_tolerance = 1e-14;
-  static constexpr double film_share = 1.0;
 
   static Lens random_lens(Random& random, Film film) {
     Lens lens;
@@ -421,16 +418,11 @@ struct FisheyePair {
     lens.distortion_scale = random.between(0.3, 3.0) * std::pow(film.half_height(), 1.0 - lens.distortion_power);
     return lens;
   }
-  static Vector random_direction(Random& random, const Lens& /*lens*/, Film /*film*/) { return direction_ahead(random, 3.0); }
   static Cases<Lens> cases(const Lens& lens, Film film) {
-    Cases<Lens> cases;
-    for (const double number : around_limit) {
-      cases.insert(cases.end(), 3, {lens, film, number != just_above_limit});
-      cases[cases.size() - 3].lens.distortion_power = number;
-      cases[cases.size() - 2].lens.distortion_scale = number;
-      cases[cases.size() - 1].lens.zoom_factor = number / film.half_height();
-    }
-    return cases;
+    return sizes_around_limit(
+        lens, film, [](Lens& at_limit, double number) { at_limit.distortion_power = number; },
+        [](Lens& at_limit, double number) { at_limit.distortion_scale = number; },
+        [film](Lens& at_limit, double number) { at_limit.zoom_factor = number / film.half_height(); });
   }
 };
 

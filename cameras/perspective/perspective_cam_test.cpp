@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/mapping_pair_suite.h"
 #include "tests/support/motion.h"
+#include "tests/support/pair_ahead.h"
 #include "tests/support/stage.h"
 #include "tests/support/vector_checks.h"
 
@@ -389,28 +389,19 @@ TEST_F(PerspectiveTest, CopyKeepsItsOwnCamera) {
 }
 
 /// Its directions are of single precision.
-struct PerspectivePair {
-  using Lens = PerspectiveCam::Lens;
+struct PerspectivePair : PairAhead<PerspectiveCam::Lens> {
   static constexpr auto& direction = PerspectiveCam::direction;
   static constexpr auto& film_point = PerspectiveCam::film_point;
-  static constexpr bool sees_behind = false;
   static constexpr double film_tolerance = 1.5e-7;
   static constexpr double angle_tolerance = 1e-7;
-  static constexpr double film_share = 1.0;
 
   static Lens random_lens(Random& random, Film film) {
     Lens lens;
     lens.film_distance = random.between(0.5, 8.0) * film.half_height();
     return lens;
   }
-  static Vector random_direction(Random& random, const Lens& /*lens*/, Film /*film*/) { return direction_ahead(random, 3.0); }
   static Cases<Lens> cases(const Lens& lens, Film film) {
-    Cases<Lens> cases;
-    for (const double number : around_limit) {
-      cases.push_back({lens, film, number != just_above_limit});
-      cases.back().lens.film_distance = number;
-    }
-    return cases;
+    return sizes_around_limit(lens, film, [](Lens& at_limit, double number) { at_limit.film_distance = number; });
   }
 };
 

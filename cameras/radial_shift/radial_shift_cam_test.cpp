@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "tests/support/lens_stage.h"
-#include "tests/support/mapping_pair_suite.h"
+#include "tests/support/pair_ahead.h"
 #include "tests/support/service_override.h"
 
 namespace {
@@ -422,14 +422,11 @@ TEST_F(RadialShiftTest, AHugeFilmPositionDoesNotCrash) {
 }
 
 /// Without shift and shear: `film_point` undoes the radial law alone.
-struct RadialShiftPair {
-  using Lens = RadialShiftCam::Lens;
+struct RadialShiftPair : PairAhead<RadialShiftCam::Lens> {
   static constexpr auto& direction = RadialShiftCam::direction;
   static constexpr auto& film_point = RadialShiftCam::film_point;
-  static constexpr bool sees_behind = false;
   static constexpr double film_tolerance = 1e-13;
   static constexpr double angle_tolerance = 1e-14;
-  static constexpr double film_share = 1.0;
 
   /// A law that rises all the way to the film's corners, at 1.8 reference radii, steeply enough to keep its digits.
   static Lens random_lens(Random& random, Film film) {
@@ -453,13 +450,9 @@ struct RadialShiftPair {
     return direction_ahead(random, 1.2 * lens.reference_radius / lens.film_distance);
   }
   static Cases<Lens> cases(const Lens& lens, Film film) {
-    Cases<Lens> cases;
-    for (const double number : around_limit) {
-      cases.insert(cases.end(), 2, {lens, film, number != just_above_limit});
-      cases[cases.size() - 2].lens.reference_radius = number;
-      cases[cases.size() - 1].lens.film_distance = number;
-    }
-    return cases;
+    return sizes_around_limit(
+        lens, film, [](Lens& at_limit, double number) { at_limit.reference_radius = number; },
+        [](Lens& at_limit, double number) { at_limit.film_distance = number; });
   }
 };
 

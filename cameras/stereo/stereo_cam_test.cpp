@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "standin/host/gizmo_drawing.h"
-#include "tests/support/mapping_pair_suite.h"
 #include "tests/support/motion.h"
+#include "tests/support/pair_ahead.h"
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
 #include "tests/support/vector_checks.h"
@@ -595,14 +595,11 @@ TEST_F(StereoGizmo, AnItemThatIsGoneIsNotDrawn) {
 }
 
 /// Of either eye.
-struct StereoPair {
-  using Lens = StereoCam::Lens;
+struct StereoPair : PairAhead<StereoCam::Lens> {
   static constexpr auto& direction = StereoCam::direction;
   static constexpr auto& film_point = StereoCam::film_point;
-  static constexpr bool sees_behind = false;
   static constexpr double film_tolerance = 1e-15;
   static constexpr double angle_tolerance = 1e-15;
-  static constexpr double film_share = 1.0;
 
   static Lens random_lens(Random& random, Film film) {
     Lens lens;
@@ -610,14 +607,9 @@ struct StereoPair {
     lens.film_height = film.height;
     return lens;
   }
-  static Vector random_direction(Random& random, const Lens& /*lens*/, Film /*film*/) { return direction_ahead(random, 3.0); }
   static Cases<Lens> cases(const Lens& lens, Film film) {
-    Cases<Lens> cases;
-    for (const double number : around_limit) {
-      cases.push_back({lens, film, number != just_above_limit});
-      cases.back().lens.zoom_factor = number / film.half_height();
-    }
-    return cases;
+    return sizes_around_limit(lens, film,
+                              [film](Lens& at_limit, double number) { at_limit.zoom_factor = number / film.half_height(); });
   }
 };
 
