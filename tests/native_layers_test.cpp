@@ -113,19 +113,29 @@ TEST_F(NativeTool, DepthOfAPanoramaIsAlongTheRayAndItsMotionByItsOwnProjection) 
 }
 
 TEST_F(NativeTool, TextureLayerIsTheObjectsMap) {
-  ASSERT_EQ(run_tool("render " + samples_scene() +
-                     " --camera 'Pinhole Plaza' --size 96x54 --samples 1 --layers uv,position -o " + quoted(out("a.exr")))
-                .exit_code,
-            0);
+  test_support::ObjectToWrite mapped = test_support::cube(2.0, {0.9, 0.05, 0.05});
+  for (const standin::Vec3 point : mapped.points)
+    mapped.texture_positions.push_back({0.5 + 0.25 * point.x, 3.0 - 0.5 * point.y + 0.125 * point.x});
+  test_support::write_object(mapped, out("cube.lwo"));
+  ASSERT_EQ(render("a.exr", "--layers uv,position").exit_code, 0);
   const Channels picture = read(out("a.exr"));
-  int mapped = 0;
+  int seen = 0;
   for (std::size_t i = 0; i < picture.samples.at("UV.U").size(); ++i) {
-    const float u = picture.samples.at("UV.U")[i];
-    const float v = picture.samples.at("UV.V")[i];
-    EXPECT_TRUE(std::isfinite(u) && std::isfinite(v));
-    if (u != 0.0F && v != 0.0F) ++mapped;
+    const float x = picture.samples.at("P.X")[i];
+    const float y = picture.samples.at("P.Y")[i];
+    const bool hit = picture.samples.at("P.Z")[i] != 0.0F;
+    EXPECT_NEAR(picture.samples.at("UV.U")[i], hit ? 0.5 + 0.25 * x : 0.0, 1e-5);
+    EXPECT_NEAR(picture.samples.at("UV.V")[i], hit ? 3.0 - 0.5 * y + 0.125 * x : 0.0, 1e-5);
+    seen += hit;
   }
-  EXPECT_GT(mapped, 100);
+  EXPECT_EQ(seen, 24 * 24) << "the front of the cube";
+}
+
+TEST_F(NativeTool, AnObjectWithoutATextureMapHasATextureLayerOfZeros) {
+  ASSERT_EQ(render("a.exr", "--layers uv").exit_code, 0);
+  const Channels picture = read(out("a.exr"));
+  for (const char* channel : {"UV.U", "UV.V"})
+    for (const float value : picture.samples.at(channel)) EXPECT_EQ(value, 0.0F);
 }
 
 TEST_F(NativeTool, WhatAPngCannotHoldIsRefused) {

@@ -77,7 +77,15 @@ std::vector<std::uint8_t> object_bytes(const ObjectToWrite& object) {
   }
 
   Chunk form("FORM");
-  form.four_letters("LWO2").chunk(tags).chunk(layer).chunk(points).chunk(polygons).chunk(polygon_tags);
+  form.four_letters("LWO2").chunk(tags).chunk(layer).chunk(points);
+  if (!object.texture_positions.empty()) {
+    Chunk map("VMAP");
+    map.four_letters("TXUV").u2(2).text("Map");
+    for (std::size_t i = 0; i < object.texture_positions.size(); ++i)
+      map.u2(i).f4(object.texture_positions[i][0]).f4(object.texture_positions[i][1]);
+    form.chunk(map);
+  }
+  form.chunk(polygons).chunk(polygon_tags);
   for (const SurfaceToWrite& surface : object.surfaces) {
     Chunk color("COLR");
     color.vector(surface.color).u2(0);

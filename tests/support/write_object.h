@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -32,6 +33,8 @@ struct ObjectToWrite {
   standin::Vec3 pivot;
   std::vector<standin::Vec3> points;
   std::vector<PolygonToWrite> polygons;
+  /// Each point's place in the texture map; empty without one.
+  std::vector<std::array<double, 2>> texture_positions;
 };
 
 /// The object as a file of form LWO2.

@@ -277,7 +277,10 @@ std::optional<Hit> RenderScene::hit(const RTCRayHit& met, Vec3 position, Vec3 di
              shading_normal,
              surface < mesh.surfaces->size() ? &(*mesh.surfaces)[surface] : &plain,
              met.hit.instID[0],
-             met.ray.time};
+             met.ray.time,
+             met.hit.primID,
+             met.hit.u,
+             met.hit.v};
 }
 
 standin::ItemPose RenderScene::object_of(const Hit& hit) const {
