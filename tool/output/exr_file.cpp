@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <exception>
 #include <half.h>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -137,6 +138,8 @@ struct ExrWriter::State {
 ExrWriter::ExrWriter(NewFile& file, const ExrLayout& layout) {
   try {
     state_ = std::make_unique<State>(file, layout);
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception& error) {
     file.fail(error.what());
   }
@@ -174,6 +177,8 @@ void ExrWriter::write_rows(std::span<const float> samples) {
   try {
     state.output->setFrameBuffer(buffer);
     state.output->writePixels(static_cast<int>(rows));
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception& error) {
     state.stream.throw_if_failed();
     state.file->fail(error.what());

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <new>
 #include <png.h>
 #include <stdexcept>
 #include <zlib.h>
@@ -24,6 +25,10 @@ struct PngWriter::State {
       : sink(std::move(to)), png(png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, refuse, stay_silent)) {
     if (png == nullptr) throw std::bad_alloc();
     info = png_create_info_struct(png);
+    if (info == nullptr) {
+      png_destroy_write_struct(&png, nullptr);
+      throw std::bad_alloc();
+    }
   }
   ~State() { png_destroy_write_struct(&png, &info); }
   State(const State&) = delete;
