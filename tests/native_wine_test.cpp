@@ -70,6 +70,18 @@ TEST_F(NativeWine, AServiceThatIsKilled) {
   for (const auto& name : names_in(folder_)) EXPECT_EQ(name.find(".unfinished"), std::string::npos) << name;
 }
 
+TEST_F(NativeWine, SceneShowsTheSizesThatTheShippedModuleWorksOut) {
+  const auto told = [](const fs::path& module) {
+    const Outcome outcome =
+        run_tool("scene --json " + quoted(source_folder() / "samples" / "cameras.lws") + " --module " + quoted(module));
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+    return outcome.output;
+  };
+  const std::string shipped = told(shipped_module());
+  EXPECT_NE(shipped.find("\"worked_out_size\": \"800 x 450\""), std::string::npos) << shipped;
+  EXPECT_EQ(shipped, told(module_file()));
+}
+
 TEST_F(NativeWine, AFreshPrefixIsSaidToBeSetUp) {
   const std::string command =
       "OVICAM_WINEPREFIX=" + quoted(out("fresh")) + " " +

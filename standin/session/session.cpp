@@ -184,6 +184,8 @@ class LocalSession : public Session {
         setup.settings.emplace_back(control.label, shortest(panel.get_float(control.id)));
       } else if (data->type == "string" && control.label == "Version") {
         setup.module_version = panel.get_text(control.id);
+      } else if (data->type == "string") {
+        setup.settings.emplace_back(control.label, panel.get_text(control.id));
       }
     }
   }

@@ -2,22 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <fstream>
 #include <iostream>
-#include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "standin/host/host.h"
-#include "standin/host/hosted_camera.h"
-#include "standin/host/module.h"
+#include "standin/remote/ray_service.h"
 #include "standin/scene/scene.h"
 #include "standin/session/control_text.h"
-#include "standin/session/introspection.h"
 #include "tool/commands/camera_options.h"
 #include "tool/output/json_output.h"
 #include "tool/output/text_table.h"
@@ -43,28 +37,20 @@ const std::string& server_of(const standin::Item& camera) {
   return camera.camera->handler ? camera.camera->handler->server_name : own;
 }
 
-/// The sizes of the frames that cameras of a module work out for themselves, as their panels show them, by the camera's number.
-std::map<std::uint32_t, std::string> worked_out_sizes(const CameraOptions& options, const standin::Scene& scene) {
-  std::map<std::uint32_t, std::string> sizes;
-  standin::Host host{scene};
-  const standin::Module module(local_module_file(options));
-  const int frame = scene.first_frame;
-  for (const standin::Item& item : host.scene().items) {
-    if (!item.camera || module.find(LWCAMERA_HANDLER_CLASS, server_of(item)) == nullptr) continue;
-    standin::HostedCamera camera(host, module, server_of(item), item);
-    camera.load_saved();
-    camera.new_time(frame, host.scene().time_of(frame));
-    for (const standin::ControlDescription& row : standin::describe_panel(host, camera.panel())) {
-      if (row.data_type != "string" || !row.label.starts_with("Calc") || !row.label.ends_with("Resolution")) continue;
-      sizes[item.id] = row.value == no_size ? not_known : row.value;
-    }
-  }
-  return sizes;
-}
-
-/// Whether the module's cameras of that server are known to work out a size: the question is only asked of those.
+/// Whether the module's cameras of that server work out the size of their frame: the question is only asked of those.
 bool works_out_size(const standin::Item& camera) {
   return server_of(camera) == "QuorinOverscanCam" || server_of(camera) == "QuorinDpiCam";
+}
+
+/// As the camera's panel shows the size at the scene's first frame.
+std::string worked_out_size(const CameraOptions& options, const standin::Scene& scene, const standin::Item& camera) {
+  standin::SessionOptions session_options = options.session_options();
+  session_options.camera_name = camera.name;
+  const auto setup = standin::open_session_for(session_options)->begin_frame(scene.first_frame);
+  for (const auto& [label, value] : setup.settings)
+    if (label.starts_with("Calc") && label.ends_with("Resolution") && value != no_size)
+      return value.substr(std::min(value.find_first_not_of(' '), value.size()));
+  return not_known;
 }
 
 /// The four letters that tell the version of an object's file; empty when it is none.
@@ -77,8 +63,7 @@ std::string object_version(const std::filesystem::path& file) {
   return printable ? form : std::string();
 }
 
-json described_camera(const standin::Scene& scene, const standin::Item& item,
-                      const std::optional<std::map<std::uint32_t, std::string>>& sizes) {
+json described_camera(const CameraOptions& options, const standin::Scene& scene, const standin::Item& item) {
   const standin::CameraSettings& camera = *item.camera;
   const double start = scene.time_of(scene.first_frame);
   const bool has_size = camera.width_pixels > 0 && camera.height_pixels > 0;
@@ -99,9 +84,8 @@ json described_camera(const standin::Scene& scene, const standin::Item& item,
                 {"motion_blur_passes", camera.motion_blur_passes},
                 {"blur_length", camera.blur_length.at(start)}};
   if (works_out_size(item)) {
-    const auto found = sizes ? sizes->find(item.id) : std::map<std::uint32_t, std::string>::const_iterator();
-    value["worked_out_size"] =
-        sizes && found != sizes->end() && found->second != not_known ? json(found->second) : json(nullptr);
+    const std::string size = options.module.empty() ? not_known : worked_out_size(options, scene, item);
+    value["worked_out_size"] = size == not_known ? json(nullptr) : json(size);
   }
   return value;
 }
@@ -128,13 +112,11 @@ json described_light(const standin::Scene& scene, const standin::Item& item) {
 }
 
 json described(const Arguments& arguments, const standin::Scene& scene) {
-  std::optional<std::map<std::uint32_t, std::string>> sizes;
-  if (!arguments.options.module.empty()) sizes = worked_out_sizes(arguments.options, scene);
   json cameras = json::array();
   json objects = json::array();
   json lights = json::array();
   for (const standin::Item& item : scene.items) {
-    if (item.camera) cameras.push_back(described_camera(scene, item, sizes));
+    if (item.camera) cameras.push_back(described_camera(arguments.options, scene, item));
     if (item.kind == standin::ItemKind::object) objects.push_back(described_object(scene, item));
     if (item.light) lights.push_back(described_light(scene, item));
   }
@@ -235,7 +217,7 @@ void add_scene_command(CLI::App& app) {
       "Values are those of the first frame. Sizes that overscan and print cameras work out need --module.");
   const auto arguments = std::make_shared<Arguments>();
   command->add_option("SCENE", arguments->options.scene, "Scene file")->required();
-  command->add_option("--module", arguments->options.module, "OviCam.so, for the sizes that its cameras work out");
+  command->add_option("--module", arguments->options.module, "Module file, for the sizes that its cameras work out");
   command->add_option("--content", arguments->options.content,
                       "Folder of all content: objects are looked for there (default: folders above the scene)");
   command->add_flag("--json", arguments->json, "As JSON, for programs");
