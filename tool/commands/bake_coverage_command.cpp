@@ -79,8 +79,7 @@ void write_coverage(const Arguments& arguments) {
   warnings.add(*session);
   warnings.tell();
   PictureForm form{.width = width, .height = height};
-  form.metadata = frame_metadata(scene, arguments.camera.scene, arguments.camera.find_camera(scene), setup, width, height,
-                                 standin::Eye::centre);
+  form.metadata = frame_metadata(scene, arguments.camera.scene, item, setup, width, height, standin::Eye::centre);
   PictureFile picture(arguments.picture, form);
 
   std::vector<standin::RayQuery> queries(static_cast<std::size_t>(width));

@@ -1,13 +1,13 @@
 #include "tool/commands/camera_options.h"
 
-#include <algorithm>
-#include <array>
+#include <iostream>
 #include <stdexcept>
 
 #include "standin/remote/program_file.h"
 #include "standin/remote/ray_service.h"
 #include "standin/scene/name_list.h"
 #include "standin/session/settings.h"
+#include "tool/commands/frame_probe.h"
 #include "tool/commands/usage_error.h"
 #include "tool/render/scene_layers.h"
 
@@ -97,31 +97,17 @@ const standin::Item& CameraOptions::find_camera(const standin::Scene& from) cons
   throw std::runtime_error(scene + ": the scene has no camera \"" + camera + "\"; it has " + standin::joined(names));
 }
 
+void CameraOptions::tell_camera(const standin::Scene& from) const {
+  std::cerr << "camera \"" << find_camera(from).name << "\"\n";
+}
+
 void add_missing_objects(const CameraOptions& options, const standin::Scene& scene, Warnings& warnings) {
   if (options.strict) placed_layers(scene, warnings.lines());
 }
 
 void add_eye_without_effect(standin::Session& session, const standin::FrameSetup& setup, standin::Eye eye, Warnings& warnings) {
   if (eye == standin::Eye::centre) return;
-  // A camera for stereo pairs moves the start of its rays, or turns them, all over the film.
-  constexpr std::array shares{-0.37, 0.0, 0.41};
-  std::vector<standin::RayQuery> queries;
-  for (const double x : shares) {
-    for (const double y : shares) {
-      standin::RayQuery& query = queries.emplace_back();
-      query.film_x = x * setup.film_width;
-      query.film_y = y * setup.film_height;
-    }
-  }
-  std::vector<standin::RayAnswer> centre(queries.size());
-  session.evaluate(queries, centre);
-  for (standin::RayQuery& query : queries) query.eye = eye;
-  std::vector<standin::RayAnswer> of_eye(queries.size());
-  session.evaluate(queries, of_eye);
-  const auto same = [](const standin::RayAnswer& a, const standin::RayAnswer& b) {
-    return a.result == b.result && (a.result == 0 || (a.position == b.position && a.direction == b.direction));
-  };
-  if (std::ranges::equal(centre, of_eye, same))
+  if (same_rays(probe_frame(session, setup, standin::Eye::centre), probe_frame(session, setup, eye)))
     warnings.add("this camera has one eye: what --eye left and --eye right show is the same");
 }
 

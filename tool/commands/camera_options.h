@@ -41,6 +41,8 @@ struct CameraOptions {
   standin::Scene read_scene() const;
   /// Throws with the names there are when the scene has no such camera.
   const standin::Item& find_camera(const standin::Scene& from) const;
+  /// The first line that a command writes, to standard error, once nothing of its command line is refused any more.
+  void tell_camera(const standin::Scene& from) const;
 };
 
 /// Adds what is missing for a command that needs none of the objects itself: its files are looked for only if it is strict.

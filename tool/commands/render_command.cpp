@@ -1,10 +1,7 @@
 #include "tool/commands/render_command.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <chrono>
-#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <iomanip>
@@ -15,7 +12,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <tbb/global_control.h>
 #include <tbb/task_arena.h>
 #include <utility>
@@ -24,9 +20,10 @@
 #include "standin/remote/ray_service.h"
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"
-#include "tool/commands/camera_options.h"
 #include "tool/commands/frame_range.h"
 #include "tool/commands/option_text.h"
+#include "tool/commands/render_arguments.h"
+#include "tool/commands/render_gizmo.h"
 #include "tool/commands/unused_settings.h"
 #include "tool/commands/usage_error.h"
 #include "tool/commands/warnings.h"
@@ -36,37 +33,13 @@
 #include "tool/output/progress.h"
 #include "tool/render/frame_metadata.h"
 #include "tool/render/frame_renderer.h"
-#include "tool/render/gizmo_picture.h"
 #include "tool/render/render_scene.h"
-#include "tool/render/scene_layers.h"
 
 namespace tool {
 namespace {
 
 constexpr std::uint32_t most_samples = 65536;
 constexpr int most_threads = 1024;
-
-/// The command line as it was written.
-struct Arguments {
-  CameraOptions camera;
-  std::string frames;
-  std::string size;
-  std::string region;
-  std::uint32_t samples = 16;
-  int threads = 0;
-  std::string eye = "centre";
-  bool stereo = false;
-  std::string layers;
-  bool motion_blur = false;
-  bool depth_of_field = false;
-  bool gizmo = false;
-  bool skip_existing = false;
-  bool dry_run = false;
-  bool json = false;
-  std::string view_from;
-  std::string look_at;
-  std::string output;
-};
 
 std::string frame_start(int frame, const std::string& camera) {
   return "frame " + std::to_string(frame) + ": camera \"" + camera + "\", ";
@@ -84,11 +57,11 @@ std::string frame_line(const FrameJob& job, const RayCounts& rays, double second
 /// What came of a frame, as a line of JSON.
 struct FrameReport {
   int frame = 0;
-  std::filesystem::path file;
+  std::filesystem::path file = {};
   double seconds = 0.0;
   std::uint64_t rays = 0;
-  std::vector<std::string> warnings;
   bool skipped = false;
+  std::vector<std::string> warnings = {};
 };
 
 /// At once, so that a program can follow.
@@ -102,11 +75,6 @@ void write_frame(const FrameReport& report) {
 std::string speed_line(const RayCounts& rays, double seconds) {
   const double per_second = static_cast<double>(rays.traced) / std::max(seconds, 1e-9);
   return "traced " + short_count(static_cast<double>(rays.traced)) + " rays, " + short_count(per_second) + " a second";
-}
-
-/// The first lines, once nothing in the command line is refused any more.
-void tell_camera(const Arguments& arguments, const standin::Scene& scene) {
-  std::cerr << "camera \"" << arguments.camera.find_camera(scene).name << "\"\n";
 }
 
 /// What an EXR holds beside the light of one eye.
@@ -126,176 +94,162 @@ ExrContents exr_contents(const std::vector<Layer>& layers, bool stereo) {
   return contents;
 }
 
-void render(const Arguments& arguments) {
-  standin::SessionOptions options = arguments.camera.session_options();
-  options.motion_blur = arguments.motion_blur;
-  options.depth_of_field = arguments.depth_of_field;
-  if (!PictureFile::is_picture_name(arguments.output))
-    throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
-  std::optional<FrameList> wanted_frames;
-  if (!arguments.frames.empty()) wanted_frames = parse_frames(arguments.frames);
-  const standin::Eye eye = arguments.stereo ? standin::Eye::left : parse_eye(arguments.eye);
-  const std::vector<Layer> layers = parse_layers(arguments.layers);
-  const ExrContents more = exr_contents(layers, arguments.stereo);
-  if (!more.channels.empty() && !PictureFile::is_exr_name(arguments.output)) {
-    throw UsageError("-o " + arguments.output + ": a PNG holds one view and no layers; with " +
-                     (arguments.stereo ? "--stereo" : "--layers") + " the name must end in .exr");
-  }
+/// What the command line asks for, as far as that can be told without the scene.
+struct Plan {
+  std::optional<FrameList> frames;
+  standin::Eye eye;
+  std::vector<Layer> layers;
+  ExrContents more;
 
-  const standin::Scene scene = arguments.camera.read_scene();
-  const standin::CameraSettings& camera = *arguments.camera.find_camera(scene).camera;
-  const PictureSize size = picture_size(arguments.size, camera, arguments.camera.scene);
-  const PixelBox part = parse_region(arguments.region, size);
-  options.width_pixels = size.width;
-  options.height_pixels = size.height;
-  const FrameList frames = wanted_frames.value_or(FrameList(scene.first_frame));
-  const FrameName name(arguments.output, !frames.single());
-
-  const std::vector<std::string> unused = unused_settings(options, frames.first());
-  const auto session = standin::open_session_for(options);
-  tell_camera(arguments, scene);
-  Warnings warnings(arguments.camera.strict);
-  warnings.add(scene);
-  for (const std::string& sentence : unused) warnings.add(sentence);
-  RenderScene render_scene(scene, warnings.lines());
-  warnings.add(*session);
-  const standin::FrameSetup first = session->begin_frame(frames.first());
-  add_eye_without_effect(*session, first, eye, warnings);
-  std::vector<std::string> told = warnings.tell();
-  const std::string camera_name = arguments.camera.find_camera(scene).name;
-  if (!render_scene.has_objects()) {
-    throw std::runtime_error(
-        arguments.camera.scene +
-        ": there is nothing to render: the scene has no object with polygons, or none was found (--content "
-        "names the folder of all content)");
-  }
-  const double pixels = static_cast<double>(part.width) * part.height * (arguments.stereo ? 2.0 : 1.0);
-  RayCounts all_rays;
-  double all_seconds = 0.0;
-  {
-    Progress progress(pixels * arguments.samples * static_cast<double>(frames.count()));
-    for (std::optional<int> next = frames.first(); next; next = frames.next(*next)) {
-      const int frame = *next;
-      const auto start = std::chrono::steady_clock::now();
-      const auto file = name.of(frame);
-      if (arguments.skip_existing && std::filesystem::is_regular_file(file)) {
-        progress.note(frame_start(frame, camera_name) + "skipped, there is " + file.string());
-        progress.add(static_cast<std::uint64_t>(pixels) * arguments.samples);
-        if (arguments.json) write_frame({frame, file, 0.0, 0, std::move(told), true});
-        told.clear();
-        continue;
-      }
-      if (arguments.dry_run) {
-        check_can_be_written(file);
-        progress.note(frame_start(frame, camera_name) + "would be written -> " + file.string());
-        if (arguments.json) write_frame({frame, file, 0.0, 0, std::move(told), false});
-        told.clear();
-        continue;
-      }
-      const FrameJob job{.session = *session,
-                         .scene = render_scene,
-                         .setup = session->begin_frame(frame),
-                         .width = size.width,
-                         .height = size.height,
-                         .part = part,
-                         .samples_per_pixel = arguments.samples,
-                         .eye = eye,
-                         .second_eye = arguments.stereo ? std::optional(standin::Eye::right) : std::nullopt,
-                         .layers = layers};
-      PictureForm form{
-          .width = size.width, .height = size.height, .part = part, .more_channels = more.channels, .views = more.views};
-      form.metadata = frame_metadata(scene, arguments.camera.scene, arguments.camera.find_camera(scene), job.setup, size.width,
-                                     size.height, eye);
-      PictureFile picture(file, form);
-      warnings.add(*session);
-      std::ranges::move(warnings.tell(), std::back_inserter(told));
-      render_scene.set_frame(job.setup.start_seconds, job.setup.duration_seconds);
-      const RayCounts rays = render_frame(job, picture, progress);
-      picture.finish();
-      const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-      all_rays += rays;
-      all_seconds += seconds;
-      progress.note(frame_line(job, rays, seconds, camera_name, file));
-      if (arguments.json) write_frame({frame, file, seconds, rays.traced, std::move(told), false});
-      told.clear();
-      // What is wrong with it is told once, by whoever reserved it.
-      if (!std::cout) return;
+  explicit Plan(const RenderArguments& arguments) {
+    if (!PictureFile::is_picture_name(arguments.output))
+      throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
+    if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
+    eye = arguments.stereo ? standin::Eye::left : parse_eye(arguments.eye);
+    layers = parse_layers(arguments.layers);
+    more = exr_contents(layers, arguments.stereo);
+    if (!more.channels.empty() && !PictureFile::is_exr_name(arguments.output)) {
+      throw UsageError("-o " + arguments.output + ": a PNG holds one view and no layers; with " +
+                       (arguments.stereo ? "--stereo" : "--layers") + " the name must end in .exr");
     }
   }
-  if (arguments.dry_run) return;
-  std::cerr << speed_line(all_rays, all_seconds) << '\n';
-  if (all_rays.broken > 0)
-    std::cerr << "warning: " << all_rays.broken << " rays had no finite position and direction and are left out\n";
-}
+};
 
-standin::Vec3 parse_point(const std::string& option, const std::string& text) {
-  std::array<double, 3> numbers{};
-  const char* next = text.data();
-  const char* end = next + text.size();
-  bool written_right = true;
-  for (std::size_t i = 0; i < numbers.size() && written_right; ++i) {
-    const auto [rest, error] = std::from_chars(next, end, numbers[i]);
-    const bool last = i + 1 == numbers.size();
-    written_right = error == std::errc() && std::isfinite(numbers[i]) && (last ? rest == end : rest != end && *rest == ',');
-    next = rest + (last ? 0 : 1);
+/// The frames of one command, one after the other.
+class Rendering {
+ public:
+  /// Opens everything and tells what is missing or left out. Throws where nothing can be rendered.
+  Rendering(const RenderArguments& arguments, Plan plan)
+      : arguments_(arguments),
+        plan_(std::move(plan)),
+        scene_(arguments.camera.read_scene()),
+        item_(arguments.camera.find_camera(scene_)),
+        size_(picture_size(arguments.size, *item_.camera, arguments.camera.scene)),
+        part_(parse_region(arguments.region, size_)),
+        frames_(plan_.frames.value_or(FrameList(scene_.first_frame))),
+        name_(arguments.output, !frames_.single()),
+        warnings_(arguments.camera.strict) {
+    standin::SessionOptions options = arguments.camera.session_options();
+    options.motion_blur = arguments.motion_blur;
+    options.depth_of_field = arguments.depth_of_field;
+    options.width_pixels = size_.width;
+    options.height_pixels = size_.height;
+    const FramesWithoutASetting without(options, frames_.first());
+    session_ = standin::open_session_for(options);
+    arguments.camera.tell_camera(scene_);
+    warnings_.add(scene_);
+    setup_ = session_->begin_frame(frames_.first());
+    without.add_unused(*session_, setup_, warnings_);
+    render_scene_.emplace(scene_, warnings_.lines());
+    warnings_.add(*session_);
+    add_eye_without_effect(*session_, setup_, plan_.eye, warnings_);
+    told_ = warnings_.tell();
+    if (!render_scene_->has_objects()) {
+      throw std::runtime_error(
+          arguments.camera.scene +
+          ": there is nothing to render: the scene has no object with polygons, or none was found (--content "
+          "names the folder of all content)");
+    }
   }
-  if (!written_right) throw UsageError(option + " " + text + ": give X,Y,Z in metres, such as 0,5,-8");
-  return {numbers[0], numbers[1], numbers[2]};
-}
 
-std::vector<standin::GizmoElement> drawn_gizmo(standin::HostedCamera& camera, const ViewLine& line) {
-  standin::GizmoDrawing drawing;
-  LWCustomObjAccess& access = *drawing.access;
-  const standin::Vec3 way = line.at - line.from;
-  const standin::Vec3 direction = length(way) > 0.0 ? normalized(way) : standin::Vec3{0.0, 0.0, 1.0};
-  std::ranges::copy(std::array{line.from.x, line.from.y, line.from.z}, std::begin(access.viewPos));
-  std::ranges::copy(std::array{direction.x, direction.y, direction.z}, std::begin(access.viewDir));
-  camera.draw_gizmo(drawing);
-  return std::move(drawing.elements);
-}
-
-void draw_gizmo(const Arguments& arguments) {
-  if (!arguments.output.ends_with(".png"))
-    throw UsageError("-o " + arguments.output + ": with --gizmo the name must end in .png");
-  for (const auto& [option, is_given] :
-       {std::pair{"--region", !arguments.region.empty()}, std::pair{"--stereo", arguments.stereo},
-        std::pair{"--layers", !arguments.layers.empty()}})
-    if (is_given) throw UsageError(std::string(option) + " is of rendered pictures; leave it out with --gizmo");
-  constexpr PictureSize viewport{800, 600};
-  const PictureSize size = arguments.size.empty() ? viewport : parse_size(arguments.size);
-  std::optional<standin::Vec3> view_from;
-  std::optional<standin::Vec3> look_at;
-  if (!arguments.view_from.empty()) view_from = parse_point("--view-from", arguments.view_from);
-  if (!arguments.look_at.empty()) look_at = parse_point("--look-at", arguments.look_at);
-  std::optional<FrameList> wanted_frames;
-  if (!arguments.frames.empty()) wanted_frames = parse_frames(arguments.frames);
-
-  Warnings warnings(arguments.camera.strict);
-  OpenCamera open(arguments.camera, warnings);
-  const standin::Scene& scene = open.host.scene();
-  const FrameList frames = wanted_frames.value_or(FrameList(scene.first_frame));
-  const standin::Item& item = arguments.camera.find_camera(scene);
-  tell_camera(arguments, scene);
-  warnings.add(scene);
-  const auto layers = placed_layers(scene, warnings.lines());
-  warnings.tell();
-  const FrameName name(arguments.output, !frames.single());
-  for (std::optional<int> next = frames.first(); next; next = frames.next(*next)) {
-    const int frame = *next;
-    open.camera.begin_frame(frame);
-    const double seconds = scene.time_of(frame);
-    // Unless the command line says where to look from, that follows from what the gizmo draws.
-    ViewLine line = view_of_gizmo(scene.world_pose(item, seconds), drawn_gizmo(open.camera, {}));
-    line = {view_from.value_or(line.from), look_at.value_or(line.at)};
-    const auto elements = drawn_gizmo(open.camera, line);
-    if (elements.empty()) std::cerr << "note: the gizmo of \"" << item.name << "\" draws nothing\n";
-    const auto file = name.of(frame);
-    write_gizmo_picture({scene, layers, item, elements, line, seconds, size.width, size.height}, file);
-    std::cerr << "frame " << frame << ": " << elements.size() << " shapes of the gizmo -> " << file.string() << '\n';
+  void run() {
+    {
+      Progress progress(static_cast<double>(samples_per_frame()) * static_cast<double>(frames_.count()));
+      for (std::optional<int> frame = frames_.first(); frame; frame = frames_.next(*frame)) {
+        if (!is_left_out(*frame, progress)) render_one(*frame, progress);
+        // What is wrong with it is told once, by whoever reserved it.
+        if (!std::cout) return;
+      }
+    }
+    if (arguments_.dry_run) return;
+    std::cerr << speed_line(all_rays_, all_seconds_) << '\n';
+    if (all_rays_.broken > 0)
+      std::cerr << "warning: " << all_rays_.broken << " rays had no finite position and direction and are left out\n";
   }
-}
 
-void render_with_threads(const Arguments& arguments) {
+ private:
+  std::uint64_t samples_per_frame() const {
+    const auto pixels = static_cast<std::uint64_t>(part_.width) * static_cast<std::uint64_t>(part_.height);
+    return pixels * arguments_.samples * (arguments_.stereo ? 2 : 1);
+  }
+
+  void report(FrameReport frame) {
+    frame.warnings = std::exchange(told_, {});
+    if (arguments_.json) write_frame(frame);
+  }
+
+  /// Because its picture is there, or because nothing is to be written at all.
+  bool is_left_out(int frame, Progress& progress) {
+    const auto file = name_.of(frame);
+    if (arguments_.skip_existing && std::filesystem::is_regular_file(file)) {
+      progress.note(frame_start(frame, item_.name) + "skipped, there is " + file.string());
+      progress.add(samples_per_frame());
+      report({.frame = frame, .file = file, .skipped = true});
+      return true;
+    }
+    if (!arguments_.dry_run) return false;
+    check_can_be_written(file);
+    progress.note(frame_start(frame, item_.name) + "would be written -> " + file.string());
+    report({.frame = frame, .file = file});
+    return true;
+  }
+
+  void render_one(int frame, Progress& progress) {
+    const auto start = std::chrono::steady_clock::now();
+    if (frame != setup_.frame) setup_ = session_->begin_frame(frame);
+    const FrameJob job{.session = *session_,
+                       .scene = *render_scene_,
+                       .setup = setup_,
+                       .width = size_.width,
+                       .height = size_.height,
+                       .part = part_,
+                       .samples_per_pixel = arguments_.samples,
+                       .eye = plan_.eye,
+                       .second_eye = arguments_.stereo ? std::optional(standin::Eye::right) : std::nullopt,
+                       .layers = plan_.layers};
+    const PictureForm form{
+        .width = size_.width,
+        .height = size_.height,
+        .part = part_,
+        .more_channels = plan_.more.channels,
+        .views = plan_.more.views,
+        .metadata = frame_metadata(scene_, arguments_.camera.scene, item_, setup_, size_.width, size_.height, plan_.eye)};
+    const auto file = name_.of(frame);
+    PictureFile picture(file, form);
+    warnings_.add(*session_);
+    std::ranges::move(warnings_.tell(), std::back_inserter(told_));
+    render_scene_->set_frame(setup_.start_seconds, setup_.duration_seconds);
+    const RayCounts rays = render_frame(job, picture, progress);
+    picture.finish();
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    all_rays_ += rays;
+    all_seconds_ += seconds;
+    progress.note(frame_line(job, rays, seconds, item_.name, file));
+    report({.frame = frame, .file = file, .seconds = seconds, .rays = rays.traced});
+  }
+
+  const RenderArguments& arguments_;
+  const Plan plan_;
+  const standin::Scene scene_;
+  const standin::Item& item_;
+  const PictureSize size_;
+  const PixelBox part_;
+  const FrameList frames_;
+  const FrameName name_;
+  Warnings warnings_;
+  std::unique_ptr<standin::Session> session_;
+  /// Of the frame that was begun last.
+  standin::FrameSetup setup_;
+  std::optional<RenderScene> render_scene_;
+  /// Warnings that no frame's report has had yet.
+  std::vector<std::string> told_;
+  RayCounts all_rays_;
+  double all_seconds_ = 0.0;
+};
+
+void render(const RenderArguments& arguments) { Rendering(arguments, Plan(arguments)).run(); }
+
+void render_with_threads(const RenderArguments& arguments) {
   const auto threads =
       static_cast<std::size_t>(arguments.threads > 0 ? arguments.threads : tbb::this_task_arena::max_concurrency());
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
@@ -315,7 +269,7 @@ void add_render_command(CLI::App& app) {
       "A picture tells of scene, camera and frame. In an EXR the world is the host's with Z negated, metres; worldToCamera has "
       "+Z "
       "ahead; worldToNDC, from 0,0 on the upper left to 1,1, is that of a plain perspective with the same zoom.");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<RenderArguments>();
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->output, "Picture; %04d or #### in its name stands for the frame's number")
       ->required();
@@ -351,7 +305,7 @@ void add_render_command(CLI::App& app) {
       ->excludes(gizmo);
   command->add_option("--view-from", arguments->view_from, "X,Y,Z: position of the viewport, metres")->needs(gizmo);
   command->add_option("--look-at", arguments->look_at, "X,Y,Z: what the viewport looks at, metres")->needs(gizmo);
-  command->callback([arguments] { arguments->gizmo ? draw_gizmo(*arguments) : render_with_threads(*arguments); });
+  command->callback([arguments] { arguments->gizmo ? render_gizmo(*arguments) : render_with_threads(*arguments); });
 }
 
 }  // namespace tool

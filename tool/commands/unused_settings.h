@@ -4,12 +4,28 @@
 #include <vector>
 
 #include "standin/session/session.h"
+#include "tool/commands/warnings.h"
 
 namespace tool {
 
-/// A sentence for each setting of the options without which the frame would be the same, ray for ray. Each setting costs a
-/// session of its own: call this before the session that the frame comes from is opened, so that what a camera publishes last
-/// is what it renders with. Throws what opening a session throws. Threads: one.
-std::vector<std::string> unused_settings(const standin::SessionOptions& options, int frame);
+/// What a frame would be without each of its settings, to tell of those that no ray depends on.
+class FramesWithoutASetting {
+ public:
+  /// Opens one session after the other. Construct it before the session that renders: what a camera publishes last is then what
+  /// it renders with. Throws what opening a session throws. Threads: one.
+  FramesWithoutASetting(const standin::SessionOptions& options, int frame);
+
+  /// Adds a warning for each setting without which the begun frame of the session would be the same, ray for ray.
+  void add_unused(standin::Session& session, const standin::FrameSetup& setup, Warnings& warnings) const;
+
+ private:
+  struct Without {
+    std::string setting;
+    standin::FrameSetup setup;
+    /// For the centre, the left and the right eye.
+    std::vector<std::vector<standin::RayAnswer>> rays;
+  };
+  std::vector<Without> all_;
+};
 
 }  // namespace tool
