@@ -33,6 +33,7 @@ void destroy(LWVParmID id) {
 void setup(LWVParmID id, const char* channel_name, LWChanGroupID group, void* /*texture_context*/, void* /*event*/,
            const char* plugin_name, void* /*user_data*/) {
   if (VariantParameter* parameter = require(&Host::parameters, id, "LWVParmFuncs setup")) {
+    ++parameter->set_ups;
     parameter->channel_name = channel_name != nullptr ? channel_name : "";
     parameter->group = group;
     parameter->plugin_name = plugin_name != nullptr ? plugin_name : "";
