@@ -28,6 +28,7 @@ constexpr std::array control_classes{ControlClass{"dThumbnail", ""},
                                      ControlClass{"iChoice", "integer"},
                                      ControlClass{"integer", "integer"},
                                      ControlClass{"iSlider", "integer"},
+                                     ControlClass{"iSliderText", "integer"},
                                      ControlClass{"float", "float"},
                                      ControlClass{"angle", "float"},
                                      ControlClass{"distance", "float"},
@@ -161,7 +162,8 @@ void check_drawings(Context& context, Panel& panel) {
       const Call call("a control's drawing",
                       {static_cast<double>(control.id), static_cast<double>(width), static_cast<double>(height)});
       const Picture picture = panel.draw(control.id, width, height);
-      context.expect(picture.cut_off == 0, text_of(control.id) + ": it draws outside its area");
+      context.expect(picture.cut_off == 0, text_of(control.id) + ": it draws outside its area of " + std::to_string(width) +
+                                               " x " + std::to_string(height) + " pixels");
     }
   }
 }

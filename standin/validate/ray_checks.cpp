@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <string>
 #include <thread>
 
@@ -28,6 +29,15 @@ bool is_unit(double length) { return std::abs(length - 1.0) < 1e-5; }
 Vec3 point_on(const Ray& ray, double distance) {
   return {ray.words[0] + distance * ray.words[3], ray.words[1] + distance * ray.words[4],
           ray.words[2] + distance * ray.words[5]};
+}
+
+/// Between the ray and the way from where it starts to the point; pi where there is no ray.
+double radians_between(const Ray& ray, Vec3 point) {
+  if (ray.result == LWCAMEVAL_NONE) return std::numbers::pi;
+  const Vec3 start{ray.words[0], ray.words[1], ray.words[2]};
+  const Vec3 direction{ray.words[3], ray.words[4], ray.words[5]};
+  const Vec3 way = point - start;
+  return std::atan2(length(cross(direction, way)), dot(direction, way));
 }
 
 /// What every ray of a frame with sensible settings keeps to.
@@ -98,7 +108,7 @@ void check_legal_rays(Stage& stage) {
   Context& context = stage.context;
   std::size_t rays = 0;
   std::size_t asked = 0;
-  for (int round = 0; round < context.times(10); ++round) {
+  for (int round = 0; round < std::max(4, context.times(10)); ++round) {
     Instance camera(stage);
     if (round > 0) camera.randomise();
     camera.prepare(1 + round, 1 + static_cast<unsigned>(context.index(6)));
@@ -347,48 +357,58 @@ void check_waiting(Context& context) {
 
 void check_projection(Context& context) {
   Stage stage(context);
+  // Everything, and what the middle of the lens sees at the frame's start.
   std::vector<double> errors;
-  std::size_t asked = 0;
+  std::vector<double> plain_errors;
   std::size_t refused = 0;
-  for (int round = 0; round < context.times(10); ++round) {
+  for (int round = 0; round < std::max(4, context.times(10)); ++round) {
     Instance camera(stage);
     if (round > 0) camera.randomise();
     camera.prepare(1 + round, 3);
     const bool never_projects = (camera.flags() & LWCAMFLAG_NO_PROJECTION) != 0;
-    const double film_height = camera.access().filmSize[1];
     for (int i = 0; i < 200; ++i) {
-      const RayQuery query = random_query(context, camera.access());
+      RayQuery query = random_query(context, camera.access());
+      const bool plain = i % 2 == 0;
+      if (plain) query = {.film_x = query.film_x, .film_y = query.film_y};
       const Ray ray = camera.evaluate(query);
       if (ray.result == 0 || !ray.finite()) continue;
       const Vec3 point = point_on(ray, context.uniform(2.0, 30.0));
       const FilmPosition film = camera.project(point, query.lens_x, query.lens_y, query.fractional_time, query.eye);
-      ++asked;
       context.expect(!never_projects || film.result == 0,
                      "project: a camera that says it does not project gives a film position");
       if (film.result == 0) {
         ++refused;
         continue;
       }
-      const double error = std::hypot(film.words[0] - query.film_x, film.words[1] - query.film_y) / film_height;
       context.expect(std::isfinite(film.words[0]) && std::isfinite(film.words[1]),
                      "project: a point that the camera sees has a film position that is no number");
-      if (std::isfinite(error)) errors.push_back(error);
+      // A camera may see a point more than once: the ray of the film position has to meet it, not to be the same ray.
+      RayQuery back = query;
+      back.film_x = film.words[0];
+      back.film_y = film.words[1];
+      const double error = radians_between(camera.evaluate(back), point);
+      if (!std::isfinite(error)) continue;
+      errors.push_back(error);
+      if (plain) plain_errors.push_back(error);
     }
     camera.clean_up();
   }
   context.numbers["points projected"] = static_cast<double>(errors.size());
   context.numbers["points refused"] = static_cast<double>(refused);
-  if (errors.empty()) return;
-  std::ranges::sort(errors);
-  const auto quantile = [&](double share) {
-    return errors[static_cast<std::size_t>(share * static_cast<double>(errors.size() - 1))];
+  const auto quantile = [](std::vector<double>& sorted, double share) {
+    std::ranges::sort(sorted);
+    return sorted.empty() ? 0.0 : sorted[static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1))];
   };
+  if (errors.empty()) return;
   for (const auto& [name, share] :
        {std::pair{"median", 0.5}, std::pair{"9 of 10", 0.9}, std::pair{"99 of 100", 0.99}, std::pair{"worst", 1.0}})
-    context.numbers[std::string("projection error, film heights, ") + name] = quantile(share);
-  // Single precision keeps nine of ten within a hundredth of a pixel; at poles and seams a few may be further off.
+    context.numbers[std::string("projection error, radians, ") + name] = quantile(errors, share);
+  context.numbers["projection error, radians, plain, 99 of 100"] = quantile(plain_errors, 0.99);
+  // With a lens, in motion and between the eyes a camera may place a point by its middle. Where there is none of that, single
+  // precision keeps nine of ten within a hundredth of a pixel; at poles and seams a few are further off.
   constexpr double tolerance = 1e-4;
-  context.expect(quantile(0.9) < tolerance, "project: a point on a ray is not projected to where the ray came from");
+  context.expect(quantile(plain_errors, 0.9) < tolerance,
+                 "project: a point on a ray is not projected to where the ray came from");
 }
 
 }  // namespace

@@ -215,6 +215,8 @@ Scene validation_scene() {
 Stage::Stage(Context& context, Scene scene) : context(context), host(std::move(scene)) {
   if (current != nullptr) throw std::runtime_error("there is a stage already");
   current = this;
+  // Made from the host's own tables, before any of them is withheld.
+  table_before({});
   try {
     const Call call("loading and start-up");
     module_.emplace(context.module_file);

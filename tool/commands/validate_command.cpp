@@ -60,14 +60,14 @@ void summarise(const std::vector<Result>& results) {
       ++all;
       passed += result.passed() ? 1 : 0;
       excused += result.excused.size();
-      if (const auto error = result.numbers.find("projection error, film heights, 99 of 100"); error != result.numbers.end())
+      if (const auto error = result.numbers.find("projection error, radians, plain, 99 of 100"); error != result.numbers.end())
         worst_error = std::max(worst_error, error->second);
     }
     if (all == 0) continue;
     std::string remark = excused > 0 ? std::to_string(excused) + " exceptions" : "";
     if (worst_error >= 0.0) {
       std::ostringstream text;
-      text << "99 of 100 points within " << worst_error << " film heights";
+      text << "99 of 100 points within " << worst_error << " radians";
       remark += (remark.empty() ? "" : ", ") + text.str();
     }
     table.add_row({test.name, std::to_string(passed) + " of " + std::to_string(all) + " passed", remark});
