@@ -93,7 +93,7 @@ const std::vector<Mistake>& all_mistakes() {
       {"thread left behind", "reload", "", "threads of the module go on"},
       {"handler left behind", "reload", "", "a handler of signals or exceptions is left behind"},
       {"memory left behind", "reload", "", "memory of the module is left behind"},
-      {"crash at shut-down", "shutdown", "", "in shut-down and unloading"},
+      {"crash at shut-down with living cameras", "shutdown", "", "in shut-down and unloading"},
       {"copies disturb one another", "two-modules", "", "A second module changes the rays of the first"},
   };
   return mistakes;
@@ -119,7 +119,7 @@ TEST_P(BrokenModule, IsFoundByItsTestAndNoOther) {
   // What the mistake has nothing to do with stays as it was.
   const std::string other = mistake.test == "descriptor" ? "gizmo --server QuorinSkyboxCam" : "descriptor";
   const Outcome unrelated = validate_broken(mistake.fault, "--level 1 --only " + other);
-  EXPECT_EQ(unrelated.exit_code, mistake.fault == "crash at shut-down" ? 1 : 0) << unrelated.output;
+  EXPECT_EQ(unrelated.exit_code, 0) << unrelated.output;
 }
 
 TEST(Validate, EveryTestFindsAMistake) {

@@ -19,12 +19,13 @@ std::uint64_t mixed(std::uint64_t seed, const std::string& text) {
 }  // namespace
 
 Context::Context(std::filesystem::path module_file, std::filesystem::path work_folder, const std::string& test,
-                 std::string server, int level, std::uint64_t seed)
+                 std::string server, int level, std::uint64_t seed, std::function<void(const std::string&)> tell)
     : module_file(std::move(module_file)),
       work_folder(std::move(work_folder)),
       server(std::move(server)),
       level(level),
-      random(mixed(mixed(seed ^ 0xCBF29CE484222325U, test), this->server)) {}
+      random(mixed(mixed(seed ^ 0xCBF29CE484222325U, test), this->server)),
+      tell_(std::move(tell)) {}
 
 int Context::times(int at_default) const {
   constexpr std::array<double, 10> factors{0.1, 0.2, 0.4, 0.7, 1.0, 1.6, 2.5, 4.0, 6.0, 10.0};
@@ -41,10 +42,12 @@ int Context::index(int count) { return static_cast<int>(random() % static_cast<s
 void Context::fail(const std::string& sentence) {
   const std::lock_guard lock(mutex_);
   if (std::ranges::find(failures_, sentence) != failures_.end()) return;
-  if (failures_.size() < most_failures)
-    failures_.push_back(sentence);
-  else
-    ++more_failures_;
+  if (failures_.size() == most_failures) {
+    ++untold_failures_;
+    return;
+  }
+  failures_.push_back(sentence);
+  if (tell_) tell_(sentence);
 }
 
 bool Context::failed() const {
@@ -52,11 +55,9 @@ bool Context::failed() const {
   return !failures_.empty();
 }
 
-std::vector<std::string> Context::failures() const {
+std::size_t Context::untold_failures() const {
   const std::lock_guard lock(mutex_);
-  std::vector<std::string> all = failures_;
-  if (more_failures_ > 0) all.push_back("and " + std::to_string(more_failures_) + " more of the kind");
-  return all;
+  return untold_failures_;
 }
 
 void Context::add_to_digest(const void* bytes, std::size_t size) {

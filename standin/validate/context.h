@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <random>
@@ -14,7 +15,7 @@ namespace standin::validate {
 class Context {
  public:
   Context(std::filesystem::path module_file, std::filesystem::path work_folder, const std::string& test, std::string server,
-          int level, std::uint64_t seed);
+          int level, std::uint64_t seed, std::function<void(const std::string&)> tell = {});
 
   const std::filesystem::path module_file;
   /// Empty files and folders may be made here; it is removed afterwards.
@@ -33,13 +34,14 @@ class Context {
   /// 0 to count - 1.
   int index(int count);
 
-  /// The module broke a rule: one sentence. Each is kept once, and a limited number of them.
+  /// The module broke a rule: one sentence. Each is told once, as soon as it is found, and a limited number of them.
   void fail(const std::string& sentence);
   void expect(bool condition, const std::string& sentence) {
     if (!condition) fail(sentence);
   }
   bool failed() const;
-  std::vector<std::string> failures() const;
+  /// How many more there were than were told.
+  std::size_t untold_failures() const;
 
   /// What was measured, for the report.
   std::map<std::string, double> numbers;
@@ -49,8 +51,9 @@ class Context {
 
  private:
   mutable std::mutex mutex_;
+  std::function<void(const std::string&)> tell_;
   std::vector<std::string> failures_;
-  std::size_t more_failures_ = 0;
+  std::size_t untold_failures_ = 0;
 };
 
 /// One test. `run` may throw std::exception, which fails it.

@@ -113,31 +113,44 @@ void check_two_modules(Context& context) {
   std::filesystem::copy_file(context.module_file, copy, std::filesystem::copy_options::overwrite_existing);
   {
     Stage stage(context);
-    const std::string name = handler_names(stage.module()).front();
-    Instance first(stage, "Camera", name);
-    first.prepare(1, 3);
-    std::vector<RayQuery> queries;
-    std::vector<Ray> rays;
-    for (int i = 0; i < 50; ++i) {
-      queries.push_back(random_query(context, first.access()));
-      rays.push_back(first.evaluate(queries.back()));
+    struct Witness {
+      std::unique_ptr<Instance> camera;
+      std::vector<RayQuery> queries;
+      std::vector<Ray> rays;
+    };
+    std::vector<Witness> witnesses;
+    for (const std::string& name : handler_names(stage.module())) {
+      Witness& witness = witnesses.emplace_back();
+      witness.camera = std::make_unique<Instance>(stage, "Camera", name);
+      witness.camera->randomise();
+      witness.camera->prepare(1, 3);
+      for (int i = 0; i < 20; ++i) {
+        witness.queries.push_back(random_query(context, witness.camera->access()));
+        witness.rays.push_back(witness.camera->evaluate(witness.queries.back()));
+      }
     }
+    const auto expect_same_rays = [&](const std::string& what) {
+      for (const Witness& witness : witnesses)
+        for (std::size_t i = 0; i < witness.queries.size(); ++i)
+          context.expect(witness.camera->evaluate(witness.queries[i]) == witness.rays[i],
+                         what + " changes the rays of the first");
+    };
     {
-      const Call call("loading and start-up of a second module");
+      const Call call("loading, use and unloading of a second module");
       const Module second(copy);
       context.expect(&second.descriptor() != &stage.module().descriptor(), "A copy of the module is not loaded as another one");
-      HandlerRecords records;
-      const Server& server = second.server(LWCAMERA_HANDLER_CLASS, name);
-      server.activate(LWCAMERA_HANDLER_VERSION, Stage::global(), &*records.handler, second.server_data());
-      LWError error = nullptr;
-      LWInstance instance = records.instance->create(records.instance->priv, stage.host.id_of("Other 1"), &error);
-      for (std::size_t i = 0; i < queries.size(); ++i)
-        context.expect(first.evaluate(queries[i]) == rays[i], "A second module changes the rays of the first");
-      if (instance != nullptr) records.instance->destroy(instance);
+      for (const Server& server : second.servers()) {
+        if (server.class_name != LWCAMERA_HANDLER_CLASS) continue;
+        HandlerRecords records;
+        server.activate(LWCAMERA_HANDLER_VERSION, Stage::global(), &*records.handler, second.server_data());
+        LWError error = nullptr;
+        LWInstance instance = records.instance->create(records.instance->priv, stage.host.id_of("Other 1"), &error);
+        if (instance != nullptr) records.instance->destroy(instance);
+      }
+      expect_same_rays("A second module");
     }
-    for (std::size_t i = 0; i < queries.size(); ++i)
-      context.expect(first.evaluate(queries[i]) == rays[i], "The end of a second module changes the rays of the first");
-    first.clean_up();
+    expect_same_rays("The end of a second module");
+    for (const Witness& witness : witnesses) witness.camera->clean_up();
   }
   std::filesystem::remove_all(folder);
 }

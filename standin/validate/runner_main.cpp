@@ -59,11 +59,13 @@ int run_all(const std::vector<std::string>& words) {
   if (!test->for_each_server) servers = {""};
   for (const std::string& server : servers) {
     report.line("begin", server);
-    Context context(module_file, folder, test->name, server, level, seed);
+    Context context(module_file, folder, test->name, server, level, seed,
+                    [&](const std::string& failure) { report.line("failure", failure); });
     const auto start = std::chrono::steady_clock::now();
     run(*test, context);
     context.numbers["seconds"] = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    for (const std::string& failure : context.failures()) report.line("failure", failure);
+    if (const std::size_t untold = context.untold_failures(); untold > 0)
+      report.line("failure", "and " + std::to_string(untold) + " more");
     for (const auto& [name, value] : context.numbers) report.line("number", name, exact(value));
     report.line("digest", std::to_string(context.digest));
     report.line("end", server);
