@@ -11,9 +11,9 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <limits>
+#include <pthread.h>
 #include <string_view>
 #include <thread>
-#include <unistd.h>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -61,15 +61,18 @@ Table* host_table(const char* service) {
   return static_cast<Table*>(host_global(service, GFUSE_TRANSIENT));
 }
 
+/// The host's own table unless the mistake changes it: the real module keeps what it is given, and may outlive this file.
 template <class Table>
-Table changed(const char* service, void (*change)(Table&)) {
-  Table table = *host_table<Table>(service);
+void* changed(const char* service, void (*change)(Table&)) {
+  static Table table;
+  Table* own = host_table<Table>(service);
+  table = *own;
   change(table);
-  return table;
+  return std::memcmp(static_cast<const void*>(&table), static_cast<const void*>(own), sizeof table) != 0 ? &table : own;
 }
 
 void* item_table() {
-  static LWItemInfo table = changed<LWItemInfo>(LWITEMINFO_GLOBAL, [](LWItemInfo& items) {
+  return changed<LWItemInfo>(LWITEMINFO_GLOBAL, [](LWItemInfo& items) {
     if (fault("null name is read"))
       items.name = [](LWItemID item) {
         const char* name = host_table<LWItemInfo>(LWITEMINFO_GLOBAL)->name(item);
@@ -78,11 +81,10 @@ void* item_table() {
         return name;
       };
   });
-  return &table;
 }
 
 void* parameter_table() {
-  static LWVParmFuncs table = changed<LWVParmFuncs>(LWVPARMFUNCS_GLOBAL, [](LWVParmFuncs& parameters) {
+  return changed<LWVParmFuncs>(LWVPARMFUNCS_GLOBAL, [](LWVParmFuncs& parameters) {
     if (fault("parameter set up twice"))
       parameters.setup = [](LWVParmID id, const char* channel, LWChanGroupID group, void* context, void* event,
                             const char* plugin, void* data) {
@@ -103,18 +105,16 @@ void* parameter_table() {
         host.getVal(id, 0.0, nullptr, result);
       };
   });
-  return &table;
 }
 
 void* panel_table() {
   static LWXPDrawFuncs drawing;
-  static LWXPanelFuncs table = changed<LWXPanelFuncs>(LWXPANELFUNCS_GLOBAL, [](LWXPanelFuncs& panels) {
+  return changed<LWXPanelFuncs>(LWXPANELFUNCS_GLOBAL, [](LWXPanelFuncs& panels) {
     drawing = *panels.drawf;
-    panels.drawf = &drawing;
-    if (fault("drawing outside its area"))
-      drawing.drawRGBBox = [](void* area, int red, int green, int blue, int x, int y, int width, int height) {
-        host_table<LWXPanelFuncs>(LWXPANELFUNCS_GLOBAL)->drawf->drawRGBBox(area, red, green, blue, x, y, width + 1, height);
-      };
+    if (fault("drawing outside its area")) panels.drawf = &drawing;
+    drawing.drawRGBBox = [](void* area, int red, int green, int blue, int x, int y, int width, int height) {
+      host_table<LWXPanelFuncs>(LWXPANELFUNCS_GLOBAL)->drawf->drawRGBBox(area, red, green, blue, x, y, width + 1, height);
+    };
     if (fault("hint words overwritten"))
       panels.hint = [](LWXPanelID panel, std::uint32_t control, void** hints) {
         std::array<void*, 512> copy;
@@ -167,18 +167,14 @@ void* panel_table() {
             ->describe(panel, data, fault("value of a wrong kind") ? wrong_kind : of_dead, set);
       };
   });
-  return &table;
 }
 
 void* evaluator_table() {
-  static LWCameraEvaluationFuncs table =
-      changed<LWCameraEvaluationFuncs>(LWCAMERAEVALUATION_GLOBAL, [](LWCameraEvaluationFuncs& evaluators) {
-        if (fault("evaluator used before newFrame"))
-          evaluators.newFrame = [](LWCameraEvaluatorID) -> LWError { return nullptr; };
-        if (fault("evaluator used before init")) evaluators.init = [](LWCameraEvaluatorID, int) -> LWError { return nullptr; };
-        if (fault("evaluator never destroyed")) evaluators.destroy = [](LWCameraEvaluatorID) {};
-      });
-  return &table;
+  return changed<LWCameraEvaluationFuncs>(LWCAMERAEVALUATION_GLOBAL, [](LWCameraEvaluationFuncs& evaluators) {
+    if (fault("evaluator used before newFrame")) evaluators.newFrame = [](LWCameraEvaluatorID) -> LWError { return nullptr; };
+    if (fault("evaluator used before init")) evaluators.init = [](LWCameraEvaluatorID, int) -> LWError { return nullptr; };
+    if (fault("evaluator never destroyed")) evaluators.destroy = [](LWCameraEvaluatorID) {};
+  });
 }
 
 void* answer_service(const char* name, int use) {
@@ -432,11 +428,11 @@ void* volatile left_allocated = nullptr;
 void* start_up() {
   if (fault("output at start-up")) std::puts("Broken module 1.0");
   if (fault("file left open")) left_open = std::fopen("/dev/null", "r");
-  if (fault("thread left behind"))
-    std::thread([] {
-      // Of the system's library, which stays: what runs in this file would end with it.
-      while (true) pause();
-    }).detach();
+  if (fault("thread left behind")) {
+    // It runs in the system's library from the beginning: this file goes away under it.
+    pthread_t thread{};
+    pthread_create(&thread, nullptr, reinterpret_cast<void* (*)(void*)>(dlsym(RTLD_DEFAULT, "pause")), nullptr);
+  }
   if (fault("handler left behind")) std::signal(SIGUSR2, SIG_IGN);
   if (fault("memory left behind")) left_allocated = std::malloc(100000);
   if (fault("crash at start-up")) std::raise(SIGSEGV);
