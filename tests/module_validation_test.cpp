@@ -11,6 +11,8 @@ namespace {
 TEST(ModuleValidation, NothingIsHeldAgainstTheModule) {
   standin::validate::Options options;
   options.module_file = test_support::module_file();
+  // As much as a test of every change can take: the sanitizers need most of the time.
+  options.level = 2;
   // A machine that runs many tests at a time is slow with sanitizers.
   options.seconds_per_call = 300.0;
   std::size_t count = 0;

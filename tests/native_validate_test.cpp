@@ -135,6 +135,26 @@ TEST(Validate, TheModuleBehindTheProxyIsSound) {
   EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
 }
 
+TEST(Validate, RenderingWarnsOfAModuleThatBreaksARule) {
+  const auto picture = scratch_folder() / "picture.png";
+  const auto render = [&](const std::string& fault, const std::string& more) {
+    return test_support::run("env OVICAM_REAL_MODULE=" + quoted(module_file()) + " OVICAM_FAULT='" + fault + "' " +
+                             test_support::tool_command("render " +
+                                                        quoted(test_support::source_folder() / "samples/plaza.lws") +
+                                                        " --camera Panorama --size 32x8 --samples 1 --module " +
+                                                        quoted(broken_module()) + " -o " + quoted(picture) + " " + more));
+  };
+  for (const std::string fault : {"write past the ray", "unknown service asked for", "parameter set up twice"}) {
+    const Outcome warned = render(fault, "");
+    EXPECT_EQ(warned.exit_code, 0) << warned.output;
+    EXPECT_NE(warned.output.find("warning: the module broke a rule of its host"), std::string::npos) << warned.output;
+    EXPECT_EQ(render(fault, "--strict").exit_code, 1);
+  }
+  const Outcome sound = render("", "--strict");
+  EXPECT_EQ(sound.exit_code, 0) << sound.output;
+  EXPECT_EQ(sound.output.find("warning"), std::string::npos) << sound.output;
+}
+
 TEST(Validate, ACrashAtStartUpIsAFailedTest) {
   const Outcome outcome = validate_broken("crash at start-up", "--level 1");
   EXPECT_EQ(outcome.exit_code, 1);

@@ -199,8 +199,13 @@ class Validation {
   /// The results of the first of these servers, one at least. Those behind one that has ended the process are left.
   std::vector<Finding> run_once(const std::filesystem::path& folder, const std::string& test,
                                 const std::vector<std::string>& servers) const {
-    const RunnerEnd end = run_runner(command(folder, test, servers));
-    std::vector<Finding> found = findings(test, folder / "report");
+    RunnerEnd end;
+    std::vector<Finding> found;
+    // Wine cannot start a program while its server ends. Nothing of the module has run then.
+    for (int attempt = 0; attempt < 3 && found.empty(); ++attempt) {
+      end = run_runner(command(folder, test, servers));
+      found = findings(test, folder / "report");
+    }
     if (end.trouble.empty() && found.size() == servers.size() && found.back().ended) return found;
     if (found.empty()) throw std::runtime_error("The test \"" + test + "\" cannot be run: " + end.trouble);
     const std::string trouble = end.trouble.empty() ? "The test does not come to an end" : end.trouble;

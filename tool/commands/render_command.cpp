@@ -223,6 +223,9 @@ void render(const Arguments& arguments) {
     }
   }
   if (arguments.dry_run) return;
+  // What came to light in the last frame.
+  warnings.add(*session);
+  warnings.tell();
   std::cerr << speed_line(all_rays, all_seconds) << '\n';
   if (all_rays.broken > 0)
     std::cerr << "warning: " << all_rays.broken << " rays had no finite position and direction and are left out\n";
