@@ -39,6 +39,10 @@ class Context {
   void expect(bool condition, const std::string& sentence) {
     if (!condition) fail(sentence);
   }
+  /// The same, without making a text of what holds.
+  void expect(bool condition, const char* sentence) {
+    if (!condition) fail(sentence);
+  }
   bool failed() const;
   /// How many more there were than were told.
   std::size_t untold_failures() const;

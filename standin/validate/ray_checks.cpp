@@ -300,6 +300,9 @@ void check_threads(Context& context) {
       films.push_back(reference.project({0.3, 0.9, 6.0}, query.lens_x, query.lens_y, query.fractional_time, query.eye));
     }
     for (const std::size_t thread_count : {1U, 2U, 8U}) {
+      const std::string beside = std::to_string(thread_count) + " threads beside the first, ";
+      const std::string other_rays = "evaluate: from " + beside + "rays are others than from one";
+      const std::string other_films = "project: from " + beside + "film positions are others than from one";
       std::vector<std::thread> threads;
       for (std::size_t thread = 0; thread < thread_count; ++thread)
         threads.emplace_back([&, thread] {
@@ -308,13 +311,10 @@ void check_threads(Context& context) {
             for (std::size_t i = 0; i < queries.size(); ++i) {
               const std::size_t which = (i + thread * 37) % queries.size();
               const RayQuery& query = queries[which];
-              context.expect(shared.evaluate(query) == rays[which],
-                             "evaluate: from " + std::to_string(thread_count) +
-                                 " threads beside the first, rays are others than from one");
+              context.expect(shared.evaluate(query) == rays[which], other_rays.c_str());
               context.expect(
                   shared.project({0.3, 0.9, 6.0}, query.lens_x, query.lens_y, query.fractional_time, query.eye) == films[which],
-                  "project: from " + std::to_string(thread_count) +
-                      " threads beside the first, film positions are others than from one");
+                  other_films.c_str());
             }
         });
       for (std::thread& thread : threads) thread.join();
