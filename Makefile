@@ -37,7 +37,7 @@ package: gallery
 
 tool-package: module
 	cmake --build --preset native --target ovicam ovicam-ray-service
-	cmake --build --preset windows --target ovicam-ray-service
+	cmake --build --preset windows --target ovicam-ray-service ovicam-validate-runner
 	cmake/make_tool_package.py
 
 checked = windows native address thread fuzz

@@ -19,6 +19,7 @@ LAYERS = (
     ("standin/host",),
     ("standin/session",),
     ("standin/remote",),
+    ("standin/validate",),
     ("tool/output",),
     ("tool/pictures",),
     ("tool/render",),

@@ -18,7 +18,7 @@ from pathlib import Path
 
 from make_package import ROOT, PackageError, bytes_of, project_version, release_date
 
-NEEDED = ("bin/ovicam", "lib/ovicam/OviCam.so", "lib/ovicam/ovicam-pictures.so", "lib/ovicam/ovicam-ray-service", "lib/ovicam/ovicam-ray-service.exe", "lib/ovicam/run-wine.sh")
+NEEDED = ("bin/ovicam", "lib/ovicam/OviCam.so", "lib/ovicam/ovicam-pictures.so", "lib/ovicam/ovicam-ray-service", "lib/ovicam/ovicam-ray-service.exe", "lib/ovicam/ovicam-validate-runner", "lib/ovicam/ovicam-validate-runner.exe", "lib/ovicam/run-wine.sh")
 
 
 def installed_files(build):

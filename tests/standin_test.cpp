@@ -599,9 +599,10 @@ class StandInPanel : public StandInHost {
   static const char* name(void* data, int index) { return index == 0 ? "none" : static_cast<const char*>(data); }
 
   LWXPanelID make_panel() {
-    std::array<LWXPanelControl, 4> controls{{{1, "Number", "integer"}, {2, "Size", "float"}, {3, "Logo", "dThumbnail"}, {}}};
-    std::array<LWXPanelDataDesc, 3> data{{{1, "Number", "integer"}, {2, "Size", "float"}, {}}};
-    // The host may read them for as long as the panel is there.
+    // The host may read all of these for as long as the panel is there.
+    static std::array<LWXPanelControl, 4> controls{
+        {{1, "Number", "integer"}, {2, "Size", "float"}, {3, "Logo", "dThumbnail"}, {}}};
+    static std::array<LWXPanelDataDesc, 3> data{{{1, "Number", "integer"}, {2, "Size", "float"}, {}}};
     static std::array<void*, 9> hints{tag(LWXPTAG_POPFUNCS),
                                       tag(1),
                                       reinterpret_cast<void*>(&count),

@@ -75,6 +75,11 @@ class ToolPackage(unittest.TestCase):
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertEqual(len(list(self.folder.glob("faces*/*.png"))), 6, run.stdout)
 
+    def test_it_validates_both_kinds_of_modules(self):
+        for module in (self.unpacked / "lib/ovicam/OviCam.so", "OviCam.p"):
+            run = self.run_hidden("validate", module, "--only", "descriptor", "--only", "null", "--level", "1")
+            self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
+
     def test_it_works_through_a_link(self):
         link = self.folder / "linked"
         link.symlink_to(self.unpacked / "bin/ovicam")
@@ -92,7 +97,7 @@ class ToolPackage(unittest.TestCase):
     def test_the_readme_names_packages_that_have_its_libraries(self):
         text = (self.unpacked / "README.txt").read_text(encoding="utf-8")
         named = set(re.search(r"apt-get install (.*)", text)[1].split())
-        for file in ("bin/ovicam", "lib/ovicam/OviCam.so", "lib/ovicam/ovicam-pictures.so", "lib/ovicam/ovicam-ray-service"):
+        for file in ("bin/ovicam", "lib/ovicam/OviCam.so", "lib/ovicam/ovicam-pictures.so", "lib/ovicam/ovicam-ray-service", "lib/ovicam/ovicam-validate-runner"):
             listed = subprocess.run(["ldd", self.unpacked / file], text=True, capture_output=True, check=True).stdout
             self.assertNotIn("not found", listed)
         self.assertLessEqual({"libembree3-3", "libopenimageio2.4", "libc6", "libstdc++6"} - named, set(), named)

@@ -100,6 +100,7 @@ LWError init(LWCameraEvaluatorID id, int mode) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs init");
   if (evaluator == nullptr) return "There is no such evaluator";
   Host::current()->evaluators.log("init " + evaluator->camera_name + ' ' + std::to_string(mode));
+  evaluator->rendering = true;
   return guarded_step(*evaluator, [&] {
     if (evaluator->instance) evaluator->instance->init_render(static_cast<LWRenderMode>(mode));
   });
@@ -109,6 +110,7 @@ void clean_up(LWCameraEvaluatorID id) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs cleanUp");
   if (evaluator == nullptr) return;
   Host::current()->evaluators.log("cleanUp " + evaluator->camera_name);
+  evaluator->rendering = false;
   const DepthScope scope(evaluator->depth);
   if (evaluator->instance) evaluator->instance->clean_up();
 }
@@ -117,6 +119,7 @@ LWError tell_time(Evaluator& evaluator, int frame, double seconds) {
   evaluator.frame = frame;
   evaluator.time_seconds = seconds;
   evaluator.has_time = true;
+  evaluator.has_frame = false;
   evaluator.ready = false;
   return guarded_step(evaluator, [&] {
     if (evaluator.instance) evaluator.instance->tell_time(frame, seconds);
@@ -149,7 +152,19 @@ LWError new_frame(LWCameraEvaluatorID id) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs newFrame");
   if (evaluator == nullptr) return "There is no such evaluator";
   Host::current()->evaluators.log("newFrame " + evaluator->camera_name);
+  evaluator->has_frame = true;
   return tell_frame(*evaluator);
+}
+
+/// Notes what the module has left out before this use. A mistake made for every pixel is noted once.
+void note_misuse(Evaluator& evaluator, const char* use) {
+  const char* what = Host::current()->find(evaluator.camera) == nullptr ? "after its camera has left the scene"
+                     : !evaluator.rendering                             ? "before init or after cleanUp"
+                     : !evaluator.has_frame                             ? "before newFrame"
+                                                                        : nullptr;
+  if (what == nullptr || evaluator.misused.exchange(true, std::memory_order_relaxed)) return;
+  Host::current()->evaluators.note_misuse("LW Camera Evaluation Funcs " + std::string(use) + ": the evaluator of " +
+                                          evaluator.camera_name + " is used " + what);
 }
 
 /// Prepares the frame if that has not been done: once, however many threads ask for it.
@@ -163,6 +178,7 @@ int evaluate(LWCameraEvaluatorID id, double film_x, double film_y, double lens_x
              LWCameraEye eye, LWCameraRay* ray) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs evaluate");
   if (evaluator == nullptr) return LWCAMEVAL_NONE;
+  note_misuse(*evaluator, "evaluate");
   EvaluatorService& service = Host::current()->evaluators;
   service.evaluations.fetch_add(1, std::memory_order_relaxed);
   const RayQuery query{film_x, film_y, lens_x, lens_y, fractional_time, static_cast<Eye>(eye)};
@@ -187,6 +203,7 @@ int project(LWCameraEvaluatorID id, double lens_x, double lens_y, const LWDVecto
             LWCameraEye eye, LWDVector film) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs project");
   if (evaluator == nullptr) return 0;
+  note_misuse(*evaluator, "project");
   Host::current()->evaluators.projections.fetch_add(1, std::memory_order_relaxed);
   if (!prepared(*evaluator)) return 0;
   const DepthScope scope(evaluator->depth);
@@ -204,6 +221,7 @@ int project(LWCameraEvaluatorID id, double lens_x, double lens_y, const LWDVecto
 int preview(LWCameraEvaluatorID id, double lens_x, double lens_y, LWCameraEye eye, LWDMatrix4 projection) {
   Evaluator* evaluator = require(&Host::evaluators, id, "LW Camera Evaluation Funcs preview");
   if (evaluator == nullptr) return 0;
+  note_misuse(*evaluator, "preview");
   Host::current()->evaluators.log("preview " + evaluator->camera_name);
   if (!prepared(*evaluator)) return 0;
   const DepthScope scope(evaluator->depth);
@@ -240,6 +258,16 @@ std::vector<std::string> EvaluatorService::calls() const {
 void EvaluatorService::log(const std::string& call) {
   const std::lock_guard lock(mutex_);
   calls_.push_back(call);
+}
+
+std::vector<std::string> EvaluatorService::misuses() const {
+  const std::lock_guard lock(mutex_);
+  return {misuses_.begin(), misuses_.end()};
+}
+
+void EvaluatorService::note_misuse(const std::string& sentence) {
+  const std::lock_guard lock(mutex_);
+  misuses_.insert(sentence);
 }
 
 void EvaluatorService::record(const EvaluatorRequest& request) {

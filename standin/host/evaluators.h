@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -33,9 +34,15 @@ struct Evaluator {
 
   int frame = 0;
   double time_seconds = 0.0;
+  /// Between init and clean-up.
+  bool rendering = false;
   bool has_time = false;
+  /// The module itself has told it of the frame.
+  bool has_frame = false;
   std::atomic<bool> ready = false;
   std::mutex preparing;
+  /// A misuse has been noted.
+  std::atomic<bool> misused = false;
   /// The answer to the last call that was refused.
   std::string error;
 };
@@ -63,6 +70,11 @@ class EvaluatorService {
   std::vector<std::string> calls() const;
   void log(const std::string& call);
 
+  /// What the module asked of an evaluator before it was prepared for that or after its end, each once. This host answers all
+  /// the same; others need not.
+  std::vector<std::string> misuses() const;
+  void note_misuse(const std::string& sentence);
+
   /// From now on, keeps what every evaluate asks for. For tests: it makes threads take turns.
   void record_requests(bool on) { recording_ = on; }
   bool recording() const noexcept { return recording_.load(std::memory_order_relaxed); }
@@ -72,6 +84,7 @@ class EvaluatorService {
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> calls_;
+  std::set<std::string> misuses_;
   std::vector<EvaluatorRequest> requests_;
   std::atomic<bool> recording_ = false;
 };

@@ -192,6 +192,7 @@ void* Host::answer_service(const char* name, int use) {
   if (asked == LWTIMEINFO_GLOBAL) return &*time_info();
   for (const Service& service : services())
     if (asked == service.name) return service.table;
+  violation("GlobalFunc", "there is no service \"" + std::string(name) + "\"");
   return nullptr;
 }
 

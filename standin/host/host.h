@@ -92,6 +92,7 @@ class Host {
   /// Until offer(), the module is told that there is no such service.
   void withhold(const std::string& service) { withheld_.insert(service); }
   void offer(const std::string& service) { withheld_.erase(service); }
+  bool offers(const std::string& service) const { return !withheld_.contains(service); }
   /// The word of "System ID": LWSYS_LAYOUT and a version at first.
   void set_system_id(unsigned word) { system_id_ = word; }
   /// Every service asked for, in order, with its use (LWGlobalUse).

@@ -1,5 +1,6 @@
 #include "standin/host/hosted_camera.h"
 
+#include <cstring>
 #include <stdexcept>
 
 #include "standin/host/plain_camera.h"
@@ -12,6 +13,23 @@ void write_vector(LWDVector out, Vec3 value) {
   out[0] = value.x;
   out[1] = value.y;
   out[2] = value.z;
+}
+
+/// A ray as the host hands it over: what the module writes shows.
+const LWCameraRay& untouched_ray() {
+  static const LWCameraRay ray = [] {
+    LWCameraRay record;
+    std::memset(static_cast<void*>(&record), 0xA5, sizeof record);
+    return record;
+  }();
+  return ray;
+}
+
+/// Whether nothing was written from that byte on.
+bool untouched_behind(const LWCameraRay& ray, std::size_t offset) {
+  const auto* bytes = reinterpret_cast<const std::byte*>(&ray);
+  const auto* before = reinterpret_cast<const std::byte*>(&untouched_ray());
+  return std::memcmp(bytes + offset, before + offset, sizeof ray - offset) == 0;
 }
 
 const Item& named_camera(Host& host, const std::string& name) {
@@ -190,11 +208,16 @@ void HostedCamera::begin_frame(int frame, const FrameOptions& options) {
 
 RayAnswer HostedCamera::evaluate(const RayQuery& query) const {
   if (handler_->evaluate == nullptr) return {};
-  Guarded<LWCameraRay> ray;
+  Guarded<LWCameraRay> ray(untouched_ray());
   RayAnswer answer;
   answer.result = handler_->evaluate(instance_, query.film_x, query.film_y, query.lens_x, query.lens_y, query.fractional_time,
                                      static_cast<LWCameraEye>(query.eye), &*ray, &*access_);
   expect_intact(ray.intact(), "evaluate", "the ray record");
+  const bool writes_deltas = (answer.result & LWCAMEVAL_RAY_DELTAS) != 0;
+  expect_intact(writes_deltas || untouched_behind(*ray, offsetof(LWCameraRay, filter)), "evaluate",
+                "the ray's first three vectors");
+  expect_intact(answer.result != LWCAMEVAL_NONE || untouched_behind(*ray, 0), "evaluate",
+                "what it may write without giving a ray");
   if (answer.result != LWCAMEVAL_NONE) {
     answer.position = {ray->rayPos[0], ray->rayPos[1], ray->rayPos[2]};
     answer.direction = {ray->rayDir[0], ray->rayDir[1], ray->rayDir[2]};

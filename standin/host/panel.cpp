@@ -16,6 +16,22 @@ constexpr std::uint32_t tag_mask = 0xFF000000;
 constexpr std::uint32_t argument_count_mask = 0x7F;
 constexpr std::uint32_t list_follows = 0x80;
 
+std::string text_or_nothing(const char* text) { return text != nullptr ? text : ""; }
+
+std::vector<PanelControl> read_controls(const LWXPanelControl* rows) {
+  std::vector<PanelControl> controls;
+  for (const LWXPanelControl* row = rows; row->id != 0; ++row)
+    controls.push_back({row->id, text_or_nothing(row->label), text_or_nothing(row->controlClass)});
+  return controls;
+}
+
+std::vector<PanelData> read_data(const LWXPanelDataDesc* rows) {
+  std::vector<PanelData> data;
+  for (const LWXPanelDataDesc* row = rows; row != nullptr && row->id != 0; ++row)
+    data.push_back({row->id, text_or_nothing(row->name), text_or_nothing(row->dataType)});
+  return data;
+}
+
 LWXPanelID create(int type, LWXPanelControl* controls) {
   Host* host = Host::current();
   if (host == nullptr || controls == nullptr || host->panels.refusal.refuses()) return nullptr;
@@ -25,9 +41,15 @@ LWXPanelID create(int type, LWXPanelControl* controls) {
   }
   auto panel = std::make_unique<Panel>();
   panel->type = type;
-  for (const LWXPanelControl* row = controls; row->id != 0; ++row) {
-    panel->controls.push_back(
-        {row->id, row->label != nullptr ? row->label : "", row->controlClass != nullptr ? row->controlClass : ""});
+  panel->control_rows = controls;
+  panel->controls = read_controls(controls);
+  for (std::size_t i = 0; i < panel->controls.size(); ++i) {
+    const PanelControl& control = panel->controls[i];
+    if (control.control_class.empty())
+      violation("LWXPanel create", "the control " + std::to_string(control.id) + " has no class");
+    for (std::size_t other = 0; other < i; ++other)
+      if (panel->controls[other].id == control.id)
+        violation("LWXPanel create", "two controls have the ID " + std::to_string(control.id));
   }
   LWXPanelID id = host->panels.table.add(std::move(panel));
   if (Panel* made = host->panels.table.find(id)) made->id = id;
@@ -46,9 +68,8 @@ Panel* require_panel(LWXPanelID id, const char* call) { return require(&Host::pa
 void describe(LWXPanelID id, LWXPanelDataDesc* rows, LWXPanelGetFunc* get, LWXPanelSetFunc* set) {
   Panel* panel = require_panel(id, "LWXPanel describe");
   if (panel == nullptr) return;
-  panel->data.clear();
-  for (const LWXPanelDataDesc* row = rows; row != nullptr && row->id != 0; ++row)
-    panel->data.push_back({row->id, row->name != nullptr ? row->name : "", row->dataType != nullptr ? row->dataType : ""});
+  panel->data_rows = rows;
+  panel->data = read_data(rows);
   panel->get_function = get;
   panel->set_function = set;
 }
@@ -92,7 +113,19 @@ void view_instance(LWXPanelID id, void* instance) {
   if (Panel* panel = require_panel(id, "LWXPanel viewInst")) panel->instance = instance;
 }
 
-void view_refresh(LWXPanelID id) { require_panel(id, "LWXPanel viewRefresh"); }
+/// Reads every value again, as the host does: while the module is still in the call that asked for it.
+void view_refresh(LWXPanelID id) {
+  const Panel* panel = require_panel(id, "LWXPanel viewRefresh");
+  if (panel == nullptr) return;
+  // Not by reference: what the module does now may change the panel.
+  for (const PanelData& row : std::vector<PanelData>(panel->data)) {
+    const Panel* present = Host::current()->panels.table.find(id);
+    if (present == nullptr) return;
+    void* value = present->get(row.id);
+    if (row.type.ends_with("-env") && value != nullptr)
+      require(&Host::parameters, static_cast<LWVParmID>(value), "LWXPanel viewRefresh");
+  }
+}
 void view_rebuild(LWXPanelID id) { require_panel(id, "LWXPanel viewRebuild"); }
 int post(LWXPanelID id) { return require_panel(id, "LWXPanel post") != nullptr ? 1 : 0; }
 int open(LWXPanelID id) { return require_panel(id, "LWXPanel open") != nullptr ? 1 : 0; }
@@ -280,6 +313,8 @@ bool PanelService::destroy(LWXPanelID id) {
   const std::unique_ptr<Panel> panel = table.take(id);
   if (panel == nullptr) return false;
   // Read again from where the module keeps them, as a host does that has not copied them.
+  if (read_controls(panel->control_rows) != panel->controls || read_data(panel->data_rows) != panel->data)
+    violation("LWXPanel create and describe", "the tables of a panel changed while it was open");
   for (const PanelHintWords& handed : panel->hint_words) {
     for (std::size_t i = 0; i < handed.words.size(); ++i) {
       if (reinterpret_cast<std::uintptr_t>(handed.address[i]) == handed.words[i]) continue;

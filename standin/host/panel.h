@@ -18,12 +18,16 @@ struct PanelControl {
   std::uint32_t id = 0;
   std::string label;
   std::string control_class;
+
+  friend bool operator==(const PanelControl&, const PanelControl&) = default;
 };
 
 struct PanelData {
   std::uint32_t id = 0;
   std::string name;
   std::string type;
+
+  friend bool operator==(const PanelData&, const PanelData&) = default;
 };
 
 /// One hint: its tag, its fixed arguments, and the list after them where the tag announces one.
@@ -54,6 +58,9 @@ class Panel {
   int type = 0;
   std::vector<PanelControl> controls;
   std::vector<PanelData> data;
+  /// Where the module keeps their tables: a host may keep the addresses and read them again while the panel is there.
+  const LWXPanelControl* control_rows = nullptr;
+  const LWXPanelDataDesc* data_rows = nullptr;
   std::vector<PanelHint> hints;
   /// In the order in which they came.
   std::vector<PanelHintWords> hint_words;

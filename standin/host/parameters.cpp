@@ -33,6 +33,8 @@ void destroy(LWVParmID id) {
 void setup(LWVParmID id, const char* channel_name, LWChanGroupID group, void* /*texture_context*/, void* /*event*/,
            const char* plugin_name, void* /*user_data*/) {
   if (VariantParameter* parameter = require(&Host::parameters, id, "LWVParmFuncs setup")) {
+    if (++parameter->set_ups > 1)
+      violation("LWVParmFuncs setup", "the parameter \"" + parameter->channel_name + "\" is set up already");
     parameter->channel_name = channel_name != nullptr ? channel_name : "";
     parameter->group = group;
     parameter->plugin_name = plugin_name != nullptr ? plugin_name : "";
@@ -66,7 +68,10 @@ LWError save(LWVParmID id, const LWSaveState* record) {
 double get_value(LWVParmID id, LWTime time, void* /*micropolygon*/, double* result) {
   const VariantParameter* parameter = require(&Host::parameters, id, "LWVParmFuncs getVal");
   const double value = parameter != nullptr ? parameter->envelope.at(time) : 0.0;
-  if (result != nullptr) std::fill_n(result, 3, value);
+  if (result != nullptr)
+    std::fill_n(result, 3, value);
+  else
+    violation("LWVParmFuncs getVal", "there is no room for the result");
   return value;
 }
 

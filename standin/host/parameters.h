@@ -22,6 +22,8 @@ struct VariantParameter {
   std::string channel_name;
   LWChanGroupID group = nullptr;
   std::string plugin_name;
+  /// How often the module has set it up: once, before it is used.
+  int set_ups = 0;
   Envelope envelope = Envelope::constant(0.0);
   /// The three doubles of the last setVal, whether or not it had an effect.
   std::array<double, 3> last_set{};

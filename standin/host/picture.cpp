@@ -33,6 +33,10 @@ void Picture::fill(int x, int y, int width, int height, Color color) {
   };
   const auto [left, right] = clip(x, width, width_);
   const auto [top, bottom] = clip(y, height, height_);
+  if (width > 0 && height > 0) {
+    const auto inside = static_cast<std::uint64_t>(right - left) * static_cast<std::uint64_t>(bottom - top);
+    cut_off += static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) - inside;
+  }
   for (int row = top; row < bottom; ++row)
     for (int column = left; column < right; ++column) set(column, row, color);
 }

@@ -335,15 +335,19 @@ int LoadState::read_numbers(Number* values, int count) {
   int got = 0;
   if (mode() == LWIO_TEXT) {
     std::string line;
-    if (count <= 0 || !read_line(line)) return 0;
-    std::string_view rest = line;
-    while (got < count && from_text(take_word(rest), values[got])) ++got;
+    if (count <= 0) return 0;
+    if (read_line(line)) {
+      std::string_view rest = line;
+      while (got < count && from_text(take_word(rest), values[got])) ++got;
+    }
+    if (got < count) ++short_reads_;
     return got;
   }
   for (; got < count && end() - position_ >= sizeof(Number); ++got) {
     values[got] = from_big_endian<Number>(bytes_.data() + position_);
     position_ += sizeof(Number);
   }
+  if (got < count) ++short_reads_;
   return got;
 }
 

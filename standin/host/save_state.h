@@ -87,9 +87,12 @@ class LoadState {
   /// Skips to the end of the block that was entered last.
   void end_block();
   int depth() const { return static_cast<int>(block_ends_.size()); }
+  /// How often less was read than was asked for.
+  int short_reads() const { return short_reads_; }
 
  private:
   LWLoadState record_{};
+  int short_reads_ = 0;
   std::vector<std::string> lines_;
   std::vector<std::uint8_t> bytes_;
   /// The next line or byte.

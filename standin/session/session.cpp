@@ -84,6 +84,10 @@ class LocalSession : public Session {
       // Cameras that show each other give the same message again and again.
       if (told_.insert(sentence).second) warnings_.push_back(sentence);
     }
+    for (const std::string& violation : host_.violations()) {
+      const std::string sentence = "the module broke a rule of its host, which \"ovicam validate\" tells more of: " + violation;
+      if (told_.insert(sentence).second) warnings_.push_back(sentence);
+    }
     return std::exchange(warnings_, {});
   }
 

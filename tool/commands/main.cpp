@@ -20,6 +20,7 @@
 #include "tool/commands/scene_command.h"
 #include "tool/commands/skybox_command.h"
 #include "tool/commands/usage_error.h"
+#include "tool/commands/validate_command.h"
 #include "tool/output/interruption.h"
 #include "tool/output/own_output.h"
 
@@ -77,6 +78,7 @@ int run(int argc, char** argv) {
   tool::add_skybox_command(app);
   tool::add_bake_coverage_command(app);
   tool::add_link_command(app);
+  tool::add_validate_command(app);
   tool::add_completion_command(app);
   tell_version_everywhere(app);
   refuse_empty_values(app);

@@ -162,6 +162,9 @@ class Rendering {
       }
     }
     if (arguments_.dry_run) return;
+    // What came to light in the last frame.
+    warnings_.add(*session_);
+    warnings_.tell();
     std::cerr << speed_line(all_rays_, all_seconds_) << '\n';
     if (all_rays_.broken > 0)
       std::cerr << "warning: " << all_rays_.broken << " rays had no finite position and direction and are left out\n";
