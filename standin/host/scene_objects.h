@@ -3,12 +3,15 @@
 #include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "sdk/services.h"
 #include "standin/host/guarded.h"
 #include "standin/scene/object_file.h"
+#include "standin/scene/object_search.h"
 #include "standin/scene/scene.h"
 
 namespace standin {
@@ -53,6 +56,8 @@ class SceneObjectService {
 
  private:
   std::vector<SceneObject> objects_;
+  std::set<std::string> known_;
+  std::optional<ObjectSearch> search_;
 };
 
 }  // namespace standin

@@ -15,6 +15,7 @@
 #include "standin/host/host.h"
 #include "standin/host/hosted_camera.h"
 #include "standin/host/module.h"
+#include "standin/scene/object_search.h"
 #include "standin/scene/scene.h"
 #include "standin/session/control_text.h"
 #include "standin/session/introspection.h"
@@ -106,8 +107,8 @@ json described_camera(const standin::Scene& scene, const standin::Item& item,
   return value;
 }
 
-json described_object(const standin::Scene& scene, const standin::Item& item) {
-  const auto file = standin::resolve_object_file(scene, item.object_file);
+json described_object(standin::ObjectSearch& search, const standin::Item& item) {
+  const auto file = search.find(item.object_file);
   return {{"name", item.name},
           {"null_object", item.object_file.empty()},
           {"file", item.object_file},
@@ -133,9 +134,10 @@ json described(const Arguments& arguments, const standin::Scene& scene) {
   json cameras = json::array();
   json objects = json::array();
   json lights = json::array();
+  standin::ObjectSearch search(scene);
   for (const standin::Item& item : scene.items) {
     if (item.camera) cameras.push_back(described_camera(scene, item, sizes));
-    if (item.kind == standin::ItemKind::object) objects.push_back(described_object(scene, item));
+    if (item.kind == standin::ItemKind::object) objects.push_back(described_object(search, item));
     if (item.light) lights.push_back(described_light(scene, item));
   }
   const standin::Item* current = scene.current_camera();
