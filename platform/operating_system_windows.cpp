@@ -78,11 +78,12 @@ bool succeeds_soon(int most_attempts, Attempt attempt) noexcept {
 
 constinit std::atomic<bool> last_write_succeeded = true;
 
-/// A file that nobody else can open meanwhile, emptied. A link in its place is opened itself, and not followed.
+/// A file that nobody else can open meanwhile, emptied. A link in its place is opened itself, and not followed; making the file
+/// first, and opening what is left of an ended process only then, keeps to that where the system knows links of another kind.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const char* path) noexcept
-      : file_(CreateFileA(path, GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS, FILE_FLAG_OPEN_REPARSE_POINT, nullptr)) {
+  explicit TemporaryFile(const char* path) noexcept : file_(opened(path, CREATE_NEW)) {
+    if (file_ == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS) file_ = opened(path, OPEN_EXISTING);
     BY_HANDLE_FILE_INFORMATION information = {};
     own_ = file_ != INVALID_HANDLE_VALUE && GetFileInformationByHandle(file_, &information) != 0 &&
            (information.dwFileAttributes & no_ordinary_file) == 0 && information.nNumberOfLinks == 1 &&
@@ -115,6 +116,10 @@ class TemporaryFile {
   }
 
  private:
+  static HANDLE opened(const char* path, DWORD how) noexcept {
+    return CreateFileA(path, GENERIC_WRITE | DELETE, 0, nullptr, how, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  }
+
   [[nodiscard]] bool write_part(const char* text, std::size_t size) const noexcept {
     DWORD written = 0;
     return WriteFile(file_, text, static_cast<DWORD>(size), &written, nullptr) != 0 && written == size;
