@@ -200,6 +200,7 @@ LWMeshInfo* layer_mesh(int object, int layer) {
                              look_up_map,  select_map,     point_value,    polygon_type,
                              polygon_size, polygon_vertex, polygon_tag,    point_value_in_polygon,
                              polygon_flags};
+  objects->forget_old_meshes();
   objects->meshes.push_back(std::move(mesh));
   return &*objects->meshes.back()->record;
 }
@@ -304,6 +305,15 @@ void SceneObjectService::add(const Scene& scene, const Item& item) {
 void SceneObjectService::add(const std::string& name, ObjectFile object) {
   known_.insert(name);
   objects_.push_back({name, name, {}, std::make_shared<const ObjectFile>(std::move(object))});
+}
+
+void SceneObjectService::forget_old_meshes() {
+  constexpr std::size_t most_kept = 256;
+  if (meshes.size() < most_kept) return;
+  std::erase_if(meshes, [](const std::unique_ptr<Mesh>& mesh) {
+    if (mesh->destroyed && !mesh->record.intact()) violation("LWMeshInfo", "the module wrote past the record");
+    return mesh->destroyed;
+  });
 }
 
 const SceneObject* SceneObjectService::find(int object) {

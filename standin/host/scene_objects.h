@@ -46,6 +46,9 @@ class SceneObjectService {
   /// An object that is not in a file.
   void add(const std::string& name, ObjectFile object);
 
+  /// Where many have been kept, those that the module has destroyed go.
+  void forget_old_meshes();
+
   std::size_t count() const { return objects_.size(); }
   /// Null when there is no such object.
   const SceneObject* find(int object);
