@@ -39,8 +39,8 @@ TEST_F(NativeFarRays, ACameraBeyondReachIsToldOfOnceWithTheCount) {
         scene.items.back().motion[1] = scene.items.back().motion[2] = standin::Envelope::constant(0.0);
         scene.items.back().motion[axis] = standin::Envelope::constant(distance);
       });
-      const Outcome outcome = run_tool("render " + quoted(scene_) + " --server QuorinPanoramicCam --samples 4 --frames 0-1 -o " +
-                                       quoted(out("far.#.png")));
+      const Outcome outcome = run_tool("render " + quoted(scene_) +
+                                       " --server QuorinPanoramicCam --samples 4 --frames 0-1 -o " + quoted(out("far.#.png")));
       EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
       EXPECT_EQ(occurrences(outcome.output, "left out"), 1U) << outcome.output;
       EXPECT_NE(outcome.output.find(std::to_string(2 * 4 * 64 * 48) + " rays"), std::string::npos) << outcome.output;
