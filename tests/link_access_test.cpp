@@ -1,6 +1,6 @@
 /// The camera link file among other programs: those that read it all the time, and those that leave something in its place.
 
-#include <atomic>
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -86,6 +86,45 @@ TEST_F(LinkAccess, AReaderInALoopAndAWriterDoNotStandInEachOthersWay) {
   EXPECT_LE(failed, writes / 100);
 }
 
+/// What the program does as another child: writes one of as many contents as there are writers, again and again.
+int write_often(const std::string& number) {
+  const Library library;
+  const double value = std::stod(number);
+  const std::string text(40'000, static_cast<char>('a' + static_cast<int>(value)));
+  int written = 0;
+  for (int i = 0; i < 4000; ++i) written += library.write(text.c_str(), "v", "b", value, value, value, value);
+  return written > 0 ? 0 : 1;
+}
+
+TEST_F(LinkAccess, WhatThreeProcessesWriteIsNeverTorn) {
+  std::vector<std::unique_ptr<ChildProcess>> writers;
+  for (const char* number : {"1", "2", "3"})
+    writers.push_back(std::make_unique<ChildProcess>(std::vector<std::string>{"--write", folder_.folder().string(), number}));
+  const auto any_runs = [&] { return std::ranges::any_of(writers, [](const auto& writer) { return writer->is_running(); }); };
+  int readings = 0;
+  int torn = 0;
+  std::size_t whole_size = 0;
+  while (any_runs()) {
+    std::ifstream stream(folder_.file(), std::ios::binary);
+    if (!stream) continue;
+    const std::string text(std::istreambuf_iterator<char>(stream), {});
+    if (whole_size == 0) whole_size = text.size();
+    const std::size_t plugin = text.find("plugin=");
+    const char letter = plugin != std::string::npos && plugin + 7 < text.size() ? text[plugin + 7] : '?';
+    const std::string expected = std::string(40'000, letter);
+    const bool whole = text.size() == whole_size && text.starts_with("[CameraLink]") &&
+                       text.compare(plugin + 7, expected.size(), expected) == 0 &&
+                       text.find("iso=" + std::to_string(letter - 'a') + ".000000") != std::string::npos &&
+                       text.find("dynamic_range=0.000000") != std::string::npos;
+    torn += whole ? 0 : 1;
+    ++readings;
+  }
+  for (const auto& writer : writers) EXPECT_EQ(writer->wait(), 0UL);
+  EXPECT_EQ(torn, 0) << "of " << readings;
+  EXPECT_GT(readings, 0);
+  EXPECT_FALSE(fs::exists(temporary_file()));
+}
+
 TEST_F(LinkAccess, AFileThatAReaderHoldsOpenIsWhole) {
   ASSERT_EQ(library_.publish(1.0), 1);
   const std::string before = content(folder_.file());
@@ -167,6 +206,10 @@ int main(int argc, char** argv) {
   if (argc == 5 && std::string_view(argv[1]) == "--read") {
     test_support::LinkFolder::point_to(argv[2]);
     return read_until(argv[3], argv[4]);
+  }
+  if (argc == 4 && std::string_view(argv[1]) == "--write") {
+    test_support::LinkFolder::point_to(argv[2]);
+    return write_often(argv[3]);
   }
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
