@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <barrier>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -89,6 +90,45 @@ TEST_P(CameraEdges, EightThreadsGetTheSameBitsAsOneWithMoreTimesThanThePoseCache
     }
     for (std::thread& thread : threads) thread.join();
   }
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST(PoseCachePlaces, ThreadsThatReachForTheLastOneTogetherGetTheirOwnPoses) {
+  constexpr int thread_count = 8;
+  constexpr int rounds = 1500;
+  constexpr int places_before_the_last = 30;
+  test_support::Stage stage;
+  test_support::send(stage.host.item("Camera"), {{0.0, 1.0, -3.0}, {2.0, 0.5, 1.0}, {0.1, 0.2, 0.3}, {1.4, -0.6, 0.9}});
+  const auto camera = stage.create("QuorinPanoramicCam");
+  const auto query = [](int which) { return RayQuery{.film_x = 0.003, .fractional_time = (which + 1) / 64.0}; };
+  std::vector<Bits> expected;
+  for (int i = 0; i < places_before_the_last + thread_count; ++i) {
+    camera->new_frame(i, 1.0, 1.0, 9);
+    expected.push_back(bits_of(camera->evaluate(query(i))));
+  }
+  std::atomic<int> wrong = 0;
+  const auto check = [&](int which) {
+    if (bits_of(camera->evaluate(query(which))) != expected[static_cast<std::size_t>(which)]) ++wrong;
+  };
+  // Everybody waits for the round, which the first thread prepares.
+  std::barrier gate(thread_count);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < thread_count; ++t) {
+    threads.emplace_back([&, t] {
+      for (int round = 0; round < rounds; ++round) {
+        if (t == 0) {
+          camera->new_frame(100 + round, 1.0, 1.0, 9);
+          for (int i = 0; i < places_before_the_last; ++i) check(i);
+        }
+        gate.arrive_and_wait();
+        check(places_before_the_last + t);
+        gate.arrive_and_wait();
+        check(places_before_the_last + (t + 1) % thread_count);
+        gate.arrive_and_wait();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0);
 }
 

@@ -86,13 +86,21 @@ TEST_F(LinkAccess, AReaderInALoopAndAWriterDoNotStandInEachOthersWay) {
   EXPECT_LE(failed, writes / 100);
 }
 
+/// Of several blocks of the disk, so that a reader can meet a part; not too long, so that writers meet often.
+constexpr std::size_t text_length = 10'000;
+#ifdef _WIN32
+constexpr int writes_of_each = 500;
+#else
+constexpr int writes_of_each = 20'000;
+#endif
+
 /// What the program does as another child: writes one of as many contents as there are writers, again and again.
 int write_often(const std::string& number) {
   const Library library;
   const double value = std::stod(number);
-  const std::string text(40'000, static_cast<char>('a' + static_cast<int>(value)));
+  const std::string text(text_length, static_cast<char>('a' + static_cast<int>(value)));
   int written = 0;
-  for (int i = 0; i < 4000; ++i) written += library.write(text.c_str(), "v", "b", value, value, value, value);
+  for (int i = 0; i < writes_of_each; ++i) written += library.write(text.c_str(), "v", "b", value, value, value, value);
   return written > 0 ? 0 : 1;
 }
 
@@ -111,7 +119,7 @@ TEST_F(LinkAccess, WhatThreeProcessesWriteIsNeverTorn) {
     if (whole_size == 0) whole_size = text.size();
     const std::size_t plugin = text.find("plugin=");
     const char letter = plugin != std::string::npos && plugin + 7 < text.size() ? text[plugin + 7] : '?';
-    const std::string expected = std::string(40'000, letter);
+    const std::string expected = std::string(text_length, letter);
     const bool whole = text.size() == whole_size && text.starts_with("[CameraLink]") &&
                        text.compare(plugin + 7, expected.size(), expected) == 0 &&
                        text.find("iso=" + std::to_string(letter - 'a') + ".000000") != std::string::npos &&
