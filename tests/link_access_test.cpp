@@ -1,12 +1,14 @@
 /// The camera link file among other programs: those that read it all the time, and those that leave something in its place.
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <memory>
+#include <random>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -131,6 +133,30 @@ TEST_F(LinkAccess, WhatThreeProcessesWriteIsNeverTorn) {
   EXPECT_EQ(torn, 0) << "of " << readings;
   EXPECT_GT(readings, 0);
   EXPECT_FALSE(fs::exists(temporary_file()));
+}
+
+TEST_F(LinkAccess, AReaderNeverMissesTheFileWhileWritersAreKilled) {
+  ASSERT_EQ(library_.publish(1.0), 1);
+  std::atomic<bool> stop = false;
+  std::atomic<int> failures = 0;
+  std::atomic<int> readings = 0;
+  std::thread reader([&] {
+    QrmLinkRecord record = {};
+    for (; !stop; ++readings)
+      if (library_.read(&record) != 1 || record.iso != record.iris || record.iso != record.frame_time) ++failures;
+  });
+  std::mt19937 random(5);
+  for (int run = 0; run < 20; ++run) {
+    ChildProcess writer({"--write", folder_.folder().string(), "2"});
+    std::this_thread::sleep_for(std::chrono::microseconds(10'000 + random() % 40'000));
+    writer.kill();
+    writer.wait();
+  }
+  stop = true;
+  reader.join();
+  EXPECT_EQ(failures, 0) << "of " << readings;
+  EXPECT_GT(readings, 0);
+  EXPECT_EQ(library_.publish(3.0), 1) << "whatever the last one left";
 }
 
 TEST_F(LinkAccess, AFileThatAReaderHoldsOpenIsWhole) {
