@@ -35,7 +35,8 @@ std::size_t temporary_directory(PathBuffer& directory) noexcept;
 void append_to_file(const char* path, std::string_view text) noexcept;
 
 /// Opens an ordinary text file for reading, in a way that lets others replace it meanwhile; null when it is not there, is no
-/// ordinary file or a link, or stays closed to readers for longer than some 20 milliseconds. The caller closes it. Threads: any.
+/// ordinary file or a link, or stays closed to readers for longer than some 20 milliseconds. The caller closes it. Threads:
+/// any.
 std::FILE* open_for_reading(const char* path) noexcept;
 
 /// Gives the file `path` the content `text` in one step: a reader sees the old content or the new one, never a part.

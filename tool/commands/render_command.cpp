@@ -225,7 +225,8 @@ void render(const Arguments& arguments) {
   if (arguments.dry_run) return;
   std::cerr << speed_line(all_rays, all_seconds) << '\n';
   if (all_rays.broken > 0)
-    std::cerr << "warning: " << all_rays.broken << " rays had no finite position and direction, or began too far away to be traced, and are left out\n";
+    std::cerr << "warning: " << all_rays.broken
+              << " rays had no finite position and direction, or began too far away to be traced, and are left out\n";
 }
 
 standin::Vec3 parse_point(const std::string& option, const std::string& text) {
