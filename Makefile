@@ -4,12 +4,15 @@
 #   make check     builds and runs every test, on this machine with sanitizers and, for the shipped module, under Wine
 #   make package   what users get: build/package/OviCam-VERSION-win64.zip, with the module, its reference and samples
 #   make tool-package   the tool for other Debian machines: build/package/ovicam-VERSION-linux-x86_64.tar.gz
+#   make fuzz      feeds random input to every reader, FUZZ_SECONDS (600) each; what makes one fail is in build/fuzz
+#   make soak      renders thousands of frames through every camera, and watches memory and handles
+#   make mutants   makes small faults in the module's sources and counts those that no test notices
 #   make bench     how fast the cameras and the renderer are, on this machine and under Wine
 #   make lint      checks the formatting and reads the code with clang-tidy, the scripts with shellcheck and pyflakes
 #   make format    formats the C++
 #   make module    build/windows/OviCam.p, which the host loads, and build/native/OviCam.so for this machine
 
-.PHONY: gallery docs package tool-package check bench lint format module packages lint-packages
+.PHONY: gallery docs package tool-package check bench fuzz soak mutants lint format module packages lint-packages
 
 # What one command builds, a later one need not install again.
 packages:
@@ -66,6 +69,21 @@ bench: module
 	cmake/run-wine.sh build/windows/camera_bench.exe build/windows/OviCam.p
 	cmake/run-wine.sh build/windows/baking_bench.exe build/windows/OviCam.p
 	build/native/renderer_bench samples/plaza.lws Panorama build/native/OviCam.so build/windows/OviCam.p
+
+FUZZ_SECONDS ?= 600
+
+fuzz: packages
+	cmake --preset fuzz -DOVICAM_FUZZ_SECONDS=$(FUZZ_SECONDS)
+	cmake --build --preset fuzz
+	ctest --preset fuzz --parallel $$(nproc) --timeout $$(($(FUZZ_SECONDS) + 600))
+	cmake --preset fuzz -DOVICAM_FUZZ_SECONDS=20
+
+soak: module
+	cmake --build --preset native --target camera_soak
+	build/native/camera_soak build/native/OviCam.so
+
+mutants: packages
+	tests/mutants/run_mutants.py $(MUTANTS)
 
 cpp_files = $$(git ls-files '*.c' '*.cpp' '*.h' '*.inc')
 

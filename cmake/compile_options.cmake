@@ -23,6 +23,17 @@ if(WIN32)
 endif()
 
 set(OVICAM_SANITIZE "" CACHE STRING "Sanitizers of the native build, for example address,undefined or thread")
+
+# What runs on users' machines, against what a hostile file may try: overwritten stacks and buffers are noticed, and the table
+# of imported functions cannot be overwritten. Tests are compiled without optimisation, which the checks of buffers need.
+add_library(ovicam_protection INTERFACE)
+if(NOT WIN32)
+  target_link_options(ovicam_protection INTERFACE -Wl,-z,relro,-z,now)
+  if(NOT OVICAM_SANITIZE AND NOT OVICAM_FUZZ)
+    target_compile_options(ovicam_protection INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  endif()
+endif()
+
 if(OVICAM_SANITIZE)
   target_compile_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE} -fno-omit-frame-pointer
                                                   -fno-sanitize-recover=all

@@ -31,16 +31,19 @@ int activate_handler(HostServices& services, const HandlerCallbacks& callbacks, 
   if (global == nullptr) return AFUNC_BADGLOBAL;
   if (local == nullptr) return AFUNC_BADLOCAL;
   remember_global(services, global, server_data);
-  acquire(services.iteminfo, global, LWITEMINFO_GLOBAL);
-  acquire(services.camerainfo, global, LWCAMERAINFO_GLOBAL);
-  acquire(services.timer, global, LWTIMEINFO_GLOBAL);
-  acquire(services.xpanf, global, LWXPANELFUNCS_GLOBAL);
-  acquire(services.vparmf, global, LWVPARMFUNCS_GLOBAL);
-  acquire(services.msg, global, LWMESSAGEFUNCS_GLOBAL);
-  services.sysid = system_id(global);
-  if (!services.on_render_node() && (services.msg == nullptr || services.vparmf == nullptr || services.xpanf == nullptr))
+  // Where something is missing, living instances keep what they have.
+  HostServices found = services;
+  acquire(found.iteminfo, global, LWITEMINFO_GLOBAL);
+  acquire(found.camerainfo, global, LWCAMERAINFO_GLOBAL);
+  acquire(found.timer, global, LWTIMEINFO_GLOBAL);
+  acquire(found.xpanf, global, LWXPANELFUNCS_GLOBAL);
+  acquire(found.vparmf, global, LWVPARMFUNCS_GLOBAL);
+  acquire(found.msg, global, LWMESSAGEFUNCS_GLOBAL);
+  found.sysid = system_id(global);
+  if (!found.on_render_node() && (found.msg == nullptr || found.vparmf == nullptr || found.xpanf == nullptr))
     return AFUNC_BADGLOBAL;
-  if (services.timer == nullptr || services.camerainfo == nullptr || services.iteminfo == nullptr) return AFUNC_BADGLOBAL;
+  if (found.timer == nullptr || found.camerainfo == nullptr || found.iteminfo == nullptr) return AFUNC_BADGLOBAL;
+  services = found;
 
   auto& handler = *static_cast<LWCameraHandler*>(local);
   if (handler.inst != nullptr) {

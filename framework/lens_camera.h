@@ -103,15 +103,13 @@ void LensCamera<Lens, PoseType, weight>::SetUp(unsigned steps) {
   for (unsigned k = 0; k < steps && iteminfo != nullptr; ++k) {
     const LWTime time = this->frame_info.start + k * step;
     const auto ask = [&](LWItemID item, LWItemParam param, std::size_t which) {
-      iteminfo->param(item, param, time, &samples[which][std::size_t{k} * 3]);
+      if (item != nullptr) iteminfo->param(item, param, time, &samples[which][std::size_t{k} * 3]);
     };
     ask(this->access.cameraID, LWIP_RIGHT, 1);
     ask(this->access.cameraID, LWIP_UP, 2);
     ask(this->access.cameraID, LWIP_FORWARD, 3);
     ask(this->access.cameraID, LWIP_W_POSITION, 0);
-    if constexpr (vector_count > 4) {
-      if (const LWItemID tracked = this->tracked_item(); tracked != nullptr) ask(tracked, LWIP_W_POSITION, 4);
-    }
+    if constexpr (vector_count > 4) ask(this->tracked_item(), LWIP_W_POSITION, 4);
   }
   pose_cache.begin(pose_at(0.0));
 }

@@ -53,7 +53,7 @@ class SettingsCamera : public Camera {
       if (parameter.host_zoom) values.*parameter.value = readings().zoom_factor_now();
     initialise();
     const LWItemInfo* iteminfo = host().iteminfo;
-    const LWChanGroupID group = iteminfo != nullptr ? iteminfo->chanGroup(own_item) : nullptr;
+    const LWChanGroupID group = iteminfo != nullptr && own_item != nullptr ? iteminfo->chanGroup(own_item) : nullptr;
     for (std::size_t i = 0; i < tables_.parameters.size(); ++i) {
       const auto& parameter = tables_.parameters[i];
       envelopes[i] =

@@ -224,7 +224,7 @@ OVICAM_EXPORT int QrmLink_Read(QrmLinkRecord* record) {
   record->version = -1;
   platform::PathBuffer path = {};
   if (QrmLink_SidecarPath(path.data(), static_cast<int>(path.size())) == 0) return 0;
-  std::FILE* file = std::fopen(path.data(), "r");
+  std::FILE* file = platform::open_for_reading(path.data());
   if (file == nullptr) return 0;
   camera_link::read(file, *record);
   static_cast<void>(std::fclose(file));

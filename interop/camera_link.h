@@ -9,11 +9,15 @@
  * whatever the locale. Texts are written as they are given: one that holds a line end breaks its line. Its numbers are
  * those of one call.
  *
- * Threads: every function may be called by any thread at any time, none waits. A write that finds another one under way, in
+ * Threads: every function may be called by any thread at any time. None waits, but on Windows for some 20 milliseconds while
+ * another program has the file open. A write that finds another one under way, in
  * this process or in another one that uses this module, writes nothing and returns 0. The content grows in a second file,
  * the link file's name with ".tmp" appended, and is put in place in one step: a reader, and whoever looks after a process
  * was ended while writing, finds the previous content or the new one whole. A ".tmp" file left by such a process is
  * overwritten by the next write. A program that writes the ".tmp" file by other means is outside these guarantees.
+ *
+ * Nothing that others leave in the place of one of the two files is followed, written to or waited for: neither a link, nor a
+ * second name of another file, nor a pipe.
  */
 
 /* C programs read this header, too. */

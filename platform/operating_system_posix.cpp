@@ -12,6 +12,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "platform/operating_system.h"
 
@@ -23,10 +24,12 @@ constexpr std::array crash_signals = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
 
 constinit CrashReport crash_report = nullptr;
 
-/// Closes its file, and with it gives back the lock on it.
+/// Closes its file, and with it gives back the lock on it. Folders may be everybody's: neither is a link followed that someone
+/// left there, nor the reader or writer of a pipe waited for.
 class File {
  public:
-  File(const char* path, int flags) noexcept : descriptor_(open(path, flags | O_WRONLY | O_CREAT | O_CLOEXEC, new_file_mode)) {}
+  File(const char* path, int flags) noexcept
+      : descriptor_(open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, new_file_mode)) {}
   ~File() {
     if (descriptor_ >= 0) close(descriptor_);
   }
@@ -34,6 +37,20 @@ class File {
   File& operator=(const File&) = delete;
 
   [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+
+  [[nodiscard]] bool is_ordinary() const noexcept {
+    struct stat opened = {};
+    return fstat(descriptor_, &opened) == 0 && S_ISREG(opened.st_mode);
+  }
+
+  /// Not somebody else's, which may have another name besides.
+  [[nodiscard]] bool is_own() const noexcept {
+    struct stat opened = {};
+    return fstat(descriptor_, &opened) == 0 && S_ISREG(opened.st_mode) && opened.st_uid == geteuid() && opened.st_nlink == 1;
+  }
+
+  /// The caller has it from now on.
+  [[nodiscard]] int release() noexcept { return std::exchange(descriptor_, -1); }
 
   [[nodiscard]] bool write(std::string_view text) const noexcept {
     while (!text.empty()) {
@@ -49,14 +66,14 @@ class File {
   int descriptor_;
 };
 
-/// Whether the open file is an ordinary one, still has that name, and is locked by nobody else. A writer that ended before
+/// Whether the open file is an own one, still has that name, and is locked by nobody else. A writer that ended before
 /// the lock was given may have renamed the file: by then it is the published one, which nobody may write to.
 bool lock(const File& file, const char* path) noexcept {
   if (flock(file.descriptor(), LOCK_EX | LOCK_NB) != 0) return false;
   struct stat opened = {};
   struct stat named = {};
-  return fstat(file.descriptor(), &opened) == 0 && lstat(path, &named) == 0 && S_ISREG(opened.st_mode) &&
-         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+  return file.is_own() && fstat(file.descriptor(), &opened) == 0 && lstat(path, &named) == 0 && opened.st_dev == named.st_dev &&
+         opened.st_ino == named.st_ino;
 }
 
 void report_signal(int signal, siginfo_t* information, void* /*context*/) {
@@ -112,13 +129,20 @@ std::size_t temporary_directory(PathBuffer& directory) noexcept {
 }
 
 void append_to_file(const char* path, std::string_view text) noexcept {
-  const File file(path, O_APPEND);
-  if (file.descriptor() >= 0) static_cast<void>(file.write(text));
+  const File file(path, O_WRONLY | O_CREAT | O_APPEND);
+  if (file.descriptor() >= 0 && file.is_own()) static_cast<void>(file.write(text));
+}
+
+std::FILE* open_for_reading(const char* path) noexcept {
+  File file(path, O_RDONLY);
+  if (file.descriptor() < 0 || !file.is_ordinary()) return nullptr;
+  std::FILE* stream = fdopen(file.descriptor(), "r");
+  if (stream != nullptr) static_cast<void>(file.release());
+  return stream;
 }
 
 bool replace_file_content(const char* path, const char* temporary_path, std::string_view text) noexcept {
-  // The temporary directory may be everybody's: neither follow a link that someone left there nor wait for a pipe's reader.
-  const File file(temporary_path, O_NOFOLLOW | O_NONBLOCK);
+  const File file(temporary_path, O_WRONLY | O_CREAT);
   if (file.descriptor() < 0 || !lock(file, temporary_path)) return false;
   if (ftruncate(file.descriptor(), 0) == 0 && file.write(text) && std::rename(temporary_path, path) == 0) return true;
   unlink(temporary_path);

@@ -120,10 +120,13 @@ class ModuleTest : public testing::Test {
 
   /// Leaves the camera's namespace without the panel service, whoever activated it before in this process.
   void forget_panel_service(std::size_t camera) {
+    // A render node goes without it.
+    stage.host.set_system_id(LWSYS_SCREAMERNET);
     stage.host.withhold(LWXPANELFUNCS_GLOBAL);
     Records records(0);
-    EXPECT_EQ(activate(row(camera, 0), 4, records), AFUNC_BADGLOBAL);
+    EXPECT_EQ(activate(row(camera, 0), 4, records), AFUNC_OK);
     stage.host.offer(LWXPANELFUNCS_GLOBAL);
+    stage.host.set_system_id(LWSYS_LAYOUT);
   }
 
   Asked asked_since(std::size_t before) const {

@@ -15,53 +15,12 @@
 #include "standin/remote/ray_protocol.h"
 #include "standin/remote/ray_service.h"
 #include "tests/support/paths.h"
+#include "tests/support/ray_service_fixture.h"
 
 namespace standin {
 namespace {
 
-constexpr const char* program_variable = "OVICAM_RAY_SERVICE";
-
-/// A scene of one camera that turns, and a program to run it.
-class RayService : public testing::Test {
- protected:
-  void SetUp() override {
-    unsetenv(program_variable);
-    folder_ = test_support::scratch_folder();
-    Scene scene;
-    Item camera;
-    camera.kind = ItemKind::camera;
-    camera.id = 30000000;
-    camera.name = "Camera";
-    camera.camera = CameraSettings{};
-    camera.motion[0] = Envelope::constant(2.5);
-    scene.items.push_back(camera);
-    write_scene_file(scene, folder_ / "scene.lws");
-    options_.scene_file = folder_ / "scene.lws";
-    options_.module_file = test_support::module_file();
-    options_.server_name = "QuorinPanoramicCam";
-  }
-  void TearDown() override { unsetenv(program_variable); }
-
-  /// A program that does what the shell lines say instead of serving.
-  void use_script(const std::string& lines) {
-    const auto file = folder_ / "service.sh";
-    std::ofstream(file) << "#!/bin/sh\n" << lines << '\n';
-    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
-    setenv(program_variable, file.c_str(), 1);
-  }
-
-  std::string refusal() const {
-    try {
-      open_remote_session(options_);
-      return "it was opened";
-    } catch (const std::runtime_error& error) {
-      return error.what();
-    }
-  }
-
-  std::filesystem::path folder_;
-  SessionOptions options_;
-};
+using test_support::RayService;
 
 std::vector<RayQuery> queries_over(const FrameSetup& setup, std::size_t count) {
   std::vector<RayQuery> queries(count);

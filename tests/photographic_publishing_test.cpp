@@ -387,8 +387,9 @@ TEST_P(RenderThreads, EveryPublishedFileHoldsTheValuesOfOneEvaluation) {
   EXPECT_GT(seen, 0);
   EXPECT_FALSE(fs::exists(link.file().string() + ".tmp"));
 
-  // Whatever was put off while others wrote: the next ray makes up for it.
+  // Whatever was put off while others wrote, or because there were many: the last ray's values are in the file in the end.
   evaluate(*camera, 0.625);
+  camera->clean_up();
   EXPECT_EQ(published().at("frame_time"), "0.625000");
   expect_of_one_time(published());
 }
@@ -492,6 +493,32 @@ TEST_P(RenderThreads, AMissingTemporaryDirectoryCostsNoRay) {
   link.point_back();
   EXPECT_FALSE(link.exists());
   evaluate(*camera);
+  camera->clean_up();
+  EXPECT_EQ(published().at("iso"), "800.000000");
+}
+
+TEST_P(PhotographicPublishing, AFrameOfManyExposuresEndsWithTheLastOfThem) {
+  const auto camera = create();
+  key_exposure(*camera);
+  for (const bool render_ends : {false, true}) {
+    camera->new_frame(0, 0.0, 1.0);
+    for (int ray = 1; ray <= 2000; ++ray) evaluate(*camera, ray / 2048.0);
+    if (render_ends)
+      camera->clean_up();
+    else
+      camera->new_frame(1, 1.0, 1.0);
+    EXPECT_EQ(published().at("frame_time"), "0.976562");
+    expect_of_one_time(published());
+    link.remove();
+  }
+}
+
+TEST_P(PhotographicPublishing, AFileThatCannotBeWrittenForLongIsThereWhenTheNextFrameBegins) {
+  const auto camera = ready();
+  LinkFolder::point_to(link.folder() / "missing");
+  for (int ray = 0; ray < 1000; ++ray) evaluate(*camera);
+  link.point_back();
+  camera->new_frame(1, 1.0, 1.0);
   EXPECT_EQ(published().at("iso"), "800.000000");
 }
 

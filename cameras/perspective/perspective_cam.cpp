@@ -85,6 +85,8 @@ class CameraPlugin final : public framework::LensCamera<Lens, Pose, framework::S
   }
 
   void forget() override { publication_.forget(); }
+  void before_frame(LWTime /*start*/) override { publication_.end_frame(); }
+  void after_render() override { publication_.end_frame(); }
 
   /// The copy's next frame counts as a changed one. The item stays known, so that what is read from the host before that frame
   /// is of the right camera.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <bit>
@@ -10,6 +11,7 @@
 
 #include "framework/settings_camera.h"
 #include "interop/camera_link.h"
+#include "platform/operating_system.h"
 
 namespace photographic {
 
@@ -30,38 +32,70 @@ inline std::uint64_t difference(double a, double b) {
 /// every ray.
 inline bool unchanged(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 
+/// How an instance publishes; what QrmLink_Write returns.
+using WriteExposure = int (*)(const char* camera_label, const Exposure& exposure, double fractional_time);
+/// Milliseconds; starts again at 0 after 2^32.
+using MillisecondClock = unsigned long (*)() noexcept;
+
+inline int write_exposure(const char* camera_label, const Exposure& exposure, double fractional_time) {
+  return QrmLink_Write("ovicam", "4.0.0.22", camera_label, exposure.iso, exposure.iris, exposure.shutter_degrees,
+                       fractional_time);
+}
+
 /// What one instance wrote to the camera link file last, shared by all render threads without a lock: a counter is odd while
 /// a thread publishes, and a thread that meets it so goes on. While the values stay the same nothing is written to memory.
+///
+/// Publishing never holds a render up: where writes fail again and again, or every ray has another exposure, further ones are
+/// put off. What was put off last is written when the frame ends.
 class Publication {
  public:
   /// `camera_label`, a constant text, is what the readers of the file know the camera by.
-  explicit Publication(const char* camera_label) : camera_label_(camera_label) {}
+  explicit Publication(const char* camera_label, WriteExposure write = write_exposure,
+                       MillisecondClock clock = platform::tick_count_milliseconds)
+      : camera_label_(camera_label), write_(write), clock_(clock) {}
 
   /// An instance that takes over another one's values has published nothing yet.
-  void forget() { turn_.store(0, std::memory_order_relaxed); }
+  void forget() {
+    turn_.store(0, std::memory_order_relaxed);
+    failures_in_a_row_ = 0;
+    writes_in_frame_ = 0;
+  }
 
-  /// 0 when exactly these values are in the file, or were while another thread began to replace them. Threads: any.
+  /// 0 when exactly these values are in the file, or were while another thread began to replace them, and none were put off.
+  /// Threads: any.
   std::uint64_t difference_from(const Exposure& exposure) const {
     return difference(iso_.load(std::memory_order_relaxed), exposure.iso) |
            difference(iris_.load(std::memory_order_relaxed), exposure.iris) |
            difference(shutter_degrees_.load(std::memory_order_relaxed), exposure.shutter_degrees) |
-           ((turn_.load(std::memory_order_relaxed) & holding) ^ holding);
+           ((turn_.load(std::memory_order_relaxed) & (holding | put_off)) ^ holding);
   }
 
-  /// Writes the link file if these values are not in it already. Without success the next call tries again. Threads: any;
-  /// none waits for another one.
+  /// Writes the link file if these values are not in it already, or puts that off. Without success a later call tries again.
+  /// Threads: any; none waits for another one.
   void publish(const Exposure& exposure, double fractional_time) {
     std::uint32_t turn = turn_.load(std::memory_order_acquire);
-    if ((turn & writing) != 0 || ((turn & holding) != 0 && holds(exposure) && turn_.load(std::memory_order_relaxed) == turn))
-      return;
+    if ((turn & writing) != 0) return;
+    const bool held = (turn & holding) != 0 && holds(exposure) && turn_.load(std::memory_order_relaxed) == turn;
+    if (held && (turn & put_off) == 0) return;
     if (!turn_.compare_exchange_strong(turn, turn | writing, std::memory_order_acq_rel)) return;
-    if (QrmLink_Write("ovicam", "4.0.0.22", camera_label_, exposure.iso, exposure.iris, exposure.shutter_degrees,
-                      fractional_time) != 0) {
-      iso_.store(exposure.iso, std::memory_order_release);
-      iris_.store(exposure.iris, std::memory_order_release);
-      shutter_degrees_.store(exposure.shutter_degrees, std::memory_order_release);
-      turn |= holding;
+    if (held) {
+      turn &= ~put_off;
+    } else {
+      latest_ = exposure;
+      latest_fractional_time_ = fractional_time;
+      turn |= put_off;
+      if (is_due()) turn = write_latest(turn);
     }
+    turn_.store(turn + one_turn, std::memory_order_release);
+  }
+
+  /// Writes what was put off last. From here on the writes of a frame are counted anew. Threads: one; where another one is
+  /// writing all the same, nothing happens.
+  void end_frame() {
+    std::uint32_t turn = turn_.load(std::memory_order_acquire);
+    if ((turn & writing) != 0 || !turn_.compare_exchange_strong(turn, turn | writing, std::memory_order_acq_rel)) return;
+    if ((turn & put_off) != 0) turn = write_latest(turn);
+    writes_in_frame_ = 0;
     turn_.store(turn + one_turn, std::memory_order_release);
   }
 
@@ -69,7 +103,14 @@ class Publication {
   static constexpr std::uint32_t writing = 1;
   /// A write has succeeded.
   static constexpr std::uint32_t holding = 2;
-  static constexpr std::uint32_t one_turn = 4;
+  /// There are later values than those in the file.
+  static constexpr std::uint32_t put_off = 4;
+  static constexpr std::uint32_t one_turn = 8;
+
+  static constexpr std::uint32_t most_failures = 8;
+  static constexpr std::uint32_t milliseconds_after_failures = 100;
+  static constexpr std::uint32_t most_writes_in_frame = 256;
+  static constexpr std::uint32_t milliseconds_after_writes = 10;
 
   bool holds(const Exposure& exposure) const {
     return unchanged(iso_.load(std::memory_order_acquire), exposure.iso) &&
@@ -77,12 +118,47 @@ class Publication {
            unchanged(shutter_degrees_.load(std::memory_order_acquire), exposure.shutter_degrees);
   }
 
+  /// How far writes are apart; 0 as long as there have not been many. For whoever has the turn.
+  std::uint32_t spacing_milliseconds() const {
+    if (failures_in_a_row_ >= most_failures) return milliseconds_after_failures;
+    return writes_in_frame_ >= most_writes_in_frame ? milliseconds_after_writes : 0;
+  }
+
+  bool is_due() const {
+    const std::uint32_t spacing = spacing_milliseconds();
+    return spacing == 0 || static_cast<std::uint32_t>(clock_() - last_write_milliseconds_) >= spacing;
+  }
+
+  /// Returns the turn's new flags. For whoever has the turn.
+  std::uint32_t write_latest(std::uint32_t turn) {
+    if (write_(camera_label_, latest_, latest_fractional_time_) != 0) {
+      iso_.store(latest_.iso, std::memory_order_release);
+      iris_.store(latest_.iris, std::memory_order_release);
+      shutter_degrees_.store(latest_.shutter_degrees, std::memory_order_release);
+      failures_in_a_row_ = 0;
+      writes_in_frame_ = std::min(writes_in_frame_ + 1, most_writes_in_frame);
+      turn = (turn | holding) & ~put_off;
+    } else {
+      failures_in_a_row_ = std::min(failures_in_a_row_ + 1, most_failures);
+    }
+    if (spacing_milliseconds() != 0) last_write_milliseconds_ = static_cast<std::uint32_t>(clock_());
+    return turn;
+  }
+
   const char* camera_label_;
-  /// The two flags, and above them a count of the writes.
+  WriteExposure write_;
+  MillisecondClock clock_;
+  /// The flags, and above them a count of the turns.
   std::atomic<std::uint32_t> turn_{0};
   std::atomic<double> iso_{0.0};
   std::atomic<double> iris_{0.0};
   std::atomic<double> shutter_degrees_{0.0};
+  // What follows belongs to whoever has the turn.
+  Exposure latest_{};
+  double latest_fractional_time_ = 0.0;
+  std::uint32_t failures_in_a_row_ = 0;
+  std::uint32_t writes_in_frame_ = 0;
+  std::uint32_t last_write_milliseconds_ = 0;
 };
 
 /// A value kept in the lens, which render threads may replace.

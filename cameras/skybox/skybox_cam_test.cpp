@@ -475,6 +475,28 @@ TEST_F(SkyboxPanels, EitherOfTwoPanelsOfAnInstanceMayBeClosedFirst) {
   destroy(instance);
 }
 
+TEST_F(SkyboxPanels, EachOfManyIsClosedAndRefreshedForItself) {
+  const LWInstance instance = make_instance();
+  Panels opened;
+  for (int i = 0; i < 100; ++i) opened.push_back(open(instance));
+  watch();
+  Panels told = refreshed_by_loading(instance);
+  std::ranges::sort(told);
+  Panels expected = opened;
+  std::ranges::sort(expected);
+  EXPECT_EQ(told, expected);
+  Panels left;
+  for (std::size_t i = 0; i < opened.size(); ++i)
+    if (i % 3 == 0)
+      left.push_back(opened[i]);
+    else
+      close(opened[i]);
+  EXPECT_EQ(refreshed_by_loading(instance), left);
+  stop_watching();
+  for (const LWXPanelID panel : left) close(panel);
+  destroy(instance);
+}
+
 TEST_F(SkyboxPanels, AnOldPanelIsNotRefreshedByANewInstanceAtItsAddress) {
   // The allocator gives the same address soon, though not necessarily at once.
   LWXPanelID old_panel = nullptr;

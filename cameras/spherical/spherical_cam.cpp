@@ -56,6 +56,8 @@ class CameraPlugin final : public framework::LensCamera<Lens> {
  private:
   void initialise() override { remember_film(); }
   void forget() override { publication_.forget(); }
+  void before_frame(LWTime /*start*/) override { publication_.end_frame(); }
+  void after_render() override { publication_.end_frame(); }
 
   void after_frame() override {
     const framework::Film film = framework::film_of(access);

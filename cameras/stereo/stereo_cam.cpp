@@ -107,6 +107,9 @@ class CameraPlugin final : public framework::LensCamera<Lens, StereoPose> {
     convergence_item_ = nullptr;
   }
 
+  void before_frame(LWTime /*start*/) override { publication_.end_frame(); }
+  void after_render() override { publication_.end_frame(); }
+
   /// Another convergence item has another motion, which the samples must follow.
   bool motion_changed() override {
     const auto index = static_cast<int>(values.convergence_index - 1);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <new>
 #include <vector>
@@ -56,8 +57,11 @@ int chosen_entry(std::uint32_t choice, int count) {
   return count > 0 && choice <= static_cast<unsigned>(count) ? static_cast<int>(choice) - 1 : -1;
 }
 
-int object_count() { return objects != nullptr ? std::max(objects->numObjects(), 0) : 0; }
-int uv_map_count() { return objects != nullptr ? std::max(objects->numVMaps(texture_uv), 0) : 0; }
+/// One less than there are numbers: a popup has an entry more.
+constexpr int most_entries = std::numeric_limits<int>::max() - 1;
+
+int object_count() { return objects != nullptr ? std::clamp(objects->numObjects(), 0, most_entries) : 0; }
+int uv_map_count() { return objects != nullptr ? std::clamp(objects->numVMaps(texture_uv), 0, most_entries) : 0; }
 
 /// As people know it; by its file where they have not called it anything.
 const char* object_name(int object) {

@@ -257,6 +257,9 @@ std::vector<std::string> EvaluatorService::calls() const {
 
 void EvaluatorService::log(const std::string& call) {
   const std::lock_guard lock(mutex_);
+  // A long render must not fill the memory: the newer half is kept.
+  constexpr std::size_t most_kept = 1000;
+  if (calls_.size() == most_kept) calls_.erase(calls_.begin(), calls_.begin() + most_kept / 2);
   calls_.push_back(call);
 }
 

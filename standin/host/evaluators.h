@@ -65,8 +65,8 @@ class EvaluatorService {
   std::atomic<std::uint64_t> evaluations = 0;
   std::atomic<std::uint64_t> projections = 0;
 
-  /// Every call but evaluate and project, in order, as "create Left", "init Left 1", "newTime Left 3 0.1", "newFrame Left",
-  /// "preview Left", "cleanUp Left", "destroy Left".
+  /// Every call but evaluate and project, in order (of a great many, the newest), as "create Left", "init Left 1", "newTime
+  /// Left 3 0.1", "newFrame Left", "preview Left", "cleanUp Left", "destroy Left".
   std::vector<std::string> calls() const;
   void log(const std::string& call);
 

@@ -15,6 +15,9 @@ namespace {
 
 std::atomic<Host*> current_host = nullptr;
 
+/// Of messages and of services asked for: a long render must not fill the memory.
+constexpr std::size_t most_entries_kept = 10000;
+
 /// Modules keep its address and may read it at any time.
 Guarded<LWTimeInfo>& time_info() {
   static Guarded<LWTimeInfo> info;
@@ -182,7 +185,7 @@ void* Host::answer_service(const char* name, int use) {
   }
   {
     const std::lock_guard lock(host->mutex_);
-    host->services_asked_.emplace_back(name, use);
+    if (host->services_asked_.size() < most_entries_kept) host->services_asked_.emplace_back(name, use);
   }
   if (use != GFUSE_TRANSIENT && use != GFUSE_ACQUIRE && use != GFUSE_RELEASE)
     violation("GlobalFunc", std::string(name) + " was asked for with the unknown use " + std::to_string(use));
@@ -230,7 +233,7 @@ std::vector<Message> Host::messages() const {
 
 void Host::record_message(Message message) {
   const std::lock_guard lock(mutex_);
-  messages_.push_back(std::move(message));
+  if (messages_.size() < most_entries_kept) messages_.push_back(std::move(message));
 }
 
 std::vector<std::string> Host::violations() const {

@@ -17,8 +17,8 @@ ItemPose with_unit_axes(const ItemPose& pose) {
 void PlainCamera::begin_frame(double start_seconds, double duration_seconds, bool depth_of_field) {
   start_seconds_ = start_seconds;
   duration_seconds_ = duration_seconds;
-  const Item* item = scene_->find(item_number_);
-  if (item == nullptr || !item->camera) {
+  const Item* item = scene_->find_camera(item_number_);
+  if (item == nullptr) {
     pose_at_start_.reset();
     return;
   }
@@ -38,7 +38,7 @@ std::optional<ItemPose> PlainCamera::pose_at(double fractional_time, Eye eye) co
   std::optional<ItemPose> pose = pose_at_start_;
   if (!pose) return {};
   if (duration_seconds_ > 0.0 && fractional_time > 0.0) {
-    const Item* item = scene_->find(item_number_);
+    const Item* item = scene_->find_camera(item_number_);
     if (item == nullptr) return {};
     pose = with_unit_axes(scene_->world_pose(*item, start_seconds_ + fractional_time * duration_seconds_));
   }

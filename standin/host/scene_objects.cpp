@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <set>
+#include <string_view>
 
 #include "standin/host/services.h"
 
@@ -198,6 +200,7 @@ LWMeshInfo* layer_mesh(int object, int layer) {
                              look_up_map,  select_map,     point_value,    polygon_type,
                              polygon_size, polygon_vertex, polygon_tag,    point_value_in_polygon,
                              polygon_flags};
+  objects->forget_old_meshes();
   objects->meshes.push_back(std::move(mesh));
   return &*objects->meshes.back()->record;
 }
@@ -294,14 +297,23 @@ std::shared_ptr<const ObjectFile> read_or_empty(const SceneObject& object) {
 }  // namespace
 
 void SceneObjectService::add(const Scene& scene, const Item& item) {
-  const bool known = std::any_of(objects_.begin(), objects_.end(),
-                                 [&](const SceneObject& object) { return object.file_name == item.object_file; });
-  if (item.kind == ItemKind::object && !item.object_file.empty() && !known)
-    objects_.push_back({item.object_file, item.name, resolve_object_file(scene, item.object_file), nullptr});
+  if (item.kind != ItemKind::object || item.object_file.empty() || !known_.insert(item.object_file).second) return;
+  if (!search_) search_.emplace(scene);
+  objects_.push_back({item.object_file, item.name, search_->find(item.object_file), nullptr});
 }
 
 void SceneObjectService::add(const std::string& name, ObjectFile object) {
+  known_.insert(name);
   objects_.push_back({name, name, {}, std::make_shared<const ObjectFile>(std::move(object))});
+}
+
+void SceneObjectService::forget_old_meshes() {
+  constexpr std::size_t most_kept = 256;
+  if (meshes.size() < most_kept) return;
+  std::erase_if(meshes, [](const std::unique_ptr<Mesh>& mesh) {
+    if (mesh->destroyed && !mesh->record.intact()) violation("LWMeshInfo", "the module wrote past the record");
+    return mesh->destroyed;
+  });
 }
 
 const SceneObject* SceneObjectService::find(int object) {
@@ -322,12 +334,11 @@ const Layer* SceneObjectService::find_layer(int object, int layer) {
 
 std::vector<const UvMap*> SceneObjectService::uv_maps() {
   std::vector<const UvMap*> maps;
+  std::set<std::string_view> names;
   for (std::size_t i = 0; i < objects_.size(); ++i) {
     for (const Layer& layer : find(static_cast<int>(i))->object->layers) {
-      for (const UvMap& map : layer.uv_maps) {
-        const bool known = std::any_of(maps.begin(), maps.end(), [&](const UvMap* other) { return other->name == map.name; });
-        if (!known) maps.push_back(&map);
-      }
+      for (const UvMap& map : layer.uv_maps)
+        if (names.insert(map.name).second) maps.push_back(&map);
     }
   }
   return maps;

@@ -3,12 +3,15 @@
 #include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "sdk/services.h"
 #include "standin/host/guarded.h"
 #include "standin/scene/object_file.h"
+#include "standin/scene/object_search.h"
 #include "standin/scene/scene.h"
 
 namespace standin {
@@ -43,6 +46,9 @@ class SceneObjectService {
   /// An object that is not in a file.
   void add(const std::string& name, ObjectFile object);
 
+  /// Where many have been kept, those that the module has destroyed go.
+  void forget_old_meshes();
+
   std::size_t count() const { return objects_.size(); }
   /// Null when there is no such object.
   const SceneObject* find(int object);
@@ -53,6 +59,8 @@ class SceneObjectService {
 
  private:
   std::vector<SceneObject> objects_;
+  std::set<std::string> known_;
+  std::optional<ObjectSearch> search_;
 };
 
 }  // namespace standin

@@ -90,10 +90,10 @@ void load(MessageReader& archive, Number& number) {
 
 inline void save(MessageWriter& archive, const bool& value) { archive(static_cast<std::uint8_t>(value)); }
 
-/// Any other byte than 0 and 1 in a bool would be undefined behaviour.
 inline void load(MessageReader& archive, bool& value) {
   std::uint8_t byte = 0;
   archive(byte);
+  if (byte > 1) throw std::runtime_error("The ray service's message holds a yes or no that is neither");
   value = byte != 0;
 }
 

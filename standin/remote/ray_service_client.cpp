@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +18,7 @@
 #include <set>
 #include <spawn.h>
 #include <stdexcept>
+#include <string_view>
 #include <sys/wait.h>
 #include <system_error>
 #include <thread>
@@ -113,6 +116,20 @@ RunningServices& running_services() {
   return only;
 }
 
+/// Seconds without a byte from a service, or without room for one to it, after which it has failed. The first answer may have
+/// to wait for Wine to be set up.
+int patience_seconds() {
+  constexpr int usual = 300;
+  const char* wanted = std::getenv("OVICAM_RAY_SERVICE_SECONDS");
+  if (wanted == nullptr || *wanted == '\0') return usual;
+  const std::string_view text = wanted;
+  int seconds = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  if (error != std::errc() || end != text.data() + text.size() || seconds < 1)
+    throw std::runtime_error("OVICAM_RAY_SERVICE_SECONDS is \"" + std::string(text) + "\"; give a whole number, 1 or more");
+  return seconds;
+}
+
 /// What Wine and a module under it say. It has no name, so that nothing is left of it, unless it is kept.
 class Log {
  public:
@@ -182,6 +199,8 @@ class Process {
                                std::generic_category().message(error));
     }
     to_service_ = std::move(input.to);
+    // So that a service that reads nothing does not hold this program up.
+    fcntl(to_service_.number(), F_SETFL, fcntl(to_service_.number(), F_GETFL) | O_NONBLOCK);
     from_service_ = std::move(output.from);
   }
 
@@ -194,12 +213,16 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
+  /// From here on the service has its whole time again.
+  void begin_request() { waited_ = {}; }
+
   void write(const void* data, std::size_t size) {
     const BrokenPipeGuard guard;
     const char* next = static_cast<const char*>(data);
     while (size > 0) {
+      wait_for(to_service_, POLLOUT);
       const ssize_t written = ::write(to_service_.number(), next, size);
-      if (written < 0 && errno == EINTR) continue;
+      if (written < 0 && (errno == EINTR || errno == EAGAIN)) continue;
       if (written <= 0) fail_as_dead();
       next += written;
       size -= static_cast<std::size_t>(written);
@@ -209,7 +232,7 @@ class Process {
   void read(void* data, std::size_t size) {
     char* next = static_cast<char*>(data);
     while (size > 0) {
-      wait_for_data();
+      wait_for(from_service_, POLLIN);
       const ssize_t got = ::read(from_service_.number(), next, size);
       if (got < 0 && errno == EINTR) continue;
       if (got <= 0) fail_as_dead();
@@ -257,16 +280,29 @@ class Process {
   }
 
   /// Wine's own server may keep the pipe open after the service has died: waiting for the end of the pipe alone would never
-  /// return.
-  void wait_for_data() {
-    constexpr int look_every_milliseconds = 250;
-    pollfd readable{from_service_.number(), POLLIN, 0};
+  /// return. A look counts for no more than it was meant to take: this program may have been stopped meanwhile.
+  void wait_for(const Descriptor& pipe, short event) {
+    using namespace std::chrono_literals;
+    constexpr std::chrono::steady_clock::duration look_every = 250ms;
+    pollfd ready{pipe.number(), event, 0};
     while (true) {
       const bool over = ended();
-      const int count = poll(&readable, 1, over ? 0 : look_every_milliseconds);
+      const auto start = std::chrono::steady_clock::now();
+      const int count = poll(&ready, 1, over ? 0 : static_cast<int>(look_every / 1ms));
+      waited_ += std::min(look_every, std::chrono::steady_clock::now() - start);
+      if (waited_ >= std::chrono::seconds(patience_seconds_)) fail_as_silent();
       if (count > 0) return;
       if (count == 0 && over) fail_as_dead();
     }
+  }
+
+  [[noreturn]] void fail_as_silent() {
+    kill(-pid_, SIGKILL);
+    dead_ = true;
+    throw std::runtime_error("The ray service gave no answer within " + std::to_string(patience_seconds_) +
+                             " seconds and was ended; try again, and where a scene takes longer, set "
+                             "OVICAM_RAY_SERVICE_SECONDS to more" +
+                             (log_ != nullptr ? log_->kept() : std::string()));
   }
 
   bool ended() {
@@ -299,6 +335,8 @@ class Process {
     return before == std::string::npos ? text : text.substr(before + 1) + log_->kept();
   }
 
+  std::chrono::steady_clock::duration waited_{};
+  const int patience_seconds_ = std::min(patience_seconds(), 86400);
   pid_t pid_ = -1;
   bool ended_ = false;
   bool dead_ = false;
@@ -335,6 +373,8 @@ std::filesystem::path existing_service_program(const std::filesystem::path& modu
   return program;
 }
 
+constexpr const char* nonsense = "The ray service's answer makes no sense; is its program of the same build as this one?";
+
 /// A running service for one module.
 class ServiceConnection {
  public:
@@ -364,6 +404,7 @@ class ServiceConnection {
 
  private:
   void send(const std::vector<char>& message) {
+    process_.begin_request();
     const auto size = static_cast<std::uint32_t>(message.size());
     process_.write(&size, sizeof size);
     process_.write(message.data(), size);
@@ -371,7 +412,6 @@ class ServiceConnection {
 
   template <class Answer>
   Answer receive() {
-    constexpr const char* nonsense = "The ray service's answer makes no sense; is its program of the same build as this one?";
     std::uint32_t size = 0;
     process_.read(&size, sizeof size);
     if (size > most_bytes) throw std::runtime_error(nonsense);
@@ -425,8 +465,12 @@ class RemoteSession : public Session {
 
   FrameSetup begin_frame(int frame) override {
     BeginFrame::Answer answer = service_.ask(BeginFrame{frame});
+    const FrameSetup& setup = answer.setup;
+    for (const double number : {setup.start_seconds, setup.duration_seconds, setup.film_width, setup.film_height})
+      if (!std::isfinite(number)) throw std::runtime_error(nonsense);
+    if (setup.frame != frame || setup.duration_seconds < 0.0) throw std::runtime_error(nonsense);
     std::ranges::move(answer.warnings, std::back_inserter(warnings_));
-    return answer.setup;
+    return setup;
   }
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {

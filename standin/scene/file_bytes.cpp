@@ -1,13 +1,47 @@
 #include "standin/scene/file_bytes.h"
 
 #include <array>
-#include <chrono>
+#include <cstdio>
 #include <fstream>
+#include <memory>
+#include <random>
+#include <string>
 #include <system_error>
 
 #include "standin/scene/file_error.h"
 
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+#endif
+
 namespace standin {
+namespace {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+/// Beside the file. Whoever may write to the folder could leave a link under a name that can be guessed.
+std::filesystem::path unfinished_name(const std::filesystem::path& file) {
+  std::random_device source;
+  auto name = file;
+  name += ".unfinished-" + std::to_string(source()) + std::to_string(source());
+  return name;
+}
+
+/// Null when there is a file or a link of that name already.
+std::unique_ptr<std::FILE, CloseFile> make_file(const std::filesystem::path& name) {
+#ifdef _WIN32
+  const int descriptor = _wopen(name.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
+  return std::unique_ptr<std::FILE, CloseFile>(descriptor >= 0 ? _fdopen(descriptor, "wb") : nullptr);
+#else
+  return std::unique_ptr<std::FILE, CloseFile>(std::fopen(name.c_str(), "wbxe"));
+#endif
+}
+
+}  // namespace
 
 std::string read_file_bytes(const std::filesystem::path& file) {
   std::error_code ignored;
@@ -28,15 +62,14 @@ std::string read_file_bytes(const std::filesystem::path& file) {
 }
 
 void replace_file(const std::filesystem::path& file, std::string_view content) {
-  auto unfinished = file;
-  unfinished += ".unfinished-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
+  const auto unfinished = unfinished_name(file);
   std::error_code error;
   {
-    std::ofstream stream(unfinished, std::ios::binary);
-    stream.write(content.data(), static_cast<std::streamsize>(content.size()));
-    stream.close();
-    if (!stream) {
-      std::filesystem::remove(unfinished, error);
+    const std::unique_ptr<std::FILE, CloseFile> stream = make_file(unfinished);
+    const bool written = stream != nullptr && std::fwrite(content.data(), 1, content.size(), stream.get()) == content.size() &&
+                         std::fflush(stream.get()) == 0;
+    if (!written) {
+      if (stream != nullptr) std::filesystem::remove(unfinished, error);
       throw FileError(file.string(), "", "cannot be written; check that its folder exists, is writable and has free space");
     }
   }

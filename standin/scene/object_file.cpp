@@ -231,6 +231,7 @@ class ObjectReader {
     first_point_ = 0;
     first_polygon_ = 0;
     polygons_read_ = true;
+    map_index_.clear();
     added.number = static_cast<int>(content.unsigned_number(2));
     added.hidden = (content.unsigned_number(2) & 1) != 0;
     added.pivot = content.vector();
@@ -299,9 +300,9 @@ class ObjectReader {
   }
 
   UvMap& map_named(const std::string& name, int dimension) {
-    for (UvMap& map : layer().uv_maps)
-      if (map.name == name) return map;
-    return layer().uv_maps.emplace_back(UvMap{name, dimension, {}, {}});
+    std::vector<UvMap>& maps = layer().uv_maps;
+    const auto [found, added] = map_index_.try_emplace(name, maps.size());
+    return added ? maps.emplace_back(UvMap{name, dimension, {}, {}}) : maps[found->second];
   }
 
   std::uint32_t surface_named(const std::string& name) {
@@ -372,6 +373,8 @@ class ObjectReader {
   ObjectFile object_;
   std::vector<std::string> tags_;
   std::map<std::string, std::uint32_t> surface_index_;
+  /// The texture maps of the layer that is read.
+  std::map<std::string, std::size_t> map_index_;
   bool older_form_ = false;
   std::size_t first_point_ = 0;
   std::size_t first_polygon_ = 0;

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <limits>
 #include <numbers>
-#include <span>
-#include <system_error>
+#include <unordered_map>
 
 #include "standin/scene/scene_keywords.h"
 
@@ -41,46 +42,6 @@ ItemPose within(const ItemPose& parent, const ItemPose& child) {
   return {parent.point_to_world(child.position), turned(child.right), turned(child.up), turned(child.forward)};
 }
 
-bool same_letters(const std::string& a, const std::string& b) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-  return std::ranges::equal(a, b, {}, lower, lower);
-}
-
-/// The file of that relative path under the folder, names compared without regard to case; empty when it is not there. Where
-/// names differ by their case alone, the one as written is tried first.
-std::filesystem::path find_in_folder(const std::filesystem::path& folder, std::span<const std::string> names) {
-  std::error_code error;
-  if (names.empty()) return std::filesystem::is_regular_file(folder, error) ? folder : std::filesystem::path();
-  const auto rest = names.subspan(1);
-  if (const auto exact = folder / names.front(); std::filesystem::exists(exact, error)) {
-    if (auto found = find_in_folder(exact, rest); !found.empty()) return found;
-  }
-  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
-    if (name != names.front() && same_letters(name, names.front())) {
-      if (auto found = find_in_folder(entry->path(), rest); !found.empty()) return found;
-    }
-  }
-  return {};
-}
-
-std::vector<std::string> split_at_slashes(const std::string& written) {
-  std::vector<std::string> names(1);
-  for (const char c : written)
-    if (c != '/' && c != '\\')
-      names.back() += c;
-    else if (!names.back().empty())
-      names.emplace_back();
-  // The host also writes a path on a drive without a slash after the colon.
-  const std::size_t colon = names.front().find(':');
-  if (colon != std::string::npos && colon + 1 < names.front().size()) {
-    std::string after = names.front().substr(colon + 1);
-    names.front().resize(colon + 1);
-    names.insert(names.begin() + 1, std::move(after));
-  }
-  return names;
-}
-
 /// Hosts of different years write the angles of a cone in degrees or in radians. A cone that is never wider than a right angle
 /// in radians would, in degrees, be narrower than any lamp's.
 bool angles_are_degrees(const LightSettings& light) {
@@ -89,30 +50,6 @@ bool angles_are_degrees(const LightSettings& light) {
 
 bool ever_not_zero(const Envelope& value) {
   return std::ranges::any_of(value.keys, [](const Key& key) { return key.value != 0.0; });
-}
-
-std::filesystem::path find_object_file(const Scene& scene, const std::string& written) {
-  std::string with_slashes = written;
-  std::ranges::replace(with_slashes, '\\', '/');
-  const std::filesystem::path as_written(with_slashes);
-  if (as_written.is_absolute()) {
-    auto found = find_in_folder(as_written.root_path(), split_at_slashes(as_written.relative_path().string()));
-    if (!found.empty()) return found;
-  }
-  // The end of a path from another machine is its place in the content folder, so leading names are dropped one by one.
-  const std::vector<std::string> names = split_at_slashes(written);
-  std::vector<std::filesystem::path> folders{std::filesystem::absolute(scene.folder.empty() ? "." : scene.folder)};
-  if (!scene.content_folder.empty())
-    folders.push_back(std::filesystem::absolute(scene.content_folder));
-  else
-    while (folders.back() != folders.back().parent_path()) folders.push_back(folders.back().parent_path());
-  for (std::span<const std::string> tail = names; !tail.empty(); tail = tail.subspan(1)) {
-    for (const auto& folder : folders) {
-      auto found = find_in_folder(folder, tail);
-      if (!found.empty()) return found;
-    }
-  }
-  return {};
 }
 
 }  // namespace
@@ -184,6 +121,11 @@ const Item* Scene::find(std::uint32_t id) const {
   return found == items.end() ? nullptr : &*found;
 }
 
+const Item* Scene::find_camera(std::uint32_t id) const {
+  const auto found = std::ranges::find_if(items, [&](const Item& item) { return item.camera.has_value() && item.id == id; });
+  return found == items.end() ? nullptr : &*found;
+}
+
 const Item* Scene::find_camera(const std::string& name) const {
   const auto found =
       std::ranges::find_if(items, [&](const Item& item) { return item.camera.has_value() && item.name == name; });
@@ -192,8 +134,8 @@ const Item* Scene::find_camera(const std::string& name) const {
 
 const Item* Scene::current_camera() const {
   const auto first = std::ranges::find_if(items, [](const Item& item) { return item.camera.has_value(); });
-  const Item* current = current_camera_id != 0 ? find(current_camera_id) : nullptr;
-  if (current != nullptr && current->camera) return current;
+  const Item* current = current_camera_id != 0 ? find_camera(current_camera_id) : nullptr;
+  if (current != nullptr) return current;
   return first == items.end() ? nullptr : &*first;
 }
 
@@ -210,19 +152,43 @@ ItemPose Scene::world_pose(const Item& item, double time_seconds) const {
   return pose;
 }
 
+std::vector<ItemPose> Scene::world_poses(double time_seconds) const {
+  constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
+  std::unordered_map<std::uint32_t, std::size_t> index;
+  for (std::size_t i = 0; i < items.size(); ++i) index.emplace(items[i].id, i);
+  const auto parent_of = [&](std::size_t i) {
+    const auto found = items[i].parent_id != 0 ? index.find(items[i].parent_id) : index.end();
+    return found != index.end() ? found->second : none;
+  };
+  enum class State : std::uint8_t { unknown, on_the_way, known };
+  std::vector<State> states(items.size());
+  std::vector<ItemPose> poses(items.size());
+  std::vector<std::size_t> chain;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    std::size_t next = i;
+    for (; next != none && states[next] == State::unknown; next = parent_of(next)) {
+      states[next] = State::on_the_way;
+      chain.push_back(next);
+    }
+    // In a loop every item is the first of its own chain.
+    const bool loops = next != none && states[next] == State::on_the_way;
+    for (; !chain.empty(); chain.pop_back()) {
+      const std::size_t item = chain.back();
+      const std::size_t parent = parent_of(item);
+      if (loops)
+        poses[item] = world_pose(items[item], time_seconds);
+      else
+        poses[item] = parent == none ? pose_in_parent(items[item], time_seconds)
+                                     : within(poses[parent], pose_in_parent(items[item], time_seconds));
+      states[item] = State::known;
+    }
+  }
+  return poses;
+}
+
 std::array<double, 2> film_size(const CameraSettings& camera) {
   const double shape = static_cast<double>(camera.width_pixels) / camera.height_pixels * camera.pixel_aspect.at(0.0);
   return {camera.aperture_height * shape, camera.aperture_height};
-}
-
-std::filesystem::path resolve_object_file(const Scene& scene, const std::string& written) {
-  if (written.empty()) return {};
-  try {
-    return find_object_file(scene, written);
-  } catch (const std::system_error&) {
-    // A name that this system cannot represent is not that of a file here.
-    return {};
-  }
 }
 
 }  // namespace standin

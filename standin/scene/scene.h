@@ -156,11 +156,16 @@ struct Scene {
   const Item* find(std::uint32_t id) const;
   /// The n-th camera by name, or null. Threads: any.
   const Item* find_camera(const std::string& name) const;
+  /// The camera of that id, or null: another kind of item may have the same one.
+  const Item* find_camera(std::uint32_t id) const;
   /// The camera to look through where nobody has chosen one: the current one, or else the first; null without cameras.
   const Item* current_camera() const;
 
   /// Position and axes in world space at a time, parents applied (a parent loop ends where it closes). Threads: any.
   ItemPose world_pose(const Item& item, double time_seconds) const;
+
+  /// The same for every item, by its place among the items, in the time that one walk through them takes. Threads: any.
+  std::vector<ItemPose> world_poses(double time_seconds) const;
 
   double time_of(double frame) const { return frame / frames_per_second; }
 

@@ -2,9 +2,13 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <map>
+#include <optional>
+#include <set>
 #include <span>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "standin/scene/file_bytes.h"
@@ -68,7 +72,9 @@ class SceneReader : private SceneValues {
     version_ = scene_.version;
     ++next_;
     find_old_frame_rate();
+    make_room_for_items();
     for (skip_blank_lines(); !at_end(); skip_blank_lines()) read_statement();
+    make_ids_distinct();
     attach_items();
     choose_current_camera();
     std::ranges::stable_sort(scene_.items, {}, [](const Item& item) { return file_order(item.kind); });
@@ -79,6 +85,8 @@ class SceneReader : private SceneValues {
 
  private:
   static constexpr int newest_version = 5;
+  /// Every item takes some kilobytes, however short its line is.
+  static constexpr std::size_t most_items = 65536;
 
   Vec3 vector(std::string_view text) {
     const double x = real_number(take_word(text));
@@ -96,39 +104,101 @@ class SceneReader : private SceneValues {
     }
   }
 
-  /// The n-th item of the kind in the order of the file, from 0.
-  const Item* item_number(ItemKind kind, int number) const {
+  void make_room_for_items() {
+    std::size_t count = 0;
+    for (std::size_t line = next_; line < lines_.size(); ++line) {
+      if (!starts_item(first_word(lines_[line]))) continue;
+      if (++count > most_items)
+        fail("holds more than " + std::to_string(most_items) + " items; split it into several scenes", line);
+    }
+    scene_.items.reserve(count + 1);
+  }
+
+  static bool starts_item(std::string_view keyword) {
+    return keyword == "LoadObjectLayer" || keyword == "LoadObject" ||
+           std::ranges::find(item_keywords, keyword, &ItemKeywords::add) != item_keywords.end();
+  }
+
+  /// Everything that refers to an item does so by its ID. Of two with the same one, the first is meant.
+  void make_ids_distinct() {
+    std::set<std::uint32_t> used{0};
+    std::vector<Item*> doubles;
+    for (Item& item : scene_.items)
+      if (!used.insert(item.id).second) doubles.push_back(&item);
+    std::array<std::uint32_t, item_keywords.size()> next{};
+    for (Item* item : doubles) {
+      warn("id", "the id " + id_text(item->id) + " of \"" + item->given_name +
+                     "\" is not its own; it gets another one, and whatever names this id means the first item that has it");
+      do item->id = keywords_of(item->kind).first_id + next[static_cast<std::size_t>(item->kind)]++;
+      while (!used.insert(item->id).second);
+    }
+  }
+
+  static std::string id_text(std::uint32_t id) {
+    std::array<char, 8> digits{};
+    return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), id, 16).ptr};
+  }
+
+  std::vector<const Item*> items_of(ItemKind kind) const {
+    std::vector<const Item*> items;
     for (const Item& item : scene_.items)
-      if (item.kind == kind && number-- == 0) return &item;
-    return nullptr;
+      if (item.kind == kind) items.push_back(&item);
+    return items;
   }
 
   void attach_items() {
+    const std::vector<const Item*> objects = items_of(ItemKind::object);
     for (const auto& [item, number] : parent_numbers_) {
-      const Item* parent = item_number(ItemKind::object, number - 1);
-      if (parent != nullptr) {
-        scene_.items[item].parent_id = parent->id;
+      if (static_cast<std::size_t>(number) <= objects.size()) {
+        scene_.items[item].parent_id = objects[static_cast<std::size_t>(number) - 1]->id;
       } else {
         warn("parent number", "\"" + scene_.items[item].given_name + "\" is attached to object " + std::to_string(number) +
                                   ", which is not in the scene; it stands by itself");
       }
     }
+    std::unordered_map<std::uint32_t, std::size_t> index;
+    for (std::size_t i = 0; i < scene_.items.size(); ++i) index.emplace(scene_.items[i].id, i);
     for (const Item& item : scene_.items)
-      if (item.parent_id != 0 && scene_.find(item.parent_id) == nullptr)
+      if (item.parent_id != 0 && !index.contains(item.parent_id))
         warn("parent", "\"" + item.given_name + "\" is attached to an item that is not in the scene; it stands by itself");
+    break_loops(index);
+  }
+
+  /// An item that is attached to itself by way of its parents has no place of its own.
+  void break_loops(const std::unordered_map<std::uint32_t, std::size_t>& index) {
+    // For every item, the walk in which it was first met.
+    std::vector<std::size_t> walk(scene_.items.size());
+    for (std::size_t first = 0; first < scene_.items.size(); ++first) {
+      Item* before = nullptr;
+      for (std::size_t next = first;;) {
+        if (walk[next] != 0) {
+          if (walk[next] == first + 1 && before != nullptr) {
+            warn("loop", "\"" + before->given_name + "\" is attached to itself by way of its parents; it stands by itself");
+            before->parent_id = 0;
+          }
+          break;
+        }
+        walk[next] = first + 1;
+        before = &scene_.items[next];
+        const auto parent = index.find(before->parent_id);
+        if (before->parent_id == 0 || parent == index.end()) break;
+        next = parent->second;
+      }
+    }
   }
 
   void choose_current_camera() {
     if (current_camera_.empty()) return;
     const Item* camera = nullptr;
     if (is_item_id(current_camera_)) {
-      camera = scene_.find(item_id(current_camera_));
+      camera = scene_.find_camera(item_id(current_camera_));
     } else {
+      const std::vector<const Item*> cameras = items_of(ItemKind::camera);
       int number = -1;
       std::from_chars(current_camera_.data(), current_camera_.data() + current_camera_.size(), number);
-      camera = number < 0 ? nullptr : item_number(ItemKind::camera, number);
+      if (number >= 0 && static_cast<std::size_t>(number) < cameras.size()) camera = cameras[static_cast<std::size_t>(number)];
     }
-    if (camera != nullptr && camera->camera) {
+    if (camera != nullptr) {
       scene_.current_camera_id = camera->id;
     } else if (scene_.current_camera() != nullptr) {
       warn("CurrentCamera", "the current camera \"" + std::string(current_camera_.substr(0, 40)) +
@@ -141,8 +211,7 @@ class SceneReader : private SceneValues {
   std::vector<std::string>& lines_to_keep() {
     if (in_item_) return current_item()->other_lines;
     if (scene_.items.empty()) return scene_.opening_lines;
-    const bool objects_only = std::ranges::all_of(scene_.items, [](const Item& item) { return file_order(item.kind) == 0; });
-    return objects_only ? scene_.lines_after_objects : scene_.other_lines;
+    return holds_objects_only_ ? scene_.lines_after_objects : scene_.other_lines;
   }
 
   void keep_lines_until(std::size_t end) {
@@ -175,6 +244,8 @@ class SceneReader : private SceneValues {
   Item& add_item(ItemKind kind) {
     Item& item = scene_.items.emplace_back();
     in_item_ = true;
+    holds_objects_only_ = holds_objects_only_ && file_order(kind) == 0;
+    if (kind == ItemKind::camera && !first_camera_) first_camera_ = scene_.items.size() - 1;
     item.kind = kind;
     item.id = keywords_of(kind).first_id + added_[static_cast<std::size_t>(kind)]++;
     item.given_name = keywords_of(kind).unnamed;
@@ -284,8 +355,7 @@ class SceneReader : private SceneValues {
       Item* item = current_item();
       return item != nullptr && item->camera ? item : nullptr;
     }
-    const auto camera = std::ranges::find(scene_.items, ItemKind::camera, &Item::kind);
-    return camera == scene_.items.end() ? nullptr : &*camera;
+    return first_camera_ ? &scene_.items[*first_camera_] : nullptr;
   }
 
   void begin_unadded_camera() {
@@ -388,6 +458,8 @@ class SceneReader : private SceneValues {
 
   Scene scene_;
   bool in_item_ = false;
+  bool holds_objects_only_ = true;
+  std::optional<std::size_t> first_camera_;
   std::array<std::uint32_t, item_keywords.size()> added_{};
   /// Items by their index, and the number of the object that each is attached to.
   std::vector<std::pair<std::size_t, int>> parent_numbers_;

@@ -16,6 +16,7 @@ constexpr int behaviour_count = 6;
 
 std::vector<std::string_view> split_into_lines(std::string_view text) {
   std::vector<std::string_view> lines;
+  lines.reserve(static_cast<std::size_t>(std::ranges::count(text, '\n')) + 1);
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     std::string_view line = text.substr(0, end);
@@ -52,7 +53,9 @@ void SceneValues::fail(const std::string& reason, std::size_t line) const {
 }
 
 void SceneValues::warn(const std::string& kind, const std::string& sentence) {
-  if (warned_of_.insert(kind).second)
+  // A damaged file may hold as many kinds as it has lines.
+  constexpr std::size_t most_kinds = 100;
+  if (warned_of_.size() < most_kinds && warned_of_.insert(kind).second)
     warnings_.push_back(file_name_ + (at_end() ? "" : ", line " + std::to_string(next_ + 1)) + ": " + sentence);
 }
 

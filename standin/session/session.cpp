@@ -159,7 +159,11 @@ class LocalSession : public Session {
     camera_->init_render();
   }
 
-  const Item& item() const { return *host_.scene().find(camera_number_); }
+  const Item& item() const {
+    const Item* camera = host_.scene().find_camera(camera_number_);
+    if (camera == nullptr) throw std::runtime_error("The camera is not in the scene any more");
+    return *camera;
+  }
 
   /// A person opens a camera's panel before rendering it. Some values are only updated then: the print camera computes its film
   /// while the panel shows the resolution.

@@ -87,12 +87,10 @@ standin::Scene CameraOptions::read_scene() const {
 }
 
 const standin::Item& CameraOptions::find_camera(const standin::Scene& from) const {
+  if (const standin::Item* found = camera.empty() ? from.current_camera() : from.find_camera(camera)) return *found;
   std::vector<std::string> names;
-  for (const standin::Item& item : from.items) {
-    if (!item.camera) continue;
-    if (camera.empty() ? &item == from.current_camera() : item.name == camera) return item;
-    names.push_back(item.name);
-  }
+  for (const standin::Item& item : from.items)
+    if (item.camera) names.push_back(item.name);
   if (names.empty()) throw std::runtime_error(scene + ": the scene has no camera");
   throw std::runtime_error(scene + ": the scene has no camera \"" + camera + "\"; it has " + standin::joined(names));
 }

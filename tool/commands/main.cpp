@@ -23,6 +23,7 @@
 #include "tool/commands/validate_command.h"
 #include "tool/output/interruption.h"
 #include "tool/output/own_output.h"
+#include "tool/output/plain_text.h"
 
 namespace {
 
@@ -100,6 +101,7 @@ int main(int argc, char** argv) {
   // Beyond the limit for files a write fails, and is told of, instead of ending the program. A child process has the signal as
   // before, which it would not if this ignored it.
   std::signal(SIGXFSZ, [](int) {});
+  const tool::PlainTextOf plain_errors(std::cerr);
   try {
     tool::OwnOutput own_output;
     tool::watch_for_interruption();

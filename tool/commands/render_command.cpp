@@ -167,7 +167,8 @@ class Rendering {
     warnings_.tell();
     std::cerr << speed_line(all_rays_, all_seconds_) << '\n';
     if (all_rays_.broken > 0)
-      std::cerr << "warning: " << all_rays_.broken << " rays had no finite position and direction and are left out\n";
+      std::cerr << "warning: " << all_rays_.broken
+                << " rays had no finite position and direction, or began too far away to be traced, and are left out\n";
   }
 
  private:

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "standin/remote/ray_service.h"
+#include "standin/scene/object_search.h"
 #include "standin/scene/scene.h"
 #include "standin/session/control_text.h"
 #include "tool/commands/camera_options.h"
@@ -90,8 +91,8 @@ json described_camera(const CameraOptions& options, const standin::Scene& scene,
   return value;
 }
 
-json described_object(const standin::Scene& scene, const standin::Item& item) {
-  const auto file = standin::resolve_object_file(scene, item.object_file);
+json described_object(standin::ObjectSearch& search, const standin::Item& item) {
+  const auto file = search.find(item.object_file);
   return {{"name", item.name},
           {"null_object", item.object_file.empty()},
           {"file", item.object_file},
@@ -115,9 +116,10 @@ json described(const Arguments& arguments, const standin::Scene& scene) {
   json cameras = json::array();
   json objects = json::array();
   json lights = json::array();
+  standin::ObjectSearch search(scene);
   for (const standin::Item& item : scene.items) {
     if (item.camera) cameras.push_back(described_camera(arguments.options, scene, item));
-    if (item.kind == standin::ItemKind::object) objects.push_back(described_object(scene, item));
+    if (item.kind == standin::ItemKind::object) objects.push_back(described_object(search, item));
     if (item.light) lights.push_back(described_light(scene, item));
   }
   const standin::Item* current = scene.current_camera();

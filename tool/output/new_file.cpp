@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
+#include <random>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -28,11 +30,21 @@ std::string machine_name() {
   return std::string(name.data()).substr(0, most_letters);
 }
 
-std::filesystem::path unfinished_name(const std::filesystem::path& name) {
-  static int count = 0;
-  return "." + name.stem().string().substr(0, most_letters) + std::string(mark) + machine_name() + '-' +
-         std::to_string(getpid()) + '-' + std::to_string(count++) + name.extension().string();
+/// Whoever may write to the folder could leave a link under a name that can be guessed.
+std::string random_digits() {
+  std::random_device source;
+  std::array<char, 17> digits{};
+  std::snprintf(digits.data(), digits.size(), "%08x%08x", source(), source());
+  return digits.data();
 }
+
+std::filesystem::path unfinished_name(const std::filesystem::path& name) {
+  return "." + name.stem().string().substr(0, most_letters) + std::string(mark) + machine_name() + '-' +
+         std::to_string(getpid()) + '-' + random_digits() + name.extension().string();
+}
+
+/// Null, with errno, when there is a file or a link of that name already.
+std::FILE* make_file(const std::filesystem::path& name) { return std::fopen(name.c_str(), "wbxe"); }
 
 /// Whether the name is that of an unfinished file of a process of this machine that is no more.
 bool is_left_behind(const std::string& name) {
@@ -60,7 +72,7 @@ void remove_what_was_left_behind(const std::filesystem::path& folder) {
 }  // namespace
 
 NewFile::NewFile(std::filesystem::path name)
-    : name_(std::move(name)), unfinished_(prepared_unfinished()), stream_(std::fopen(unfinished_.c_str(), "wbe")) {
+    : name_(std::move(name)), unfinished_(prepared_unfinished()), stream_(make_file(unfinished_)) {
   if (!stream_) fail_with_errno();
 }
 

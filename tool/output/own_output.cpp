@@ -67,11 +67,12 @@ OwnOutput::OwnOutput() {
   buffer_ = std::make_unique<Buffer>(kept);
   dup2(STDERR_FILENO, STDOUT_FILENO);
   shared_ = std::cout.rdbuf(buffer_.get());
+  plain_.emplace(std::cout);
 }
 
 OwnOutput::~OwnOutput() {
   if (buffer_ == nullptr) return;
-  std::cout.flush();
+  plain_.reset();
   std::cout.rdbuf(shared_);
 }
 

@@ -7,6 +7,7 @@
 #include <iomanip>
 #include <iostream>
 #include <sstream>
+#include <string_view>
 #include <unistd.h>
 
 namespace tool {
@@ -14,6 +15,14 @@ namespace {
 
 constexpr auto redraw_interval = std::chrono::milliseconds(100);
 constexpr std::size_t bar_length = 30;
+
+/// What moves the cursor is written past std::cerr, which shows control characters as text.
+void write_to_terminal(std::string_view text) {
+  std::cerr.flush();
+  if (write(STDERR_FILENO, text.data(), text.size()) < 0) {
+    // Nobody is left to see the bar.
+  }
+}
 
 }  // namespace
 
@@ -57,13 +66,14 @@ void Progress::draw() const {
   line << "\r[" << std::string(filled, '#') << std::string(bar_length - filled, '.') << "] " << std::setw(3)
        << static_cast<int>(share * 100.0) << "%  " << short_count(rays_per_second) << " rays/s  " << left / 60 << ':'
        << std::setw(2) << std::setfill('0') << left % 60 << " left   ";
-  std::cerr << line.str() << std::flush;
+  write_to_terminal(line.str());
 }
 
 void Progress::note(const std::string& line) {
   const std::scoped_lock lock(mutex_);
   // The bar is drawn over, to its end.
-  std::cerr << (terminal_ ? "\r\x1b[K" : "") << line << '\n';
+  if (terminal_) write_to_terminal("\r\x1b[K");
+  std::cerr << line << '\n';
   if (terminal_) draw();
 }
 

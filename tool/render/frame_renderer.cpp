@@ -103,7 +103,7 @@ void render_tile(const FrameJob& job, standin::Eye eye, const Tile& tile, Worksp
     work.counts.asked += work.queries.size();
     for (std::size_t i = 0; i < work.answers.size(); ++i) {
       if (work.answers[i].result == 0) continue;
-      const auto ray = view_ray(work.answers[i], work.queries[i].fractional_time);
+      const auto ray = view_ray(job.scene, work.answers[i], work.queries[i].fractional_time);
       if (!ray) {
         ++work.counts.broken;
         continue;

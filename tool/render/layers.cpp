@@ -113,7 +113,7 @@ class Rendering {
     std::vector<RTCRayHit> met;
     std::vector<std::size_t> columns;
     for (std::size_t column = 0; column < answers.size(); ++column) {
-      const auto ray = view_ray(answers[column], 0.0);
+      const auto ray = view_ray(job_.scene, answers[column], 0.0);
       if (!ray) continue;
       columns.push_back(column);
       rays.push_back(*ray);

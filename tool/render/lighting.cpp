@@ -53,9 +53,8 @@ FallOff known_fall_off(int number) {
   return number > 0 && number <= static_cast<int>(FallOff::inverse_square) ? static_cast<FallOff>(number) : FallOff::off;
 }
 
-Light light_at(const standin::Scene& scene, const standin::Item& item, double time_seconds) {
+Light light_at(const standin::Scene& scene, const standin::Item& item, const standin::ItemPose& pose, double time_seconds) {
   const standin::LightSettings& settings = *item.light;
-  const standin::ItemPose pose = scene.world_pose(item, time_seconds);
   Light light;
   light.kind = settings.kind().value_or(LightKind::point);
   light.position = pose.position;
@@ -91,13 +90,16 @@ bool has_light(const standin::Scene& scene) {
          std::any_of(scene.items.begin(), scene.items.end(), is_lamp);
 }
 
-Lighting lighting_at(const standin::Scene& scene, double time_seconds) {
+Lighting lighting_at(const standin::Scene& scene, double time_seconds, std::span<const standin::ItemPose> poses) {
   if (!has_light(scene)) return own_daylight();
   Lighting lighting;
   lighting.ambient =
       color_at(scene.ambient_color, time_seconds) * (scene.ambient_intensity.at(time_seconds) / ambient_of_daylight);
-  for (const standin::Item& item : scene.items)
-    if (is_lamp(item) && item.active.at(time_seconds) != 0.0) lighting.lights.push_back(light_at(scene, item, time_seconds));
+  for (std::size_t i = 0; i < scene.items.size(); ++i) {
+    const standin::Item& item = scene.items[i];
+    if (is_lamp(item) && item.active.at(time_seconds) != 0.0)
+      lighting.lights.push_back(light_at(scene, item, poses[i], time_seconds));
+  }
   return lighting;
 }
 

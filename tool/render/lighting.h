@@ -1,6 +1,7 @@
 #pragma once
 
 #include <limits>
+#include <span>
 #include <vector>
 
 #include "standin/scene/scene.h"
@@ -44,6 +45,7 @@ struct Lighting {
 /// Whether the scene has a light that is ever on. Where it has none, it is lit by the preview's own sun and sky.
 bool has_light(const standin::Scene& scene);
 
-Lighting lighting_at(const standin::Scene& scene, double time_seconds);
+/// `poses`: of the scene's items, at that time.
+Lighting lighting_at(const standin::Scene& scene, double time_seconds, std::span<const standin::ItemPose> poses);
 
 }  // namespace tool

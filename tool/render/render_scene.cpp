@@ -22,6 +22,8 @@ using standin::Vec3;
 constexpr unsigned moving_steps = 9;
 /// How far a shadow ray starts from its surface, as a share of the size of the numbers around it.
 constexpr double shadow_gap = 1e-4;
+/// Metres. Embree takes numbers up to 1.8e18, and going into an object's space adds six of these.
+constexpr double farthest = 2.5e17;
 
 RTCRay make_ray(Vec3 position, Vec3 direction, double fractional_time) {
   RTCRay ray{};
@@ -66,6 +68,8 @@ void pass_unseen_sides(const RTCFilterFunctionNArguments* arguments) {
     if ((sides[RTCHitN_primID(arguments->hit, count, i)] & met) == 0) arguments->valid[i] = 0;
   }
 }
+
+double largest(Vec3 v) { return std::max({std::abs(v.x), std::abs(v.y), std::abs(v.z)}); }
 
 /// The matrix of an object that is scaled to nothing cannot be inverted; Embree must not get it.
 bool can_be_placed(const std::array<float, 12>& matrix) {
@@ -135,6 +139,7 @@ RenderScene::Mesh RenderScene::make_mesh(const PlacedLayer& placed) const {
   check_device();
   const std::span position_of(static_cast<float*>(vertices), 3 * layer.points.size());
   for (std::size_t i = 0; i < layer.points.size(); ++i) {
+    mesh.extent = std::max(mesh.extent, largest(layer.points[i]));
     position_of[3 * i] = static_cast<float>(layer.points[i].x);
     position_of[3 * i + 1] = static_cast<float>(layer.points[i].y);
     position_of[3 * i + 2] = static_cast<float>(layer.points[i].z);
@@ -168,15 +173,21 @@ void RenderScene::set_frame(double start_seconds, double duration_seconds) {
   frame_.reset(rtcNewScene(device_.get()));
   rtcSetSceneFlags(frame_.get(), RTC_SCENE_FLAG_ROBUST);
   placed_.clear();
-  for (const Instance& instance : instances_) place(instance, start_seconds, duration_seconds);
+  farthest_start_ = farthest;
+  std::vector<std::vector<standin::ItemPose>> poses;
+  const unsigned steps = duration_seconds > 0.0 ? moving_steps : 1;
+  for (unsigned step = 0; step < steps; ++step) {
+    const double share = steps > 1 ? static_cast<double>(step) / (steps - 1) : 0.0;
+    poses.push_back(scene_.world_poses(start_seconds + share * duration_seconds));
+  }
+  for (const Instance& instance : instances_) place(instance, start_seconds, poses);
   rtcCommitScene(frame_.get());
   check_device();
 
-  lighting_ = lighting_at(scene_, start_seconds);
+  lighting_ = lighting_at(scene_, start_seconds, poses.front());
 }
 
-RenderScene::Placement RenderScene::placement(const Instance& instance, double time_seconds) const {
-  const standin::ItemPose pose = instance.layer.world_pose(scene_, time_seconds);
+RenderScene::Placement RenderScene::placement(const standin::ItemPose& pose) {
   Placement matrix{};
   std::size_t next = 0;
   for (const Vec3 column : {pose.right, pose.up, pose.forward, pose.position}) {
@@ -187,17 +198,21 @@ RenderScene::Placement RenderScene::placement(const Instance& instance, double t
   return matrix;
 }
 
-void RenderScene::place(const Instance& instance, double start_seconds, double duration_seconds) {
+void RenderScene::place(const Instance& instance, double start_seconds,
+                        const std::vector<std::vector<standin::ItemPose>>& poses) {
   if (instance.layer.item->active.at(start_seconds) == 0.0) return;
+  const auto item = static_cast<std::size_t>(instance.layer.item - scene_.items.data());
   std::vector<Placement> placements;
-  const unsigned steps = duration_seconds > 0.0 ? moving_steps : 1;
-  for (unsigned step = 0; step < steps; ++step) {
-    const double share = steps > 1 ? static_cast<double>(step) / (steps - 1) : 0.0;
-    placements.push_back(placement(instance, start_seconds + share * duration_seconds));
-  }
+  for (const std::vector<standin::ItemPose>& at : poses) placements.push_back(placement(instance.layer.world_pose(at[item])));
   if (std::all_of(placements.begin(), placements.end(), [&](const Placement& at) { return at == placements.front(); }))
     placements.resize(1);
+  for (const Placement& matrix : placements) require_reach(instance, matrix, 1.0);
   if (!std::all_of(placements.begin(), placements.end(), can_be_placed)) return;
+  for (const Placement& matrix : placements) {
+    const double growth = enlargement(matrix);
+    require_reach(instance, matrix, growth);
+    farthest_start_ = std::min(farthest_start_, farthest / growth);
+  }
 
   const EmbreeGeometry geometry(rtcNewGeometry(device_.get(), RTC_GEOMETRY_TYPE_INSTANCE));
   rtcSetGeometryInstancedScene(geometry.get(), instance.mesh->triangles.get());
@@ -207,6 +222,21 @@ void RenderScene::place(const Instance& instance, double start_seconds, double d
   rtcCommitGeometry(geometry.get());
   rtcAttachGeometryByID(frame_.get(), geometry.get(), static_cast<unsigned>(placed_.size()));
   placed_.push_back({instance.mesh, &instance, placements.size() > 1, Place(placements.front())});
+}
+
+void RenderScene::require_reach(const Instance& instance, const Placement& matrix, double growth) {
+  const double size = std::max({largest(vector_at(matrix, 0)), largest(vector_at(matrix, 1)), largest(vector_at(matrix, 2))});
+  const Vec3 position = vector_at(matrix, 3);
+  if (!(largest(position) * growth < farthest && largest(position) + 3.0 * size * instance.mesh->extent < farthest))
+    throw std::runtime_error("the object \"" + instance.layer.item->name +
+                             "\" is too far away or too large to be rendered; move it closer or scale it down");
+}
+
+double RenderScene::enlargement(const Placement& matrix) {
+  const Place place(matrix);
+  const double volume = std::abs(dot(place.object.right, place.right_cofactor));
+  const double most = std::max({largest(place.right_cofactor), largest(place.up_cofactor), largest(place.forward_cofactor)});
+  return std::max(1.0, most / volume);
 }
 
 RenderScene::Place::Place(const Placement& matrix)
@@ -295,7 +325,7 @@ Vec3 RenderScene::position_at(const Hit& hit, double time_seconds) const {
   const double volume = dot(now.object.right, now.right_cofactor);
   const Vec3 in_object{dot(offset, now.right_cofactor) / volume, dot(offset, now.up_cofactor) / volume,
                        dot(offset, now.forward_cofactor) / volume};
-  return Place(placement(*placed.instance, time_seconds)).object.point_to_world(in_object);
+  return Place(placement(placed.instance->layer.world_pose(scene_, time_seconds))).object.point_to_world(in_object);
 }
 
 std::optional<std::array<double, 2>> RenderScene::texture_position_of(const Hit& hit) const {

@@ -54,8 +54,13 @@ class RenderScene {
   /// Whether there is anything to be seen, at some time.
   bool has_objects() const { return !instances_.empty(); }
 
-  /// Places the objects for `duration_seconds` from `start_seconds`. Threads: one, with no tracing meanwhile.
+  /// Places the objects for `duration_seconds` from `start_seconds`. Throws std::runtime_error for an object that is too far
+  /// away or too large for single precision. Threads: one, with no tracing meanwhile.
   void set_frame(double start_seconds, double duration_seconds);
+
+  /// Metres along each axis from the origin within which rays may start. Embree ends the program for one that starts beyond, in
+  /// the world or in the space of an object, where a small scale makes the distance large.
+  double farthest_start() const { return farthest_start_; }
 
   /// A ray at the given fraction of the frame's duration; direction of length one. Threads: any.
   static RTCRayHit ray_from(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
@@ -104,6 +109,8 @@ class RenderScene {
     std::vector<std::array<std::uint32_t, 3>> corners_of_triangle;
     std::vector<std::uint32_t> polygon_of_triangle;
     const standin::Layer* layer = nullptr;
+    /// The largest coordinate of its points.
+    double extent = 0.0;
   };
   struct Instance {
     PlacedLayer layer;
@@ -133,8 +140,12 @@ class RenderScene {
 
   Mesh make_mesh(const PlacedLayer& placed) const;
   void tell_of_textures(std::ostream& warnings) const;
-  Placement placement(const Instance& instance, double time_seconds) const;
-  void place(const Instance& instance, double start_seconds, double duration_seconds);
+  static Placement placement(const standin::ItemPose& pose);
+  /// `poses`: of all items, at each of the steps from `start_seconds` on.
+  void place(const Instance& instance, double start_seconds, const std::vector<std::vector<standin::ItemPose>>& poses);
+  /// `growth`: how many times larger a distance may become in the object's space.
+  static void require_reach(const Instance& instance, const Placement& matrix, double growth);
+  static double enlargement(const Placement& matrix);
   Place place_at(unsigned instance, float fractional_time) const;
   void check_device() const;
 
@@ -145,6 +156,7 @@ class RenderScene {
   EmbreeScene frame_;
   /// By number of the instance in `frame_`.
   std::vector<Placed> placed_;
+  double farthest_start_ = 0.0;
   Lighting lighting_;
 };
 

@@ -5,6 +5,8 @@
 #include <set>
 #include <string>
 
+#include "standin/scene/object_search.h"
+
 namespace tool {
 namespace {
 
@@ -18,7 +20,10 @@ const standin::Layer* find_layer(const standin::ObjectFile& file, int layer_from
 }  // namespace
 
 standin::ItemPose PlacedLayer::world_pose(const standin::Scene& scene, double time_seconds) const {
-  standin::ItemPose pose = scene.world_pose(*item, time_seconds);
+  return world_pose(scene.world_pose(*item, time_seconds));
+}
+
+standin::ItemPose PlacedLayer::world_pose(standin::ItemPose pose) const {
   // The item's pose includes the scene's pivot; where the scene has none, the object's own pivot applies.
   if (item->pivot == standin::Vec3{}) pose.position = pose.point_to_world(layer->pivot * -1.0);
   return pose;
@@ -28,9 +33,10 @@ std::vector<PlacedLayer> placed_layers(const standin::Scene& scene, std::ostream
   std::vector<PlacedLayer> layers;
   std::map<std::string, std::shared_ptr<const standin::ObjectFile>> files;
   std::set<std::string> told;
+  standin::ObjectSearch search(scene);
   for (const standin::Item& item : scene.items) {
     if (item.kind != standin::ItemKind::object || item.object_file.empty()) continue;
-    const auto path = standin::resolve_object_file(scene, item.object_file);
+    const auto path = search.find(item.object_file);
     if (path.empty()) {
       if (told.insert(item.object_file).second) {
         warnings << "warning: object \"" << item.object_file << "\" was not found "

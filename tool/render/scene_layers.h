@@ -15,8 +15,9 @@ struct PlacedLayer {
   std::shared_ptr<const standin::ObjectFile> file;
   const standin::Layer* layer = nullptr;
 
-  /// The pose of the layer's coordinate system in world space.
+  /// The pose of the layer's coordinate system in world space, and the same from the item's own pose.
   standin::ItemPose world_pose(const standin::Scene& scene, double time_seconds) const;
+  standin::ItemPose world_pose(standin::ItemPose pose_of_item) const;
 };
 
 /// Every visible layer of the scene's objects; `scene` must outlive the result. A missing file, or an object without

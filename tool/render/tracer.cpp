@@ -51,19 +51,21 @@ Vec3 surface_color(const RenderScene& scene, const Hit& hit) {
   return untouched * (std::fmod(std::abs(squares), 2.0) < 0.5 ? 1.0 : 0.45);
 }
 
+double largest(Vec3 v) { return std::max({std::abs(v.x), std::abs(v.y), std::abs(v.z)}); }
+
 bool finite(Vec3 v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
 
 }  // namespace
 
-std::optional<ViewRay> view_ray(const standin::RayAnswer& answer, double fractional_time) {
-  if (!finite(answer.position)) return std::nullopt;
+std::optional<ViewRay> view_ray(const RenderScene& scene, const standin::RayAnswer& answer, double fractional_time) {
+  if (!finite(answer.position) || largest(answer.position) > scene.farthest_start()) return std::nullopt;
   const double squared = dot(answer.direction, answer.direction);
   if (squared > 1e-200 && squared < 1e200)
     return ViewRay{answer.position, answer.direction * (1.0 / std::sqrt(squared)), fractional_time};
   // The square of a very large or very small number does not fit a double.
-  const double largest = std::max({std::abs(answer.direction.x), std::abs(answer.direction.y), std::abs(answer.direction.z)});
-  if (!finite(answer.direction) || largest == 0.0) return std::nullopt;
-  const Vec3 scaled{answer.direction.x / largest, answer.direction.y / largest, answer.direction.z / largest};
+  const double size = largest(answer.direction);
+  if (!finite(answer.direction) || size == 0.0) return std::nullopt;
+  const Vec3 scaled{answer.direction.x / size, answer.direction.y / size, answer.direction.z / size};
   return ViewRay{answer.position, normalized(scaled), fractional_time};
 }
 
@@ -92,7 +94,7 @@ void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::s
       const double slant = dot(hit->shading_normal, arriving.towards);
       if (!(slant > 0.0 && arriving.strength > 0.0)) continue;
       const Vec3 direct = filtered(each.color * (slant * full_light * arriving.strength), reflected);
-      if (!each.casts_shadows) {
+      if (!each.casts_shadows || largest(hit->position) > scene.farthest_start()) {
         light[i] = light[i] + direct;
         continue;
       }

@@ -1,0 +1,152 @@
+#!/usr/bin/python3
+"""Makes small faults in the module's sources, one at a time, and tells what share of them the tests notice.
+
+Works on a copy of the sources in build/mutants, so that the tree stays as it is. A fault that does not compile does not count.
+What the tests do not notice is listed with its line. Interrupt it at any time: what was found until then is told.
+"""
+
+import argparse
+import collections
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+COPY = ROOT / "build" / "mutants"
+# What every fault is held against, besides the tests of the camera that it is in.
+COMMON_TESTS = ("camera_rays_test", "camera_lifecycle_test", "camera_edges_test", "panel_test", "panel_hints_test", "motion_samples_test",
+                "module_test", "gizmo_test", "photographic_publishing_test", "publication_pace_test", "host_trust_test")
+TURNED = {"<=": "<", ">=": ">", "<": "<=", ">": ">=", "==": "!=", "!=": "==", "&&": "||", "||": "&&", "+": "-", "-": "+", "*": "/"}
+OPERATOR = re.compile(r"(?<= )(<=|>=|==|!=|&&|\|\||<|>|\+|-|\*)(?= )")
+NUMBER = re.compile(r"(?<![\w.'])(\d+\.\d+|[1-9]\d*|0)(?![\w.'x])")
+STATEMENT = re.compile(r"^\s+(?!return|case|using|static|constexpr|const |auto |struct|if|for|while|else|template|}).*[^,{]\);$")
+MEMBERS = re.compile(r"\b(\w+)\.(x|y|width|first)\b")
+OTHER_MEMBER = {"x": "y", "y": "x", "width": "height", "first": "second"}
+
+
+def code_of(line):
+    """The line without comment; nothing for what is no code."""
+    stripped = line.split("//")[0]
+    if stripped.lstrip().startswith(("#", "*", "/*", "static_assert")) or '"' in stripped:
+        return ""
+    return stripped
+
+
+def faults_of(file):
+    """(line number, new line, what was done) for every small fault in a file."""
+    found = []
+    for number, line in enumerate(file.read_text(encoding="utf-8").splitlines()):
+        code = code_of(line)
+        for match in OPERATOR.finditer(code):
+            if match[1] in "<>" and ("template" in code or "include" in code):
+                continue
+            other = TURNED[match[1]]
+            found.append((number, line[: match.start()] + other + line[match.end() :], f"{match[1]} became {other}"))
+        for match in NUMBER.finditer(code):
+            other = str(int(match[1]) + 1) if match[1].isdigit() else str(float(match[1]) + 0.5)
+            found.append((number, line[: match.start()] + other + line[match.end() :], f"{match[1]} became {other}"))
+        for match in MEMBERS.finditer(code):
+            other = f"{match[1]}.{OTHER_MEMBER[match[2]]}"
+            found.append((number, line[: match.start()] + other + line[match.end() :], f"{match[0]} became {other}"))
+        if STATEMENT.match(code):
+            found.append((number, "", "the statement was removed"))
+    return found
+
+
+def tests_of(file):
+    own = sorted(path.stem for path in (ROOT / file.parent).glob("*_test.cpp"))
+    return [*own, *(name for name in COMMON_TESTS if name not in own)]
+
+
+def run(command, seconds):
+    try:
+        return subprocess.run(command, cwd=COPY, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=seconds, check=False).returncode == 0
+    except subprocess.TimeoutExpired:
+        return False
+
+
+def build(targets):
+    return run(["cmake", "--build", "build/native", "--target", *targets], 1200)
+
+
+def make_copy():
+    COPY.mkdir(parents=True, exist_ok=True)
+    files = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, capture_output=True, text=True, check=True).stdout.splitlines()
+    for name in files:
+        source, target = ROOT / name, COPY / name
+        if source.is_file() and (not target.exists() or source.read_bytes() != target.read_bytes()):
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(source, target)
+    subprocess.run(["cmake", "--preset", "native"], cwd=COPY, stdout=subprocess.DEVNULL, check=True)
+
+
+def notice(file, fault, tests):
+    """True when a test fails, False when none does, None when it does not compile."""
+    number, line, _ = fault
+    target = COPY / file
+    original = target.read_text(encoding="utf-8")
+    lines = original.splitlines(keepends=True)
+    lines[number] = line + "\n"
+    try:
+        target.write_text("".join(lines), encoding="utf-8")
+        if not build(["ovicam_module"]):
+            return None
+        # The mathematics of a camera is compiled into its own test as well.
+        own = [name for name in tests if name not in COMMON_TESTS]
+        if own and file.suffix == ".h" and not build(own):
+            return None
+        return not all(run([f"build/native/{name}", "--gtest_fail_fast"], 120) for name in tests)
+    finally:
+        target.write_text(original, encoding="utf-8")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--seed", type=int, default=1, help="the same seed makes the same faults")
+    parser.add_argument("--count", type=int, default=200, help="how many faults")
+    parser.add_argument("--files", nargs="*", default=["framework/*.h", "framework/*.cpp", "cameras/*/*_cam.h", "cameras/*/*_cam.cpp",
+                                                       "cameras/multiview/tile_*.h", "cameras/photographic/*.h"])
+    arguments = parser.parse_args()
+    os.environ.setdefault("CMAKE_CXX_COMPILER_LAUNCHER", "ccache" if shutil.which("ccache") else "")
+    files = sorted({path.relative_to(ROOT) for pattern in arguments.files for path in ROOT.glob(pattern) if not path.stem.endswith("_test")})
+    faults = [(file, fault) for file in files for fault in faults_of(ROOT / file)]
+    random.Random(arguments.seed).shuffle(faults)
+    faults = faults[: arguments.count]
+    make_copy()
+    every_test = sorted({name for file, _ in faults for name in tests_of(file)})
+    if not build(["ovicam_module", *every_test]):
+        sys.exit("run_mutants: the sources do not build as they are")
+    broken = [name for name in every_test if not run([f"build/native/{name}"], 300)]
+    if broken:
+        sys.exit("run_mutants: without any fault these fail already: " + ", ".join(broken))
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    noticed, missed, survivors = collections.Counter(), collections.Counter(), []
+    try:
+        for index, (file, fault) in enumerate(faults, 1):
+            result = notice(file, fault, tests_of(file))
+            text = {None: "does not compile", True: "noticed", False: "MISSED"}[result]
+            print(f"{index}/{len(faults)} {file}:{fault[0] + 1}: {fault[2]}: {text}", flush=True)
+            if result is None:
+                continue
+            (noticed if result else missed)[file] += 1
+            if not result:
+                survivors.append(f"{file}:{fault[0] + 1}: {fault[2]}")
+    except KeyboardInterrupt:
+        print("interrupted")
+    print()
+    for file in sorted(set(noticed) | set(missed)):
+        total = noticed[file] + missed[file]
+        print(f"{100 * noticed[file] / total:5.1f}% of {total:3}  {file}")
+    total = sum(noticed.values()) + sum(missed.values())
+    if total:
+        print(f"{100 * sum(noticed.values()) / total:5.1f}% of {total:3}  all")
+    print("\n".join(["", "Missed:", *survivors] if survivors else ["", "Nothing was missed."]))
+
+
+if __name__ == "__main__":
+    main()
