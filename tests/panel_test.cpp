@@ -412,17 +412,25 @@ TEST_F(Popups, EveryLensCameraCanListTheObjects) {
 }
 
 TEST_F(Popups, WithoutTheItemServiceThereIsOneEntry) {
+  // Nothing has been activated yet.
+  auto* count = exported<LWXPanelPopCountFunc>("StereoCam", "PanelPopCount", "Pv");
+  auto* name = exported<LWXPanelPopNameFunc>("StereoCam", "PanelPopName", "Pvi");
+  EXPECT_EQ(count(nullptr), 1);
+  for (const int index : {-1, 0, 1, 2}) EXPECT_STREQ(name(nullptr, index), "(none)") << index;
+}
+
+TEST_F(Popups, ARefusedActivationLeavesThemTheItemService) {
   const auto camera = stage.create("QuorinStereoCam");
   const auto count = count_function(camera->panel(), 0x8002);
-  const auto name = name_function(camera->panel(), 0x8002);
+  const int before = count(camera->raw());
+  ASSERT_GT(before, 1);
   stage.host.withhold(LWITEMINFO_GLOBAL);
   LWInstanceFuncs instance{};
   LWCameraHandler handler{};
   handler.inst = &instance;
   EXPECT_EQ(stage.module.activate(stage.module.server(LWCAMERA_HANDLER_CLASS, "QuorinStereoCam"), 4, &handler),
             AFUNC_BADGLOBAL);
-  EXPECT_EQ(count(camera->raw()), 1);
-  for (const int index : {-1, 0, 1, 2}) EXPECT_STREQ(name(camera->raw(), index), "(none)") << index;
+  EXPECT_EQ(count(camera->raw()), before);
   stage.host.offer(LWITEMINFO_GLOBAL);
 }
 
