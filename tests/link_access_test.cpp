@@ -219,6 +219,27 @@ TEST_F(LinkAccess, NothingThatAKilledWriterLeftComesIntoTheFile) {
   EXPECT_FALSE(fs::exists(temporary_file()));
 }
 
+TEST_F(LinkAccess, ATemporaryDirectoryThatDisappearsIsNotMadeAgain) {
+  const fs::path session = folder_.folder() / "session";
+  fs::create_directory(session);
+  test_support::LinkFolder::point_to(session);
+  QrmLinkRecord record = {};
+  for (int turn = 1; turn <= 3; ++turn) {
+    EXPECT_EQ(library_.publish(turn), 1);
+    EXPECT_EQ(library_.read(&record), 1);
+    EXPECT_EQ(record.iso, turn);
+    fs::remove_all(session);
+    EXPECT_EQ(library_.read(&record), 0);
+    EXPECT_EQ(record.version, -1);
+    EXPECT_EQ(library_.publish(100.0), 0);
+    EXPECT_FALSE(fs::exists(session));
+    EXPECT_TRUE(fs::is_empty(folder_.folder()));
+    fs::create_directory(session);
+    EXPECT_EQ(library_.read(&record), 0);
+  }
+  folder_.point_back();
+}
+
 TEST_F(LinkAccess, AFileThatAReaderHoldsOpenIsWhole) {
   ASSERT_EQ(library_.publish(1.0), 1);
   const std::string before = content(folder_.file());
