@@ -95,13 +95,14 @@ constexpr std::size_t text_length = 10'000;
 #ifdef _WIN32
 constexpr int writes_of_each = 500;
 constexpr int least_kills = 15;
+constexpr unsigned longest_life_microseconds = 200'000;
 #else
 constexpr int writes_of_each = 20'000;
 constexpr int least_kills = 100;
+constexpr unsigned longest_life_microseconds = 10'000;
 #endif
 /// Of all those that are killed, together.
 constexpr int least_writes = 1'500;
-constexpr unsigned longest_life_microseconds = 10'000;
 
 /// What the program does as another child: writes one of as many contents as there are writers, again and again.
 int write_often(const std::string& number) {
