@@ -26,6 +26,7 @@ class LensCamera : public SettingsCamera<Lens> {
   void copy_from(const LensCamera& from) {
     if (this == &from) return;
     CleanUp();
+    out_of_memory_ = false;
     pose_cache.begin(PoseType{});
     Base::copy_from(from);
   }
@@ -33,13 +34,21 @@ class LensCamera : public SettingsCamera<Lens> {
   void begin_frame(const LWFrameInfo& frame, const LWCameraAccess& record) final {
     this->before_frame(frame.start);
     const bool moved = this->motion_changed();
-    if (moved || !same_frame(this->frame_info, frame) || !same_access(this->access, record)) this->frame_changed(frame, record);
+    if (moved || out_of_memory_ || !same_frame(this->frame_info, frame) || !same_access(this->access, record))
+      this->frame_changed(frame, record);
     this->after_frame();
   }
 
   void frame_changed(const LWFrameInfo& frame, const LWCameraAccess& record) override {
     this->read_values(frame.start);
     take_over(frame, record);
+  }
+
+  /// Without its samples the frame would show the camera where it was before: the host is told, and the same frame is tried
+  /// again when it is asked for again.
+  LWError frame_failure() const override {
+    return out_of_memory_ ? "There is no memory for the motion of the camera; close what else needs memory and render again"
+                          : nullptr;
   }
 
   /// The records of a frame, and its motion samples.
@@ -86,15 +95,20 @@ class LensCamera : public SettingsCamera<Lens> {
     if (sample_count >= 2) pose_cache.publish(time, pose);
     return pose;
   }
+
+  /// The last set-up found no memory for its samples.
+  bool out_of_memory_ = false;
 };
 
 template <class Lens, class PoseType, SampleWeight weight>
 void LensCamera<Lens, PoseType, weight>::SetUp(unsigned steps) {
   CleanUp();
+  out_of_memory_ = false;
   try {
     for (auto& values : samples) values.assign(std::size_t{steps} * 3, 0.0);
   } catch (const std::bad_alloc&) {
     CleanUp();
+    out_of_memory_ = true;
     return;
   }
   sample_count = steps;

@@ -74,6 +74,99 @@ TEST_P(HostTrust, ACameraWithoutAnItemIsNotAskedAbout) {
   // The stage fails for every question about an item that is none.
 }
 
+/// The host's global function, but after so many answers it answers null.
+int answers_left = 0;
+void* ending_global(const char* service, int use) {
+  if (answers_left == 0) return nullptr;
+  --answers_left;
+  return standin::Host::global()(service, use);
+}
+
+TEST_P(HostTrust, ServicesThatVanishDuringAnActivationLeaveLivingCamerasAlone) {
+  const CameraFacts& facts = GetParam();
+  auto camera = stage.create(facts.server_name);
+  if (facts.looks_through_other_cameras)
+    for (const standin::PanelHint* hint : camera->panel().hints_of(LWXPTAG_POPFUNCS))
+      camera->panel().set_integer(hint->control(), 1);
+  camera->init_render();
+  camera->new_frame(0, 0.0, 0.02, 4);
+  const RayAnswer before = ray(*camera);
+  const auto saved = camera->save_text();
+  const auto activate = [&](const char* server_class, int version, void* local, GlobalFunc* global) {
+    return stage.module.server(server_class, facts.server_name).activate(version, global, local, stage.module.server_data());
+  };
+  constexpr int most_services = 20;
+  int refused = 0;
+  int granted = 0;
+  for (int count = 0; count <= most_services; ++count) {
+    SCOPED_TRACE(count);
+    answers_left = count;
+    LWCameraHandler handler{};
+    const int answer = activate(LWCAMERA_HANDLER_CLASS, LWCAMERA_HANDLER_VERSION, &handler, ending_global);
+    const bool all_answered = answers_left > 0;
+    answers_left = 0;
+    ++(answer == AFUNC_OK ? granted : refused);
+    EXPECT_TRUE(answer == AFUNC_OK || answer == AFUNC_BADGLOBAL) << answer;
+    EXPECT_EQ(handler.evaluate != nullptr, answer == AFUNC_OK);
+    if (all_answered) EXPECT_EQ(answer, AFUNC_OK);
+    LWInterface local{};
+    local.inst = camera->raw();
+    EXPECT_EQ(activate(LWCAMERA_INTERFACE_CLASS, LWCAMERA_INTERFACE_VERSION, &local, ending_global), AFUNC_OK)
+        << "the panel service is at hand since the first activation";
+    if (local.panel != nullptr) stage.host.panels.destroy(local.panel);
+
+    camera->new_time(1, 0.1);
+    camera->new_frame(1, 0.1, 0.02, 4);
+    camera->new_frame(0, 0.0, 0.02, 4);
+    const RayAnswer after = ray(*camera);
+    if (answer != AFUNC_OK || all_answered) EXPECT_EQ(after.result, before.result);
+    if (after.result != LWCAMEVAL_NONE) EXPECT_EQ(after.direction, before.direction);
+    camera->project({0.1, 0.2, 5.0}, 0.3);
+    LWDMatrix4 matrix{};
+    camera->preview(matrix);
+    for (const standin::PanelControl& control : camera->panel().controls) camera->panel().choices(control.id);
+    camera->load_text(saved);
+    EXPECT_EQ(camera->save_text(), saved);
+    standin::GizmoDrawing drawing;
+    camera->draw_gizmo(drawing);
+
+    // Another camera, as soon as there is a whole host again.
+    const auto another = stage.create(facts.server_name);
+    another->copy_from(*camera);
+    camera->new_frame(0, 0.0, 0.02, 4);
+    EXPECT_EQ(ray(*camera).result, before.result);
+    if (before.result != LWCAMEVAL_NONE) EXPECT_EQ(ray(*camera).direction, before.direction);
+  }
+  EXPECT_GE(refused, 6);
+  EXPECT_GE(granted, 1);
+}
+
+TEST_P(HostTrust, ServicesThatVanishDuringTheFirstActivationAreNoReasonNotToTryAgain) {
+  const standin::Server& row = stage.module.server(LWCAMERA_HANDLER_CLASS, GetParam().server_name);
+  const standin::Server& panel = stage.module.server(LWCAMERA_INTERFACE_CLASS, GetParam().server_name);
+  int refused = 0;
+  for (int answer = AFUNC_BADGLOBAL; answer != AFUNC_OK; ++refused) {
+    ASSERT_LT(refused, 20);
+    LWInstanceFuncs instance{};
+    LWCameraHandler handler{};
+    handler.inst = &instance;
+    answers_left = refused;
+    answer = row.activate(LWCAMERA_HANDLER_VERSION, ending_global, &handler, stage.module.server_data());
+    answers_left = 0;
+    EXPECT_EQ(instance.create != nullptr, answer == AFUNC_OK);
+    if (answer == AFUNC_OK) break;
+    EXPECT_EQ(answer, AFUNC_BADGLOBAL);
+    LWInterface local{};
+    EXPECT_EQ(panel.activate(LWCAMERA_INTERFACE_VERSION, ending_global, &local, stage.module.server_data()), AFUNC_BADGLOBAL);
+    EXPECT_EQ(local.panel, nullptr);
+  }
+  EXPECT_GE(refused, 6);
+  const auto camera = stage.create(GetParam().server_name);
+  camera->new_frame(0, 0.0, 0.02, 4);
+  ray(*camera);
+  camera->panel();
+}
+
 INSTANTIATE_TEST_SUITE_P(EveryCamera, HostTrust, testing::ValuesIn(all_cameras()),
                          [](const auto& each) { return each.param.server_name; });
 

@@ -34,6 +34,7 @@ using test_support::ChildProcess;
 struct Library {
   standin::DynamicLibrary file{test_support::module_file()};
   decltype(QrmLink_Write)* write = file.find_as<decltype(QrmLink_Write)>("QrmLink_Write");
+  decltype(QrmLink_WriteEx2)* write_all = file.find_as<decltype(QrmLink_WriteEx2)>("QrmLink_WriteEx2");
   decltype(QrmLink_Read)* read = file.find_as<decltype(QrmLink_Read)>("QrmLink_Read");
 
   [[nodiscard]] int publish(double value) const { return write("p", "v", "b", value, value, value, value); }
@@ -48,6 +49,7 @@ class LinkAccess : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_NE(library_.write, nullptr);
+    ASSERT_NE(library_.write_all, nullptr);
     ASSERT_NE(library_.read, nullptr);
   }
 
@@ -98,9 +100,15 @@ TEST_F(LinkAccess, AReaderInALoopAndAWriterDoNotStandInEachOthersWay) {
 constexpr std::size_t text_length = 10'000;
 #ifdef _WIN32
 constexpr int writes_of_each = 500;
+constexpr int least_kills = 15;
+constexpr unsigned longest_life_microseconds = 200'000;
 #else
 constexpr int writes_of_each = 20'000;
+constexpr int least_kills = 100;
+constexpr unsigned longest_life_microseconds = 10'000;
 #endif
+/// Of all those that are killed, together.
+constexpr int least_writes = 1'500;
 
 /// What the program does as another child: writes one of as many contents as there are writers, again and again.
 int write_often(const std::string& number) {
@@ -141,28 +149,102 @@ TEST_F(LinkAccess, WhatThreeProcessesWriteIsNeverTorn) {
   EXPECT_FALSE(fs::exists(temporary_file()));
 }
 
+/// What the program does as a third child: writes numbers that grow by one, in every field, until it is killed. Ends by itself
+/// when writing always fails.
+int write_growing(const std::string& first) {
+  const Library library;
+  const std::string text(text_length, 'k');
+  double next = std::stod(first);
+  for (int failures = 0; failures < 1000; ++failures) {
+    if (library.write_all(text.c_str(), "v", "b", next, next, next, next, "s", next, next) != 1) continue;
+    ++next;
+    failures = 0;
+  }
+  return 1;
+}
+
+/// The number in a record, or 0 if it is not in every field: the last of them ends the file.
+double number_in(const QrmLinkRecord& record) {
+  for (const double field : {record.iris, record.shutter_angle, record.frame_time, record.native_iso, record.dynamic_range})
+    if (field != record.iso) return 0.0;
+  return record.iso;
+}
+
 TEST_F(LinkAccess, AReaderNeverMissesTheFileWhileWritersAreKilled) {
-  ASSERT_EQ(library_.publish(1.0), 1);
+  ASSERT_EQ(library_.write_all("p", "v", "b", 1.0, 1.0, 1.0, 1.0, "s", 1.0, 1.0), 1);
   std::atomic<bool> stop = false;
   std::atomic<int> failures = 0;
   std::atomic<int> readings = 0;
+  std::atomic<double> newest = 1.0;
   std::thread reader([&] {
     QrmLinkRecord record = {};
-    for (; !stop; ++readings)
-      if (library_.read(&record) != 1 || record.iso != record.iris || record.iso != record.frame_time) ++failures;
+    for (; !stop; ++readings) {
+      const bool found = library_.read(&record) == 1;
+      // A number below the last one would be a file of an earlier writer, come back.
+      if (!found || number_in(record) < newest)
+        ++failures;
+      else
+        newest = number_in(record);
+    }
   });
   std::mt19937 random(5);
-  for (int run = 0; run < 20; ++run) {
-    ChildProcess writer({"--write", folder_.folder().string(), "2"});
-    std::this_thread::sleep_for(std::chrono::microseconds(10'000 + random() % 40'000));
+  int killed = 0;
+  int left_a_part = 0;
+  for (double before = newest; failures == 0 && (killed < least_kills || before < least_writes); before = newest) {
+    ChildProcess writer({"--grow", folder_.folder().string(), std::to_string(before + 1.0)});
+    while (newest == before && failures == 0 && writer.is_running()) std::this_thread::yield();
+    if (!writer.is_running()) {
+      ADD_FAILURE() << "the writer has ended by itself";
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % longest_life_microseconds));
     writer.kill();
     writer.wait();
+    ++killed;
+    left_a_part += fs::exists(temporary_file()) ? 1 : 0;
+    // The reader comes to what was written last.
+    const int seen = readings;
+    while (readings < seen + 2) std::this_thread::yield();
   }
   stop = true;
   reader.join();
   EXPECT_EQ(failures, 0) << "of " << readings;
-  EXPECT_GT(readings, 0);
+  EXPECT_GE(newest, least_writes);
+  EXPECT_GT(readings, killed);
+  RecordProperty("killed", killed);
+  RecordProperty("killed_while_writing", left_a_part);
   EXPECT_EQ(library_.publish(3.0), 1) << "whatever the last one left";
+  EXPECT_FALSE(fs::exists(temporary_file()));
+}
+
+TEST_F(LinkAccess, NothingThatAKilledWriterLeftComesIntoTheFile) {
+  ASSERT_EQ(library_.publish(1.0), 1);
+  const std::string expected = content(folder_.file());
+  std::ofstream(temporary_file()) << std::string(text_length, 'k') << "\niso=7.000000\n";
+  ASSERT_EQ(library_.publish(1.0), 1);
+  EXPECT_EQ(content(folder_.file()), expected);
+  EXPECT_FALSE(fs::exists(temporary_file()));
+}
+
+TEST_F(LinkAccess, ATemporaryDirectoryThatDisappearsIsNotMadeAgain) {
+  const fs::path session = folder_.folder() / "session";
+  fs::create_directory(session);
+  test_support::LinkFolder::point_to(session);
+  QrmLinkRecord record = {};
+  for (int turn = 1; turn <= 3; ++turn) {
+    EXPECT_EQ(library_.publish(turn), 1);
+    EXPECT_EQ(library_.read(&record), 1);
+    EXPECT_EQ(record.iso, turn);
+    fs::remove_all(session);
+    EXPECT_EQ(library_.read(&record), 0);
+    EXPECT_EQ(record.version, -1);
+    EXPECT_EQ(library_.publish(100.0), 0);
+    EXPECT_FALSE(fs::exists(session));
+    EXPECT_TRUE(fs::is_empty(folder_.folder()));
+    fs::create_directory(session);
+    EXPECT_EQ(library_.read(&record), 0);
+  }
+  folder_.point_back();
 }
 
 TEST_F(LinkAccess, AFileThatAReaderHoldsOpenIsWhole) {
@@ -250,6 +332,10 @@ int main(int argc, char** argv) {
   if (argc == 4 && std::string_view(argv[1]) == "--write") {
     test_support::LinkFolder::point_to(argv[2]);
     return write_often(argv[3]);
+  }
+  if (argc == 4 && std::string_view(argv[1]) == "--grow") {
+    test_support::LinkFolder::point_to(argv[2]);
+    return write_growing(argv[3]);
   }
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();

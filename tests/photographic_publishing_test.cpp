@@ -324,6 +324,32 @@ TEST_P(PhotographicPublishing, AFailedChangeKeepsWhatWasPublishedBefore) {
   EXPECT_EQ(published().at("iso"), "100.000000");
 }
 
+TEST_P(PhotographicPublishing, ATemporaryDirectoryThatDisappearsCostsNoRayAndIsWrittenToWhenItIsBack) {
+  const auto camera = ready();
+  const fs::path folder = link.folder() / "session";
+  fs::create_directory(folder);
+  LinkFolder::point_to(folder);
+  const RayAnswer before = evaluate(*camera);
+  ASSERT_TRUE(fs::exists(folder / "Quorin_CameraLink.ini"));
+  for (int turn = 1; turn <= 3; ++turn) {
+    fs::remove_all(folder);
+    camera->parameter("PhotoISO").set_constant(100.0 * turn);
+    const RayAnswer without = evaluate(*camera);
+    EXPECT_EQ(without.result, before.result);
+    EXPECT_EQ(without.direction, before.direction);
+    EXPECT_TRUE(fs::is_empty(link.folder())) << "nobody asked for another directory";
+    fs::create_directory(folder);
+    const RayAnswer after = evaluate(*camera);
+    EXPECT_EQ(after.direction, before.direction);
+    ASSERT_TRUE(fs::exists(folder / "Quorin_CameraLink.ini"));
+    EXPECT_FALSE(fs::exists(folder / "Quorin_CameraLink.ini.tmp"));
+    fs::rename(folder / "Quorin_CameraLink.ini", link.file());
+    EXPECT_EQ(published().at("iso"), std::to_string(100.0 * turn));
+    link.remove();
+  }
+  link.point_back();
+}
+
 TEST_P(PhotographicPublishing, UnusableTemporaryDirectoriesCostNoRay) {
   const auto camera = ready();
   std::ofstream(link.folder() / "file") << "no directory";

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -186,6 +187,47 @@ TEST_P(TileCameraTest, ShiftIsOfTheCallsFilmAndSplitOfTheFrames) {
     ASSERT_EQ(request.camera_name, source(tile));
     ASSERT_EQ(request.query.film_x, at.x + facts.shift(changed, tile).x);
     ASSERT_EQ(request.query.film_y, at.y + facts.shift(changed, tile).y);
+  }
+}
+
+TEST_P(TileCameraTest, WhereBoundariesCrossTheFirstOfThemCounts) {
+  render();
+  stage.host.evaluators.record_requests(true);
+  // The boundaries of a film of negative size come in the opposite order along the film.
+  DividedFilm mirrored = film();
+  mirrored.width = -mirrored.width;
+  mirrored.height = -mirrored.height;
+  std::set<std::size_t> seen;
+  std::vector<FilmOffset> positions = film_positions();
+  for (const double x : facts.column_boundaries(mirrored))
+    for (const double beside : {std::nextafter(x, -1.0), x, std::nextafter(x, 1.0)}) positions.push_back({beside, 0.0});
+  for (const double y : facts.row_boundaries(mirrored))
+    for (const double beside : {std::nextafter(y, -1.0), y, std::nextafter(y, 1.0)}) positions.push_back({0.0, beside});
+  camera->access().filmSize[0] = mirrored.width;
+  camera->access().filmSize[1] = mirrored.height;
+  for (const FilmOffset& at : positions) {
+    camera->evaluate({.film_x = at.x, .film_y = at.y});
+    const std::size_t tile = facts.tile_of(mirrored, at.x, at.y);
+    ASSERT_EQ(stage.host.evaluators.requests().back().camera_name, source(tile)) << at.x << ' ' << at.y;
+    seen.insert(tile);
+  }
+  EXPECT_GT(seen.size(), 1U);
+}
+
+TEST_P(TileCameraTest, OnlyTheFourUpCameraHasNoTileForAFilmPositionThatIsNotANumber) {
+  render();
+  stage.host.evaluators.record_requests(true);
+  constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
+  for (const auto& [x, y] : {std::pair{not_a_number, 0.0}, {0.0, not_a_number}, {not_a_number, not_a_number}}) {
+    const std::size_t before = stage.host.evaluators.requests().size();
+    camera->evaluate({.film_x = x, .film_y = y});
+    const auto requests = stage.host.evaluators.requests();
+    if (facts.server_name == "Quorin4UpCam") {
+      EXPECT_EQ(requests.size(), before) << x << ' ' << y;
+      continue;
+    }
+    ASSERT_EQ(requests.size(), before + 1) << x << ' ' << y;
+    EXPECT_EQ(requests.back().camera_name, source(facts.tile_of(film(), x, y))) << x << ' ' << y;
   }
 }
 

@@ -143,6 +143,32 @@ TEST_F(SkyboxTest, BoundariesBelongToTheLowerCell) {
   EXPECT_GT(ray(middle, std::nextafter(upper, 1.0)).direction.y, 0.7);
 }
 
+TEST_F(SkyboxTest, WhereBoundariesCrossTheFirstOfThemCounts) {
+  camera->begin_frame(1);
+  // The boundaries of a film of negative size come in the opposite order along the film.
+  Film mirrored = film();
+  mirrored.width = camera->access().filmSize[0] = -mirrored.width;
+  mirrored.height = camera->access().filmSize[1] = -mirrored.height;
+  int rays = 0;
+  int gaps = 0;
+  for (const unsigned type : {0U, 1U}) {
+    set_type(type);
+    for (int i = -26; i <= 26; ++i) {
+      for (int j = -26; j <= 26; ++j) {
+        const double x = i / 48.0 * mirrored.width;
+        const double y = j / 48.0 * mirrored.height;
+        const standin::RayAnswer answer = ray(x, y);
+        const auto expected = expected_direction(mirrored, rows(), type, x, y);
+        ASSERT_EQ(answer.result, expected ? LWCAMEVAL_RAY : LWCAMEVAL_NONE) << x << ' ' << y << " type " << type;
+        if (expected) ASSERT_LT(standin::length(answer.direction - *expected), 1e-14) << x << ' ' << y << " type " << type;
+        ++(expected ? rays : gaps);
+      }
+    }
+  }
+  EXPECT_GT(rays, 0);
+  EXPECT_GT(gaps, 0);
+}
+
 TEST_F(SkyboxTest, UnturnedCameraLooksAlongTheAxes) {
   // A film whose size is whole in tenths of a millimetre: nothing is cut.
   standin::CameraSettings& settings = stage.host.camera("Camera");
