@@ -15,7 +15,6 @@
 #include <memory>
 #include <mutex>
 #include <poll.h>
-#include <set>
 #include <spawn.h>
 #include <stdexcept>
 #include <string_view>
@@ -26,6 +25,7 @@
 #include <utility>
 
 #include "standin/host/module_file.h"
+#include "standin/remote/process_group.h"
 #include "standin/remote/program_file.h"
 #include "standin/remote/ray_protocol.h"
 #include "standin/remote/ray_service.h"
@@ -104,15 +104,9 @@ class BrokenPipeGuard {
   bool was_pending_ = false;
 };
 
-/// The processes of the services that run, each at the head of a group of its own.
-struct RunningServices {
-  std::mutex mutex;
-  std::set<pid_t> processes;
-};
-
 /// Never destroyed: a program may be ended by a signal at any time.
-RunningServices& running_services() {
-  static auto& only = *new RunningServices;
+RunningGroups& running_services() {
+  static auto& only = *new RunningGroups;
   return only;
 }
 
@@ -177,7 +171,7 @@ class Log {
 class Process {
  public:
   /// With a log, that is where its standard error goes; it is told to the person once the service has done its work.
-  Process(std::vector<std::string> command, std::unique_ptr<Log> log) : log_(std::move(log)) {
+  Process(const std::vector<std::string>& command, std::unique_ptr<Log> log) : log_(std::move(log)) {
     Pipe input = make_pipe();
     Pipe output = make_pipe();
     posix_spawn_file_actions_t actions;
@@ -188,11 +182,7 @@ class Process {
       posix_spawn_file_actions_adddup2(&actions, STDERR_FILENO, notices);
       posix_spawn_file_actions_adddup2(&actions, log_->descriptor(), STDERR_FILENO);
     }
-    std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
-    for (std::string& word : command) arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    const int error = spawn(arguments, actions);
+    const int error = running_services().start(command, actions, pid_);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) {
       throw std::runtime_error("The ray service " + command.back() + " cannot be started with " + command.front() + ": " +
@@ -207,8 +197,7 @@ class Process {
   ~Process() {
     end();
     if (log_ != nullptr && !dead_) std::cerr << log_->text() << std::flush;
-    const std::lock_guard lock(running_services().mutex);
-    running_services().processes.erase(pid_);
+    running_services().forget(pid_);
   }
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -246,24 +235,6 @@ class Process {
   static constexpr int notices = 3;
   /// Of run-wine.sh, when the last line of its messages is a sentence for a person.
   static constexpr int wine_trouble = 125;
-
-  /// With no signal blocked, whatever this thread blocks, and in a group of its own: a terminal's Ctrl-C is for this program,
-  /// which ends the service.
-  int spawn(const std::vector<char*>& arguments, const posix_spawn_file_actions_t& actions) {
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t signals;
-    sigemptyset(&signals);
-    posix_spawnattr_setsigmask(&attributes, &signals);
-    sigaddset(&signals, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &signals);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    const std::lock_guard lock(running_services().mutex);
-    const int error = posix_spawnp(&pid_, arguments[0], &actions, &attributes, arguments.data(), environ);
-    if (error == 0) running_services().processes.insert(pid_);
-    posix_spawnattr_destroy(&attributes);
-    return error;
-  }
 
   void end() {
     // The service ends at the end of its input; one that does not is killed.
@@ -346,26 +317,11 @@ class Process {
   Descriptor from_service_;
 };
 
-/// The path that a Windows program under Wine uses for the file.
-std::filesystem::path windows_path(const std::filesystem::path& file) {
-  if (file.empty()) return {};
-  std::string text = "Z:" + std::filesystem::absolute(file).lexically_normal().string();
-  std::replace(text.begin(), text.end(), '/', '\\');
-  return text;
-}
-
-std::filesystem::path service_program(const std::filesystem::path& module_file) {
-  if (const char* program = std::getenv("OVICAM_RAY_SERVICE"); program != nullptr && *program != '\0') return program;
-  const char* name = is_windows_binary(module_file) ? "ovicam-ray-service.exe" : "ovicam-ray-service";
-  if (auto own = program_file(name); std::filesystem::is_regular_file(own)) return own;
-  return std::filesystem::absolute(module_file).parent_path() / name;
-}
-
 /// Throws when it does not exist, and when the module cannot be one.
 std::filesystem::path existing_service_program(const std::filesystem::path& module_file) {
   if (const std::string trouble = module_file_trouble(module_file); !trouble.empty())
     throw std::runtime_error("The module " + module_file.string() + " cannot be loaded: " + trouble);
-  std::filesystem::path program = service_program(module_file);
+  std::filesystem::path program = program_for_module("OVICAM_RAY_SERVICE", "ovicam-ray-service", module_file);
   if (!std::filesystem::is_regular_file(program)) {
     throw std::runtime_error("There is no ray service " + program.string() +
                              "; build it beside the module, or set OVICAM_RAY_SERVICE to its path");
@@ -433,12 +389,9 @@ class ServiceConnection {
       : under_wine_(is_windows_binary(program.file)),
         process_(command(under_wine_, program.file), under_wine_ ? std::make_unique<Log>() : nullptr) {}
 
-  /// The system kills it with this program, even if that has no time left to end it.
   static std::vector<std::string> command(bool under_wine, const std::filesystem::path& program) {
-    std::vector<std::string> words{"setpriv", "--pdeathsig", "KILL"};
+    std::vector<std::string> words = running_command(program);
     if (under_wine) words.insert(words.begin(), {"env", "OVICAM_NOTICES=3"});
-    if (under_wine) words.push_back(program_file("run-wine.sh").string());
-    words.push_back(program.string());
     return words;
   }
 
@@ -497,10 +450,7 @@ class RemoteSession : public Session {
 
 std::unique_ptr<Session> open_remote_session(const SessionOptions& options) { return std::make_unique<RemoteSession>(options); }
 
-void end_ray_services() {
-  const std::lock_guard lock(running_services().mutex);
-  for (const pid_t process : running_services().processes) kill(-process, SIGKILL);
-}
+void end_ray_services() { running_services().kill_all(); }
 
 ModuleDescription describe_remote_module(const std::filesystem::path& module_file) {
   ServiceConnection service(module_file);

@@ -279,10 +279,7 @@ void check_render_node(Context& context) {
   for (const LWRenderMode mode : {LWRM_PREVIEW, LWRM_RENDER}) {
     camera.init(mode);
     for (int frame = 0; frame < 3; ++frame) {
-      const double seconds = stage.host.scene().time_of(frame);
-      stage.host.set_time(frame, seconds);
-      camera.new_time(frame, seconds);
-      camera.new_frame(frame, seconds, 0.01, 3);
+      camera.begin_frame(frame, 0.01, 3);
       for (int i = 0; i < 20; ++i) {
         const Ray ray = camera.evaluate(random_query(context, camera.access()));
         context.expect(ray.result == 0 || ray.finite(), "On a render node, a ray is not made of finite numbers");

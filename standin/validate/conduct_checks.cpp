@@ -260,10 +260,7 @@ void check_evaluators(Context& context) {
     for (const LWRenderMode mode : {LWRM_RENDER, LWRM_PREVIEW, LWRM_RENDER}) {
       camera.init(mode);
       for (int frame = 1; frame < 4; ++frame) {
-        const double seconds = stage.host.scene().time_of(frame);
-        stage.host.set_time(frame, seconds);
-        camera.new_time(frame, seconds);
-        camera.new_frame(frame, seconds, 0.01, 3);
+        camera.begin_frame(frame, 0.01, 3);
         for (int i = 0; i < 50; ++i) {
           const Ray ray = camera.evaluate(random_query(context, camera.access()));
           if (ray.result != 0)
@@ -341,12 +338,7 @@ void check_sessions(Context& context) {
     neighbour.init(LWRM_RENDER);
     std::vector<Ray> rays;
     for (int frame = 0; frame < 3; ++frame) {
-      const double seconds = stage.host.scene().time_of(frame);
-      stage.host.set_time(frame, seconds);
-      for (Instance* each : {&neighbour, &camera}) {
-        each->new_time(frame, seconds);
-        each->new_frame(frame, seconds, 0.01, 4);
-      }
+      for (Instance* each : {&neighbour, &camera}) each->begin_frame(frame, 0.01, 4);
       for (const RayQuery& query : queries) {
         rays.push_back(camera.evaluate(query));
         neighbour.evaluate(query);

@@ -10,8 +10,6 @@
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
-#include <mutex>
-#include <set>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -19,6 +17,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "standin/remote/process_group.h"
 #include "standin/remote/program_file.h"
 #include "standin/remote/ray_service.h"
 #include "standin/validate/call_log.h"
@@ -28,31 +27,14 @@
 namespace standin::validate {
 namespace {
 
-/// Each at the head of a group of its own.
-struct Running {
-  std::mutex mutex;
-  std::set<pid_t> processes;
-};
-
 /// Never destroyed: a program may be ended by a signal at any time.
-Running& running() {
-  static auto& only = *new Running;
+RunningGroups& running() {
+  static auto& only = *new RunningGroups;
   return only;
 }
 
-/// The path that a Windows program under Wine uses for the file.
-std::string windows_path(const std::filesystem::path& file) {
-  std::string text = "Z:" + std::filesystem::absolute(file).lexically_normal().string();
-  std::ranges::replace(text, '/', '\\');
-  return text;
-}
-
 std::filesystem::path runner_program(const std::filesystem::path& module_file) {
-  if (const char* program = std::getenv("OVICAM_VALIDATE_RUNNER"); program != nullptr && *program != '\0') return program;
-  const char* name = is_windows_binary(module_file) ? "ovicam-validate-runner.exe" : "ovicam-validate-runner";
-  const std::filesystem::path own = program_file(name);
-  const std::filesystem::path program =
-      std::filesystem::is_regular_file(own) ? own : std::filesystem::absolute(module_file).parent_path() / name;
+  std::filesystem::path program = program_for_module("OVICAM_VALIDATE_RUNNER", "ovicam-validate-runner", module_file);
   if (!std::filesystem::is_regular_file(program))
     throw std::runtime_error("There is no " + program.string() +
                              ", which runs the tests; build it, or set OVICAM_VALIDATE_RUNNER to its path");
@@ -63,47 +45,31 @@ std::vector<std::string> words_of(const RunnerCommand& command) {
   const std::filesystem::path program = runner_program(command.module_file);
   const bool under_wine = is_windows_binary(program);
   const auto path = [&](const std::filesystem::path& file) {
-    return under_wine ? windows_path(file) : std::filesystem::absolute(file).string();
+    return (under_wine ? windows_path(file) : std::filesystem::absolute(file)).string();
   };
-  // The system kills it with this program, even if that has no time left to end it.
-  std::vector<std::string> words{"setpriv", "--pdeathsig", "KILL"};
-  if (under_wine) words.push_back(program_file("run-wine.sh").string());
-  words.insert(words.end(), {program.string(), path(command.module_file), path(command.work_folder), command.test,
-                             std::to_string(command.level), std::to_string(command.seed)});
+  std::vector<std::string> words = running_command(program);
+  words.insert(words.end(), {path(command.module_file), path(command.work_folder), command.test, std::to_string(command.level),
+                             std::to_string(command.seed)});
   words.insert(words.end(), command.servers.begin(), command.servers.end());
   return words;
 }
 
 class Process {
  public:
-  Process(std::vector<std::string> words, const std::filesystem::path& log) {
+  Process(const std::vector<std::string>& words, const std::filesystem::path& log) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600);
     posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t none;
-    sigemptyset(&none);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    // A terminal's Ctrl-C is for this program, which ends the runner.
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
-    std::vector<char*> arguments;
-    for (std::string& word : words) arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    const std::lock_guard lock(running().mutex);
-    const int error = posix_spawnp(&process_, arguments[0], &actions, &attributes, arguments.data(), environ);
-    if (error == 0) running().processes.insert(process_);
-    posix_spawnattr_destroy(&attributes);
+    const int error = running().start(words, actions, process_);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0)
       throw std::runtime_error("The tests cannot be run with " + words.front() + ": " + std::generic_category().message(error));
   }
   ~Process() {
     if (!ended_) end();
-    const std::lock_guard lock(running().mutex);
-    running().processes.erase(process_);
+    running().forget(process_);
   }
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -189,10 +155,7 @@ RunnerEnd run_runner(const RunnerCommand& command) {
           (said.empty() ? "" : "; the last that was said: " + said)};
 }
 
-void end_runners() {
-  const std::lock_guard lock(running().mutex);
-  for (const pid_t process : running().processes) kill(-process, SIGKILL);
-}
+void end_runners() { running().kill_all(); }
 
 }  // namespace standin::validate
 

@@ -393,14 +393,18 @@ LWError Instance::new_frame(const LWFrameInfo& frame, const LWCameraAccess& acce
   return error;
 }
 
-void Instance::prepare(int frame, unsigned motion_steps) {
+void Instance::begin_frame(int frame, double duration_seconds, unsigned motion_steps) {
   const double seconds = stage_.host.scene().time_of(frame);
-  init();
   stage_.host.set_time(frame, seconds);
+  new_time(frame, seconds);
+  new_frame(frame, seconds, duration_seconds, motion_steps);
+}
+
+void Instance::prepare(int frame, unsigned motion_steps) {
+  init();
   stage_.host.frame_options.motion_blur = true;
   stage_.host.frame_options.motion_steps = motion_steps;
-  new_time(frame, seconds);
-  new_frame(frame, seconds, 0.5 / stage_.host.scene().frames_per_second, motion_steps);
+  begin_frame(frame, 0.5 / stage_.host.scene().frames_per_second, motion_steps);
 }
 
 Ray Instance::evaluate(const RayQuery& query, const LWCameraAccess* access) const {

@@ -150,7 +150,9 @@ class Instance {
   /// With the access record of the camera at that time.
   LWError new_frame(int frame, double seconds, double duration_seconds, unsigned motion_steps);
   LWError new_frame(const LWFrameInfo& frame, const LWCameraAccess& access);
-  /// init, new time and new frame with motion blur.
+  /// The host's time, new time and new frame.
+  void begin_frame(int frame, double duration_seconds, unsigned motion_steps);
+  /// init and a frame with motion blur.
   void prepare(int frame = 1, unsigned motion_steps = 4);
 
   /// As of the last new_frame.

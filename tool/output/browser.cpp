@@ -18,6 +18,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "standin/remote/process_group.h"
 #include "tool/output/interruption.h"
 #include "tool/output/new_file.h"
 #include "tool/output/png_file.h"
@@ -72,23 +73,12 @@ class ScratchFolder {
 
 /// The exit code, or none when the program did not start or was killed for taking too long.
 std::optional<int> run_quietly(const std::vector<std::string>& command) {
-  std::vector<char*> words;
-  words.reserve(command.size() + 1);
-  for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
-  words.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t none;
-  sigemptyset(&none);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
   pid_t child = 0;
-  const int failed = posix_spawn(&child, command[0].c_str(), &actions, &attributes, words.data(), environ);
-  posix_spawnattr_destroy(&attributes);
+  const int failed = standin::spawn_group(command, actions, child);
   posix_spawn_file_actions_destroy(&actions);
   if (failed != 0) return std::nullopt;
   // It has helpers that would outlive it.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "standin/session/control_text.h"
+#include "tool/output/markup_text.h"
 #include "tool/output/png_file.h"
 
 namespace tool {
@@ -23,29 +24,6 @@ constexpr int margin = 10;
 constexpr int title_height = 34;
 constexpr int row_height = 26;
 constexpr int divider_height = 13;
-
-std::string escaped(std::string_view text) {
-  std::string html;
-  for (const char letter : text) {
-    switch (letter) {
-      case '&':
-        html += "&amp;";
-        break;
-      case '<':
-        html += "&lt;";
-        break;
-      case '>':
-        html += "&gt;";
-        break;
-      case '"':
-        html += "&quot;";
-        break;
-      default:
-        html += letter;
-    }
-  }
-  return html;
-}
 
 std::string base_64(std::span<const std::byte> bytes) {
   constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -69,17 +47,17 @@ std::string png_data_uri(const standin::Picture& picture) {
 }
 
 std::string field(const std::string& text, const char* more = "") {
-  return std::string("<span class=\"field") + more + "\">" + escaped(text) + "</span>";
+  return std::string("<span class=\"field") + more + "\">" + as_markup(text) + "</span>";
 }
 
 /// For screen readers, which do not see the label beside a control.
-std::string accessible_name(const ControlDescription& row) { return " aria-label=\"" + escaped(row.label) + "\""; }
+std::string accessible_name(const ControlDescription& row) { return " aria-label=\"" + as_markup(row.label) + "\""; }
 
 /// The choice is marked by its number: a scene may have two cameras with the same name.
 std::string popup(const ControlDescription& row) {
   std::string html = "<select" + accessible_name(row) + ">";
   for (std::size_t i = 0; i < row.choices.size(); ++i)
-    html += (std::to_string(i) == row.value ? "<option selected>" : "<option>") + escaped(row.choices[i]) + "</option>";
+    html += (std::to_string(i) == row.value ? "<option selected>" : "<option>") + as_markup(row.choices[i]) + "</option>";
   return html + "</select>";
 }
 
@@ -96,7 +74,7 @@ std::string slider(const ControlDescription& row, const std::string& value) {
 std::string value_of(const ControlDescription& row) {
   const standin::DisplayedValue shown = displayed_value(row);
   const standin::Quantity quantity = quantity_of(row);
-  if (quantity == standin::Quantity::text) return escaped(shown.value);
+  if (quantity == standin::Quantity::text) return as_markup(shown.value);
   if (shown.value.empty()) return "";
   switch (quantity) {
     case standin::Quantity::yes_or_no:
@@ -113,12 +91,12 @@ std::string value_of(const ControlDescription& row) {
 }
 
 std::string drawing_of(const ControlDescription& row, const standin::Picture& picture) {
-  std::string html = R"(<div class="drawing"><img alt=")" + escaped(row.label) + "\" width=\"" +
+  std::string html = R"(<div class="drawing"><img alt=")" + as_markup(row.label) + "\" width=\"" +
                      std::to_string(picture.width()) + "\" height=\"" + std::to_string(picture.height()) + "\" src=\"" +
                      png_data_uri(picture) + "\">";
   for (const auto& text : picture.texts) {
-    html += "<span style=\"left:" + std::to_string(text.x) + "px;top:" + std::to_string(text.y) + "px\">" + escaped(text.text) +
-            "</span>";
+    html += "<span style=\"left:" + std::to_string(text.x) + "px;top:" + std::to_string(text.y) + "px\">" +
+            as_markup(text.text) + "</span>";
   }
   return html + "</div>\n";
 }
@@ -161,10 +139,10 @@ std::string_view panel_style() {
 }
 
 std::string panel_html(std::span<const ControlDescription> rows, const std::string& title) {
-  std::string html = "<div class=\"panel\">\n<p class=\"panel-title\">" + escaped(title) + "</p>\n";
+  std::string html = "<div class=\"panel\">\n<p class=\"panel-title\">" + as_markup(title) + "</p>\n";
   for (const ControlDescription& row : rows) {
     html += row.drawing ? drawing_of(row, *row.drawing)
-                        : R"(<div class="row"><span class="label">)" + escaped(row.label) + R"(</span><span class="value">)" +
+                        : R"(<div class="row"><span class="label">)" + as_markup(row.label) + R"(</span><span class="value">)" +
                               value_of(row) + "</span></div>\n";
     if (row.divider_below) html += "<hr>\n";
   }
@@ -175,7 +153,7 @@ PanelPage panel_page(std::span<const ControlDescription> rows, const std::string
   return {
       "<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
-          escaped(title) + "</title>\n<style>\nbody { margin: 0; background: #3a3c3f }\n" + std::string(panel_style()) +
+          as_markup(title) + "</title>\n<style>\nbody { margin: 0; background: #3a3c3f }\n" + std::string(panel_style()) +
           "</style>\n<main>\n" + panel_html(rows, title) + "</main>\n</html>\n",
       page_width, height_of(rows)};
 }

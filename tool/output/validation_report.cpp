@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "tool/output/json_output.h"
+#include "tool/output/markup_text.h"
 
 namespace tool {
 namespace {
@@ -24,28 +25,11 @@ std::string quoted(const std::string& text) {
   return "'" + inside + "'";
 }
 
-std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char character : text) {
-    switch (character) {
-      case '&':
-        result += "&amp;";
-        break;
-      case '<':
-        result += "&lt;";
-        break;
-      case '>':
-        result += "&gt;";
-        break;
-      case '"':
-        result += "&quot;";
-        break;
-      default:
-        // XML has no way to write the others.
-        result += static_cast<unsigned char>(character) < ' ' ? ' ' : character;
-    }
-  }
-  return result;
+/// XML has no way to write control characters.
+std::string escaped(std::string text) {
+  std::ranges::replace_if(
+      text, [](char letter) { return static_cast<unsigned char>(letter) < ' '; }, ' ');
+  return as_markup(text);
 }
 
 }  // namespace
