@@ -22,8 +22,8 @@ std::filesystem::path broken_module() { return module_file().parent_path() / "br
 
 /// Runs the tests on the module that makes one mistake; none without a name.
 Outcome validate_broken(const std::string& fault, const std::string& arguments) {
-  return test_support::run("env OVICAM_REAL_MODULE=" + quoted(module_file()) + " OVICAM_FAULT='" + fault + "' " +
-                           test_support::tool_command("validate " + quoted(broken_module()) + " " + arguments));
+  return test_support::run("env OVICAM_BROKEN_MODULE_COPIES=0 OVICAM_REAL_MODULE=" + quoted(module_file()) + " OVICAM_FAULT='" +
+                           fault + "' " + test_support::tool_command("validate " + quoted(broken_module()) + " " + arguments));
 }
 
 /// A mistake, the test that is there to find it, a camera that it shows on, and what is said of it.
@@ -116,10 +116,14 @@ TEST_P(BrokenModule, IsFoundByItsTestAndNoOther) {
   EXPECT_NE(found.output.find(mistake.said), std::string::npos) << found.output;
   EXPECT_NE(found.output.find("FAILED " + mistake.test), std::string::npos) << found.output;
   EXPECT_NE(found.output.find("--only " + mistake.test + server + " --level 2 --seed 1"), std::string::npos) << found.output;
-  // What the mistake has nothing to do with stays as it was.
-  const std::string other = mistake.test == "descriptor" ? "gizmo --server QuorinSkyboxCam" : "descriptor";
-  const Outcome unrelated = validate_broken(mistake.fault, "--level 1 --only " + other);
-  EXPECT_EQ(unrelated.exit_code, 0) << unrelated.output;
+  const auto report = scratch_folder() / "report.json";
+  const std::string camera = mistake.server.empty() ? "QuorinPerspectiveNoDOFCam" : mistake.server;
+  validate_broken(mistake.fault, "--server " + camera + " --level 2 --seconds-per-call 2 --json " + quoted(report));
+  const auto json = nlohmann::json::parse(contents(report));
+  std::vector<std::string> failed;
+  for (const auto& result : json["results"])
+    if (result["passed"] == false) failed.push_back(result["test"]);
+  EXPECT_EQ(failed, std::vector{mistake.test});
 }
 
 TEST(Validate, EveryTestFindsAMistake) {
@@ -137,22 +141,35 @@ TEST(Validate, TheModuleBehindTheProxyIsSound) {
 
 TEST(Validate, RenderingWarnsOfAModuleThatBreaksARule) {
   const auto picture = scratch_folder() / "picture.png";
-  const auto render = [&](const std::string& fault, const std::string& more) {
-    return test_support::run("env OVICAM_REAL_MODULE=" + quoted(module_file()) + " OVICAM_FAULT='" + fault + "' " +
-                             test_support::tool_command("render " +
-                                                        quoted(test_support::source_folder() / "samples/plaza.lws") +
-                                                        " --camera Panorama --size 32x8 --samples 1 --module " +
+  const auto render = [&](const std::string& fault, const std::string& scene_and_camera, const std::string& more) {
+    return test_support::run("cd " + quoted(test_support::source_folder() / "samples") +
+                             " && env OVICAM_REAL_MODULE=" + quoted(module_file()) + " OVICAM_FAULT='" + fault + "' " +
+                             test_support::tool_command("render " + scene_and_camera + " --size 32x8 --samples 1 --module " +
                                                         quoted(broken_module()) + " -o " + quoted(picture) + " " + more));
   };
-  for (const std::string fault : {"write past the ray", "unknown service asked for", "parameter set up twice"}) {
-    const Outcome warned = render(fault, "");
+  const std::string rule = "warning: the module broke a rule of its host";
+  const std::string damage = "warning: the settings that the scene keeps for Dual may be damaged or of another version";
+  const std::string panorama = "plaza.lws --camera Panorama";
+  const std::string dual = "cameras.lws --camera Dual";
+  struct Case {
+    std::string fault, scene_and_camera, warning;
+  };
+  for (const Case& broken : {Case{"write past the ray", panorama, rule}, Case{"unknown service asked for", panorama, rule},
+                             Case{"parameter set up twice", panorama, rule}, Case{"evaluator used before newFrame", dual, rule},
+                             Case{"evaluator used before init", dual, rule}, Case{"state left unread", dual, damage},
+                             Case{"state read past its end", dual, damage}}) {
+    const Outcome warned = render(broken.fault, broken.scene_and_camera, "");
     EXPECT_EQ(warned.exit_code, 0) << warned.output;
-    EXPECT_NE(warned.output.find("warning: the module broke a rule of its host"), std::string::npos) << warned.output;
-    EXPECT_EQ(render(fault, "--strict").exit_code, 1);
+    EXPECT_NE(warned.output.find(broken.warning), std::string::npos) << broken.fault << ": " << warned.output;
+    EXPECT_EQ(render(broken.fault, broken.scene_and_camera, "--strict").exit_code, 1) << broken.fault;
   }
-  const Outcome sound = render("", "--strict");
-  EXPECT_EQ(sound.exit_code, 0) << sound.output;
-  EXPECT_EQ(sound.output.find("warning"), std::string::npos) << sound.output;
+  for (const std::string& scene_and_camera : {panorama, dual, std::string("cameras.lws --camera Overscan")}) {
+    const Outcome sound = render("", scene_and_camera, "");
+    EXPECT_EQ(sound.exit_code, 0) << sound.output;
+    EXPECT_EQ(sound.output.find(rule), std::string::npos) << sound.output;
+    EXPECT_EQ(sound.output.find("damaged"), std::string::npos) << sound.output;
+  }
+  EXPECT_EQ(render("", panorama, "--strict").exit_code, 0);
 }
 
 TEST(Validate, ACrashAtStartUpIsAFailedTest) {

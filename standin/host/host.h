@@ -15,6 +15,7 @@
 #include "standin/host/evaluators.h"
 #include "standin/host/panel.h"
 #include "standin/host/parameters.h"
+#include "standin/host/save_state.h"
 #include "standin/host/scene_objects.h"
 #include "standin/scene/scene.h"
 
@@ -103,6 +104,7 @@ class Host {
   EvaluatorService evaluators;
   SceneObjectService scene_objects;
   Audit audit;
+  SavedStates saved_states;
 
   /// The newest living parameter of the item with that channel name. Throws std::runtime_error listing the names.
   VariantParameter& find_parameter(const std::string& item_name, const std::string& channel_name);

@@ -37,6 +37,19 @@ const Item& named_camera(Host& host, const std::string& name) {
   return *host.scene().find_camera(name);
 }
 
+thread_local const HostedCamera* running_camera = nullptr;
+
+class RunningScope {
+ public:
+  explicit RunningScope(const HostedCamera& camera) : outer_(std::exchange(running_camera, &camera)) {}
+  ~RunningScope() { running_camera = outer_; }
+  RunningScope(const RunningScope&) = delete;
+  RunningScope& operator=(const RunningScope&) = delete;
+
+ private:
+  const HostedCamera* outer_;
+};
+
 /// The newest slot of the gizmo's table is reserved for the host; a module must not write to it.
 int host_end(LWInstance /*instance*/, LWToolEvent* /*event*/, int /*index*/) { return 0; }
 
@@ -126,6 +139,7 @@ std::vector<VariantParameter*> HostedCamera::parameters() const {
 std::vector<std::string> HostedCamera::save_text() const {
   SaveState state(LWIO_TEXT);
   check(instance_functions_->save(instance_, state.record()), "save");
+  host_->saved_states.add(server_name_, state.lines());
   return state.lines();
 }
 
@@ -138,22 +152,42 @@ std::vector<SavedLine> HostedCamera::save_items() const {
 std::vector<std::uint8_t> HostedCamera::save_binary() const {
   SaveState state(LWIO_BINARY);
   check(instance_functions_->save(instance_, state.record()), "save");
+  host_->saved_states.add(server_name_, state.bytes());
   return state.bytes();
+}
+
+const char* HostedCamera::load(LoadState& state) {
+  check(instance_functions_->load(instance_, state.record()), "load");
+  if (state.short_reads() > 0) return "more was read than there is";
+  if (!state.at_end()) return "not all was read";
+  return nullptr;
+}
+
+void HostedCamera::audit_load(const char* trouble, bool own_state) const {
+  if (trouble != nullptr && own_state)
+    host_->audit.report(server_name_ + " load: of a state that a camera of this kind saved, " + trouble);
 }
 
 void HostedCamera::load_text(const std::vector<std::string>& lines) {
   LoadState state(lines);
-  check(instance_functions_->load(instance_, state.record()), "load");
+  audit_load(load(state), host_->saved_states.has(server_name_, lines));
 }
 
 void HostedCamera::load_binary(const std::vector<std::uint8_t>& bytes) {
   LoadState state(bytes);
-  check(instance_functions_->load(instance_, state.record()), "load");
+  audit_load(load(state), host_->saved_states.has(server_name_, bytes));
 }
 
 void HostedCamera::load_saved() {
   const auto& handler = camera_item().camera->handler;
-  if (handler && handler->server_name == server_name_ && !handler->saved_lines.empty()) load_text(handler->saved_lines);
+  if (!handler || handler->server_name != server_name_ || handler->saved_lines.empty()) return;
+  LoadState state(handler->saved_lines);
+  if (const char* trouble = load(state)) {
+    host_->record_message(
+        {"warning",
+         {"the settings that the scene keeps for " + camera_item().name + " may be damaged or of another version",
+          std::string(trouble)}});
+  }
 }
 
 void HostedCamera::copy_from(const HostedCamera& other) {
@@ -167,11 +201,16 @@ std::string HostedCamera::describe() const {
 
 unsigned HostedCamera::flags() const { return handler_->flags != nullptr ? handler_->flags(instance_) : 0; }
 
+const HostedCamera* HostedCamera::running() noexcept { return running_camera; }
+
 void HostedCamera::init_render(LWRenderMode mode) {
+  rendering_ = true;
+  has_frame_ = false;
   if (render_functions_->init != nullptr) check(render_functions_->init(instance_, mode), "init");
 }
 
 void HostedCamera::clean_up() {
+  rendering_ = false;
   if (render_functions_->cleanup != nullptr) render_functions_->cleanup(instance_);
 }
 
@@ -181,6 +220,7 @@ void HostedCamera::new_time(int frame, double seconds) {
 }
 
 void HostedCamera::tell_time(int frame, double seconds) {
+  has_frame_ = false;
   if (render_functions_->newTime != nullptr) check(render_functions_->newTime(instance_, frame, seconds), "new time");
 }
 
@@ -196,6 +236,7 @@ void HostedCamera::tell_frame(int frame, double start_seconds, double duration_s
   *frame_info_ = {frame, start_seconds, duration_seconds, 1.0 / host_->scene().frames_per_second, motion_steps};
   if (handler_->newFrame != nullptr) check(handler_->newFrame(instance_, &*frame_info_, &*access_), "new frame");
   expect_intact(access_.intact() && frame_info_.intact(), "new frame", "the camera access or frame record");
+  has_frame_ = true;
 }
 
 void HostedCamera::begin_frame(int frame, const FrameOptions& options) {
@@ -208,6 +249,7 @@ void HostedCamera::begin_frame(int frame, const FrameOptions& options) {
 
 RayAnswer HostedCamera::evaluate(const RayQuery& query) const {
   if (handler_->evaluate == nullptr) return {};
+  const RunningScope scope(*this);
   Guarded<LWCameraRay> ray(untouched_ray());
   RayAnswer answer;
   answer.result = handler_->evaluate(instance_, query.film_x, query.film_y, query.lens_x, query.lens_y, query.fractional_time,
@@ -229,6 +271,7 @@ RayAnswer HostedCamera::evaluate(const RayQuery& query) const {
 std::optional<std::pair<double, double>> HostedCamera::project(Vec3 world, double fractional_time, Eye eye, double lens_x,
                                                                double lens_y) const {
   if (handler_->project == nullptr) return {};
+  const RunningScope scope(*this);
   struct Film {
     LWDVector position{};
   };
@@ -243,6 +286,7 @@ std::optional<std::pair<double, double>> HostedCamera::project(Vec3 world, doubl
 
 int HostedCamera::preview(LWDMatrix4 projection, Eye eye, double lens_x, double lens_y) const {
   if (handler_->preview == nullptr) return 0;
+  const RunningScope scope(*this);
   return handler_->preview(instance_, lens_x, lens_y, static_cast<LWCameraEye>(eye), projection, &*access_);
 }
 

@@ -41,6 +41,7 @@ class HostedCamera {
   LWCameraAccess& access() { return *access_; }
   LWFrameInfo& frame_info() { return *frame_info_; }
   const std::string& server_name() const { return server_name_; }
+  const Module& module() const { return *module_; }
 
   // --- Settings.
 
@@ -52,9 +53,11 @@ class HostedCamera {
   /// The same lines, with what each of them holds.
   std::vector<SavedLine> save_items() const;
   std::vector<std::uint8_t> save_binary() const;
+  /// A state that a camera of this server saved on this host has to be read whole, and not past its end.
   void load_text(const std::vector<std::string>& lines);
   void load_binary(const std::vector<std::uint8_t>& bytes);
-  /// Loads the lines of the scene's handler block, when it is of this server.
+  /// Loads the lines of the scene's handler block, when it is of this server. Lines that are left, or missing, are told as a
+  /// message: the file may be damaged, or of another version.
   void load_saved();
   /// Becomes a copy of the other.
   void copy_from(const HostedCamera& other);
@@ -78,6 +81,11 @@ class HostedCamera {
   /// Both, with the scene's times and durations.
   void begin_frame(int frame, const FrameOptions& options = {});
 
+  /// Between init and clean-up, and told of a frame: what it uses of the host in an evaluation has to be prepared as well.
+  bool prepared() const noexcept { return rendering_ && has_frame_; }
+  /// The camera that this thread evaluates; null outside of an evaluation, a projection or a preview.
+  static const HostedCamera* running() noexcept;
+
   RayAnswer evaluate(const RayQuery& query) const;
   /// Film metres, or none.
   std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time = 0.0, Eye eye = Eye::centre,
@@ -98,6 +106,9 @@ class HostedCamera {
  private:
   const Item& camera_item() const;
   void check(LWError error, const char* call) const;
+  /// Whether the state was read whole and not past its end, or in which way not.
+  const char* load(LoadState& state);
+  void audit_load(const char* trouble, bool own_state) const;
   void expect_intact(bool intact, const char* call, const char* record) const;
 
   Host* host_;
@@ -119,6 +130,8 @@ class HostedCamera {
   Guarded<LWGizmo> gizmo_;
   LWXPanelID panel_ = nullptr;
   bool has_gizmo_ = false;
+  bool rendering_ = false;
+  bool has_frame_ = false;
 };
 
 /// Camera access record of an item at a time, with axes of length 1.

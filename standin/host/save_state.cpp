@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -180,6 +181,18 @@ LWID read_ident(void* data, const LWBlockIdent* idents) {
   if (!state.read_line(line)) return 0;
   const LWBlockIdent* ident = find_ident(idents, trimmed(line));
   return ident != nullptr ? ident->id : 0;
+}
+
+std::string text_of(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + '\n';
+  return text;
+}
+
+std::string text_of(const std::vector<std::uint8_t>& bytes) { return {bytes.begin(), bytes.end()}; }
+
+std::size_t hash_of(const std::string& server_name, const std::string& state) {
+  return std::hash<std::string>{}(server_name + '\n' + state);
 }
 
 }  // namespace
@@ -463,6 +476,27 @@ LWError load_envelope(LoadState& state, Envelope& envelope) {
 }
 
 }  // namespace
+
+void SavedStates::add(const std::string& server_name, const std::vector<std::string>& lines) {
+  add_hash(hash_of(server_name, text_of(lines)));
+}
+
+void SavedStates::add(const std::string& server_name, const std::vector<std::uint8_t>& bytes) {
+  add_hash(hash_of(server_name, text_of(bytes)));
+}
+
+bool SavedStates::has(const std::string& server_name, const std::vector<std::string>& lines) const {
+  return hashes_.contains(hash_of(server_name, text_of(lines)));
+}
+
+bool SavedStates::has(const std::string& server_name, const std::vector<std::uint8_t>& bytes) const {
+  return hashes_.contains(hash_of(server_name, text_of(bytes)));
+}
+
+void SavedStates::add_hash(std::size_t hash) {
+  constexpr std::size_t most_kept = 10'000;
+  if (hashes_.size() < most_kept) hashes_.insert(hash);
+}
 
 void save_parameter(SaveState& state, const Envelope& envelope) {
   state.begin_block(vparm_ident);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -105,6 +106,20 @@ class LoadState {
   void skip_blank_lines();
   LWID find_text_block(const LWBlockIdent* idents);
   LWID find_binary_block(const LWBlockIdent* idents);
+};
+
+/// What cameras have saved, by server: a state that is loaded again is known to be whole. Keeps no more than hashes, and of a
+/// great many states the first. Threads: one.
+class SavedStates {
+ public:
+  void add(const std::string& server_name, const std::vector<std::string>& lines);
+  void add(const std::string& server_name, const std::vector<std::uint8_t>& bytes);
+  bool has(const std::string& server_name, const std::vector<std::string>& lines) const;
+  bool has(const std::string& server_name, const std::vector<std::uint8_t>& bytes) const;
+
+ private:
+  void add_hash(std::size_t hash);
+  std::set<std::size_t> hashes_;
 };
 
 /// One VParm's contents: `{ VParm`, a value or an `{ Envelope` block, `}`.

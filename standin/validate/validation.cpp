@@ -8,12 +8,14 @@
 #include <exception>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <thread>
 #include <unistd.h>
 
 #include "standin/host/module_file.h"
 #include "standin/scene/name_list.h"
+#include "standin/validate/attribution.h"
 #include "standin/validate/context.h"
 #include "standin/validate/exceptions.h"
 #include "standin/validate/report_lines.h"
@@ -79,7 +81,7 @@ class Validation {
     check_module_file();
     const std::vector<const Test*> tests = chosen_tests();
     find_servers();
-    if (servers_.empty()) return results_;
+    if (servers_.empty()) return finished();
     for (const Test* test : tests) {
       if (!test->for_each_server) {
         batches_.push_back({test, {""}});
@@ -95,8 +97,7 @@ class Validation {
       }
     }
     run_batches();
-    std::ranges::stable_sort(results_, {}, [&](const Result& result) { return place_of(result); });
-    return results_;
+    return finished();
   }
 
  private:
@@ -155,6 +156,14 @@ class Validation {
     }
   }
 
+  const std::vector<Result>& finished() {
+    attribute_consequences(results_);
+    for (const Result& result : results_)
+      if (!told_.contains({result.test, result.server})) tell_(result);
+    std::ranges::stable_sort(results_, {}, [&](const Result& result) { return place_of(result); });
+    return results_;
+  }
+
   std::pair<std::ptrdiff_t, std::ptrdiff_t> place_of(const Result& result) const {
     return {find_test(result.test) - all_tests().data(),
             std::ranges::find(chosen_servers_, result.server) - chosen_servers_.begin()};
@@ -163,7 +172,12 @@ class Validation {
   void keep(Result result) {
     apply_exceptions(result, servers_);
     const std::lock_guard lock(mutex_);
+    const bool is_certain = result.passed() || std::ranges::any_of(result.failures, [&](const std::string& failure) {
+                              return !may_be_a_consequence(result.test, failure);
+                            });
     results_.push_back(std::move(result));
+    if (!is_certain) return;
+    told_.insert({results_.back().test, results_.back().server});
     tell_(results_.back());
   }
 
@@ -237,6 +251,7 @@ class Validation {
   std::mutex mutex_;
   std::exception_ptr trouble_;
   std::vector<Result> results_;
+  std::set<std::pair<std::string, std::string>> told_;
 };
 
 }  // namespace

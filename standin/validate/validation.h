@@ -35,6 +35,8 @@ struct Result {
   /// Empty: of the whole module.
   std::string server;
   std::vector<std::string> failures;
+  /// What follows from a failure that another test is there to find, and has found.
+  std::vector<std::string> consequences;
   std::vector<Excused> excused;
   /// What was measured.
   std::map<std::string, double> numbers;
@@ -43,10 +45,11 @@ struct Result {
   bool passed() const { return failures.empty(); }
 };
 
-/// Runs the tests, each in processes of its own, and gives each result to `tell` as it comes, one at a time. Returns all of
-/// them in the order of tests and servers. Throws std::runtime_error with a sentence for a person when a test cannot be run at
-/// all: there is no such module, test, server or runner. A module that cannot be loaded is a failure of the test "descriptor".
-/// POSIX only; a module for Windows is run under Wine. Threads: one.
+/// Runs the tests, each in processes of its own, and gives each result to `tell` as it comes, one at a time; one that may only
+/// follow from what another test finds comes at the end. Returns all of them in the order of tests and servers. Throws
+/// std::runtime_error with a sentence for a person when a test cannot be run at all: there is no such module, test, server or
+/// runner. A module that cannot be loaded is a failure of the test "descriptor". POSIX only; a module for Windows is run under
+/// Wine. Threads: one.
 std::vector<Result> run(const Options& options, const std::function<void(const Result&)>& tell);
 
 /// Ends every process that run() has started, from any thread; the rest of run() is of no use any more.

@@ -10,10 +10,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <limits>
 #include <pthread.h>
 #include <string_view>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -35,8 +39,23 @@ bool fault(std::string_view name) {
   return chosen == name;
 }
 
+/// A copy of its own: another proxy in this process has another real module, and may go before or after this one.
+void* open_a_copy() {
+  std::array<char, 64> name{"/tmp/ovicam-broken-module-XXXXXX"};
+  const int copy = mkstemp(name.data());
+  const int real = open(text_of("OVICAM_REAL_MODULE").data(), O_RDONLY | O_CLOEXEC);
+  struct stat facts {};
+  const bool whole = copy >= 0 && real >= 0 && fstat(real, &facts) == 0 &&
+                     sendfile(copy, real, nullptr, static_cast<std::size_t>(facts.st_size)) == facts.st_size;
+  close(real);
+  close(copy);
+  void* handle = whole ? dlopen(name.data(), RTLD_NOW | RTLD_LOCAL) : nullptr;
+  unlink(name.data());
+  return handle;
+}
+
 struct RealModule {
-  void* handle = dlopen(text_of("OVICAM_REAL_MODULE").data(), RTLD_NOW | RTLD_LOCAL);
+  void* handle = open_a_copy();
   const ModuleDescriptor* descriptor =
       handle != nullptr ? static_cast<const ModuleDescriptor*>(dlsym(handle, "_mod_descrip")) : nullptr;
   ~RealModule() {
@@ -188,12 +207,11 @@ void* answer_service(const char* name, int use) {
   return own;
 }
 
-/// What a copy of this file in the same process would disturb.
-constexpr const char* shared_by_all_copies = "OVICAM_BROKEN_MODULE_COPIES";
-
-int copies_in_process() {
-  const char* count = std::getenv(shared_by_all_copies);
-  return count != nullptr ? std::atoi(count) : 0;
+/// One digit, in the memory of the process: what a copy of this file would disturb.
+char& copies_in_process() {
+  static char none = '0';
+  char* count = std::getenv("OVICAM_BROKEN_MODULE_COPIES");
+  return count != nullptr && *count != '\0' ? *count : none;
 }
 
 int living_cameras = 0;
@@ -220,8 +238,8 @@ struct Server {
     if (class_name == LWCAMERA_HANDLER_CLASS) change_handler(*static_cast<LWCameraHandler*>(local));
     if (class_name == LWCAMERA_GIZMO_CLASS && fault("gizmo without help"))
       static_cast<LWGizmo*>(local)->gizmo->help = [](LWInstance, LWToolEvent*) -> const char* { return nullptr; };
-    if (fault("service never released")) global(LWOBJECTINFO_GLOBAL, GFUSE_ACQUIRE);
-    if (fault("unknown service asked for")) global("No Such Service 1", GFUSE_TRANSIENT);
+    if (fault("service never released") && global != nullptr) global(LWOBJECTINFO_GLOBAL, GFUSE_ACQUIRE);
+    if (fault("unknown service asked for") && global != nullptr) global("No Such Service 1", GFUSE_TRANSIENT);
     return AFUNC_OK;
   }
 
@@ -240,7 +258,8 @@ struct Server {
     if (fault("leaked handle"))
       given.create = [](void* priv, void* context, LWError* error) {
         const LWVParmFuncs& parameters = *host_table<LWVParmFuncs>(LWVPARMFUNCS_GLOBAL);
-        parameters.setup(parameters.create(LWVP_FLOAT, LWVPDT_NOTXTR), "Leak", nullptr, nullptr, nullptr, "Broken", nullptr);
+        if (const LWVParmID leak = parameters.create(LWVP_FLOAT, LWVPDT_NOTXTR); leak != nullptr)
+          parameters.setup(leak, "Leak", nullptr, nullptr, nullptr, "Broken", nullptr);
         return instance.create(priv, context, error);
       };
     if (fault("instance shared between cameras")) {
@@ -277,6 +296,7 @@ struct Server {
     if (fault("copy forgets the settings")) given.copy = [](LWInstance, LWInstance) -> LWError { return nullptr; };
     if (fault("value lost in save"))
       given.save = [](LWInstance saved, const LWSaveState* state) {
+        if (state == nullptr) return instance.save(saved, state);
         static const LWSaveState* outer;
         static int words;
         outer = state;
@@ -380,7 +400,7 @@ struct Server {
       }>;
     if (fault("copies disturb one another"))
       given.evaluate = evaluate<[](int result, LWCameraRay& ray, double) {
-        if (result != 0) ray.rayPos[0] += copies_in_process();
+        if (result != 0) ray.rayPos[0] += (copies_in_process() > '1') ? 1.0 : 0.0;
         return result;
       }>;
     if (fault("process differs from process"))
@@ -436,13 +456,13 @@ void* start_up() {
   if (fault("handler left behind")) std::signal(SIGUSR2, SIG_IGN);
   if (fault("memory left behind")) left_allocated = std::malloc(100000);
   if (fault("crash at start-up")) std::raise(SIGSEGV);
-  if (fault("copies disturb one another")) setenv(shared_by_all_copies, std::to_string(copies_in_process() + 1).c_str(), 1);
+  ++copies_in_process();
   return real_module().descriptor->startup();
 }
 
 void shut_down(void* block) {
   if (fault("crash at shut-down with living cameras") && living_cameras > 0) std::raise(SIGABRT);
-  if (fault("copies disturb one another")) setenv(shared_by_all_copies, std::to_string(copies_in_process() - 1).c_str(), 1);
+  --copies_in_process();
   real_module().descriptor->shutdown(block);
 }
 

@@ -54,17 +54,21 @@ void summarise(const std::vector<Result>& results) {
     std::size_t all = 0;
     std::size_t passed = 0;
     std::size_t excused = 0;
+    std::size_t consequences = 0;
     double worst_error = -1.0;
     for (const Result& result : results) {
       if (result.test != test.name) continue;
       ++all;
       passed += result.passed() ? 1 : 0;
       excused += result.excused.size();
+      consequences += result.consequences.size();
       if (const auto error = result.numbers.find("projection error, radians, plain, 99 of 100"); error != result.numbers.end())
         worst_error = std::max(worst_error, error->second);
     }
     if (all == 0) continue;
     std::string remark = excused > 0 ? std::to_string(excused) + " exceptions" : "";
+    if (consequences > 0)
+      remark += (remark.empty() ? "" : ", ") + std::to_string(consequences) + " consequences of failures of other tests";
     if (worst_error >= 0.0) {
       std::ostringstream text;
       text << "99 of 100 points within " << worst_error << " radians";

@@ -51,6 +51,7 @@ std::string validation_json(const Options& options, const std::vector<Result>& r
                    {"passed", result.passed()},
                    {"seconds", result.seconds},
                    {"failures", result.failures},
+                   {"consequences", result.consequences},
                    {"excused", std::move(excused)},
                    {"numbers", result.numbers},
                    {"repeat", repeating_command(options, result)}});
