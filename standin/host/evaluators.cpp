@@ -62,7 +62,7 @@ LWCameraEvaluatorID create(LWItemID id) {
     return nullptr;
   }
   if (host->evaluators.refusal.refuses()) return nullptr;
-  if (running_depth >= EvaluatorService::max_depth || host->evaluators.table.alive() >= EvaluatorService::max_alive) {
+  if (running_depth >= EvaluatorService::max_depth || host->evaluators.table.alive() >= host->evaluators.most_alive) {
     warn(*host, "No evaluator of " + camera->name + " is created",
          "too many cameras show other cameras; choose cameras that do not lead back to one another");
     return nullptr;

@@ -313,6 +313,8 @@ void check_evaluators(Context& context) {
   for (Item& item : ring.items)
     if (item.camera) item.camera->handler = PluginBlock{LWCAMERA_HANDLER_CLASS, 1, context.server, lines};
   Stage stage(context, ring);
+  // Enough for a ring to close several times, and with sanitizers an eighth of the time.
+  stage.host.evaluators.most_alive = 64;
   Instance camera(stage);
   choose_cameras(camera, 0);
   camera.prepare();
