@@ -134,12 +134,14 @@ def print_table(least):
 
 def charts(least):
     """One for each group: rows by name, with a bar for each build."""
-    groups = {}
+    groups = {"ray": []}
     for name in in_order(set().union(*least.values())):
         group, _, rest = name.partition("/")
         groups.setdefault(group, []).append((rest, name))
     result = []
     for group, names in groups.items():
+        if not names:
+            continue
         greatest = max(least[build].get(name, 0.0) for build in least for _, name in names) or 1.0
         rows = []
         for label, name in names:
