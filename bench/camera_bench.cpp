@@ -145,7 +145,7 @@ struct Shot {
     begin(0);
   }
 
-  void begin(int frame, unsigned motion_steps = 8) {
+  void begin(int frame, unsigned motion_steps = 8) const {
     camera->new_time(frame, 0.0);
     camera->new_frame(frame, 0.0, shutter_seconds, motion_steps);
   }

@@ -65,7 +65,7 @@ class PoseCache {
   };
   /// Holds nothing until it is published: most frames ask for few times, and the memory of the others is never touched.
   union Place {
-    Place() {}
+    Place() {}  // NOLINT(modernize-use-equals-default): a default would be deleted.
     Entry entry;
   };
   static_assert(std::is_trivially_copyable_v<Entry>);

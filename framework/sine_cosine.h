@@ -92,7 +92,7 @@ inline std::array<SineCosine, 2> sines_and_cosines(double first, double second) 
   const __m128d difference = _mm_and_pd(_mm_xor_pd(sine, cosine), is_odd);
   const auto second_bit = [&](__m128i bits) { return _mm_and_pd(_mm_castsi128_pd(_mm_slli_epi64(bits, 62)), k.sign_bit); };
   const __m128d sine_sign = _mm_xor_pd(second_bit(quarter_bits), _mm_and_pd(angle, k.sign_bit));
-  const __m128d cosine_sign = second_bit(_mm_add_epi64(quarter_bits, _mm_set1_epi64x(1)));
+  const __m128d cosine_sign = second_bit(quarter_bits + _mm_set1_epi64x(1));
   const __m128d sines = _mm_xor_pd(_mm_xor_pd(sine, difference), sine_sign);
   const __m128d cosines = _mm_xor_pd(_mm_xor_pd(cosine, difference), cosine_sign);
 
