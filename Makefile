@@ -7,7 +7,8 @@
 #   make fuzz      feeds random input to every reader, FUZZ_SECONDS (600) each; what makes one fail is in build/fuzz
 #   make soak      renders thousands of frames through every camera, and watches memory and handles
 #   make mutants   makes small faults in the module's sources and counts those that no test notices
-#   make bench     how fast the cameras and the renderer are, on this machine and under Wine
+#   make bench     how fast the cameras and the renderer are, on this machine and under Wine: docs/performance.md;
+#                  AGAINST=MODULE measures another module in turns with it
 #   make lint      checks the formatting and reads the code with clang-tidy, the scripts with shellcheck and pyflakes
 #   make format    formats the C++
 #   make module    build/windows/OviCam.p, which the host loads, and build/native/OviCam.so for this machine
@@ -64,11 +65,7 @@ test-native: build-windows
 bench: module
 	cmake --build --preset native --target camera_bench baking_bench renderer_bench
 	cmake --build --preset windows --target camera_bench baking_bench ovicam-ray-service
-	build/native/camera_bench build/native/OviCam.so
-	build/native/baking_bench build/native/OviCam.so
-	cmake/run-wine.sh build/windows/camera_bench.exe build/windows/OviCam.p
-	cmake/run-wine.sh build/windows/baking_bench.exe build/windows/OviCam.p
-	build/native/renderer_bench samples/plaza.lws Panorama build/native/OviCam.so build/windows/OviCam.p
+	bench/run_bench.py $(if $(AGAINST),--against $(AGAINST))
 
 FUZZ_SECONDS ?= 600
 

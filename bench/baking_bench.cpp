@@ -1,12 +1,16 @@
-// Seconds that the surface baking camera takes to scan a million triangles, and nanoseconds per ray of its evaluation. The
-// module to load is the argument; it prints what it scans on standard output, which belongs in /dev/null or NUL.
+// What the surface baking camera takes to scan meshes of several sizes, and for a ray, as one JSON object from the name of a
+// measurement to nanoseconds. bench/run_bench.py runs it. The module prints what it scans on standard output, so the object
+// goes into a file.
+//   baking_bench MODULE FILE
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <fstream>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,13 +28,18 @@ constexpr std::uint32_t mesh_id = 0x8006;
 constexpr std::uint32_t uv_map_id = 0x8007;
 constexpr std::uint32_t surroundings_id = 0x800b;
 
-/// A square of this many cells each way, with two triangles per cell.
-constexpr std::uint64_t cells = 708;
-constexpr std::uint64_t points_a_side = cells + 1;
-constexpr std::uint64_t triangle_count = 2 * cells * cells;
-static_assert(triangle_count > 1'000'000);
+/// The mesh: a square of so many cells each way, with two triangles per cell.
+std::uint64_t cells = 0;
+std::uint64_t points_a_side = 0;
+std::uint64_t triangle_count = 0;
 
-constexpr std::uint64_t corner_of(std::uint64_t triangle, std::uint64_t corner) {
+void set_mesh(std::uint64_t cells_a_side) {
+  cells = cells_a_side;
+  points_a_side = cells + 1;
+  triangle_count = 2 * cells * cells;
+}
+
+std::uint64_t corner_of(std::uint64_t triangle, std::uint64_t corner) {
   const std::uint64_t cell = triangle / 2;
   const std::uint64_t first = cell / cells * points_a_side + cell % cells;
   const std::uint64_t second = triangle % 2 == 0 ? first + points_a_side : first + points_a_side + 1;
@@ -149,7 +158,7 @@ double nanoseconds_per_ray(standin::HostedCamera& camera, double share) {
   LWCameraRay ray{};
   constexpr int side = 100;
   double fastest = 1e9;
-  for (int turn = 0; turn < 400; ++turn) {
+  for (int turn = 0; turn < 60; ++turn) {
     fastest = std::min(fastest, seconds([&] {
                          for (int i = 0; i < side * side; ++i) {
                            const int row = i / side;
@@ -163,15 +172,17 @@ double nanoseconds_per_ray(standin::HostedCamera& camera, double share) {
   return fastest * 1e9 / (side * side);
 }
 
-void report(const std::string& what, double value, const char* unit) {
-  static_cast<void>(std::fprintf(stderr, "%-64s %8.3f %s\n", what.c_str(), value, unit));
+std::string object;
+
+void report(const std::string& name, double nanoseconds) {
+  object += (object.empty() ? "{\"" : ",\n\"") + name + "\": " + std::to_string(nanoseconds);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) try {
-  if (argc != 2) {
-    static_cast<void>(std::fprintf(stderr, "Usage: baking_bench MODULE\n"));
+  if (argc != 3) {
+    static_cast<void>(std::fprintf(stderr, "Usage: baking_bench MODULE FILE\n"));
     return 2;
   }
   standin::Host host{standin::Scene{}};
@@ -180,27 +191,33 @@ int main(int argc, char** argv) try {
   host.camera("Camera").height_pixels = 1080;
   const standin::Module module(argv[1]);
   standin::HostedCamera camera(host, module, server, "Camera");
-  const std::string what = std::to_string(triangle_count) + " triangles, ";
 
   // The services of the last activation are the ones that are used.
   LWInstanceFuncs instance{};
   LWCameraHandler handler{};
   handler.inst = &instance;
   const standin::Server& row = module.server(LWCAMERA_HANDLER_CLASS, server);
-  if (row.activate(LWCAMERA_HANDLER_VERSION, &quick_global, &handler, module.server_data()) != AFUNC_OK) return 1;
-  report(what + "the module alone", scan_seconds(camera, false), "s");
-  report("a ray, corners marked", nanoseconds_per_ray(camera, 1.0), "ns");
-  report(what + "edges too, the module alone", scan_seconds(camera, true), "s");
-  report("a ray, edges marked", nanoseconds_per_ray(camera, 1.0), "ns");
+  standin::require_activated(row.activate(LWCAMERA_HANDLER_VERSION, &quick_global, &handler, module.server_data()), row);
+  for (const std::uint64_t cells_a_side : {70U, 223U, 708U}) {
+    set_mesh(cells_a_side);
+    const std::string triangles = "/" + std::to_string(triangle_count);
+    report("baking/a scan, corners marked" + triangles, scan_seconds(camera, false) * 1e9);
+    report("baking/a ray, corners marked" + triangles, nanoseconds_per_ray(camera, 1.0));
+    report("baking/a scan, edges marked" + triangles, scan_seconds(camera, true) * 1e9);
+    report("baking/a ray, edges marked" + triangles, nanoseconds_per_ray(camera, 1.0));
+  }
   camera.panel().set_integer(mesh_id, 0);
   camera.begin_frame(1000);
-  report("a ray, nothing marked", nanoseconds_per_ray(camera, 1.0), "ns");
-  report("a ray, most of them off the grid", nanoseconds_per_ray(camera, 4.0), "ns");
+  report("baking/a ray, nothing marked", nanoseconds_per_ray(camera, 1.0));
+  report("baking/a ray, most of them off the grid", nanoseconds_per_ray(camera, 4.0));
 
   host.scene_objects.add("Square", object_file());
   standin::require_activated(module.activate(row, LWCAMERA_HANDLER_VERSION, &handler), row);
-  report(what + "through the stand-in host", scan_seconds(camera, false), "s");
-  report(what + "edges too, through the stand-in host", scan_seconds(camera, true), "s");
+  report("baking/a scan through the stand-in host/" + std::to_string(triangle_count), scan_seconds(camera, false) * 1e9);
+  std::ofstream file(argv[2]);
+  file << object << "}\n";
+  file.close();
+  if (!file) throw std::runtime_error(std::string(argv[2]) + " cannot be written; name a file in a folder that can");
   return 0;
 } catch (const std::exception& error) {
   static_cast<void>(std::fprintf(stderr, "%s\n", error.what()));

@@ -56,8 +56,8 @@ class CameraEdges : public testing::TestWithParam<CameraFacts> {
   test_support::Stage stage;
 };
 
-/// The places for poses, and a few times more.
-constexpr std::size_t time_count = 40;
+/// The places for poses, and some times more.
+constexpr std::size_t time_count = 540;
 
 std::vector<RayQuery> queries() {
   std::vector<RayQuery> all(time_count);
@@ -78,7 +78,7 @@ TEST_P(CameraEdges, EightThreadsGetTheSameBitsAsOneWithMoreTimesThanThePoseCache
     expected.push_back(bits_of(camera->evaluate(asked[i])));
   }
   std::atomic<int> wrong = 0;
-  for (int frame = 100; frame < 110; ++frame) {
+  for (int frame = 1000; frame < 1003; ++frame) {
     camera->new_frame(frame, 1.0, 1.0, 9);
     std::vector<std::thread> threads;
     for (std::size_t t = 0; t < 8; ++t) {
@@ -121,12 +121,12 @@ class Gate {
 
 TEST(PoseCachePlaces, ThreadsThatReachForTheLastOneTogetherGetTheirOwnPoses) {
   constexpr int thread_count = 8;
-  constexpr int rounds = 1500;
-  constexpr int places_before_the_last = 30;
+  constexpr int rounds = 300;
+  constexpr int places_before_the_last = 510;
   test_support::Stage stage;
   test_support::send(stage.host.item("Camera"), {{0.0, 1.0, -3.0}, {2.0, 0.5, 1.0}, {0.1, 0.2, 0.3}, {1.4, -0.6, 0.9}});
   const auto camera = stage.create("QuorinPanoramicCam");
-  const auto query = [](int which) { return RayQuery{.film_x = 0.003, .fractional_time = (which + 1) / 64.0}; };
+  const auto query = [](int which) { return RayQuery{.film_x = 0.003, .fractional_time = (which + 1) / 1024.0}; };
   std::vector<Bits> expected;
   for (int i = 0; i < places_before_the_last + thread_count; ++i) {
     camera->new_frame(i, 1.0, 1.0, 9);
@@ -143,7 +143,7 @@ TEST(PoseCachePlaces, ThreadsThatReachForTheLastOneTogetherGetTheirOwnPoses) {
     threads.emplace_back([&, t] {
       for (int round = 0; round < rounds; ++round) {
         if (t == 0) {
-          camera->new_frame(100 + round, 1.0, 1.0, 9);
+          camera->new_frame(1000 + round, 1.0, 1.0, 9);
           for (int i = 0; i < places_before_the_last; ++i) check(i);
         }
         gate.arrive_and_wait();

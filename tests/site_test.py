@@ -103,6 +103,8 @@ class Pages(unittest.TestCase):
         for number, entry in enumerate(listed["picture"] + listed["pinhole"]):
             size = [(640, 360), (960, 240), (360, 360)][number % 3]
             (cls.site / "pictures" / entry["file"]).write_bytes(png(*size))
+        (cls.site.parent / "bench").mkdir()
+        (cls.site.parent / "bench/index.html").write_text("measured")
         run = run_make_pages("--output", cls.site)
         assert run.returncode == 0, run.stderr
         cls.pages = sorted(cls.site.rglob("*.html"))
@@ -141,6 +143,9 @@ class Pages(unittest.TestCase):
                         dark = self.browser.execute_script("return getComputedStyle(document.body).backgroundColor") == "rgb(24, 26, 30)"
                         self.assertEqual(dark, theme == "dark")
                         self.assertEqual([entry["message"] for entry in self.browser.get_log("browser")], [])
+
+    def test_what_was_measured_is_linked_to_from_the_first_page(self):
+        self.assertIn('href="../bench/index.html"', (self.site / "index.html").read_text(encoding="utf-8"))
 
     def test_every_link_leads_somewhere_on_this_disk(self):
         ids = {page: set(re.findall(r'\bid="([^"]+)"', page.read_text(encoding="utf-8"))) for page in self.pages}

@@ -6,6 +6,7 @@
 #include "framework/lens.h"
 #include "framework/parameters.h"
 #include "framework/server.h"
+#include "framework/sine_cosine.h"
 #include "platform/export.h"
 
 extern "C" {
@@ -38,9 +39,9 @@ inline framework::Vector direction(const Lens& lens, framework::Film film, frame
   const double elevation =
       (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5 +
       (at.y / film.half_height() + lens.vertical_shift) * (lens.upper_angle_radians - lens.lower_angle_radians) * 0.5;
-  const double cosine_elevation = math::cos(elevation);
-  return {math::sin(azimuth) * cosine_elevation * (azimuth > 0.0 ? lens.right_scale : lens.left_scale),
-          math::sin(elevation) * (elevation > 0.0 ? lens.top_scale : lens.bottom_scale), math::cos(azimuth) * cosine_elevation};
+  const auto [around, up] = math::sines_and_cosines(azimuth, elevation);
+  return {around.sine * up.cosine * (azimuth > 0.0 ? lens.right_scale : lens.left_scale),
+          up.sine * (elevation > 0.0 ? lens.top_scale : lens.bottom_scale), around.cosine * up.cosine};
 }
 
 /// The film position that sees a point of camera space, as if every scale were 1, and the inverse of `direction` only then:

@@ -41,12 +41,20 @@ inline double corner_keeping_scale(framework::Film film, double distortion_power
   return framework::math::pow(framework::length(corner), 1.0 - distortion_power);
 }
 
+/// `base` to the power of `exponent`. The laws that most lenses have need neither logarithm nor exponential function, which
+/// would take longer than the rest of a ray.
+inline double powered(double base, double exponent) {
+  if (exponent == 1.0) return base;
+  if (exponent == 2.0) return base * base;
+  return framework::math::pow(base, exponent);
+}
+
 /// The radial law: where the pinhole camera has what is seen at a film position, at a radius of scale * radius^power.
 inline framework::FilmPoint distorted(const Lens& lens, framework::FilmPoint at) {
   const framework::PolarPoint on_film = framework::polar(at.x, at.y);
   // At the centre the law gives 0 for every power above 0, even where the scale that keeps the corners is infinite.
   if (on_film.radius == 0.0 && lens.distortion_power > 0.0) return {};
-  const double radius = lens.distortion_scale * framework::math::pow(on_film.radius, lens.distortion_power);
+  const double radius = lens.distortion_scale * powered(on_film.radius, lens.distortion_power);
   return {radius * on_film.cosine, radius * on_film.sine};
 }
 
@@ -65,8 +73,7 @@ inline std::optional<framework::FilmPoint> film_point(const Lens& lens, framewor
   if (too_small(in_camera.z) || too_small(distance)) return std::nullopt;
   if (too_small(lens.distortion_power) || too_small(lens.distortion_scale)) return std::nullopt;
   const PolarPoint straight = polar(in_camera.x, in_camera.y);
-  const double radius =
-      math::pow(straight.radius / in_camera.z * distance / lens.distortion_scale, 1.0 / lens.distortion_power);
+  const double radius = powered(straight.radius / in_camera.z * distance / lens.distortion_scale, 1.0 / lens.distortion_power);
   return FilmPoint{radius * straight.cosine, radius * straight.sine};
 }
 

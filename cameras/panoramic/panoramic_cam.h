@@ -4,6 +4,7 @@
 
 #include "framework/lens.h"
 #include "framework/server.h"
+#include "framework/sine_cosine.h"
 #include "platform/export.h"
 
 extern "C" {
@@ -28,8 +29,8 @@ inline framework::Vector direction(const Lens& lens, framework::Film film, frame
   const double azimuth = lens.horizontal_fov_radians * (at.x / film.half_width()) * 0.5;
   const double elevation = (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5 +
                            (at.y / film.half_height()) * (lens.upper_angle_radians - lens.lower_angle_radians) * 0.5;
-  const double cosine_elevation = math::cos(elevation);
-  return {math::sin(azimuth) * cosine_elevation, math::sin(elevation), math::cos(azimuth) * cosine_elevation};
+  const auto [around, up] = math::sines_and_cosines(azimuth, elevation);
+  return {around.sine * up.cosine, up.sine, around.cosine * up.cosine};
 }
 
 /// The film position that sees a point of camera space: the inverse of `direction` inside the field of view, and beyond the

@@ -103,17 +103,14 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
 
   int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) const {
     if (record == nullptr) return LWCAMEVAL_NONE;
-    using framework::to_vector;
-    const Box box{split_x_,
-                  split_y_,
-                  Layout{values.skybox_type},
-                  to_vector(record->worldPos),
-                  {to_vector(record->toWorld[0]), to_vector(record->toWorld[1]), to_vector(record->toWorld[2])}};
     const framework::Film film = framework::film_of(*record);
     // The frame's own film nearly always, whose grid is at hand.
     const bool of_frame = film.width == access.filmSize[0] && film.height == access.filmSize[1];
-    const std::optional<FaceView> view = face_view(box, of_frame ? frame_grid_ : Grid(film), sample.film);
-    return view ? evaluate_perspective(view->on_face, view->rows, ray, *record) : LWCAMEVAL_NONE;
+    const std::optional<FaceView> view =
+        face_view({split_x_, split_y_, Layout{values.skybox_type}}, of_frame ? frame_grid_ : Grid(film), sample.film);
+    if (!view) return LWCAMEVAL_NONE;
+    const FaceRows rows = rows_of(*view->face, [&](std::size_t i) { return framework::to_vector(record->toWorld[i]); });
+    return evaluate_perspective(view->on_face, rows, ray, *record);
   }
 
   /// The ray of a position on one face.

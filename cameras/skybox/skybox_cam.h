@@ -17,12 +17,17 @@ namespace SkyboxCam {
 
 enum class Layout : std::uint32_t { cross = 0, alternate = 1 };
 
-/// What a ray depends on, besides the film position: the grid's offset from the film centre in metres, the layout, and the
-/// camera's position and matrix rows as the host's frame record has them.
-struct Box {
+/// How the box is unfolded on the film: the grid's offset from the film centre in metres, and the layout.
+struct Unfolding {
   double split_x = 0.0;
   double split_y = 0.0;
   Layout layout = Layout::cross;
+};
+
+/// What a ray depends on, besides the film position: the unfolding, and the camera's position and matrix rows as the host's
+/// frame record has them.
+struct Box {
+  Unfolding unfolding;
   framework::Vector position;
   std::array<framework::Vector, 3> rows;
 };
@@ -44,6 +49,13 @@ inline constexpr Face upper_face{{0, 2, 1}, {1.0, 1.0, -1.0}};
 /// Mirrored in x, to join the back face below it.
 inline constexpr Face upper_face_over_back{{0, 2, 1}, {-1.0, 1.0, 1.0}};
 inline constexpr Face lower_face{{0, 2, 1}, {1.0, -1.0, 1.0}};
+
+/// The rows of one face. `camera_row` returns a row of the camera's matrix by its index.
+template <class CameraRow>
+FaceRows rows_of(const Face& face, CameraRow camera_row) {
+  const auto signed_row = [&](std::size_t i) { return camera_row(face.rows[i]) * face.signs[i]; };
+  return {signed_row(0), signed_row(1), signed_row(2)};
+}
 
 /// The faces by row, from the lowest film y, and column, from the lowest film x; null where there is none.
 using FaceGrid = std::array<std::array<const Face*, 4>, 3>;
@@ -92,37 +104,36 @@ inline framework::Ray perspective_ray(framework::Vector position, const FaceRows
   return {position, direction, direction};
 }
 
-/// What a film position shows: a position on a face's own film, metres from the face's centre, and that face's rows.
+/// What a film position shows: a position on a face's own film, metres from the face's centre.
 struct FaceView {
   framework::FilmPoint on_face;
-  FaceRows rows;
+  const Face* face;
 };
 
 /// None where the grid has no face. `grid` is the film's. Threads: any.
-inline std::optional<FaceView> face_view(const Box& box, const Grid& grid, framework::FilmPoint at) {
+inline std::optional<FaceView> face_view(const Unfolding& unfolding, const Grid& grid, framework::FilmPoint at) {
   using namespace framework;
   // A position on a boundary belongs to the lower cell.
   const double quarter = 0.25 * grid.width;
   const double sixth = grid.sixth_of_height;
-  const std::size_t column = at.x <= box.split_x - quarter   ? 0
-                             : at.x <= box.split_x           ? 1
-                             : at.x <= box.split_x + quarter ? 2
-                                                             : 3;
-  const std::size_t row = at.y <= box.split_y - sixth ? 0 : at.y <= box.split_y + sixth ? 1 : 2;
-  const Face* face = faces_of(box.layout)[row][column];
+  const std::size_t column = at.x <= unfolding.split_x - quarter   ? 0
+                             : at.x <= unfolding.split_x           ? 1
+                             : at.x <= unfolding.split_x + quarter ? 2
+                                                                   : 3;
+  const std::size_t row = at.y <= unfolding.split_y - sixth ? 0 : at.y <= unfolding.split_y + sixth ? 1 : 2;
+  const Face* face = faces_of(unfolding.layout)[row][column];
   if (face == nullptr) return std::nullopt;
   constexpr std::array column_shares{0.375, 0.125, -0.125, -0.375};
   constexpr std::array row_shares{1.0, 0.0, -1.0};
-  const auto signed_row = [&](std::size_t i) { return box.rows[face->rows[i]] * face->signs[i]; };
-  return FaceView{{at.x + column_shares[column] * grid.width, at.y + row_shares[row] * grid.third_of_height},
-                  {signed_row(0), signed_row(1), signed_row(2)}};
+  return FaceView{{at.x + column_shares[column] * grid.width, at.y + row_shares[row] * grid.third_of_height}, face};
 }
 
 /// The ray of a film position, from the camera's position. None where the grid has no face. Threads: any.
 inline std::optional<framework::Ray> map(const Box& box, framework::Film film, framework::FilmPoint at) {
-  const std::optional<FaceView> view = face_view(box, Grid(film), at);
+  const std::optional<FaceView> view = face_view(box.unfolding, Grid(film), at);
   if (!view) return std::nullopt;
-  return perspective_ray(box.position, view->rows, film.height, view->on_face);
+  const FaceRows rows = rows_of(*view->face, [&](std::size_t i) { return box.rows[i]; });
+  return perspective_ray(box.position, rows, film.height, view->on_face);
 }
 
 ActivateFunc CameraHandler, CameraInterface, CameraGizmo;

@@ -604,7 +604,7 @@ TEST(SkyboxMapping, AgreesWithTheTableWithoutAHost) {
   const Rows rows{Vec3{0.8, 0.0, -0.6}, Vec3{0.0, 1.0, 0.0}, Vec3{0.6, 0.0, 0.8}};
   for (const unsigned type : {0U, 1U, 2U}) {
     const SkyboxCam::Box box{
-        film.split_x, film.split_y, SkyboxCam::Layout{type}, {7.0, 8.0, 9.0}, {{{0.8, 0, -0.6}, {0, 1, 0}, {0.6, 0, 0.8}}}};
+        {film.split_x, film.split_y, SkyboxCam::Layout{type}}, {7.0, 8.0, 9.0}, {{{0.8, 0, -0.6}, {0, 1, 0}, {0.6, 0, 0.8}}}};
     for (int i = -30; i <= 30; ++i) {
       for (int j = -30; j <= 30; ++j) {
         const double x = i / 55.0 * film.width;

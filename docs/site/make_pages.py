@@ -34,7 +34,7 @@ PAGE_SETTINGS = (
 )
 LENSES = ("", "none", "thin")
 FILM_PARTS = ("", "half", "tile", "picture")
-DEVELOPER_PAGES = ("link-file", "euler-angles", "validate", "security")
+DEVELOPER_PAGES = ("link-file", "euler-angles", "validate", "performance", "security")
 MATHML = "http://www.w3.org/1998/Math/MathML"
 INCLUDED_FILES = ("interop/camera_link.h", "interop/euler.h", "examples/read_camera_link.c", "examples/read_camera_link.py")
 
@@ -47,6 +47,11 @@ MARKDOWN_TEMPLATES = jinja2.Environment(
 
 class PageError(Exception):
     """A sentence that says what has to be changed."""
+
+
+def measured_page(output):
+    """What `make bench` makes, beside the gallery."""
+    return output.parent / "bench/index.html"
 
 
 # --- Pages as they are written.
@@ -445,6 +450,7 @@ def make_pages(module, tool, output, pages_folder):
     ]
     shared = {
         "servers": servers,
+        "is_measured": measured_page(output).exists(),
         "pages": pages,
         "developer_pages": developer,
         "pinholes": pinholes,
@@ -509,14 +515,15 @@ def main():
     stamp = arguments.output / "reference" / ".made"
     inputs = [arguments.module, arguments.tool, arguments.output / "pictures", *SITE.glob("*"), *arguments.pages.rglob("*"), arguments.pages]
     inputs += [*(ROOT / "docs").glob("*.md"), *(ROOT / "samples").glob("*.*"), *(ROOT / file for file in INCLUDED_FILES)]
-    if is_made(stamp, repr(arguments), inputs):
+    made_of = f"{arguments} {measured_page(arguments.output).exists()}"
+    if is_made(stamp, made_of, inputs):
         print(f"The pages in {arguments.output} are up to date")
         return
     try:
         count = make_pages(arguments.module, arguments.tool, arguments.output, arguments.pages)
     except PageError as error:
         sys.exit(f"make_pages.py: {error}")
-    stamp.write_text(repr(arguments), encoding="utf-8")
+    stamp.write_text(made_of, encoding="utf-8")
     print(f"{count} pages are in {arguments.output}")
 
 
