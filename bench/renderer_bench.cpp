@@ -18,6 +18,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <span>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -140,7 +141,8 @@ void add_tile(const tool::FrameJob& job, int left, int top, bool keep, FrameRays
     if (answer.result == 0) continue;
     const auto view = tool::view_ray(job.scene, answer, 0.0);
     if (!view) continue;
-    RTCRayHit met = tool::RenderScene::ray_from(view->position, view->direction, 0.0);
+    RTCRayHit met;
+    tool::RenderScene::set_ray(met, view->position, view->direction, 0.0);
     ++rays.all;
     if (keep) {
       rays.of_camera.add([&](RTCRayHit8& packet, std::size_t lane) {
@@ -150,12 +152,13 @@ void add_tile(const tool::FrameJob& job, int left, int top, bool keep, FrameRays
       });
     }
     job.scene.trace({&met, 1});
-    const auto hit = job.scene.hit(met, view->position, view->direction);
-    if (!hit) continue;
+    tool::Hit hit;
+    if (!job.scene.find_hit(met, view->position, view->direction, hit)) continue;
     for (const tool::Light& light : job.scene.lighting().lights) {
-      const tool::Illumination arriving = light.at(hit->position);
-      if (!(dot(hit->shading_normal, arriving.towards) > 0.0 && arriving.strength > 0.0 && light.casts_shadows)) continue;
-      const RTCRay ray = tool::RenderScene::ray_from_surface(hit->position, arriving.towards, arriving.distance, 0.0);
+      const tool::Illumination arriving = light.at(hit.position);
+      if (!(dot(hit.shading_normal, arriving.towards) > 0.0 && arriving.strength > 0.0 && light.casts_shadows)) continue;
+      RTCRay ray;
+      tool::RenderScene::set_ray_from_surface(ray, hit.position, arriving.towards, arriving.distance, 0.0);
       ++rays.all;
       if (keep) rays.of_shadows.add([&](RTCRay8& packet, std::size_t lane) { set_lane(packet, lane, ray); });
     }
@@ -242,7 +245,8 @@ std::vector<Renderer> open_renderers(const SceneToRender& scene, const std::vect
 std::vector<Result> compare(const SceneToRender& to_render, const std::vector<std::filesystem::path>& modules,
                             const std::filesystem::path& folder) {
   const standin::Scene scene = standin::read_scene_file(to_render.file);
-  tool::RenderScene render_scene(scene, std::cerr);
+  std::ostringstream notes;
+  tool::RenderScene render_scene(scene, notes);
   std::vector<Renderer> renderers = open_renderers(to_render, modules, scene.first_frame);
   render_scene.set_frame(renderers.front().setup.start_seconds, 0.0);
   const FrameRays rays = rays_of(renderers.front().job(render_scene));

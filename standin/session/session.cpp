@@ -119,8 +119,11 @@ class LocalSession : public Session {
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
     if (queries.size() != answers.size()) throw std::runtime_error("A session needs space for one answer per query");
-    for (std::size_t i = 0; i < queries.size(); ++i)
-      answers[i] = camera_ ? camera_->evaluate(queries[i]) : plain_.evaluate(queries[i]);
+    if (camera_) {
+      camera_->evaluate(queries, answers);
+      return;
+    }
+    for (std::size_t i = 0; i < queries.size(); ++i) answers[i] = plain_.evaluate(queries[i]);
   }
 
   std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
