@@ -1,8 +1,8 @@
 #include "standin/host/hosted_camera.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 
@@ -18,26 +18,22 @@ void write_vector(LWDVector out, Vec3 value) {
   out[2] = value.z;
 }
 
-/// What every number of a ray is when the host hands it over: what the module writes shows.
-constexpr std::uint64_t untouched_word = 0xA5A5'A5A5'A5A5'A5A5;
-static_assert(sizeof(LWCameraRay) % sizeof untouched_word == 0);
+/// What every byte of a ray is when the host hands it over: what the module writes shows.
+constexpr int untouched_byte = 0xA5;
+constexpr auto untouched = [] {
+  std::array<std::byte, sizeof(LWCameraRay)> bytes{};
+  bytes.fill(std::byte{untouched_byte});
+  return bytes;
+}();
 
 void wipe(LWCameraRay& ray, std::size_t size_bytes = sizeof(LWCameraRay)) {
-  std::memset(static_cast<void*>(&ray), 0xA5, size_bytes);
+  std::memset(static_cast<void*>(&ray), untouched_byte, size_bytes);
 }
 
 /// Whether nothing was written from that byte on.
-template <std::size_t offset>
-bool untouched_behind(const LWCameraRay& ray) {
-  static_assert(offset % sizeof untouched_word == 0);
+bool untouched_behind(const LWCameraRay& ray, std::size_t offset) {
   const auto* bytes = reinterpret_cast<const std::byte*>(&ray);
-  std::uint64_t written = 0;
-  for (std::size_t at = offset; at < sizeof ray; at += sizeof untouched_word) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes + at, sizeof word);
-    written |= word ^ untouched_word;
-  }
-  return written == 0;
+  return std::memcmp(bytes + offset, untouched.data() + offset, sizeof ray - offset) == 0;
 }
 
 /// What a ray consists of whose flags promise no more.
@@ -236,14 +232,14 @@ void HostedCamera::evaluate(std::span<const RayQuery> queries, std::span<RayAnsw
     answer.result = handler_->evaluate(instance_, query.film_x, query.film_y, query.lens_x, query.lens_y, query.fractional_time,
                                        static_cast<LWCameraEye>(query.eye), &*ray, &*access_);
     const bool writes_deltas = (answer.result & LWCAMEVAL_RAY_DELTAS) != 0;
-    const bool writes_more = !untouched_behind<three_vectors>(*ray);
+    const bool writes_more = !untouched_behind(*ray, three_vectors);
     if (answer.result != LWCAMEVAL_NONE) {
       answer.position = {ray->rayPos[0], ray->rayPos[1], ray->rayPos[2]};
       answer.direction = {ray->rayDir[0], ray->rayDir[1], ray->rayDir[2]};
       answer.film_normal = {ray->filmNorm[0], ray->filmNorm[1], ray->filmNorm[2]};
     } else {
       answer = {};
-      expect_intact(untouched_behind<0>(*ray), "evaluate", "what it may write without giving a ray");
+      expect_intact(untouched_behind(*ray, 0), "evaluate", "what it may write without giving a ray");
     }
     if (writes_more || !ray.intact()) {
       expect_intact(ray.intact(), "evaluate", "the ray record");
