@@ -1,10 +1,14 @@
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "standin/remote/ray_service.h"
 #include "standin/validate/context.h"
 #include "tests/support/tool_fixture.h"
 
@@ -144,7 +148,8 @@ TEST(Validate, RenderingWarnsOfAModuleThatBreaksARule) {
                                                         " --camera Panorama --size 32x8 --samples 1 --module " +
                                                         quoted(broken_module()) + " -o " + quoted(picture) + " " + more));
   };
-  for (const std::string fault : {"write past the ray", "unknown service asked for", "parameter set up twice"}) {
+  for (const std::string fault : {"write past the ray", "unknown service asked for", "parameter set up twice",
+                                  "stale handle used in clean-up", "unknown service asked for at the end"}) {
     const Outcome warned = render(fault, "");
     EXPECT_EQ(warned.exit_code, 0) << warned.output;
     EXPECT_NE(warned.output.find("warning: the module broke a rule of its host"), std::string::npos) << warned.output;
@@ -153,6 +158,39 @@ TEST(Validate, RenderingWarnsOfAModuleThatBreaksARule) {
   const Outcome sound = render("", "--strict");
   EXPECT_EQ(sound.exit_code, 0) << sound.output;
   EXPECT_EQ(sound.output.find("warning"), std::string::npos) << sound.output;
+}
+
+/// A ray service plays the same module's host in another process.
+TEST(Validate, WhatIsBrokenAfterTheLastFrameBeganArrivesFromARayService) {
+  setenv("OVICAM_REAL_MODULE", module_file().c_str(), 1);
+  const auto told = [](const std::string& fault) {
+    setenv("OVICAM_FAULT", fault.c_str(), 1);
+    standin::SessionOptions options;
+    options.scene_file = test_support::source_folder() / "samples/plaza.lws";
+    options.module_file = broken_module();
+    options.camera_name = "Panorama";
+    const auto session = standin::open_remote_session(options);
+    session->begin_frame(0);
+    EXPECT_TRUE(session->take_warnings().empty()) << fault;
+    const std::array<standin::RayQuery, 4> queries{};
+    std::array<standin::RayAnswer, 4> answers{};
+    session->evaluate(queries, answers);
+    session->end();
+    const std::vector<std::string> warnings = session->take_warnings();
+    EXPECT_TRUE(session->take_warnings().empty()) << "each is told once";
+    return warnings;
+  };
+  EXPECT_TRUE(told("").empty());
+  for (const auto& [fault, call] : std::map<std::string, std::string>{{"write past the ray", "evaluate"},
+                                                                      {"stale handle used in clean-up", "getVal"},
+                                                                      {"unknown service asked for at the end", "GlobalFunc"}}) {
+    const std::vector<std::string> warnings = told(fault);
+    ASSERT_EQ(warnings.size(), 1U) << fault;
+    EXPECT_NE(warnings.front().find("broke a rule of its host"), std::string::npos) << warnings.front();
+    EXPECT_NE(warnings.front().find(call), std::string::npos) << warnings.front();
+  }
+  unsetenv("OVICAM_FAULT");
+  unsetenv("OVICAM_REAL_MODULE");
 }
 
 TEST(Validate, ACrashAtStartUpIsAFailedTest) {

@@ -76,6 +76,12 @@ class LocalSession : public Session {
     if (camera_) camera_->clean_up();
   }
 
+  void end() override {
+    if (camera_) camera_->clean_up();
+    camera_.reset();
+    module_.reset();
+  }
+
   std::vector<std::string> take_warnings() override {
     const std::vector<Message> messages = host_.messages();
     for (; told_messages_ < messages.size(); ++told_messages_) {
