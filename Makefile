@@ -68,7 +68,7 @@ bench: module
 	build/native/baking_bench build/native/OviCam.so
 	cmake/run-wine.sh build/windows/camera_bench.exe build/windows/OviCam.p
 	cmake/run-wine.sh build/windows/baking_bench.exe build/windows/OviCam.p
-	build/native/renderer_bench samples/plaza.lws Panorama build/native/OviCam.so build/windows/OviCam.p
+	build/native/renderer_bench samples/plaza.lws build/native/OviCam.so build/windows/OviCam.p
 
 FUZZ_SECONDS ?= 600
 

@@ -99,15 +99,18 @@ void render_tile(const FrameJob& job, standin::Eye eye, const Tile& tile, Worksp
     work.answers.resize(work.queries.size());
     job.session.evaluate(work.queries, work.answers);
     work.counts.asked += work.queries.size();
-    for (std::size_t i = 0; i < work.answers.size(); ++i) {
-      if (work.answers[i].result == 0) continue;
-      if (!set_view_ray(job.scene, work.answers[i], work.queries[i].fractional_time, work.rays.emplace_back())) {
-        work.rays.pop_back();
-        ++work.counts.broken;
-        continue;
+    std::size_t i = 0;
+    for (std::size_t pixel = 0; pixel < work.sums.size(); ++pixel) {
+      for (std::uint32_t sample = first; sample < end; ++sample, ++i) {
+        if (work.answers[i].result == 0) continue;
+        if (!set_view_ray(job.scene, work.answers[i], work.queries[i].fractional_time, work.rays.emplace_back())) {
+          work.rays.pop_back();
+          ++work.counts.broken;
+          continue;
+        }
+        work.pixels.push_back(pixel);
+        if (work.rays.size() == rays_at_once) trace_gathered(job.scene, work);
       }
-      work.pixels.push_back(i / (end - first));
-      if (work.rays.size() == rays_at_once) trace_gathered(job.scene, work);
     }
     trace_gathered(job.scene, work);
   }

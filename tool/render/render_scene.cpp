@@ -252,23 +252,27 @@ bool RenderScene::find_hit(const RTCRayHit& met, const Vec3& position, const Vec
   if (met.hit.geomID == RTC_INVALID_GEOMETRY_ID) return false;
 
   const Placed& placed = placed_[met.hit.instID[0]];
-  std::optional<Place> moved;
-  const Place& place = placed.moves ? moved.emplace(place_at(met.hit.instID[0], met.ray.time)) : placed.place;
-  Vec3 normal = place.right_cofactor * met.hit.Ng_x + place.up_cofactor * met.hit.Ng_y + place.forward_cofactor * met.hit.Ng_z;
-  const double size = length(normal);
-  normal = size > 0.0 ? normal * (1.0 / size) : direction * -1.0;
-  const bool from_behind = dot(normal, direction) > 0.0;
-  if (from_behind) normal = normal * -1.0;
-
   const Mesh& mesh = *placed.mesh;
-  hit.normal = normal;
-  hit.shading_normal = normal;
-  if (!mesh.normals_of_triangle.empty()) {
+  const auto find_normals = [&](const Place& place) {
+    Vec3 normal =
+        place.right_cofactor * met.hit.Ng_x + place.up_cofactor * met.hit.Ng_y + place.forward_cofactor * met.hit.Ng_z;
+    const double size = length(normal);
+    normal = size > 0.0 ? normal * (1.0 / size) : direction * -1.0;
+    const bool from_behind = dot(normal, direction) > 0.0;
+    if (from_behind) normal = normal * -1.0;
+    hit.normal = normal;
+    hit.shading_normal = normal;
+    if (mesh.normals_of_triangle.empty()) return;
     const Vec3 bent = smooth_normal(mesh.normals_of_triangle[met.hit.primID], met.hit.u, met.hit.v);
     const Vec3 turned = place.right_cofactor * bent.x + place.up_cofactor * bent.y + place.forward_cofactor * bent.z;
     const double bent_size = length(turned);
     if (bent_size > 0.0) hit.shading_normal = turned * ((from_behind ? -1.0 : 1.0) / bent_size);
-  }
+  };
+  if (placed.moves)
+    find_normals(place_at(met.hit.instID[0], met.ray.time));
+  else
+    find_normals(placed.place);
+
   const std::uint32_t surface = mesh.surface_of_triangle[met.hit.primID];
   static const standin::Surface plain;
   hit.position = position + direction * met.ray.tfar;
