@@ -51,7 +51,7 @@ Vec3 surface_color(const RenderScene& scene, const Hit& hit) {
   return untouched * (std::fmod(std::abs(squares), 2.0) < 0.5 ? 1.0 : 0.45);
 }
 
-double largest(Vec3 v) { return std::max({std::abs(v.x), std::abs(v.y), std::abs(v.z)}); }
+double largest(const Vec3& v) { return std::max(std::max(std::abs(v.x), std::abs(v.y)), std::abs(v.z)); }
 
 bool finite(Vec3 v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
 
