@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -114,6 +115,8 @@ TEST_F(PipedRays, WithoutSharedMemoryTheyFollowTheMessages) {
     const auto session = open_session(options_);
     session->begin_frame(0);
     session->evaluate(queries(), here);
+    session->end();
+    EXPECT_THROW(session->begin_frame(1), std::runtime_error);
   }
   std::ofstream(folder_ / "short") << "too short";
   for (const fs::path& offered : {fs::path(), folder_ / "missing", folder_ / "short"}) {

@@ -5,6 +5,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -178,6 +179,7 @@ TEST(Validate, WhatIsBrokenAfterTheLastFrameBeganArrivesFromARayService) {
     session->end();
     const std::vector<std::string> warnings = session->take_warnings();
     EXPECT_TRUE(session->take_warnings().empty()) << "each is told once";
+    EXPECT_THROW(session->begin_frame(0), std::runtime_error);
     return warnings;
   };
   EXPECT_TRUE(told("").empty());

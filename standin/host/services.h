@@ -65,7 +65,7 @@ void stale_handle(const char* call, const void* handle);
 
 /// The value behind a handle, or null after recording the violation.
 template <class Table, class Handle>
-auto require(Table Host::*service, Handle handle, const char* call) {
+[[gnu::always_inline]] inline auto require(Table Host::*service, Handle handle, const char* call) {
   Host* host = Host::current();
   auto* value = host != nullptr ? (host->*service).table.find(handle) : nullptr;
   if (value == nullptr) [[unlikely]]

@@ -80,6 +80,7 @@ class LocalSession : public Session {
     if (camera_) camera_->clean_up();
     camera_.reset();
     module_.reset();
+    ended_ = true;
   }
 
   std::vector<std::string> take_warnings() override {
@@ -100,6 +101,7 @@ class LocalSession : public Session {
   std::vector<std::string> take_notes() override { return std::exchange(notes_, {}); }
 
   FrameSetup begin_frame(int frame) override {
+    if (ended_) throw std::runtime_error("The session has ended; open another one");
     const CameraSettings& settings = *item().camera;
     FrameOptions options = options_;
     options.motion_blur = options.motion_blur || settings.motion_blur != 0;
@@ -213,6 +215,7 @@ class LocalSession : public Session {
   PlainCamera plain_;
   std::unique_ptr<Module> module_;
   std::unique_ptr<HostedCamera> camera_;
+  bool ended_ = false;
   std::vector<std::string> warnings_;
   std::vector<std::string> notes_;
   std::size_t told_messages_ = 0;
