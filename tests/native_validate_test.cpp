@@ -1,10 +1,15 @@
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "standin/remote/ray_service.h"
 #include "standin/validate/context.h"
 #include "tests/support/tool_fixture.h"
 
@@ -154,10 +159,12 @@ TEST(Validate, RenderingWarnsOfAModuleThatBreaksARule) {
   struct Case {
     std::string fault, scene_and_camera, warning;
   };
-  for (const Case& broken : {Case{"write past the ray", panorama, rule}, Case{"unknown service asked for", panorama, rule},
-                             Case{"parameter set up twice", panorama, rule}, Case{"evaluator used before newFrame", dual, rule},
-                             Case{"evaluator used before init", dual, rule}, Case{"state left unread", dual, damage},
-                             Case{"state read past its end", dual, damage}}) {
+  for (const Case& broken :
+       {Case{"write past the ray", panorama, rule}, Case{"unknown service asked for", panorama, rule},
+        Case{"parameter set up twice", panorama, rule}, Case{"stale handle used in clean-up", panorama, rule},
+        Case{"unknown service asked for at the end", panorama, rule}, Case{"evaluator used before newFrame", dual, rule},
+        Case{"evaluator used before init", dual, rule}, Case{"state left unread", dual, damage},
+        Case{"state read past its end", dual, damage}}) {
     const Outcome warned = render(broken.fault, broken.scene_and_camera, "");
     EXPECT_EQ(warned.exit_code, 0) << warned.output;
     EXPECT_NE(warned.output.find(broken.warning), std::string::npos) << broken.fault << ": " << warned.output;
@@ -170,6 +177,40 @@ TEST(Validate, RenderingWarnsOfAModuleThatBreaksARule) {
     EXPECT_EQ(sound.output.find("damaged"), std::string::npos) << sound.output;
   }
   EXPECT_EQ(render("", panorama, "--strict").exit_code, 0);
+}
+
+/// A ray service plays the same module's host in another process.
+TEST(Validate, WhatIsBrokenAfterTheLastFrameBeganArrivesFromARayService) {
+  setenv("OVICAM_REAL_MODULE", module_file().c_str(), 1);
+  const auto told = [](const std::string& fault) {
+    setenv("OVICAM_FAULT", fault.c_str(), 1);
+    standin::SessionOptions options;
+    options.scene_file = test_support::source_folder() / "samples/plaza.lws";
+    options.module_file = broken_module();
+    options.camera_name = "Panorama";
+    const auto session = standin::open_remote_session(options);
+    session->begin_frame(0);
+    EXPECT_TRUE(session->take_warnings().empty()) << fault;
+    const std::array<standin::RayQuery, 4> queries{};
+    std::array<standin::RayAnswer, 4> answers{};
+    session->evaluate(queries, answers);
+    session->end();
+    const std::vector<std::string> warnings = session->take_warnings();
+    EXPECT_TRUE(session->take_warnings().empty()) << "each is told once";
+    EXPECT_THROW(session->begin_frame(0), std::runtime_error);
+    return warnings;
+  };
+  EXPECT_TRUE(told("").empty());
+  for (const auto& [fault, call] : std::map<std::string, std::string>{{"write past the ray", "evaluate"},
+                                                                      {"stale handle used in clean-up", "getVal"},
+                                                                      {"unknown service asked for at the end", "GlobalFunc"}}) {
+    const std::vector<std::string> warnings = told(fault);
+    ASSERT_EQ(warnings.size(), 1U) << fault;
+    EXPECT_NE(warnings.front().find("broke a rule of its host"), std::string::npos) << warnings.front();
+    EXPECT_NE(warnings.front().find(call), std::string::npos) << warnings.front();
+  }
+  unsetenv("OVICAM_FAULT");
+  unsetenv("OVICAM_REAL_MODULE");
 }
 
 TEST(Validate, ACrashAtStartUpIsAFailedTest) {

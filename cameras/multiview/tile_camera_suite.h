@@ -641,7 +641,7 @@ TEST_P(TileCameraTest, CamerasThatShowOneAnotherAreSurvived) {
   LWDMatrix4 projection{};
   camera->preview(projection);
   camera->clean_up();
-  EXPECT_LE(living_evaluators(), standin::EvaluatorService::max_alive);
+  EXPECT_LE(living_evaluators(), stage.host.evaluators.most_alive);
   camera.reset();
   EXPECT_EQ(living_evaluators(), 0U);
 }

@@ -244,7 +244,7 @@ TEST_P(SelectedCameraTest, CamerasThatShowOneAnotherAreSurvived) {
   camera->project({0.0, 0.0, 5.0});
   LWDMatrix4 matrix{};
   camera->preview(matrix);
-  EXPECT_LE(living_evaluators(), standin::EvaluatorService::max_alive);
+  EXPECT_LE(living_evaluators(), stage.host.evaluators.most_alive);
   camera.reset();
   EXPECT_EQ(living_evaluators(), 0U);
 }

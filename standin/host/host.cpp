@@ -53,6 +53,10 @@ std::string handle_text(const void* handle) {
   return "0x" + std::string(text.data(), std::to_chars(text.data(), text.data() + text.size(), number, 16).ptr);
 }
 
+void stale_handle(const char* call, const void* handle) {
+  violation(call, "the handle " + handle_text(handle) + " is stale or was never given out");
+}
+
 const Item* require_item(LWItemID id, const char* call) {
   const Host* host = Host::current();
   const Item* item = host != nullptr ? host->find(id) : nullptr;

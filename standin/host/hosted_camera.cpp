@@ -1,5 +1,8 @@
 #include "standin/host/hosted_camera.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstring>
 #include <stdexcept>
 
@@ -15,22 +18,26 @@ void write_vector(LWDVector out, Vec3 value) {
   out[2] = value.z;
 }
 
-/// A ray as the host hands it over: what the module writes shows.
-const LWCameraRay& untouched_ray() {
-  static const LWCameraRay ray = [] {
-    LWCameraRay record;
-    std::memset(static_cast<void*>(&record), 0xA5, sizeof record);
-    return record;
-  }();
-  return ray;
+/// What every byte of a ray is when the host hands it over: what the module writes shows.
+constexpr int untouched_byte = 0xA5;
+constexpr auto untouched = [] {
+  std::array<std::byte, sizeof(LWCameraRay)> bytes{};
+  bytes.fill(std::byte{untouched_byte});
+  return bytes;
+}();
+
+void wipe(LWCameraRay& ray, std::size_t size_bytes = sizeof(LWCameraRay)) {
+  std::memset(static_cast<void*>(&ray), untouched_byte, size_bytes);
 }
 
 /// Whether nothing was written from that byte on.
 bool untouched_behind(const LWCameraRay& ray, std::size_t offset) {
   const auto* bytes = reinterpret_cast<const std::byte*>(&ray);
-  const auto* before = reinterpret_cast<const std::byte*>(&untouched_ray());
-  return std::memcmp(bytes + offset, before + offset, sizeof ray - offset) == 0;
+  return std::memcmp(bytes + offset, untouched.data() + offset, sizeof ray - offset) == 0;
 }
+
+/// What a ray consists of whose flags promise no more.
+constexpr std::size_t three_vectors = offsetof(LWCameraRay, filter);
 
 const Item& named_camera(Host& host, const std::string& name) {
   host.camera(name);
@@ -248,24 +255,43 @@ void HostedCamera::begin_frame(int frame, const FrameOptions& options) {
 }
 
 RayAnswer HostedCamera::evaluate(const RayQuery& query) const {
-  if (handler_->evaluate == nullptr) return {};
-  const RunningScope scope(*this);
-  Guarded<LWCameraRay> ray(untouched_ray());
   RayAnswer answer;
-  answer.result = handler_->evaluate(instance_, query.film_x, query.film_y, query.lens_x, query.lens_y, query.fractional_time,
-                                     static_cast<LWCameraEye>(query.eye), &*ray, &*access_);
-  expect_intact(ray.intact(), "evaluate", "the ray record");
-  const bool writes_deltas = (answer.result & LWCAMEVAL_RAY_DELTAS) != 0;
-  expect_intact(writes_deltas || untouched_behind(*ray, offsetof(LWCameraRay, filter)), "evaluate",
-                "the ray's first three vectors");
-  expect_intact(answer.result != LWCAMEVAL_NONE || untouched_behind(*ray, 0), "evaluate",
-                "what it may write without giving a ray");
-  if (answer.result != LWCAMEVAL_NONE) {
-    answer.position = {ray->rayPos[0], ray->rayPos[1], ray->rayPos[2]};
-    answer.direction = {ray->rayDir[0], ray->rayDir[1], ray->rayDir[2]};
-    answer.film_normal = {ray->filmNorm[0], ray->filmNorm[1], ray->filmNorm[2]};
-  }
+  evaluate({&query, 1}, {&answer, 1});
   return answer;
+}
+
+void HostedCamera::evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) const {
+  if (handler_->evaluate == nullptr) {
+    std::ranges::fill(answers, RayAnswer{});
+    return;
+  }
+  const RunningScope scope(*this);
+  Guarded<LWCameraRay> ray;
+  wipe(*ray);
+  for (std::size_t i = 0; i < queries.size(); ++i) {
+    const RayQuery& query = queries[i];
+    RayAnswer& answer = answers[i];
+    answer.result = handler_->evaluate(instance_, query.film_x, query.film_y, query.lens_x, query.lens_y, query.fractional_time,
+                                       static_cast<LWCameraEye>(query.eye), &*ray, &*access_);
+    const bool writes_deltas = (answer.result & LWCAMEVAL_RAY_DELTAS) != 0;
+    const bool writes_more = !untouched_behind(*ray, three_vectors);
+    if (answer.result != LWCAMEVAL_NONE) {
+      answer.position = {ray->rayPos[0], ray->rayPos[1], ray->rayPos[2]};
+      answer.direction = {ray->rayDir[0], ray->rayDir[1], ray->rayDir[2]};
+      answer.film_normal = {ray->filmNorm[0], ray->filmNorm[1], ray->filmNorm[2]};
+    } else {
+      answer = {};
+      expect_intact(untouched_behind(*ray, 0), "evaluate", "what it may write without giving a ray");
+    }
+    if (writes_more || !ray.intact()) {
+      expect_intact(ray.intact(), "evaluate", "the ray record");
+      expect_intact(writes_deltas || !writes_more, "evaluate", "the ray's first three vectors");
+      ray = {};
+      wipe(*ray);
+    } else {
+      wipe(*ray, three_vectors);
+    }
+  }
 }
 
 std::optional<std::pair<double, double>> HostedCamera::project(Vec3 world, double fractional_time, Eye eye, double lens_x,

@@ -65,13 +65,16 @@ LWError save(LWVParmID id, const LWSaveState* record) {
   return nullptr;
 }
 
+/// Apart from what every ray passes: texts need a large frame.
+[[gnu::noinline]] void note_no_result() { violation("LWVParmFuncs getVal", "there is no room for the result"); }
+
 double get_value(LWVParmID id, LWTime time, void* /*micropolygon*/, double* result) {
   const VariantParameter* parameter = require(&Host::parameters, id, "LWVParmFuncs getVal");
   const double value = parameter != nullptr ? parameter->envelope.at(time) : 0.0;
   if (result != nullptr)
     std::fill_n(result, 3, value);
   else
-    violation("LWVParmFuncs getVal", "there is no room for the result");
+    note_no_result();
   return value;
 }
 

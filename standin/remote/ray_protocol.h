@@ -23,7 +23,7 @@
 namespace standin::ray_protocol {
 
 /// To be raised with every change of a message, so that programs of different builds refuse each other with a sentence.
-constexpr std::uint32_t version = 0x4F560008;
+constexpr std::uint32_t version = 0x4F560009;
 /// Rays per request: enough to share the cost of the pipe, and few enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 /// A longer message than this is refused before memory is allocated for it.
@@ -31,7 +31,7 @@ constexpr std::uint32_t most_bytes = 64U << 20;
 /// A panel's drawing is smaller than a screen.
 constexpr int longest_picture_side = 4096;
 
-enum class Kind : std::uint8_t { open = 1, begin_frame, evaluate, project, done, failed, describe };
+enum class Kind : std::uint8_t { open = 1, begin_frame, evaluate, project, done, failed, describe, end };
 
 // --- The messages.
 
@@ -51,6 +51,8 @@ struct OpenSession {
   };
   VersionWord version_word;
   SessionOptions options;
+  /// Of SharedRays, for `most_rays`; empty for none.
+  std::filesystem::path shared_rays;
 };
 
 struct BeginFrame {
@@ -59,12 +61,15 @@ struct BeginFrame {
     static constexpr Kind kind = Kind::done;
     FrameSetup setup;
     std::vector<std::string> warnings;
+    /// Whether the service sees the memory that it was offered: then no ray of this frame passes through the pipe.
+    bool shares_rays = false;
   };
   std::int32_t frame = 0;
 };
 
-/// `count` queries follow the request, and as many answers follow the answer, as they lie in memory: rays are
-/// nearly all of the traffic, and packing them would take longer than the module takes to answer.
+/// `count` queries lie in the shared memory, and as many answers do when the answer comes. Without that memory they follow the
+/// request and the answer, as they lie in memory: rays are nearly all of the traffic, and packing them would take longer than
+/// the module takes to answer.
 struct EvaluateRays {
   static constexpr Kind kind = Kind::evaluate;
   struct Answer {
@@ -84,6 +89,16 @@ struct ProjectPoint {
   Vec3 world;
   double fractional_time = 0.0;
   Eye eye = Eye::centre;
+};
+
+/// The camera's rendering ends, and camera and module are no more. The last thing that is asked of a session.
+struct EndSession {
+  static constexpr Kind kind = Kind::end;
+  struct Answer {
+    static constexpr Kind kind = Kind::done;
+    /// What came to light since the last frame began.
+    std::vector<std::string> warnings;
+  };
 };
 
 struct DescribeModule {
@@ -112,7 +127,7 @@ void serialize(Archive& archive, VersionWord& word) {
 
 template <class Archive>
 void serialize(Archive& archive, OpenSession& request) {
-  archive(request.version_word, request.options);
+  archive(request.version_word, request.options, request.shared_rays);
 }
 
 template <class Archive>
@@ -127,7 +142,7 @@ void serialize(Archive& archive, BeginFrame& request) {
 
 template <class Archive>
 void serialize(Archive& archive, BeginFrame::Answer& answer) {
-  archive(answer.setup, answer.warnings);
+  archive(answer.setup, answer.warnings, answer.shares_rays);
 }
 
 template <class Archive>
@@ -143,6 +158,14 @@ void serialize(Archive& archive, ProjectPoint& request) {
 template <class Archive>
 void serialize(Archive& archive, ProjectPoint::Answer& answer) {
   archive(answer.film);
+}
+
+template <class Archive>
+void serialize(Archive& /*archive*/, EndSession& /*request*/) {}
+
+template <class Archive>
+void serialize(Archive& archive, EndSession::Answer& answer) {
+  archive(answer.warnings);
 }
 
 template <class Archive>

@@ -29,6 +29,7 @@
 #include "standin/remote/program_file.h"
 #include "standin/remote/ray_protocol.h"
 #include "standin/remote/ray_service.h"
+#include "standin/remote/shared_rays.h"
 
 namespace standin {
 namespace {
@@ -352,10 +353,33 @@ class ServiceConnection {
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) {
     const std::vector<char> request = packed(EvaluateRays{static_cast<std::uint32_t>(queries.size())});
     const std::lock_guard lock(mutex_);
+    if (shares_rays_) {
+      std::ranges::copy(queries, shared_->queries().begin());
+      send(request);
+      receive<EvaluateRays::Answer>();
+      std::ranges::copy(shared_->answers().first(answers.size()), answers.begin());
+      return;
+    }
     send(request);
     process_.write(queries.data(), queries.size_bytes());
     receive<EvaluateRays::Answer>();
     process_.read(answers.data(), answers.size_bytes());
+  }
+
+  /// Through memory where both ends can see it: the pipe copies every ray twice, and under Wine more often.
+  OpenSession::Answer open(OpenSession request) {
+    shared_ = SharedRays::create(most_rays);
+    if (shared_) request.shared_rays = path(shared_->file());
+    OpenSession::Answer answer = ask(request);
+    if (shared_) shared_->remove_file();
+    return answer;
+  }
+
+  BeginFrame::Answer begin_frame(int frame) {
+    BeginFrame::Answer answer = ask(BeginFrame{frame});
+    if (answer.shares_rays && !shared_) throw std::runtime_error(nonsense);
+    shares_rays_ = answer.shares_rays;
+    return answer;
   }
 
  private:
@@ -397,6 +421,9 @@ class ServiceConnection {
 
   bool under_wine_;
   std::mutex mutex_;
+  /// Null where there is no such memory.
+  std::unique_ptr<SharedRays> shared_;
+  bool shares_rays_ = false;
   Process process_;
 };
 
@@ -407,7 +434,7 @@ class RemoteSession : public Session {
     translated.scene_file = service_.path(options.scene_file);
     translated.module_file = service_.path(options.module_file);
     if (!options.content_folder.empty()) translated.content_folder = service_.path(options.content_folder);
-    OpenSession::Answer answer = service_.ask(OpenSession{{}, translated});
+    OpenSession::Answer answer = service_.open(OpenSession{{}, translated, {}});
     warnings_ = std::move(answer.warnings);
     notes_ = std::move(answer.notes);
   }
@@ -417,7 +444,7 @@ class RemoteSession : public Session {
   std::vector<std::string> take_notes() override { return std::exchange(notes_, {}); }
 
   FrameSetup begin_frame(int frame) override {
-    BeginFrame::Answer answer = service_.ask(BeginFrame{frame});
+    BeginFrame::Answer answer = service_.begin_frame(frame);
     const FrameSetup& setup = answer.setup;
     for (const double number : {setup.start_seconds, setup.duration_seconds, setup.film_width, setup.film_height})
       if (!std::isfinite(number)) throw std::runtime_error(nonsense);
@@ -435,6 +462,8 @@ class RemoteSession : public Session {
       answers = answers.subspan(count);
     }
   }
+
+  void end() override { std::ranges::move(service_.ask(EndSession{}).warnings, std::back_inserter(warnings_)); }
 
   std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
     return service_.ask(ProjectPoint{world, fractional_time, eye}).film;

@@ -13,7 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "standin/remote/evaluation_threads.h"
 #include "standin/remote/ray_protocol.h"
+#include "standin/remote/shared_rays.h"
 #include "standin/session/session.h"
 
 #ifdef _WIN32
@@ -78,6 +80,9 @@ class Service {
       case Kind::evaluate:
         evaluate(unpacked<EvaluateRays>(request).count);
         return packed(EvaluateRays::Answer{});
+      case Kind::end:
+        unpacked<EndSession>(request);
+        return packed(end());
       case Kind::project:
         return packed(project(unpacked<ProjectPoint>(request)));
       default:
@@ -90,7 +95,9 @@ class Service {
  private:
   OpenSession::Answer open(const OpenSession& request) {
     session_.reset();
+    shared_.reset();
     session_ = open_session(request.options);
+    if (!request.shared_rays.empty()) shared_ = SharedRays::open(request.shared_rays, most_rays);
     return {session_->take_warnings(), session_->take_notes()};
   }
 
@@ -101,16 +108,27 @@ class Service {
 
   BeginFrame::Answer begin_frame(const BeginFrame& request) {
     const FrameSetup setup = session().begin_frame(request.frame);
-    return {setup, session().take_warnings()};
+    return {setup, session().take_warnings(), shared_ != nullptr};
+  }
+
+  EndSession::Answer end() {
+    session().end();
+    EndSession::Answer answer{session().take_warnings()};
+    session_.reset();
+    return answer;
   }
 
   void evaluate(std::uint32_t count) {
     if (count > most_rays) throw std::runtime_error("The ray service was asked for too many rays at once");
+    if (shared_) {
+      threads_.evaluate(session(), shared_->queries().first(count), shared_->answers().first(count));
+      return;
+    }
     queries_.resize(count);
     if (std::fread(queries_.data(), sizeof(RayQuery), count, stdin) != count)
       throw std::runtime_error("The ray service's input ended within a request");
     answers_.resize(count);
-    session().evaluate(queries_, answers_);
+    threads_.evaluate(session(), queries_, answers_);
     rays_ = answers_;
   }
 
@@ -119,6 +137,9 @@ class Service {
   }
 
   std::unique_ptr<Session> session_;
+  /// Null where the rays pass through the pipe.
+  std::unique_ptr<SharedRays> shared_;
+  EvaluationThreads threads_;
   std::vector<RayQuery> queries_;
   std::vector<RayAnswer> answers_;
   /// All the answers of a request that succeeded.

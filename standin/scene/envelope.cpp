@@ -169,11 +169,10 @@ double value_at(const Envelope& envelope, double time_seconds) {
 
 }  // namespace
 
-double Envelope::at(double time_seconds) const {
+double Envelope::curve_at(double time_seconds) const {
   if (keys.empty()) return 0.0;
   constexpr double longest = std::numeric_limits<double>::max();
-  const double time = std::isnan(time_seconds) ? 0.0 : std::clamp(time_seconds, -longest, longest);
-  const double value = keys.size() == 1 ? keys.front().value : value_at(*this, time);
+  const double value = value_at(*this, std::isnan(time_seconds) ? 0.0 : std::clamp(time_seconds, -longest, longest));
   return std::isfinite(value) ? value : 0.0;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,11 @@ struct Envelope {
   std::vector<std::string> lines_after{};
 
   /// The value at a time in seconds; 0 without keys. Finite for any keys and any time. Threads: any.
-  double at(double time_seconds) const;
+  double at(double time_seconds) const {
+    // Cameras ask for every ray, and nearly always of a constant.
+    if (keys.size() != 1) return curve_at(time_seconds);
+    return std::isfinite(keys.front().value) ? keys.front().value : 0.0;
+  }
 
   /// Two or more keys; setting a value does not replace those.
   bool animated() const { return keys.size() > 1; }
@@ -47,6 +52,9 @@ struct Envelope {
   bool is_constant(double value) const { return *this == constant(value); }
 
   friend bool operator==(const Envelope&, const Envelope&) = default;
+
+ private:
+  double curve_at(double time_seconds) const;
 };
 
 }  // namespace standin

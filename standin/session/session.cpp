@@ -76,6 +76,13 @@ class LocalSession : public Session {
     if (camera_) camera_->clean_up();
   }
 
+  void end() override {
+    if (camera_) camera_->clean_up();
+    camera_.reset();
+    module_.reset();
+    ended_ = true;
+  }
+
   std::vector<std::string> take_warnings() override {
     const std::vector<Message> messages = host_.messages();
     for (; told_messages_ < messages.size(); ++told_messages_) {
@@ -94,6 +101,7 @@ class LocalSession : public Session {
   std::vector<std::string> take_notes() override { return std::exchange(notes_, {}); }
 
   FrameSetup begin_frame(int frame) override {
+    if (ended_) throw std::runtime_error("The session has ended; open another one");
     const CameraSettings& settings = *item().camera;
     FrameOptions options = options_;
     options.motion_blur = options.motion_blur || settings.motion_blur != 0;
@@ -119,8 +127,11 @@ class LocalSession : public Session {
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
     if (queries.size() != answers.size()) throw std::runtime_error("A session needs space for one answer per query");
-    for (std::size_t i = 0; i < queries.size(); ++i)
-      answers[i] = camera_ ? camera_->evaluate(queries[i]) : plain_.evaluate(queries[i]);
+    if (camera_) {
+      camera_->evaluate(queries, answers);
+      return;
+    }
+    for (std::size_t i = 0; i < queries.size(); ++i) answers[i] = plain_.evaluate(queries[i]);
   }
 
   std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
@@ -204,6 +215,7 @@ class LocalSession : public Session {
   PlainCamera plain_;
   std::unique_ptr<Module> module_;
   std::unique_ptr<HostedCamera> camera_;
+  bool ended_ = false;
   std::vector<std::string> warnings_;
   std::vector<std::string> notes_;
   std::size_t told_messages_ = 0;

@@ -74,6 +74,10 @@ class Session {
 
   /// Film position of a world point, or none. Threads: any number at once.
   virtual std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) = 0;
+
+  /// Ends the rendering and gives up camera and module, so that take_warnings also tells what they did wrong in that and since
+  /// the last frame began. Nothing but that may be asked afterwards. Threads: one.
+  virtual void end() = 0;
 };
 
 /// In this process: the module is loaded with the system's own loader.

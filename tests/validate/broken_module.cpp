@@ -287,6 +287,11 @@ struct Server {
         if (ended == nullptr) std::raise(SIGSEGV);
         instance.destroy(ended);
       };
+    if (fault("unknown service asked for at the end"))
+      given.destroy = [](LWInstance ended) {
+        instance.destroy(ended);
+        host_global("No Such Service 1", GFUSE_TRANSIENT);
+      };
     if (fault("description is null")) given.descln = [](LWInstance) -> const char* { return nullptr; };
     if (fault("copy onto itself crashes"))
       given.copy = [](LWInstance to, LWInstance from) {
@@ -324,6 +329,12 @@ struct Server {
       given.init = [](LWInstance rendered, int mode) {
         ++calls;
         return render.init(rendered, mode);
+      };
+    if (fault("stale handle used in clean-up"))
+      given.cleanup = [](LWInstance rendered) {
+        render.cleanup(rendered);
+        double result[3];
+        host_table<LWVParmFuncs>(LWVPARMFUNCS_GLOBAL)->getVal(nullptr, 0.0, nullptr, result);
       };
     if (fault("clean-up without a render crashes")) {
       static std::unordered_set<LWInstance> rendering;

@@ -162,7 +162,8 @@ class Rendering {
       }
     }
     if (arguments_.dry_run) return;
-    // What came to light in the last frame.
+    // What came to light in the last frame, and what does when camera and module are given up.
+    session_->end();
     warnings_.add(*session_);
     warnings_.tell();
     std::cerr << speed_line(all_rays_, all_seconds_) << '\n';

@@ -65,15 +65,13 @@ void make_queries(const FrameJob& job, standin::Eye eye, const Tile& tile, std::
       const PixelSamples samples(static_cast<std::uint32_t>(column), static_cast<std::uint32_t>(row), job.samples_per_pixel);
       for (std::uint32_t sample = first; sample < end; ++sample, ++query) {
         const PixelPoint point = samples.point(sample);
-        *query = {.film_x = ((column + point.x) / job.width - 0.5) * job.setup.film_width,
-                  .film_y = (0.5 - (row + point.y) / job.height) * job.setup.film_height,
-                  .eye = eye};
-        if (job.setup.depth_of_field) {
-          const LensSample lens = samples.lens(sample);
-          query->lens_x = lens.x;
-          query->lens_y = lens.y;
-        }
-        if (job.setup.duration_seconds > 0.0) query->fractional_time = samples.time(sample);
+        query->film_x = ((column + point.x) / job.width - 0.5) * job.setup.film_width;
+        query->film_y = (0.5 - (row + point.y) / job.height) * job.setup.film_height;
+        query->eye = eye;
+        const LensSample lens = job.setup.depth_of_field ? samples.lens(sample) : LensSample{0.0, 0.0};
+        query->lens_x = lens.x;
+        query->lens_y = lens.y;
+        query->fractional_time = job.setup.duration_seconds > 0.0 ? samples.time(sample) : 0.0;
       }
     }
   }
@@ -101,16 +99,18 @@ void render_tile(const FrameJob& job, standin::Eye eye, const Tile& tile, Worksp
     work.answers.resize(work.queries.size());
     job.session.evaluate(work.queries, work.answers);
     work.counts.asked += work.queries.size();
-    for (std::size_t i = 0; i < work.answers.size(); ++i) {
-      if (work.answers[i].result == 0) continue;
-      const auto ray = view_ray(job.scene, work.answers[i], work.queries[i].fractional_time);
-      if (!ray) {
-        ++work.counts.broken;
-        continue;
+    std::size_t i = 0;
+    for (std::size_t pixel = 0; pixel < work.sums.size(); ++pixel) {
+      for (std::uint32_t sample = first; sample < end; ++sample, ++i) {
+        if (work.answers[i].result == 0) continue;
+        if (!set_view_ray(job.scene, work.answers[i], work.queries[i].fractional_time, work.rays.emplace_back())) {
+          work.rays.pop_back();
+          ++work.counts.broken;
+          continue;
+        }
+        work.pixels.push_back(pixel);
+        if (work.rays.size() == rays_at_once) trace_gathered(job.scene, work);
       }
-      work.rays.push_back(*ray);
-      work.pixels.push_back(i / (end - first));
-      if (work.rays.size() == rays_at_once) trace_gathered(job.scene, work);
     }
     trace_gathered(job.scene, work);
   }

@@ -117,20 +117,20 @@ class Rendering {
       if (!ray) continue;
       columns.push_back(column);
       rays.push_back(*ray);
-      met.push_back(RenderScene::ray_from(ray->position, ray->direction, 0.0));
+      RenderScene::set_ray(met.emplace_back(), ray->position, ray->direction, 0.0);
     }
     job_.scene.trace(met);
+    Hit hit;
     for (std::size_t i = 0; i < rays.size(); ++i) {
-      const auto hit = job_.scene.hit(met[i], rays[i].position, rays[i].direction);
-      if (!hit) continue;
+      if (!job_.scene.find_hit(met[i], rays[i].position, rays[i].direction, hit)) continue;
       const std::size_t pixel = static_cast<std::size_t>(row) * static_cast<std::size_t>(part_.width) + columns[i];
       float* sample = &samples_[pixel * channel_count_];
       for (const Layer layer : job_.layers) {
-        const auto values = values_of(layer, job_.scene, *hit, answers[columns[i]]);
+        const auto values = values_of(layer, job_.scene, hit, answers[columns[i]]);
         for (std::size_t channel = 0; channel < values.size() && description(layer).channels[channel] != nullptr; ++channel)
           *sample++ = std::isfinite(values[channel]) ? static_cast<float>(values[channel]) : 0.0F;
       }
-      if (moves_) seen_[pixel] = {true, hit->position, job_.scene.position_at(*hit, next_seconds())};
+      if (moves_) seen_[pixel] = {true, hit.position, job_.scene.position_at(hit, next_seconds())};
     }
   }
 

@@ -71,8 +71,7 @@ Light light_at(const standin::Scene& scene, const standin::Item& item, const sta
 
 }  // namespace
 
-Illumination Light::at(Vec3 point) const {
-  if (kind == LightKind::distant) return {axis * -1.0, std::numeric_limits<double>::infinity(), 1.0};
+Illumination Light::from_its_place(const Vec3& point) const {
   const Vec3 way = position - point;
   const double distance = std::max(shortest_distance, length(way));
   const double share = std::min(strongest, distance_share(fall_off, range, distance));

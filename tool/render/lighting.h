@@ -32,7 +32,13 @@ struct Light {
   bool casts_shadows = true;
 
   /// Threads: any.
-  Illumination at(standin::Vec3 point) const;
+  Illumination at(const standin::Vec3& point) const {
+    if (kind == standin::LightKind::distant) return {axis * -1.0, std::numeric_limits<double>::infinity(), 1.0};
+    return from_its_place(point);
+  }
+
+ private:
+  Illumination from_its_place(const standin::Vec3& point) const;
 };
 
 /// How a frame is lit.

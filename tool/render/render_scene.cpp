@@ -20,24 +20,8 @@ using standin::Vec3;
 
 /// Embree interpolates an instance linearly; this many steps follow a rotation within one frame closely.
 constexpr unsigned moving_steps = 9;
-/// How far a shadow ray starts from its surface, as a share of the size of the numbers around it.
-constexpr double shadow_gap = 1e-4;
 /// Metres. Embree takes numbers up to 1.8e18, and going into an object's space adds six of these.
 constexpr double farthest = 2.5e17;
-
-RTCRay make_ray(Vec3 position, Vec3 direction, double fractional_time) {
-  RTCRay ray{};
-  ray.org_x = static_cast<float>(position.x);
-  ray.org_y = static_cast<float>(position.y);
-  ray.org_z = static_cast<float>(position.z);
-  ray.dir_x = static_cast<float>(direction.x);
-  ray.dir_y = static_cast<float>(direction.y);
-  ray.dir_z = static_cast<float>(direction.z);
-  ray.time = static_cast<float>(fractional_time);
-  ray.tfar = std::numeric_limits<float>::infinity();
-  ray.mask = ~0U;
-  return ray;
-}
 
 /// For rays of neighbouring pixels: Embree then traverses many of them together.
 RTCIntersectContext alike_rays() {
@@ -252,22 +236,6 @@ RenderScene::Place RenderScene::place_at(unsigned instance, float fractional_tim
   return Place(matrix);
 }
 
-RTCRayHit RenderScene::ray_from(Vec3 position, Vec3 direction, double fractional_time) {
-  RTCRayHit ray{};
-  ray.ray = make_ray(position, direction, fractional_time);
-  ray.hit.geomID = RTC_INVALID_GEOMETRY_ID;
-  ray.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-  return ray;
-}
-
-RTCRay RenderScene::ray_from_surface(Vec3 position, Vec3 direction, double distance, double fractional_time) {
-  RTCRay ray = make_ray(position, direction, fractional_time);
-  ray.tnear =
-      static_cast<float>(shadow_gap * std::max({1.0, std::abs(position.x), std::abs(position.y), std::abs(position.z)}));
-  ray.tfar = static_cast<float>(distance);
-  return ray;
-}
-
 void RenderScene::trace(std::span<RTCRayHit> rays) const {
   RTCIntersectContext context = alike_rays();
   rtcIntersect1M(frame_.get(), &context, rays.data(), static_cast<unsigned>(rays.size()), sizeof(RTCRayHit));
@@ -280,37 +248,41 @@ void RenderScene::trace(std::span<RTCRay> rays, bool parallel) const {
   rtcOccluded1M(frame_.get(), &context, rays.data(), static_cast<unsigned>(rays.size()), sizeof(RTCRay));
 }
 
-std::optional<Hit> RenderScene::hit(const RTCRayHit& met, Vec3 position, Vec3 direction) const {
-  if (met.hit.geomID == RTC_INVALID_GEOMETRY_ID) return std::nullopt;
+bool RenderScene::find_hit(const RTCRayHit& met, const Vec3& position, const Vec3& direction, Hit& hit) const {
+  if (met.hit.geomID == RTC_INVALID_GEOMETRY_ID) return false;
 
   const Placed& placed = placed_[met.hit.instID[0]];
-  std::optional<Place> moved;
-  const Place& place = placed.moves ? moved.emplace(place_at(met.hit.instID[0], met.ray.time)) : placed.place;
-  Vec3 normal = place.right_cofactor * met.hit.Ng_x + place.up_cofactor * met.hit.Ng_y + place.forward_cofactor * met.hit.Ng_z;
-  const double size = length(normal);
-  normal = size > 0.0 ? normal * (1.0 / size) : direction * -1.0;
-  const bool from_behind = dot(normal, direction) > 0.0;
-  if (from_behind) normal = normal * -1.0;
-
   const Mesh& mesh = *placed.mesh;
-  Vec3 shading_normal = normal;
-  if (!mesh.normals_of_triangle.empty()) {
+  const auto find_normals = [&](const Place& place) {
+    Vec3 normal =
+        place.right_cofactor * met.hit.Ng_x + place.up_cofactor * met.hit.Ng_y + place.forward_cofactor * met.hit.Ng_z;
+    const double size = length(normal);
+    normal = size > 0.0 ? normal * (1.0 / size) : direction * -1.0;
+    const bool from_behind = dot(normal, direction) > 0.0;
+    if (from_behind) normal = normal * -1.0;
+    hit.normal = normal;
+    hit.shading_normal = normal;
+    if (mesh.normals_of_triangle.empty()) return;
     const Vec3 bent = smooth_normal(mesh.normals_of_triangle[met.hit.primID], met.hit.u, met.hit.v);
     const Vec3 turned = place.right_cofactor * bent.x + place.up_cofactor * bent.y + place.forward_cofactor * bent.z;
     const double bent_size = length(turned);
-    if (bent_size > 0.0) shading_normal = turned * ((from_behind ? -1.0 : 1.0) / bent_size);
-  }
+    if (bent_size > 0.0) hit.shading_normal = turned * ((from_behind ? -1.0 : 1.0) / bent_size);
+  };
+  if (placed.moves)
+    find_normals(place_at(met.hit.instID[0], met.ray.time));
+  else
+    find_normals(placed.place);
+
   const std::uint32_t surface = mesh.surface_of_triangle[met.hit.primID];
   static const standin::Surface plain;
-  return Hit{position + direction * met.ray.tfar,
-             normal,
-             shading_normal,
-             surface < mesh.surfaces->size() ? &(*mesh.surfaces)[surface] : &plain,
-             met.hit.instID[0],
-             met.ray.time,
-             met.hit.primID,
-             met.hit.u,
-             met.hit.v};
+  hit.position = position + direction * met.ray.tfar;
+  hit.surface = surface < mesh.surfaces->size() ? &(*mesh.surfaces)[surface] : &plain;
+  hit.instance = met.hit.instID[0];
+  hit.fractional_time = met.ray.time;
+  hit.triangle = met.hit.primID;
+  hit.to_second_corner = met.hit.u;
+  hit.to_third_corner = met.hit.v;
+  return true;
 }
 
 standin::ItemPose RenderScene::object_of(const Hit& hit) const {

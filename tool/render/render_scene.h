@@ -1,8 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <embree3/rtcore.h>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -62,11 +65,19 @@ class RenderScene {
   /// the world or in the space of an object, where a small scale makes the distance large.
   double farthest_start() const { return farthest_start_; }
 
-  /// A ray at the given fraction of the frame's duration; direction of length one. Threads: any.
-  static RTCRayHit ray_from(standin::Vec3 position, standin::Vec3 direction, double fractional_time);
+  /// Makes it a ray at the given fraction of the frame's duration; direction of length one. Threads: any.
+  static void set_ray(RTCRayHit& ray, const standin::Vec3& position, const standin::Vec3& direction, double fractional_time) {
+    set_ray(ray.ray, position, direction, 0.0, std::numeric_limits<double>::infinity(), fractional_time);
+    ray.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+    ray.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+  }
 
   /// The same from a surface, which it does not hit itself, up to a distance, which may be infinite.
-  static RTCRay ray_from_surface(standin::Vec3 position, standin::Vec3 direction, double distance, double fractional_time);
+  static void set_ray_from_surface(RTCRay& ray, const standin::Vec3& position, const standin::Vec3& direction, double distance,
+                                   double fractional_time) {
+    const double gap = shadow_gap * std::max({1.0, std::abs(position.x), std::abs(position.y), std::abs(position.z)});
+    set_ray(ray, position, direction, gap, distance, fractional_time);
+  }
 
   /// Finds the nearest surface along every ray; fastest for rays of neighbouring pixels. Threads: any number at once.
   void trace(std::span<RTCRayHit> rays) const;
@@ -79,8 +90,9 @@ class RenderScene {
   /// The Embree scene of the frame set last, for measuring Embree by itself.
   RTCScene embree_scene() const { return frame_.get(); }
 
-  /// What a traced ray hit, if anything. Position and direction are the ray's, in double precision.
-  std::optional<Hit> hit(const RTCRayHit& met, standin::Vec3 position, standin::Vec3 direction) const;
+  /// What a traced ray hit; false where that is nothing, and then `hit` means nothing. Position and direction are the ray's, in
+  /// double precision.
+  bool find_hit(const RTCRayHit& met, const standin::Vec3& position, const standin::Vec3& direction, Hit& hit) const;
 
   /// The pose of the object that was hit, at the ray's time; the axes are scaled as the object is. Threads: any number at once.
   standin::ItemPose object_of(const Hit& hit) const;
@@ -97,6 +109,26 @@ class RenderScene {
   const Lighting& lighting() const { return lighting_; }
 
  private:
+  /// How far a shadow ray starts from its surface, as a share of the size of the numbers around it.
+  static constexpr double shadow_gap = 1e-4;
+
+  /// Number by number: what is read as a whole right after it was written by halves has to wait.
+  static void set_ray(RTCRay& ray, const standin::Vec3& position, const standin::Vec3& direction, double nearest,
+                      double farthest, double fractional_time) {
+    ray.org_x = static_cast<float>(position.x);
+    ray.org_y = static_cast<float>(position.y);
+    ray.org_z = static_cast<float>(position.z);
+    ray.tnear = static_cast<float>(nearest);
+    ray.dir_x = static_cast<float>(direction.x);
+    ray.dir_y = static_cast<float>(direction.y);
+    ray.dir_z = static_cast<float>(direction.z);
+    ray.time = static_cast<float>(fractional_time);
+    ray.tfar = static_cast<float>(farthest);
+    ray.mask = ~0U;
+    ray.id = 0;
+    ray.flags = 0;
+  }
+
   struct Mesh {
     EmbreeScene triangles;
     std::vector<std::uint32_t> surface_of_triangle;

@@ -73,11 +73,4 @@ std::vector<CornerNormals> smooth_normals(const standin::Layer& layer, std::span
   return normals;
 }
 
-Vec3 smooth_normal(const CornerNormals& corners, float u, float v) {
-  const auto between = [&](std::size_t axis) {
-    return static_cast<double>((1.0F - u - v) * corners[0][axis] + u * corners[1][axis] + v * corners[2][axis]);
-  };
-  return {between(0), between(1), between(2)};
-}
-
 }  // namespace tool

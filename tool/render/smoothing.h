@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -19,6 +20,11 @@ std::vector<CornerNormals> smooth_normals(const standin::Layer& layer, std::span
                                           std::span<const std::array<std::uint32_t, 3>> triangles);
 
 /// Between the corners, where u and v are the shares of the second and the third; of any length.
-standin::Vec3 smooth_normal(const CornerNormals& corners, float u, float v);
+inline standin::Vec3 smooth_normal(const CornerNormals& corners, float u, float v) {
+  const auto between = [&](std::size_t axis) {
+    return static_cast<double>((1.0F - u - v) * corners[0][axis] + u * corners[1][axis] + v * corners[2][axis]);
+  };
+  return {between(0), between(1), between(2)};
+}
 
 }  // namespace tool

@@ -51,27 +51,37 @@ Vec3 surface_color(const RenderScene& scene, const Hit& hit) {
   return untouched * (std::fmod(std::abs(squares), 2.0) < 0.5 ? 1.0 : 0.45);
 }
 
-double largest(Vec3 v) { return std::max({std::abs(v.x), std::abs(v.y), std::abs(v.z)}); }
+double largest(const Vec3& v) { return std::max(std::max(std::abs(v.x), std::abs(v.y)), std::abs(v.z)); }
 
 bool finite(Vec3 v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
 
 }  // namespace
 
-std::optional<ViewRay> view_ray(const RenderScene& scene, const standin::RayAnswer& answer, double fractional_time) {
-  if (!finite(answer.position) || largest(answer.position) > scene.farthest_start()) return std::nullopt;
+bool set_view_ray(const RenderScene& scene, const standin::RayAnswer& answer, double fractional_time, ViewRay& ray) {
+  if (!finite(answer.position) || largest(answer.position) > scene.farthest_start()) return false;
+  ray.position = answer.position;
+  ray.fractional_time = fractional_time;
   const double squared = dot(answer.direction, answer.direction);
-  if (squared > 1e-200 && squared < 1e200)
-    return ViewRay{answer.position, answer.direction * (1.0 / std::sqrt(squared)), fractional_time};
+  if (squared > 1e-200 && squared < 1e200) {
+    ray.direction = answer.direction * (1.0 / std::sqrt(squared));
+    return true;
+  }
   // The square of a very large or very small number does not fit a double.
   const double size = largest(answer.direction);
-  if (!finite(answer.direction) || size == 0.0) return std::nullopt;
-  const Vec3 scaled{answer.direction.x / size, answer.direction.y / size, answer.direction.z / size};
-  return ViewRay{answer.position, normalized(scaled), fractional_time};
+  if (!finite(answer.direction) || size == 0.0) return false;
+  ray.direction = normalized(Vec3{answer.direction.x / size, answer.direction.y / size, answer.direction.z / size});
+  return true;
+}
+
+std::optional<ViewRay> view_ray(const RenderScene& scene, const standin::RayAnswer& answer, double fractional_time) {
+  ViewRay ray;
+  return set_view_ray(scene, answer, fractional_time, ray) ? std::optional(ray) : std::nullopt;
 }
 
 void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::span<Vec3> light, TraceWork& work) {
-  work.rays.clear();
-  for (const ViewRay& ray : rays) work.rays.push_back(RenderScene::ray_from(ray.position, ray.direction, ray.fractional_time));
+  work.rays.resize(rays.size());
+  for (std::size_t i = 0; i < rays.size(); ++i)
+    RenderScene::set_ray(work.rays[i], rays[i].position, rays[i].direction, rays[i].fractional_time);
   scene.trace(work.rays);
 
   // Light that casts shadows is added below, after the shadow rays are traced together.
@@ -79,27 +89,26 @@ void trace_light(const RenderScene& scene, std::span<const ViewRay> rays, std::s
   work.shadow_of.clear();
   work.direct_light.clear();
   const Lighting& lighting = scene.lighting();
+  Hit hit;
   for (std::size_t i = 0; i < rays.size(); ++i) {
-    const auto hit = scene.hit(work.rays[i], rays[i].position, rays[i].direction);
-    if (!hit) {
+    if (!scene.find_hit(work.rays[i], rays[i].position, rays[i].direction, hit)) {
       light[i] = sky(rays[i].direction);
       continue;
     }
-    const Vec3 color = surface_color(scene, *hit);
-    const Vec3 reflected = color * hit->surface->diffuse;
-    light[i] =
-        filtered(filtered(sky_light(hit->shading_normal), lighting.ambient), reflected) + color * hit->surface->luminosity;
+    const Vec3 color = surface_color(scene, hit);
+    const Vec3 reflected = color * hit.surface->diffuse;
+    light[i] = filtered(filtered(sky_light(hit.shading_normal), lighting.ambient), reflected) + color * hit.surface->luminosity;
     for (const Light& each : lighting.lights) {
-      const Illumination arriving = each.at(hit->position);
-      const double slant = dot(hit->shading_normal, arriving.towards);
+      const Illumination arriving = each.at(hit.position);
+      const double slant = dot(hit.shading_normal, arriving.towards);
       if (!(slant > 0.0 && arriving.strength > 0.0)) continue;
       const Vec3 direct = filtered(each.color * (slant * full_light * arriving.strength), reflected);
-      if (!each.casts_shadows || largest(hit->position) > scene.farthest_start()) {
+      if (!each.casts_shadows || largest(hit.position) > scene.farthest_start()) {
         light[i] = light[i] + direct;
         continue;
       }
-      work.shadow_rays.push_back(
-          RenderScene::ray_from_surface(hit->position, arriving.towards, arriving.distance, rays[i].fractional_time));
+      RenderScene::set_ray_from_surface(work.shadow_rays.emplace_back(), hit.position, arriving.towards, arriving.distance,
+                                        rays[i].fractional_time);
       work.shadow_of.push_back(i);
       work.direct_light.push_back(direct);
     }

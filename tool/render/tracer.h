@@ -19,8 +19,9 @@ struct ViewRay {
   double fractional_time = 0.0;
 };
 
-/// The ray that a camera answered with; none when it is not finite, has no direction or starts beyond what the scene can trace.
-/// Threads: any.
+/// The ray that a camera answered with; false or none when it is not finite, has no direction or starts beyond what the scene
+/// can trace. Threads: any.
+bool set_view_ray(const RenderScene& scene, const standin::RayAnswer& answer, double fractional_time, ViewRay& ray);
 std::optional<ViewRay> view_ray(const RenderScene& scene, const standin::RayAnswer& answer, double fractional_time);
 
 /// One thread's memory for tracing, and a count of the rays that it has traced.

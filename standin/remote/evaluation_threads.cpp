@@ -1,0 +1,80 @@
+#include "standin/remote/evaluation_threads.h"
+
+#include <algorithm>
+#include <system_error>
+
+namespace standin {
+namespace {
+
+/// Rays that one thread takes at a time: enough to make up for the taking.
+constexpr std::size_t part_size = 1024;
+
+}  // namespace
+
+EvaluationThreads::~EvaluationThreads() {
+  {
+    const std::lock_guard lock(mutex_);
+    ending_ = true;
+  }
+  changed_.notify_all();
+  for (std::thread& helper : helpers_) helper.join();
+}
+
+void EvaluationThreads::start() {
+  const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
+  try {
+    for (unsigned i = 1; i < processors; ++i) helpers_.emplace_back([this] { work(); });
+  } catch (const std::system_error&) {
+    // A machine that gives no more threads is slower, and nothing else.
+  }
+}
+
+void EvaluationThreads::evaluate(Session& session, std::span<const RayQuery> queries, std::span<RayAnswer> answers) {
+  if (queries.size() <= part_size) {
+    session.evaluate(queries, answers);
+    return;
+  }
+  if (helpers_.empty()) start();
+  {
+    const std::lock_guard lock(mutex_);
+    session_ = &session;
+    queries_ = queries;
+    answers_ = answers;
+    next_ = 0;
+    busy_ = helpers_.size();
+    failure_ = nullptr;
+    ++request_;
+  }
+  changed_.notify_all();
+  take_parts();
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return busy_ == 0; });
+  if (failure_) std::rethrow_exception(failure_);
+}
+
+void EvaluationThreads::work() {
+  std::unique_lock lock(mutex_);
+  for (std::uint64_t done = 0;;) {
+    changed_.wait(lock, [&] { return ending_ || request_ != done; });
+    if (ending_) return;
+    done = request_;
+    lock.unlock();
+    take_parts();
+    lock.lock();
+    if (--busy_ == 0) changed_.notify_all();
+  }
+}
+
+void EvaluationThreads::take_parts() {
+  try {
+    for (std::size_t first = next_.fetch_add(part_size); first < queries_.size(); first = next_.fetch_add(part_size)) {
+      const std::size_t count = std::min(part_size, queries_.size() - first);
+      session_->evaluate(queries_.subspan(first, count), answers_.subspan(first, count));
+    }
+  } catch (...) {
+    const std::lock_guard lock(mutex_);
+    failure_ = std::current_exception();
+  }
+}
+
+}  // namespace standin

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <utility>
+
+#include "standin/host/ray_query.h"
+
+namespace standin {
+
+/// Memory of one request's rays, which the ray service and its client both see: a file that both map. One writes while the
+/// other waits for a message, so that nothing more has to be agreed. Threads: one at a time.
+class SharedRays {
+ public:
+  /// Makes a new file in memory; null where this system has no place for one. Removes it again on destruction.
+  static std::unique_ptr<SharedRays> create(std::size_t most_rays);
+  /// Maps the file that another process has made; null where that is impossible, or the file is not of that size.
+  static std::unique_ptr<SharedRays> open(const std::filesystem::path& file, std::size_t most_rays);
+
+  SharedRays(const SharedRays&) = delete;
+  SharedRays& operator=(const SharedRays&) = delete;
+  ~SharedRays();
+
+  const std::filesystem::path& file() const { return file_; }
+  /// Nobody else can find the file any more; who has mapped it keeps it.
+  void remove_file();
+
+  std::span<RayQuery> queries() const { return {static_cast<RayQuery*>(memory_), most_rays_}; }
+  std::span<RayAnswer> answers() const { return {reinterpret_cast<RayAnswer*>(queries().data() + most_rays_), most_rays_}; }
+
+ private:
+  SharedRays(void* memory, std::size_t most_rays, std::filesystem::path file)
+      : memory_(memory), most_rays_(most_rays), file_(std::move(file)) {}
+
+  void* memory_ = nullptr;
+  std::size_t most_rays_ = 0;
+  /// Empty unless it is this end's to remove.
+  std::filesystem::path file_;
+};
+
+}  // namespace standin
