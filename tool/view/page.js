@@ -77,7 +77,11 @@ function send(change) {
 const units = {angle: [Math.PI / 180, '°'], percent: [0.01, '%'], length: [1, 'm']};
 const unitOf = (row) => units[row.quantity] ?? [1, ''];
 const isNumber = (row) => ['angle', 'percent', 'length', 'number', 'whole number'].includes(row.quantity);
-const shortNumber = (number) => String(Number(number.toPrecision(9)));
+/// The module keeps some values in single precision, whose further digits nobody has set.
+const shortNumber = (number) => String(Number(number.toPrecision(7)));
+
+/// The second of two values under one label has no label of its own, and is set by its channel: there, units must be said.
+const inChannelUnits = (row, text) => row.label ? text : text + ({angle: 'deg', percent: '%', length: 'm'}[row.quantity] ?? '');
 
 /// Where the module names no limits, the slider reaches around what is usual for such a value.
 function limitsOf(row) {
@@ -85,7 +89,7 @@ function limitsOf(row) {
   const value = Number(row.value) / size;
   const usual = {angle: [0, 360], percent: [0, 100], length: [0, 10], number: [0, 10], 'whole number': [0, 100]}[row.quantity];
   let low = row.minimum === undefined ? usual[0] : row.minimum / size;
-  let high = row.maximum === undefined ? usual[1] : row.maximum / size;
+  let high = row.maximum === undefined ? Math.max(usual[1], value >= usual[1] ? 2 * value : 0) : row.maximum / size;
   if (high - low > 100000 || high <= low) high = Math.max(low + usual[1], 2 * value);
   return [Math.min(low, value), Math.max(high, value)];
 }
@@ -94,14 +98,14 @@ function limitsOf(row) {
 const rows = new Map();
 
 function valueControl(row) {
-  const set = (text) => send({settings: [[row.label, text]]});
+  const set = (text) => send({settings: [[row.name, inChannelUnits(row, text)]]});
   if (row.quantity === 'yes or no') {
-    const box = make('input', {type: 'checkbox', ariaLabel: row.label});
+    const box = make('input', {type: 'checkbox', ariaLabel: row.name});
     box.addEventListener('change', () => set(box.checked ? 'yes' : 'no'));
     return {elements: [box], show: (now) => { box.checked = now.shown === 'yes'; }};
   }
   if (row.quantity === 'choice') {
-    const popup = make('select', {ariaLabel: row.label});
+    const popup = make('select', {ariaLabel: row.name});
     let choices = [];
     // Two cameras may have one name: then its number says which.
     popup.addEventListener('change', () => {
@@ -119,8 +123,8 @@ function valueControl(row) {
   if (isNumber(row)) {
     const [size, unit] = unitOf(row);
     const whole = row.quantity === 'whole number';
-    const field = make('input', {className: 'field slid', type: 'number', step: 'any', ariaLabel: row.label + (unit && ', ' + unit)});
-    const slider = make('input', {type: 'range', step: whole ? 1 : 'any', ariaLabel: row.label + ', slider'});
+    const field = make('input', {className: 'field slid', type: 'number', step: 'any', ariaLabel: row.name + (unit && ', ' + unit)});
+    const slider = make('input', {type: 'range', step: whole ? 1 : 'any', ariaLabel: row.name + ', slider'});
     field.addEventListener('change', () => { if (field.value !== '') set(field.value); });
     slider.addEventListener('input', () => {
       const [low, high] = [Number(slider.min), Number(slider.max)];
@@ -162,8 +166,8 @@ function drawing(row) {
     const image = make('img', {src: source, width, height, alt: now.label});
     box.replaceChildren(image, ...texts.map(({text, x, y}) => {
       const label = make('span', {textContent: text});
-      label.style.left = x + 'px';
-      label.style.top = y + 'px';
+      label.style.left = `${100 * x / width}%`;
+      label.style.top = `${100 * y / height}%`;
       return label;
     }));
   }};
@@ -236,8 +240,10 @@ function showState() {
 function fitFrame() {
   if (!state) return;
   const style = getComputedStyle(byId('stage'));
+  // Above the panel instead of beside it, the picture leaves room for that.
+  const isAbove = getComputedStyle(document.body).display === 'block';
   const room = [byId('stage').clientWidth - 2 * parseFloat(style.paddingLeft),
-    byId('stage').clientHeight - 2 * parseFloat(style.paddingTop)];
+    isAbove ? 0.42 * innerHeight : byId('stage').clientHeight - 2 * parseFloat(style.paddingTop)];
   const [width, height] = state.choice.size;
   const scale = Math.min(room[0] / width, room[1] / height);
   byId('frame').style.width = `${width * scale}px`;
@@ -461,4 +467,4 @@ picture.addEventListener('keydown', (event) => {
   look();
 });
 
-new ResizeObserver(fitFrame).observe(byId('stage'));
+addEventListener('resize', fitFrame);

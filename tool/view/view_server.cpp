@@ -204,7 +204,10 @@ class ViewServer::Connections {
     };
     const auto reader = std::make_shared<Reader>(viewing_);
     response.set_chunked_content_provider("text/event-stream", [this, reader](std::size_t, httplib::DataSink& sink) {
-      if (ending_) return false;
+      if (ending_) {
+        sink.done();
+        return true;
+      }
       const Viewing::News news = viewing_.wait_for_news(reader->known, heartbeat);
       std::string text = ":\n\n";
       if (news != reader->known) text = "data: " + json{{"state", news.state}, {"picture", news.picture}}.dump() + "\n\n";

@@ -292,9 +292,16 @@ void Viewing::publish_state() {
 json Viewing::row_json(const ControlDescription& row) const {
   const Quantity quantity = standin::quantity_of(row);
   const standin::DisplayedValue shown = standin::displayed_value(row);
-  json object{{"id", row.id},           {"label", row.label},       {"quantity", standin::name_of(quantity)},
-              {"value", row.value},     {"shown", shown.value},     {"unit", shown.unit},
-              {"choices", row.choices}, {"animated", row.animated}, {"divider", row.divider_below}};
+  json object{{"id", row.id},
+              {"name", row.label.empty() ? row.channel_name : row.label},
+              {"label", row.label},
+              {"quantity", standin::name_of(quantity)},
+              {"value", row.value},
+              {"shown", shown.value},
+              {"unit", shown.unit},
+              {"choices", row.choices},
+              {"animated", row.animated},
+              {"divider", row.divider_below}};
   const bool has_channel = row.data_type.ends_with("-env");
   object["envelope"] = has_channel;
   if (row.drawing) {
