@@ -108,7 +108,7 @@ struct Plan {
       throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
     if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
     red_cyan = arguments.eye == "red-cyan";
-    eye = arguments.stereo || red_cyan ? standin::Eye::left : parse_eye(arguments.eye);
+    eye = arguments.stereo || red_cyan ? standin::Eye::left : parse_eye(arguments.eye, "red-cyan");
     layers = parse_layers(arguments.layers);
     if (red_cyan && !layers.empty())
       throw UsageError("--layers are of one eye; leave them out with --eye red-cyan, or give --stereo");
