@@ -291,6 +291,21 @@ TEST_F(NativeView, EyesFramesSizesAndTheGizmoAreThoseOfTheCommand) {
   }
 }
 
+TEST_F(NativeView, TheShippedModuleIsTurnedInTheSameWay) {
+  if (shipped_module().empty()) GTEST_SKIP() << "it is not built";
+  Page page(small_view("--module " + quoted(shipped_module())), out("log"));
+  page.open();
+  const json before = page.state();
+  const json state = page.state_with(page.change({{"settings", json::array({json::array({"Horizontal FOV angle", "200"})})}}));
+  EXPECT_EQ(state.at("trouble"), "");
+  EXPECT_EQ(row_called(state, "Horizontal FOV angle").at("shown"), "200.00");
+  EXPECT_NE(state.at("rows"), before.at("rows"));
+  EXPECT_TRUE(page.refined_picture(state.at("change")).png == rendered(state));
+  page.close();
+  page.tool().kill(SIGINT);
+  EXPECT_EQ(page.tool().wait(), 0);
+}
+
 TEST_F(NativeView, ManyQuickChangesLeaveNoBacklog) {
   Page page(small_view("--size 320x240"), out("log"));
   page.open();

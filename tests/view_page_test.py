@@ -174,6 +174,23 @@ class ViewPage(unittest.TestCase):
         subprocess.run(line, shell=True, check=True, cwd=ROOT, capture_output=True)
         self.assertEqual(saved.read_bytes(), rendered.read_bytes())
 
+    def test_the_kept_picture_stands_left_of_the_line(self):
+        self.open_view("samples/plaza.lws", "--camera", "Panorama", "--size", "96x54", "--samples", "1")
+        kept = self.find("#kept")
+        self.assertFalse(kept.is_displayed())
+        self.find("#keep").click()
+        self.wait(kept.is_displayed, "the kept picture")
+        source = kept.get_attribute("src")
+        self.after_change(lambda: self.replace('[aria-label="Horizontal FOV angle, °"]', "90"))
+        self.assertEqual(kept.get_attribute("src"), source, "it stays while the other one changes")
+        for _ in range(10):
+            self.find("#share").send_keys(Keys.ARROW_RIGHT)
+        self.assertIn("40%", self.browser.execute_script("return document.getElementById('kept').style.clipPath"))
+        self.assertEqual(self.browser.execute_script("return document.getElementById('split').style.left"), "60%")
+        self.find("#keep").click()
+        self.wait(lambda: not kept.is_displayed(), "no kept picture")
+        self.no_complaints()
+
     def test_the_page_is_whole_in_every_shape(self):
         self.open_view("samples/cameras.lws", "--camera", "Stereo Convergence", "--size", "68x34", "--samples", "1")
         for server in Select(self.find("#server")).options:

@@ -381,6 +381,37 @@ byId('save').addEventListener('click', async () => {
   button.textContent = 'Save picture';
 });
 
+// --- Comparing: the kept picture lies over the present one, to the left of a line.
+
+function showSplit() {
+  const share = Number(byId('share').value);
+  byId('kept').style.clipPath = `inset(0 ${100 - share}% 0 0)`;
+  byId('split').style.left = `${share}%`;
+}
+byId('share').addEventListener('input', showSplit);
+
+byId('keep').addEventListener('click', async () => {
+  const [button, kept] = [byId('keep'), byId('kept')];
+  const keeps = kept.hidden;
+  button.disabled = true;
+  try {
+    URL.revokeObjectURL(kept.src);
+    if (keeps) {
+      kept.src = URL.createObjectURL(await refinedPicture());
+      await kept.decode();
+    } else {
+      kept.removeAttribute('src');
+    }
+    for (const id of ['kept', 'split', 'splitter']) byId(id).hidden = !keeps;
+    button.textContent = keeps ? 'Stop comparing' : 'Keep for comparing';
+    button.ariaPressed = String(keeps);
+    showSplit();
+  } catch (error) {
+    tell(error.message);
+  }
+  button.disabled = false;
+});
+
 byId('copy').addEventListener('click', async () => {
   try {
     await navigator.clipboard.writeText(state.command);
