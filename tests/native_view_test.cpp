@@ -326,6 +326,20 @@ TEST_F(NativeView, ManyQuickChangesLeaveNoBacklog) {
   EXPECT_TRUE(end.png == rendered(state));
 }
 
+TEST_F(NativeView, AResetBringsBackTheCommandLinesSettings) {
+  Page page(small_view("--set 'Horizontal FOV angle=123'"), out("log"));
+  page.open();
+  const json before = page.state();
+  EXPECT_EQ(row_called(before, "Horizontal FOV angle").at("shown"), "123.00");
+  page.state_with(page.change({{"settings", json::array({json::array({"Horizontal FOV angle", "45"})})}}));
+  const json after = page.state_with(page.change({{"reset", true}}));
+  EXPECT_EQ(after.at("rows"), before.at("rows"));
+  EXPECT_EQ(after.at("command"), before.at("command"));
+  EXPECT_TRUE(page.refined_picture(after.at("change")).png == rendered(after));
+  const json other = page.state_with(page.change({{"server", "QuorinSphericalCam"}}));
+  EXPECT_EQ(other.at("command").get<std::string>().find("--set"), std::string::npos) << "they are not for another camera";
+}
+
 TEST_F(NativeView, WhatCannotBeSetIsToldAndChangesNothing) {
   Page page(small_view(), out("log"));
   page.open();

@@ -137,6 +137,7 @@ void Viewing::run() {
     choice_.server = source_.session.server_name;
     choice_.frame = source_.frame.value_or(scene_->first_frame);
     choice_.samples = source_.samples;
+    start_ = {choice_.camera, choice_.server};
     settings() = source_.session.settings;
     size_is_chosen_ = source_.session.width_pixels > 0;
     if (size_is_chosen_) {
@@ -260,10 +261,7 @@ void Viewing::apply(const ViewChange& change) {
     std::tie(choice_.width, choice_.height) = *change.size;
   }
   if (!size_is_chosen_) fit_size_to_camera();
-  if (change.reset) {
-    const bool is_at_start = camera().name == source_.session.camera_name && choice_.server == source_.session.server_name;
-    settings() = is_at_start ? source_.session.settings : Settings();
-  }
+  if (change.reset) settings() = PanelKey{choice_.camera, choice_.server} == start_ ? source_.session.settings : Settings();
   const bool is_another = choice_.camera != before.camera || choice_.server != before.server || choice_.width != before.width ||
                           choice_.height != before.height;
   if (session_ == nullptr || is_another || change.reset) open();
@@ -281,7 +279,8 @@ void Viewing::apply(const ViewChange& change) {
 
 void Viewing::publish_state() {
   if (session_ != nullptr)
-    for (std::string& warning : session_->take_warnings()) warnings_.push_back(std::move(warning));
+    for (std::string& warning : session_->take_warnings())
+      if (std::ranges::find(warnings_, warning) == warnings_.end()) warnings_.push_back(std::move(warning));
   std::string text = state_json().dump(-1, ' ', false, json::error_handler_t::replace);
   const std::lock_guard lock(mutex_);
   state_ = std::move(text);

@@ -141,6 +141,8 @@ class Viewing {
   ViewChoice choice_;
   bool size_is_chosen_ = false;
   std::map<PanelKey, Settings> settings_;
+  /// What the settings of the command line are for.
+  PanelKey start_;
   std::vector<std::string> warnings_;
   /// What came of the last change, when that was not what was asked for.
   std::string trouble_;
