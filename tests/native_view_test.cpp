@@ -427,11 +427,17 @@ TEST_F(NativeView, WhatCannotBeShownIsToldInOneSentence) {
   EXPECT_EQ(taken.exit_code, 1);
   EXPECT_NE(taken.output.find("Port " + port + " cannot be had"), std::string::npos) << taken.output;
   std::ofstream(out("broken.lws")) << "no scene";
+  {
+    standin::Scene empty = standin::read_scene_file(scene_);
+    std::erase_if(empty.items, [](const standin::Item& item) { return item.kind == standin::ItemKind::object; });
+    standin::write_scene_file(empty, out("empty.lws"));
+  }
   for (const auto& [arguments, exit_code, told] :
        {std::tuple{quoted(out("broken.lws")), 1, "broken.lws"}, std::tuple{quoted(out("none.lws")), 1, "none.lws"},
-        std::tuple{small_view("--camera Nobody"), 1, "Nobody"}, std::tuple{quoted(scene_) + " --server NoCam", 1, "NoCam"},
-        std::tuple{small_view("--set 'No label=1'"), 1, "No label"}, std::tuple{small_view("--port 0"), 2, "--port"},
-        std::tuple{small_view("--port 65536"), 2, "--port"}, std::tuple{small_view("--size 9000x10"), 2, "--size"}}) {
+        std::tuple{quoted(out("empty.lws")), 1, "nothing to be seen"}, std::tuple{small_view("--camera Nobody"), 1, "Nobody"},
+        std::tuple{quoted(scene_) + " --server NoCam", 1, "NoCam"}, std::tuple{small_view("--set 'No label=1'"), 1, "No label"},
+        std::tuple{small_view("--port 0"), 2, "--port"}, std::tuple{small_view("--port 65536"), 2, "--port"},
+        std::tuple{small_view("--size 9000x10"), 2, "--size"}}) {
     const Outcome outcome = run_tool("view --no-browser " + arguments);
     EXPECT_EQ(outcome.exit_code, exit_code) << arguments << outcome.output;
     EXPECT_NE(outcome.output.find(told), std::string::npos) << outcome.output;

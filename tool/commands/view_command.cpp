@@ -80,8 +80,9 @@ void view(const Arguments& arguments) {
     add_missing_objects(arguments.camera, scene, warnings);
     warnings.tell();
   }
-  expect_interruption();
   Viewing viewing(source);
+  // Until here a signal ends the program at once, however long the scene or the module takes to open.
+  expect_interruption();
   const ViewServer server(viewing, arguments.port);
   std::cout << server.address() << std::endl;
   std::cerr << "Open this address in a browser of this machine; Ctrl-C ends it\n";

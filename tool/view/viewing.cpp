@@ -189,6 +189,10 @@ void Viewing::read_scene() {
   scene->content_folder = source_.session.content_folder;
   std::ostringstream told;
   auto render_scene = std::make_unique<RenderScene>(*scene, told);
+  if (!render_scene->has_objects())
+    throw std::runtime_error(source_.session.scene_file.string() +
+                             ": there is nothing to be seen: the scene has no object with polygons, or none was found "
+                             "(--content names the folder of all content)");
   std::ostringstream told_again;
   layers_ = placed_layers(*scene, told_again);
   render_scene_ = std::move(render_scene);
