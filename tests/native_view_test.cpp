@@ -365,6 +365,9 @@ TEST_F(NativeView, AVanishedSceneIsToldAndUsedAgainWhenItIsBack) {
   fs::rename(scene_, out("away.lws"));
   const json lost = page.state_with(page.change({{"size", {20, 20}}}));
   EXPECT_NE(lost.at("trouble").get<std::string>().find("scene.lws"), std::string::npos) << lost.at("trouble");
+  std::ofstream(scene_) << "LWSC\n5\n";
+  const json empty = page.state_with(page.change({{"size", {21, 20}}}));
+  EXPECT_NE(empty.at("trouble").get<std::string>().find("has no camera"), std::string::npos) << empty.at("trouble");
   fs::rename(out("away.lws"), scene_);
   const std::uint64_t change = page.change({{"size", {22, 20}}});
   EXPECT_EQ(page.state_with(change).at("trouble"), "");

@@ -163,20 +163,27 @@ void Viewing::run() {
         const std::lock_guard stage(stage_);
         apply(*change);
       } catch (const std::exception& error) {
-        trouble_ = error.what();
+        give_up(error);
       }
       publish_state();
     } else {
       try {
         render_step();
       } catch (const std::exception& error) {
-        trouble_ = error.what();
-        steps_.clear();
+        give_up(error);
         publish_state();
       }
     }
     lock.lock();
   }
+}
+
+/// A module that runs elsewhere may have died: the next change opens the camera again.
+void Viewing::give_up(const std::exception& error) {
+  const std::lock_guard stage(stage_);
+  trouble_ = error.what();
+  steps_.clear();
+  session_.reset();
 }
 
 void Viewing::describe_servers() { module_ = standin::describe_module_for(source_.session.module_file); }
@@ -189,6 +196,8 @@ void Viewing::read_scene() {
   scene->content_folder = source_.session.content_folder;
   std::ostringstream told;
   auto render_scene = std::make_unique<RenderScene>(*scene, told);
+  if (scene->current_camera() == nullptr)
+    throw std::runtime_error(source_.session.scene_file.string() + ": the scene has no camera");
   if (!render_scene->has_objects())
     throw std::runtime_error(source_.session.scene_file.string() +
                              ": there is nothing to be seen: the scene has no object with polygons, or none was found "
@@ -202,7 +211,6 @@ void Viewing::read_scene() {
   for (const standin::Item& item : scene_->items)
     if (item.camera) cameras_.push_back(&item);
   camera_count_ = cameras_.size();
-  if (cameras_.empty()) throw std::runtime_error(source_.session.scene_file.string() + ": the scene has no camera");
   choice_.camera = std::min(choice_.camera, cameras_.size() - 1);
   warnings_ = scene_->notes.warnings;
   std::istringstream lines(told.str());

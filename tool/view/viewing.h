@@ -109,6 +109,7 @@ class Viewing {
   // --- Of the thread that renders.
 
   void run();
+  void give_up(const std::exception& error);
   void describe_servers();
   void apply(const ViewChange& change);
   void read_scene();
