@@ -23,6 +23,7 @@ LAYERS = (
     ("tool/output",),
     ("tool/pictures",),
     ("tool/render",),
+    ("tool/view",),
     ("tool/commands",),
     ("samples",),
     ("examples",),

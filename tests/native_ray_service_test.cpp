@@ -65,6 +65,85 @@ TEST_F(RayService, AnswersTheSameRaysAsTheSessionInThisProcess) {
   EXPECT_NEAR(film->first, 0.0, 1e-9);
 }
 
+/// What a person does with an open panel, and everything that can be seen of it.
+struct PanelUse {
+  std::vector<ControlDescription> before;
+  AppliedSetting applied;
+  std::string refusal;
+  std::vector<ControlDescription> after;
+  std::vector<std::string> saved;
+  std::vector<GizmoElement> gizmo;
+  std::vector<RayAnswer> rays;
+};
+
+PanelUse use_panel(Session& session) {
+  PanelUse use;
+  session.begin_frame(2);
+  use.before = session.panel();
+  session.set("Convergence Item", "1");
+  session.set("Show Convergence Plane", "yes");
+  use.applied = session.set("Eye Separation", "40cm");
+  try {
+    session.set("Eye Separation", "wide");
+  } catch (const std::runtime_error& error) {
+    use.refusal = error.what();
+  }
+  const FrameSetup setup = session.begin_frame(2);
+  use.after = session.panel();
+  use.saved = session.saved_lines();
+  use.gizmo = session.draw_gizmo({1.0, 2.0, -8.0}, {0.0, 0.0, 1.0});
+  use.rays.resize(100);
+  session.evaluate(queries_over(setup, use.rays.size()), use.rays);
+  return use;
+}
+
+bool same_element(const GizmoElement& a, const GizmoElement& b) {
+  return a.shape == b.shape && a.points == b.points && a.radius == b.radius && a.coordinate_system == b.coordinate_system &&
+         a.color == b.color && a.draw_mode == b.draw_mode;
+}
+
+TEST_F(RayService, AnOpenPanelIsThatOfTheSessionInThisProcess) {
+  // What a stereo camera converges on: only then does its gizmo draw something.
+  Scene scene = read_scene_file(options_.scene_file);
+  Item point;
+  point.kind = ItemKind::object;
+  point.id = 0x10000000;
+  point.name = "Point";
+  point.motion[2] = Envelope::constant(5.0);
+  scene.items.insert(scene.items.begin(), point);
+  write_scene_file(scene, options_.scene_file);
+  options_.server_name = "QuorinStereoCam";
+  PanelUse here;
+  {
+    const auto session = open_session(options_);
+    here = use_panel(*session);
+  }
+  EXPECT_EQ(here.applied.shown, "Eye Separation: 40 cm");
+  EXPECT_NE(here.refusal.find("is not a number"), std::string::npos) << here.refusal;
+  EXPECT_NE(here.before, here.after);
+  EXPECT_FALSE(here.saved.empty());
+  EXPECT_FALSE(here.gizmo.empty());
+  PanelUse there;
+  {
+    const auto session = open_remote_session(options_);
+    there = use_panel(*session);
+  }
+  EXPECT_EQ(there.before, here.before);
+  EXPECT_EQ(there.applied.shown, here.applied.shown);
+  EXPECT_EQ(there.refusal, here.refusal);
+  EXPECT_EQ(there.after, here.after);
+  EXPECT_EQ(there.saved, here.saved);
+  EXPECT_TRUE(std::ranges::equal(there.gizmo, here.gizmo, same_element));
+  expect_same(there.rays, here.rays);
+  // What is set while the panel is open is what a session is opened with.
+  options_.settings = {{"Convergence Item", "1"}, {"Show Convergence Plane", "yes"}, {"Eye Separation", "40cm"}};
+  const auto session = open_session(options_);
+  const FrameSetup setup = session->begin_frame(2);
+  std::vector<RayAnswer> opened(here.rays.size());
+  session->evaluate(queries_over(setup, opened.size()), opened);
+  expect_same(opened, here.rays);
+}
+
 TEST_F(RayService, AnswersManyThreads) {
   const auto session = open_remote_session(options_);
   const FrameSetup setup = session->begin_frame(0);

@@ -127,6 +127,53 @@ TEST(RayProtocol, CarriesFramesAndPoints) {
   EXPECT_EQ(round_trip(Failure{"It cannot be done"}).sentence, "It cannot be done");
 }
 
+GizmoElement triangle() {
+  GizmoElement element;
+  element.shape = GizmoShape::triangle;
+  element.points = {{1.0, 2.0, 3.0}, {4.0, 5.0, 6.0}, {7.0, 8.0, -9.0}};
+  element.radius = 0.25;
+  element.coordinate_system = LWCSYS_OBJECT;
+  element.color = {0.1F, 0.2F, 0.3F, 0.4F};
+  element.draw_mode = 5;
+  return element;
+}
+
+TEST(RayProtocol, CarriesAnOpenPanel) {
+  const Set set = round_trip(Set{"Eye Separation", "6cm"});
+  EXPECT_EQ(set.name, "Eye Separation");
+  EXPECT_EQ(set.text, "6cm");
+  const Set::Answer applied = round_trip(Set::Answer{{"Eye Separation: 6 cm", "a warning"}, {"another"}});
+  EXPECT_EQ(applied.applied.shown, "Eye Separation: 6 cm");
+  EXPECT_EQ(applied.applied.warning, "a warning");
+  EXPECT_EQ(applied.warnings, std::vector<std::string>{"another"});
+  const std::vector<ControlDescription> rows = description().description.cameras.at(0).panel_rows;
+  EXPECT_EQ(round_trip(ShowPanel::Answer{rows}).rows, rows);
+  EXPECT_EQ(round_trip(SaveLines::Answer{{"1 0", "", "Größe"}}).lines, (std::vector<std::string>{"1 0", "", "Größe"}));
+  const DrawGizmo draw = round_trip(DrawGizmo{{1.0, 2.0, 3.0}, {0.0, 0.0, -1.0}});
+  EXPECT_EQ(draw.eye_position, (Vec3{1.0, 2.0, 3.0}));
+  EXPECT_EQ(draw.direction, (Vec3{0.0, 0.0, -1.0}));
+  const auto elements = round_trip(DrawGizmo::Answer{{triangle()}}).elements;
+  ASSERT_EQ(elements.size(), 1U);
+  EXPECT_EQ(elements[0].shape, GizmoShape::triangle);
+  EXPECT_EQ(elements[0].points, triangle().points);
+  EXPECT_EQ(elements[0].radius, 0.25);
+  EXPECT_EQ(elements[0].coordinate_system, LWCSYS_OBJECT);
+  EXPECT_EQ(elements[0].color, triangle().color);
+  EXPECT_EQ(elements[0].draw_mode, 5U);
+}
+
+TEST(RayProtocol, RefusesShapesWithoutTheirCorners) {
+  const std::string sentence = "The ray service's drawing of a gizmo makes no sense";
+  GizmoElement cut = triangle();
+  cut.points.pop_back();
+  EXPECT_EQ(refusal_of<DrawGizmo::Answer>(packed(DrawGizmo::Answer{{cut}})), sentence);
+  for (const int shape : {-1, 5, 1000}) {
+    GizmoElement unknown = triangle();
+    unknown.shape = static_cast<GizmoShape>(shape);
+    EXPECT_EQ(refusal_of<DrawGizmo::Answer>(packed(DrawGizmo::Answer{{unknown}})), sentence) << shape;
+  }
+}
+
 TEST(RayProtocol, BeginsWithItsKindAndThenItsVersion) {
   const std::vector<char> bytes = packed(DescribeModule{});
   // Kind, version, and the length of an empty path.

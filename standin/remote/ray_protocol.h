@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cereal/types/optional.hpp>
 #include <cereal/types/string.hpp>
 #include <cereal/types/utility.hpp>
@@ -23,7 +24,7 @@
 namespace standin::ray_protocol {
 
 /// To be raised with every change of a message, so that programs of different builds refuse each other with a sentence.
-constexpr std::uint32_t version = 0x4F560009;
+constexpr std::uint32_t version = 0x4F56000A;
 /// Rays per request: enough to share the cost of the pipe, and few enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 /// A longer message than this is refused before memory is allocated for it.
@@ -31,7 +32,20 @@ constexpr std::uint32_t most_bytes = 64U << 20;
 /// A panel's drawing is smaller than a screen.
 constexpr int longest_picture_side = 4096;
 
-enum class Kind : std::uint8_t { open = 1, begin_frame, evaluate, project, done, failed, describe, end };
+enum class Kind : std::uint8_t {
+  open = 1,
+  begin_frame,
+  evaluate,
+  project,
+  done,
+  failed,
+  describe,
+  end,
+  show_panel,
+  set,
+  draw_gizmo,
+  save
+};
 
 // --- The messages.
 
@@ -111,6 +125,44 @@ struct DescribeModule {
   std::filesystem::path module_file;
 };
 
+/// The open session's panel.
+struct ShowPanel {
+  static constexpr Kind kind = Kind::show_panel;
+  struct Answer {
+    static constexpr Kind kind = Kind::done;
+    std::vector<ControlDescription> rows;
+  };
+};
+
+struct Set {
+  static constexpr Kind kind = Kind::set;
+  struct Answer {
+    static constexpr Kind kind = Kind::done;
+    AppliedSetting applied;
+    std::vector<std::string> warnings;
+  };
+  std::string name;
+  std::string text;
+};
+
+struct DrawGizmo {
+  static constexpr Kind kind = Kind::draw_gizmo;
+  struct Answer {
+    static constexpr Kind kind = Kind::done;
+    std::vector<GizmoElement> elements;
+  };
+  Vec3 eye_position;
+  Vec3 direction;
+};
+
+struct SaveLines {
+  static constexpr Kind kind = Kind::save;
+  struct Answer {
+    static constexpr Kind kind = Kind::done;
+    std::vector<std::string> lines;
+  };
+};
+
 struct Failure {
   static constexpr Kind kind = Kind::failed;
   std::string sentence;
@@ -176,6 +228,52 @@ void serialize(Archive& archive, DescribeModule& request) {
 template <class Archive>
 void serialize(Archive& archive, DescribeModule::Answer& answer) {
   archive(answer.description);
+}
+
+template <class Archive>
+void serialize(Archive& archive, ShowPanel::Answer& answer) {
+  archive(answer.rows);
+}
+
+template <class Archive>
+void serialize(Archive& archive, Set& request) {
+  archive(request.name, request.text);
+}
+
+template <class Archive>
+void serialize(Archive& archive, Set::Answer& answer) {
+  archive(answer.applied.shown, answer.applied.warning, answer.warnings);
+}
+
+template <class Archive>
+void serialize(Archive& archive, DrawGizmo& request) {
+  archive(request.eye_position, request.direction);
+}
+
+template <class Archive>
+void serialize(Archive& archive, DrawGizmo::Answer& answer) {
+  archive(answer.elements);
+}
+
+template <class Archive>
+void serialize(Archive& archive, SaveLines::Answer& answer) {
+  archive(answer.lines);
+}
+
+template <class Archive>
+void serialize(Archive& archive, GizmoElement& element) {
+  // An unscoped enumeration is also a bool to the archive.
+  auto coordinate_system = static_cast<std::int32_t>(element.coordinate_system);
+  archive(element.shape, element.points, element.radius, coordinate_system);
+  element.coordinate_system = static_cast<LWCoordinateSystem>(coordinate_system);
+  for (float& channel : element.color) archive(channel);
+  archive(element.draw_mode);
+  if constexpr (Archive::is_loading::value) {
+    constexpr std::array<std::size_t, 5> corners{1, 2, 3, 4, 1};
+    const auto shape = static_cast<std::size_t>(element.shape);
+    if (shape >= corners.size() || element.points.size() != corners[shape])
+      throw std::runtime_error("The ray service's drawing of a gizmo makes no sense");
+  }
 }
 
 template <class Archive>

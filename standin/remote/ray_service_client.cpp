@@ -469,6 +469,20 @@ class RemoteSession : public Session {
     return service_.ask(ProjectPoint{world, fractional_time, eye}).film;
   }
 
+  std::vector<ControlDescription> panel() override { return service_.ask(ShowPanel{}).rows; }
+
+  AppliedSetting set(const std::string& name, const std::string& text) override {
+    Set::Answer answer = service_.ask(Set{name, text});
+    std::ranges::move(answer.warnings, std::back_inserter(warnings_));
+    return std::move(answer.applied);
+  }
+
+  std::vector<GizmoElement> draw_gizmo(Vec3 eye_position, Vec3 direction) override {
+    return service_.ask(DrawGizmo{eye_position, direction}).elements;
+  }
+
+  std::vector<std::string> saved_lines() override { return service_.ask(SaveLines{}).lines; }
+
  private:
   ServiceConnection service_;
   std::vector<std::string> warnings_;

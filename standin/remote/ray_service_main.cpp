@@ -85,6 +85,16 @@ class Service {
         return packed(end());
       case Kind::project:
         return packed(project(unpacked<ProjectPoint>(request)));
+      case Kind::show_panel:
+        unpacked<ShowPanel>(request);
+        return packed(ShowPanel::Answer{session().panel()});
+      case Kind::set:
+        return packed(set(unpacked<Set>(request)));
+      case Kind::draw_gizmo:
+        return packed(draw_gizmo(unpacked<DrawGizmo>(request)));
+      case Kind::save:
+        unpacked<SaveLines>(request);
+        return packed(SaveLines::Answer{session().saved_lines()});
       default:
         throw std::runtime_error("The ray service does not know this kind of request");
     }
@@ -102,7 +112,7 @@ class Service {
   }
 
   Session& session() const {
-    if (session_ == nullptr) throw std::runtime_error("The ray service was asked for rays before it was given a scene");
+    if (session_ == nullptr) throw std::runtime_error("The ray service was asked for something before it was given a scene");
     return *session_;
   }
 
@@ -134,6 +144,15 @@ class Service {
 
   ProjectPoint::Answer project(const ProjectPoint& request) const {
     return {session().project(request.world, request.fractional_time, request.eye)};
+  }
+
+  Set::Answer set(const Set& request) const {
+    AppliedSetting applied = session().set(request.name, request.text);
+    return {std::move(applied), session().take_warnings()};
+  }
+
+  DrawGizmo::Answer draw_gizmo(const DrawGizmo& request) const {
+    return {session().draw_gizmo(request.eye_position, request.direction)};
   }
 
   std::unique_ptr<Session> session_;

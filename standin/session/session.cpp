@@ -1,5 +1,8 @@
 #include "standin/session/session.h"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -9,7 +12,6 @@
 #include "standin/host/plain_camera.h"
 #include "standin/host/save_state.h"
 #include "standin/scene/name_list.h"
-#include "standin/session/settings.h"
 
 namespace standin {
 namespace {
@@ -137,6 +139,31 @@ class LocalSession : public Session {
   std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) override {
     return camera_ ? camera_->project(world, fractional_time, eye) : plain_.project(world, 0.0, 0.0, fractional_time, eye);
   }
+
+  std::vector<ControlDescription> panel() override {
+    return camera_ ? describe_panel(host_, camera_->panel()) : std::vector<ControlDescription>();
+  }
+
+  AppliedSetting set(const std::string& name, const std::string& text) override {
+    if (!camera_) throw std::runtime_error("The host's own perspective camera has no settings; choose a camera server");
+    AppliedSetting applied = apply_setting(host_, *camera_, name, text);
+    camera_->clean_up();
+    show_panel();
+    camera_->init_render();
+    return applied;
+  }
+
+  std::vector<GizmoElement> draw_gizmo(Vec3 eye_position, Vec3 direction) override {
+    if (!camera_) return {};
+    GizmoDrawing drawing;
+    LWCustomObjAccess& access = *drawing.access;
+    std::ranges::copy(std::array{eye_position.x, eye_position.y, eye_position.z}, std::begin(access.viewPos));
+    std::ranges::copy(std::array{direction.x, direction.y, direction.z}, std::begin(access.viewDir));
+    camera_->draw_gizmo(drawing);
+    return std::move(drawing.elements);
+  }
+
+  std::vector<std::string> saved_lines() override { return camera_ ? camera_->save_text() : std::vector<std::string>(); }
 
  private:
   LocalSession(const SessionOptions& options, Choice choice)

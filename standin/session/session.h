@@ -9,8 +9,11 @@
 #include <utility>
 #include <vector>
 
+#include "standin/host/gizmo_drawing.h"
 #include "standin/host/ray_query.h"
 #include "standin/scene/vector.h"
+#include "standin/session/introspection.h"
+#include "standin/session/settings.h"
 
 namespace standin {
 
@@ -74,6 +77,21 @@ class Session {
 
   /// Film position of a world point, or none. Threads: any number at once.
   virtual std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) = 0;
+
+  // --- The camera's open panel. Threads: one, with no ray asked for meanwhile.
+
+  /// The panel's rows with their values at the time of the last frame; none for the host's own perspective camera.
+  virtual std::vector<ControlDescription> panel() = 0;
+
+  /// Sets a value as apply_setting does, and prepares the camera anew: a frame has to be begun before the next ray. Throws
+  /// std::runtime_error where the value cannot be set, and then nothing has changed.
+  virtual AppliedSetting set(const std::string& name, const std::string& text) = 0;
+
+  /// What the camera's gizmo draws for a viewport's eye at a position, looking along a direction of length one.
+  virtual std::vector<GizmoElement> draw_gizmo(Vec3 eye_position, Vec3 direction) = 0;
+
+  /// The lines that the camera keeps in a scene file; none for the host's own perspective camera.
+  virtual std::vector<std::string> saved_lines() = 0;
 
   /// Ends the rendering and gives up camera and module, so that take_warnings also tells what they did wrong in that and since
   /// the last frame began. Nothing but that may be asked afterwards. Threads: one.

@@ -93,6 +93,8 @@ int parse_choice(const ControlDescription& row, const std::string& text) {
 /// Of the panel's row with that channel or, without one, label; none when it has no value that can be set.
 std::optional<ControlDescription> find_row(const Host& host, const Panel& panel, std::string ControlDescription::*name,
                                            const std::string& wanted) {
+  // A row without a label is found by its channel alone.
+  if (wanted.empty()) return std::nullopt;
   for (ControlDescription& row : describe_panel(host, panel)) {
     const bool can_be_set = row.data_type == "integer" || row.data_type == "float" || row.data_type.ends_with("-env");
     if (row.*name == wanted && can_be_set) return row;

@@ -21,6 +21,7 @@
 #include "tool/commands/skybox_command.h"
 #include "tool/commands/usage_error.h"
 #include "tool/commands/validate_command.h"
+#include "tool/commands/view_command.h"
 #include "tool/output/interruption.h"
 #include "tool/output/own_output.h"
 #include "tool/output/plain_text.h"
@@ -73,6 +74,7 @@ int run(int argc, char** argv) {
   app.require_subcommand(0, 1);
   tool::add_info_command(app);
   tool::add_render_command(app);
+  tool::add_view_command(app);
   tool::add_panel_command(app);
   tool::add_rays_command(app);
   tool::add_scene_command(app);

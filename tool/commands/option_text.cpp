@@ -81,11 +81,12 @@ std::vector<Layer> parse_layers(const std::string& text) {
   return layers;
 }
 
-standin::Eye parse_eye(std::string_view text) {
+standin::Eye parse_eye(std::string_view text, const std::string& others) {
   if (text == "centre") return standin::Eye::centre;
   if (text == "left") return standin::Eye::left;
   if (text == "right") return standin::Eye::right;
-  throw UsageError("--eye " + std::string(text) + ": give centre, left or right");
+  throw UsageError("--eye " + std::string(text) + ": give centre, left" +
+                   (others.empty() ? " or right" : ", right or " + others));
 }
 
 }  // namespace tool

@@ -35,7 +35,7 @@ PixelBox parse_region(std::string_view text, PictureSize frame);
 /// The layers that --layers names, each once; none when the text is empty. Throws UsageError.
 std::vector<Layer> parse_layers(const std::string& text);
 
-/// The eye that --eye names. Throws UsageError.
-standin::Eye parse_eye(std::string_view text);
+/// The eye that --eye names. Throws UsageError, which tells of the command's `others` as well.
+standin::Eye parse_eye(std::string_view text, const std::string& others = {});
 
 }  // namespace tool

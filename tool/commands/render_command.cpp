@@ -97,7 +97,9 @@ ExrContents exr_contents(const std::vector<Layer>& layers, bool stereo) {
 /// What the command line asks for, as far as that can be told without the scene.
 struct Plan {
   std::optional<FrameList> frames;
+
   standin::Eye eye;
+  bool red_cyan;
   std::vector<Layer> layers;
   ExrContents more;
 
@@ -105,8 +107,11 @@ struct Plan {
     if (!PictureFile::is_picture_name(arguments.output))
       throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
     if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
-    eye = arguments.stereo ? standin::Eye::left : parse_eye(arguments.eye);
+    red_cyan = arguments.eye == "red-cyan";
+    eye = arguments.stereo || red_cyan ? standin::Eye::left : parse_eye(arguments.eye, "red-cyan");
     layers = parse_layers(arguments.layers);
+    if (red_cyan && !layers.empty())
+      throw UsageError("--layers are of one eye; leave them out with --eye red-cyan, or give --stereo");
     more = exr_contents(layers, arguments.stereo);
     if (!more.channels.empty() && !PictureFile::is_exr_name(arguments.output)) {
       throw UsageError("-o " + arguments.output + ": a PNG holds one view and no layers; with " +
@@ -173,9 +178,11 @@ class Rendering {
   }
 
  private:
+  bool has_both_eyes() const { return arguments_.stereo || plan_.red_cyan; }
+
   std::uint64_t samples_per_frame() const {
     const auto pixels = static_cast<std::uint64_t>(part_.width) * static_cast<std::uint64_t>(part_.height);
-    return pixels * arguments_.samples * (arguments_.stereo ? 2 : 1);
+    return pixels * arguments_.samples * (has_both_eyes() ? 2 : 1);
   }
 
   void report(FrameReport frame) {
@@ -210,15 +217,16 @@ class Rendering {
                        .part = part_,
                        .samples_per_pixel = arguments_.samples,
                        .eye = plan_.eye,
-                       .second_eye = arguments_.stereo ? std::optional(standin::Eye::right) : std::nullopt,
+                       .second_eye = has_both_eyes() ? std::optional(standin::Eye::right) : std::nullopt,
+                       .red_cyan = plan_.red_cyan,
                        .layers = plan_.layers};
-    const PictureForm form{
-        .width = size_.width,
-        .height = size_.height,
-        .part = part_,
-        .more_channels = plan_.more.channels,
-        .views = plan_.more.views,
-        .metadata = frame_metadata(scene_, arguments_.camera.scene, item_, setup_, size_.width, size_.height, plan_.eye)};
+    const PictureForm form{.width = size_.width,
+                           .height = size_.height,
+                           .part = part_,
+                           .more_channels = plan_.more.channels,
+                           .views = plan_.more.views,
+                           .metadata = frame_metadata(scene_, arguments_.camera.scene, item_, setup_, size_.width, size_.height,
+                                                      plan_.red_cyan ? standin::Eye::centre : plan_.eye)};
     const auto file = name_.of(frame);
     PictureFile picture(file, form);
     warnings_.add(*session_);
@@ -288,7 +296,8 @@ void add_render_command(CLI::App& app) {
       ->capture_default_str();
   command->add_option("--threads", arguments->threads, "Threads (default: one per processor)")
       ->check(CLI::Range(1, most_threads));
-  auto* eye = command->add_option("--eye", arguments->eye, "centre, left or right")->capture_default_str();
+  auto* eye =
+      command->add_option("--eye", arguments->eye, "centre, left, right or red-cyan, for the glasses")->capture_default_str();
   command->add_flag("--stereo", arguments->stereo, "Both eyes, as the views left and right of one EXR")->excludes(eye);
   command->add_option("--layers", arguments->layers,
                       "Any of depth,normal,position,uv,motion: more channels of an EXR (Z, N, P, UV, forward), "

@@ -37,15 +37,6 @@ std::string base_64(std::span<const std::byte> bytes) {
   return text;
 }
 
-std::string png_data_uri(const standin::Picture& picture) {
-  std::vector<std::byte> file;
-  PngWriter writer({.width = picture.width(), .height = picture.height(), .channels = 3},
-                   [&](std::span<const std::byte> bytes) { file.insert(file.end(), bytes.begin(), bytes.end()); });
-  writer.write_rows(std::as_bytes(picture.pixels()));
-  writer.finish();
-  return "data:image/png;base64," + base_64(file);
-}
-
 std::string field(const std::string& text, const char* more = "") {
   return std::string("<span class=\"field") + more + "\">" + as_markup(text) + "</span>";
 }
@@ -111,6 +102,15 @@ int height_of(std::span<const ControlDescription> rows) {
 }
 
 }  // namespace
+
+std::string png_data_uri(const standin::Picture& picture) {
+  std::vector<std::byte> file;
+  PngWriter writer({.width = picture.width(), .height = picture.height(), .channels = 3},
+                   [&](std::span<const std::byte> bytes) { file.insert(file.end(), bytes.begin(), bytes.end()); });
+  writer.write_rows(std::as_bytes(picture.pixels()));
+  writer.finish();
+  return "data:image/png;base64," + base_64(file);
+}
 
 std::string_view panel_style() {
   return R"(/* The host's panels are dark in every theme. */

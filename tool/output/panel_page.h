@@ -15,6 +15,9 @@ std::string panel_html(std::span<const standin::ControlDescription> rows, const 
 /// The rules of a style sheet for panel_html; they touch nothing outside of the panel. Threads: any.
 std::string_view panel_style();
 
+/// A picture for a page, as an address that holds all of it. Threads: any.
+std::string png_data_uri(const standin::Picture& picture);
+
 /// A page that needs nothing but itself, and the size in pixels of a window that shows all of it.
 struct PanelPage {
   std::string html;

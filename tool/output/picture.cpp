@@ -88,7 +88,22 @@ std::vector<std::pair<std::string, std::string>> texts_of(const PictureMetadata&
   return texts;
 }
 
+PngLayout png_layout(const PictureForm& form) {
+  const PixelBox part = form.part.value_or(PixelBox{0, 0, form.width, form.height});
+  return {.width = part.width, .height = part.height, .texts = texts_of(form.metadata)};
+}
+
 }  // namespace
+
+std::vector<std::byte> png_bytes(std::span<const Pixel> pixels, const PictureForm& form) {
+  std::vector<std::byte> file;
+  PngWriter writer(png_layout(form),
+                   [&](std::span<const std::byte> bytes) { file.insert(file.end(), bytes.begin(), bytes.end()); });
+  const std::vector<std::uint8_t> rows = srgb_rows(pixels);
+  writer.write_rows(std::as_bytes(std::span(rows)));
+  writer.finish();
+  return file;
+}
 
 bool PictureFile::is_exr_name(const std::filesystem::path& file) { return lower_case_extension(file) == ".exr"; }
 
@@ -98,12 +113,11 @@ bool PictureFile::is_picture_name(const std::filesystem::path& file) {
 
 PictureFile::PictureFile(std::filesystem::path file, const PictureForm& form)
     : file_(std::move(file)), more_channels_(form.more_channels.size()) {
-  const PixelBox part = form.part.value_or(PixelBox{0, 0, form.width, form.height});
   if (lower_case_extension(file_.name()) == ".png") {
-    png_.emplace(PngLayout{.width = part.width, .height = part.height, .texts = texts_of(form.metadata)},
-                 [this](std::span<const std::byte> bytes) { file_.write(bytes); });
+    png_.emplace(png_layout(form), [this](std::span<const std::byte> bytes) { file_.write(bytes); });
     return;
   }
+  const PixelBox part = form.part.value_or(PixelBox{0, 0, form.width, form.height});
   std::vector<ExrChannel> channels{{"R"}, {"G"}, {"B"}, {"A"}};
   std::ranges::copy(form.more_channels, std::back_inserter(channels));
   exr_.emplace(file_, ExrLayout{form.width, form.height, part, std::move(channels), form.views, form.metadata});

@@ -122,15 +122,18 @@ Pixel mean(const PixelSum& sum, std::uint32_t samples) {
           static_cast<float>(sum.light.z * scale), static_cast<float>(sum.rays * scale)};
 }
 
+bool is_cancelled(const FrameOutput& output) { return output.is_cancelled && output.is_cancelled(); }
+
 using Workspaces = tbb::enumerable_thread_specific<Workspace>;
 
 /// The band's pixels, row by row. Its top is a tile's or the part's.
-void render_band(const FrameJob& job, standin::Eye eye, const PixelBox& band, Workspaces& workspaces, Progress& progress,
+void render_band(const FrameJob& job, standin::Eye eye, const PixelBox& band, Workspaces& workspaces, const FrameOutput& output,
                  std::vector<Pixel>& pixels) {
   const int right = band.left + band.width;
   const int bottom = band.top + band.height;
   pixels.resize(static_cast<std::size_t>(band.width) * static_cast<std::size_t>(band.height));
   const auto render_tiles = [&](const tbb::blocked_range2d<int>& range) {
+    if (is_cancelled(output)) return;
     Workspace& work = workspaces.local();
     const int tile_left = range.cols().begin() * tile_size;
     const int tile_top = range.rows().begin() * tile_size;
@@ -147,7 +150,7 @@ void render_band(const FrameJob& job, standin::Eye eye, const PixelBox& band, Wo
         ++kept;
       }
     }
-    progress.add(kept * job.samples_per_pixel);
+    output.add_rays(kept * job.samples_per_pixel);
   };
   // Tiles are those of the whole frame, whatever part of it is rendered: which rays are traced together decides their last bit.
   // One tile at a time, so that batches stay whole and the last tiles are spread over the threads.
@@ -179,6 +182,12 @@ std::vector<float> joined(std::size_t pixel_count, std::span<const float> layers
   return samples;
 }
 
+/// Where only one eye has a ray, the other one's colours are dark.
+void join_red_cyan(std::span<Pixel> left, std::span<const Pixel> right) {
+  for (std::size_t i = 0; i < left.size(); ++i)
+    left[i] = {left[i].red, right[i].green, right[i].blue, std::max(left[i].alpha, right[i].alpha)};
+}
+
 int rows_at_once(int width) {
   const std::size_t rows = band_bytes / (sizeof(Pixel) * static_cast<std::size_t>(width));
   return std::max(tile_size, static_cast<int>(rows) / tile_size * tile_size);
@@ -193,7 +202,7 @@ RayCounts& RayCounts::operator+=(const RayCounts& other) {
   return *this;
 }
 
-RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& progress) {
+std::optional<RayCounts> render_frame(const FrameJob& job, const FrameOutput& output) {
   Workspaces workspaces;
   const int part_bottom = job.part.top + job.part.height;
   const int band_rows = rows_at_once(job.part.width);
@@ -202,13 +211,15 @@ RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& prog
   for (int top = job.part.top; top < part_bottom;) {
     const int bottom = std::min(part_bottom, top / tile_size * tile_size + band_rows);
     const PixelBox band{job.part.left, top, job.part.width, bottom - top};
-    render_band(job, job.eye, band, workspaces, progress, pixels);
+    render_band(job, job.eye, band, workspaces, output, pixels);
     std::vector<float> more = layers_of(job, job.eye, band);
-    if (job.second_eye) {
-      render_band(job, *job.second_eye, band, workspaces, progress, second_pixels);
+    if (job.second_eye) render_band(job, *job.second_eye, band, workspaces, output, second_pixels);
+    if (is_cancelled(output)) return std::nullopt;
+    if (job.second_eye && job.red_cyan)
+      join_red_cyan(pixels, second_pixels);
+    else if (job.second_eye)
       more = joined(pixels.size(), more, second_pixels, layers_of(job, *job.second_eye, band));
-    }
-    picture.write_rows(pixels, more);
+    output.write_rows(pixels, more);
     top = bottom;
   }
   RayCounts counts;
@@ -217,6 +228,12 @@ RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& prog
     counts.traced += work.trace.traced;
   }
   return counts;
+}
+
+RayCounts render_frame(const FrameJob& job, PictureFile& picture, Progress& progress) {
+  const FrameOutput output{[&](std::span<const Pixel> rows, std::span<const float> more) { picture.write_rows(rows, more); },
+                           [&](std::uint64_t rays) { progress.add(rays); }};
+  return render_frame(job, output).value();
 }
 
 }  // namespace tool

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 
@@ -27,6 +28,8 @@ struct FrameJob {
   standin::Eye eye = standin::Eye::centre;
   /// Written beside the first, as the picture's further channels.
   std::optional<standin::Eye> second_eye = {};
+  /// For red and cyan glasses: red of the first eye and the rest of the second, as one picture without layers.
+  bool red_cyan = false;
   /// Written after the light of each eye.
   std::span<const Layer> layers = {};
 };
@@ -41,6 +44,20 @@ struct RayCounts {
 
   RayCounts& operator+=(const RayCounts& other);
 };
+
+/// What becomes of a frame while it is rendered.
+struct FrameOutput {
+  /// Takes the next whole rows from the top down, and the samples of their other channels. Called by the caller's thread.
+  std::function<void(std::span<const Pixel>, std::span<const float>)> write_rows;
+  /// Told of camera rays that are done, by any number of threads at once.
+  std::function<void(std::uint64_t)> add_rays;
+  /// Whether nobody wants the frame any more. Asked by any number of threads at once.
+  std::function<bool()> is_cancelled = {};
+};
+
+/// Renders a frame that session and scene have been set to, with all threads of the caller's TBB arena. What is written depends
+/// on the job alone, not on the number of threads. None when it was cancelled: rows are missing then. Threads: one.
+std::optional<RayCounts> render_frame(const FrameJob& job, const FrameOutput& output);
 
 /// Renders a frame that session and scene have been set to, from the top down into the file, with all threads of the caller's
 /// TBB arena. The picture depends on the job alone, not on the number of threads. Threads: one.

@@ -123,18 +123,18 @@ class Canvas {
 
   void fill() { cairo_fill(context_.get()); }
 
-  void write(const std::filesystem::path& name) const {
-    NewFile file(name);
+  /// As a PNG.
+  void write(const PngWriter::Sink& to) const {
     cairo_surface_flush(surface_.get());
     // An exception must not pass through cairo.
     struct Sink {
-      NewFile& file;
+      const PngWriter::Sink& to;
       std::exception_ptr failed;
-    } sink{file, {}};
-    const auto write = [](void* to, const unsigned char* bytes, unsigned count) {
-      auto& [written, failed] = *static_cast<Sink*>(to);
+    } sink{to, {}};
+    const auto write = [](void* taker, const unsigned char* bytes, unsigned count) {
+      auto& [take, failed] = *static_cast<Sink*>(taker);
       try {
-        written.write(std::as_bytes(std::span(bytes, count)));
+        take(std::as_bytes(std::span(bytes, count)));
         return CAIRO_STATUS_SUCCESS;
       } catch (...) {
         failed = std::current_exception();
@@ -143,8 +143,8 @@ class Canvas {
     };
     const cairo_status_t status = cairo_surface_write_to_png_stream(surface_.get(), write, &sink);
     if (sink.failed) std::rethrow_exception(sink.failed);
-    if (status != CAIRO_STATUS_SUCCESS) file.fail(cairo_status_to_string(status));
-    file.finish();
+    if (status != CAIRO_STATUS_SUCCESS)
+      throw std::runtime_error(std::string("The gizmo cannot be drawn: ") + cairo_status_to_string(status));
   }
 
  private:
@@ -295,13 +295,19 @@ ViewLine view_of_gizmo(const ItemPose& camera, std::span<const GizmoElement> ele
   return {centre + way * (1.3 * radius / std::tan(vertical_field_degrees * std::numbers::pi / 360.0)), centre};
 }
 
-void write_gizmo_picture(const GizmoView& view, const std::filesystem::path& file) {
+void write_gizmo_picture(const GizmoView& view, const PngWriter::Sink& to) {
   Canvas canvas(view.line, view.width, view.height);
   const ItemPose pose = standin::with_unit_axes(view.scene.world_pose(view.camera, view.time_seconds));
   draw_wires(canvas, view);
   draw_camera(canvas, view, pose);
   draw_gizmo(canvas, in_world(view.elements, pose));
-  canvas.write(file);
+  canvas.write(to);
+}
+
+void write_gizmo_picture(const GizmoView& view, const std::filesystem::path& name) {
+  NewFile file(name);
+  write_gizmo_picture(view, [&](std::span<const std::byte> bytes) { file.write(bytes); });
+  file.finish();
 }
 
 }  // namespace tool

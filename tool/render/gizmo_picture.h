@@ -6,6 +6,7 @@
 
 #include "standin/host/gizmo_drawing.h"
 #include "standin/scene/scene.h"
+#include "tool/output/png_file.h"
 #include "tool/render/scene_layers.h"
 
 namespace tool {
@@ -33,6 +34,8 @@ struct GizmoView {
 
 /// Draws the scene's edges, the camera, and over them what its gizmo drew, into a PNG. Failure to write throws
 /// std::runtime_error. Threads: one.
-void write_gizmo_picture(const GizmoView& view, const std::filesystem::path& file);
+void write_gizmo_picture(const GizmoView& view, const std::filesystem::path& name);
+/// The same into memory or wherever else the bytes of the PNG go.
+void write_gizmo_picture(const GizmoView& view, const PngWriter::Sink& to);
 
 }  // namespace tool

@@ -1,0 +1,22 @@
+# Writes a source file that holds text files: cmake -D OUTPUT=FILE.cpp -D HEADER=HEADER.h -P embed_files.cmake -- FILES...
+# Each is a string_view of namespace tool by its name, with _ for the dot.
+set(text "#include \"${HEADER}\"\n\nnamespace tool {\nnamespace {\n")
+set(views "")
+set(is_file FALSE)
+foreach(number RANGE 1 ${CMAKE_ARGC})
+  set(argument "${CMAKE_ARGV${number}}")
+  if(is_file AND argument)
+    get_filename_component(name "${argument}" NAME)
+    string(REPLACE "." "_" name "${name}")
+    file(READ "${argument}" bytes HEX)
+    string(REGEX REPLACE "(..)" "'\\\\x\\1'," bytes "${bytes}")
+    # Lines that an editor can show.
+    string(REGEX REPLACE "(.......................................................................................,)" "\\1\n" bytes "${bytes}")
+    string(APPEND text "constexpr char ${name}_bytes[] = {\n${bytes}};\n")
+    string(APPEND views "const std::string_view ${name}{${name}_bytes, sizeof ${name}_bytes};\n")
+  endif()
+  if(argument STREQUAL "--")
+    set(is_file TRUE)
+  endif()
+endforeach()
+file(WRITE "${OUTPUT}" "${text}}  // namespace\n${views}}  // namespace tool\n")

@@ -1,0 +1,452 @@
+/// `ovicam view` as its page uses it: who is refused, that every control of every camera's panel can be turned, that refinement
+/// ends in the bytes of `ovicam render`, and that nothing goes on that nobody waits for.
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/running_tool.h"
+#include "tests/support/tool_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace test_support;
+using nlohmann::json;
+
+/// A running `ovicam view`, and what a page asks of it.
+class Page {
+ public:
+  Page(const std::string& arguments, const fs::path& log) : tool_(tool_command("view --no-browser " + arguments), log) {
+    if (!comes_true([&] { return has_address() || tool_.told().find("ovicam: ") != std::string::npos; }) || !has_address())
+      throw std::runtime_error("no address: " + tool_.told());
+    const std::string host = address_.substr(7, address_.find('/', 7) - 7);
+    folder_ = address_.substr(7 + host.size());
+    client_ = std::make_unique<httplib::Client>("http://" + host);
+    client_->set_read_timeout(60, 0);
+    host_ = host;
+  }
+  ~Page() { close(); }
+  Page(const Page&) = delete;
+  Page& operator=(const Page&) = delete;
+
+  RunningTool& tool() { return tool_; }
+  httplib::Client& client() { return *client_; }
+  const std::string& host() const { return host_; }
+  const std::string& folder() const { return folder_; }
+
+  /// From here on somebody watches, as an open page does.
+  void open() {
+    watching_ = true;
+    watcher_ = std::thread([this] {
+      httplib::Client client("http://" + host_);
+      client.set_read_timeout(60, 0);
+      client.Get(folder_ + "news", [this](const char*, std::size_t) { return watching_.load(); });
+    });
+  }
+  void close() {
+    watching_ = false;
+    if (watcher_.joinable()) watcher_.join();
+  }
+
+  httplib::Result post(const std::string& body) { return client_->Post(folder_ + "change", body, "application/json"); }
+  std::uint64_t change(const json& change) {
+    const auto answer = post(change.dump());
+    EXPECT_TRUE(answer && answer->status == 200) << change << (answer ? answer->body : " no answer");
+    return answer && answer->status == 200 ? json::parse(answer->body).at("change").get<std::uint64_t>() : 0;
+  }
+  json state() {
+    const auto answer = client_->Get(folder_ + "state");
+    EXPECT_TRUE(answer && answer->status == 200);
+    return json::parse(answer ? answer->body : "{}");
+  }
+  /// The first state that has the change.
+  json state_with(std::uint64_t change) {
+    json now;
+    EXPECT_TRUE(comes_true([&] {
+      now = state();
+      return now.at("change").get<std::uint64_t>() >= change;
+    })) << "change "
+        << change;
+    return now;
+  }
+
+  struct Picture {
+    std::uint64_t number = 0;
+    std::uint64_t change = 0;
+    bool refined = false;
+    std::string png;
+  };
+  std::optional<Picture> picture() {
+    const auto answer = client_->Get(folder_ + "picture.png");
+    if (!answer || answer->status != 200) return std::nullopt;
+    return Picture{std::stoull(answer->get_header_value("Picture-Number")),
+                   std::stoull(answer->get_header_value("Picture-Change")),
+                   answer->get_header_value("Picture-Refined") == "yes", answer->body};
+  }
+  Picture refined_picture(std::uint64_t change) {
+    std::optional<Picture> now;
+    EXPECT_TRUE(comes_true([&] {
+      now = picture();
+      return now && now->refined && now->change >= change;
+    })) << "no refined picture of change "
+        << change;
+    return now.value_or(Picture());
+  }
+
+ private:
+  bool has_address() {
+    std::istringstream lines(tool_.told());
+    for (std::string line; std::getline(lines, line);)
+      if (line.starts_with("http://127.0.0.1:") && line.ends_with('/')) address_ = line;
+    return !address_.empty();
+  }
+
+  RunningTool tool_;
+  std::string address_;
+  std::string host_;
+  std::string folder_;
+  std::unique_ptr<httplib::Client> client_;
+  std::atomic<bool> watching_ = false;
+  std::thread watcher_;
+};
+
+class NativeView : public NativeTool {
+ protected:
+  std::string small_view(const std::string& more = "") const {
+    return quoted(scene_) + " --server QuorinPanoramicCam --samples 2 " + more;
+  }
+  /// What the command line that the page offers renders.
+  std::string rendered(const json& state) {
+    const std::string command = state.at("command");
+    const std::string program = "ovicam render ";
+    EXPECT_TRUE(command.starts_with(program)) << command;
+    const std::string output = " -o picture.png";
+    EXPECT_TRUE(command.ends_with(output)) << command;
+    const fs::path file = out("rendered.png");
+    const std::string words = command.substr(program.size(), command.size() - program.size() - output.size());
+    const Outcome outcome = run("cd / && " + tool_command("render " + words + " -o " + quoted(file)));
+    EXPECT_EQ(outcome.exit_code, 0) << command << outcome.output;
+    return contents(file);
+  }
+};
+
+int status_of(const httplib::Result& result) { return result ? result->status : -1; }
+
+TEST_F(NativeView, WhoeverHasNotTheAddressIsRefused) {
+  Page page(small_view(), out("log"));
+  const std::string state = page.folder() + "state";
+  const auto port = page.host().substr(page.host().find(':'));
+  ASSERT_EQ(status_of(page.client().Get(state)), 200);
+  EXPECT_EQ(status_of(page.client().Get(state, {{"Origin", "http://" + page.host()}})), 200);
+  EXPECT_EQ(status_of(page.client().Get(state, {{"Host", "localhost" + port}})), 200);
+  for (const std::string& host : {std::string("evil.example"), "evil.example" + port, std::string("127.0.0.1"),
+                                  std::string("127.0.0.1:1"), "127.0.0.1.evil.example" + port, std::string()})
+    EXPECT_EQ(status_of(page.client().Get(state, {{"Host", host}})), 403) << host;
+  for (const std::string origin : {"http://evil.example", "null", "http://127.0.0.1", "http://127.0.0.1:1"})
+    EXPECT_EQ(status_of(page.client().Get(state, {{"Origin", origin}})), 403) << origin;
+  EXPECT_EQ(status_of(page.client().Get(state, {{"Origin", "https://" + page.host()}})), 403);
+  for (const std::string site : {"cross-site", "same-site"})
+    EXPECT_EQ(status_of(page.client().Get(state, {{"Sec-Fetch-Site", site}})), 403) << site;
+  std::string other = page.folder();
+  other[5] = other[5] == '0' ? '1' : '0';
+  for (const std::string& path : {std::string("/"), std::string("/state"), std::string("/page.js"), other + "state", other,
+                                  page.folder().substr(0, 10) + "/state", "/" + page.folder() + "state"}) {
+    const auto answer = page.client().Get(path);
+    EXPECT_EQ(status_of(answer), 403) << path;
+    if (answer) EXPECT_NE(answer->body.find("ovicam view"), std::string::npos) << answer->body;
+  }
+  EXPECT_EQ(status_of(page.client().Post(other + "change", R"({"frame":1})", "application/json")), 403);
+  EXPECT_EQ(page.state().at("change"), 0) << "nothing that was refused had an effect";
+}
+
+TEST_F(NativeView, OnlyWhatThePageNeedsIsThereWithinBounds) {
+  Page page(small_view(), out("log"));
+  for (const std::string name : {"", "page.js", "page.css", "state"})
+    EXPECT_EQ(status_of(page.client().Get(page.folder() + name)), 200) << name;
+  for (const std::string name : {"../state/x", "etc/passwd", "page.html", "scene.lws", "state/"})
+    EXPECT_EQ(status_of(page.client().Get(page.folder() + name)), 404) << name;
+  EXPECT_EQ(status_of(page.client().Delete(page.folder() + "state")), 404);
+  EXPECT_EQ(status_of(page.client().Get(page.folder() + "change")), 404);
+  EXPECT_EQ(status_of(page.client().Post(page.folder() + "change", R"({"frame":1})", "text/plain")), 400);
+  for (const std::string body : {"",
+                                 "{",
+                                 "[]",
+                                 "7",
+                                 R"({"frame":1.5})",
+                                 R"({"frame":"1"})",
+                                 R"({"frame":99999999999999999999})",
+                                 R"({"frame":18446744073709551615})",
+                                 R"({"size":[0,10]})",
+                                 R"({"size":[8193,10]})",
+                                 R"({"size":[8192,8192]})",
+                                 R"({"size":[10]})",
+                                 R"({"samples":0})",
+                                 R"({"samples":4097})",
+                                 R"({"camera":1})",
+                                 R"({"camera":-1})",
+                                 R"({"eye":"third"})",
+                                 R"({"settings":[["a"]]})",
+                                 R"({"settings":[[1,2]]})",
+                                 R"({"settings":{}})",
+                                 R"({"other":1})",
+                                 R"({"gizmo":1})"}) {
+    const auto answer = page.post(body);
+    EXPECT_EQ(status_of(answer), 400) << body;
+    if (answer) EXPECT_FALSE(json::parse(answer->body).at("trouble").get<std::string>().empty()) << body;
+  }
+  EXPECT_EQ(status_of(page.post(R"({"server":")" + std::string(2000, 'x') + "\"}")), 400);
+  EXPECT_EQ(status_of(page.post(std::string(100000, ' '))), 413);
+  for (const std::string at : {"x=1", "x=a&y=1", "x=nan&y=1", "x=-1&y=1", "x=1&y=48.5", "x=1e300&y=1"})
+    EXPECT_EQ(status_of(page.client().Get(page.folder() + "look?" + at)), 400) << at;
+  EXPECT_EQ(page.state().at("change"), 0);
+}
+
+/// Another value that the row's limits allow, as a person would enter it; empty when the row cannot be set.
+std::string another_value(const json& row) {
+  const std::string quantity = row.at("quantity");
+  if (quantity == "yes or no") return row.at("shown") == "yes" ? "no" : "yes";
+  if (quantity == "choice") {
+    const auto& choices = row.at("choices");
+    const auto now = std::stoull(row.at("value").get<std::string>());
+    return choices.size() < 2 ? "" : std::to_string((now + 1) % choices.size());
+  }
+  if (quantity == "none" || quantity == "text") return "";
+  const double size = quantity == "angle" ? std::acos(-1.0) / 180.0 : quantity == "percent" ? 0.01 : 1.0;
+  const double now = std::stod(row.at("value").get<std::string>()) / size;
+  double next = now == 0.0 ? 1.0 : now * 0.75;
+  if (quantity == "whole number") next = std::round(now) + 1.0;
+  if (row.contains("maximum") && next > row.at("maximum").get<double>() / size) next = now - 1.0;
+  if (row.contains("minimum") && next < row.at("minimum").get<double>() / size) next = now + 1.0;
+  std::ostringstream text;
+  text << next;
+  return text.str();
+}
+
+const json& row_called(const json& state, const std::string& label) {
+  const auto& rows = state.at("rows");
+  const auto found = std::ranges::find_if(rows, [&](const json& row) { return row.at("name") == label; });
+  EXPECT_NE(found, rows.end()) << label;
+  return found != rows.end() ? *found : rows.at(0);
+}
+
+TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommands) {
+  const fs::path scene = source_folder() / "samples" / "cameras.lws";
+  Page page(quoted(scene) + " --size 24x16 --samples 2", out("log"));
+  page.open();
+  std::size_t cameras = 0;
+  std::size_t all_turned = 0;
+  const json servers = page.state().at("servers");
+  for (const json& server : servers) {
+    SCOPED_TRACE(server.at("name"));
+    json state = page.state_with(page.change({{"server", server.at("name")}}));
+    EXPECT_EQ(state.at("server"), server.at("name"));
+    EXPECT_EQ(state.at("trouble"), "");
+    ++cameras;
+    std::size_t turned = 0;
+    const json rows = state.at("rows");
+    for (const json& described : rows) {
+      const std::string label = described.at("name");
+      const std::string value = another_value(row_called(state, label));
+      if (value.empty()) continue;
+      SCOPED_TRACE(label + "=" + value);
+      const std::string before = row_called(state, label).at("value");
+      const std::uint64_t change = page.change({{"settings", json::array({json::array({label, value})})}});
+      state = page.state_with(change);
+      EXPECT_EQ(state.at("trouble"), "");
+      EXPECT_NE(row_called(state, label).at("value"), before);
+      ++turned;
+    }
+    all_turned += turned;
+    const Page::Picture picture = page.refined_picture(state.at("change"));
+    EXPECT_TRUE(picture.png == rendered(state)) << state.at("command");
+  }
+  EXPECT_EQ(cameras, 18U) << "seventeen, and the host's own";
+  EXPECT_GT(all_turned, 80U) << "of all their panels";
+}
+
+TEST_F(NativeView, EyesFramesSizesAndTheGizmoAreThoseOfTheCommand) {
+  Page page(quoted(scene_) + " --server QuorinStereoCam --samples 2", out("log"));
+  page.open();
+  for (const json& change :
+       {json{{"eye", "left"}}, json{{"eye", "right"}}, json{{"eye", "red-cyan"}}, json{{"frame", 30}}, json{{"size", {31, 17}}},
+        json{{"samples", 1}}, json{{"gizmo", true}}, json{{"gizmo", false}, {"eye", "centre"}, {"samples", 5}}}) {
+    const std::uint64_t number = page.change(change);
+    const Page::Picture picture = page.refined_picture(number);
+    EXPECT_TRUE(picture.png == rendered(page.state())) << change;
+  }
+}
+
+TEST_F(NativeView, TheShippedModuleIsTurnedInTheSameWay) {
+  if (shipped_module().empty()) GTEST_SKIP() << "it is not built";
+  Page page(small_view("--module " + quoted(shipped_module())), out("log"));
+  page.open();
+  const json before = page.state();
+  const json state = page.state_with(page.change({{"settings", json::array({json::array({"Horizontal FOV angle", "200"})})}}));
+  EXPECT_EQ(state.at("trouble"), "");
+  EXPECT_EQ(row_called(state, "Horizontal FOV angle").at("shown"), "200.00");
+  EXPECT_NE(state.at("rows"), before.at("rows"));
+  EXPECT_TRUE(page.refined_picture(state.at("change")).png == rendered(state));
+  page.close();
+  page.tool().kill(SIGINT);
+  EXPECT_EQ(page.tool().wait(), 0);
+}
+
+TEST_F(NativeView, ManyQuickChangesLeaveNoBacklog) {
+  Page page(small_view("--size 320x240"), out("log"));
+  page.open();
+  page.refined_picture(0);
+  std::uint64_t last = 0;
+  constexpr int changes = 200;
+  for (int i = 0; i < changes; ++i) {
+    const std::string value = std::to_string(100 + i);
+    last = page.change({{"settings", json::array({json::array({"Horizontal FOV angle", value})})}});
+  }
+  EXPECT_EQ(last, changes);
+  const std::uint64_t before = page.picture().value_or(Page::Picture()).number;
+  const Page::Picture end = page.refined_picture(last);
+  // One that is being rendered, and the steps of the last state.
+  EXPECT_LE(end.number - before, 8U);
+  const json state = page.state();
+  EXPECT_EQ(row_called(state, "Horizontal FOV angle").at("shown"), "299.00");
+  EXPECT_TRUE(end.png == rendered(state));
+}
+
+TEST_F(NativeView, AResetBringsBackTheCommandLinesSettings) {
+  Page page(small_view("--set 'Horizontal FOV angle=123'"), out("log"));
+  page.open();
+  const json before = page.state();
+  EXPECT_EQ(row_called(before, "Horizontal FOV angle").at("shown"), "123.00");
+  page.state_with(page.change({{"settings", json::array({json::array({"Horizontal FOV angle", "45"})})}}));
+  const json after = page.state_with(page.change({{"reset", true}}));
+  EXPECT_EQ(after.at("rows"), before.at("rows"));
+  EXPECT_EQ(after.at("command"), before.at("command"));
+  EXPECT_TRUE(page.refined_picture(after.at("change")).png == rendered(after));
+  const json other = page.state_with(page.change({{"server", "QuorinSphericalCam"}}));
+  EXPECT_EQ(other.at("command").get<std::string>().find("--set"), std::string::npos) << "they are not for another camera";
+}
+
+TEST_F(NativeView, WhatCannotBeSetIsToldAndChangesNothing) {
+  Page page(small_view(), out("log"));
+  page.open();
+  const json before = page.state();
+  for (const auto& [label, value] : {std::pair{"Horizontal FOV angle", "wide"}, std::pair{"Horizontal FOV angle", "1e999"},
+                                     std::pair{"No such label", "1"}, std::pair{"", "1"}}) {
+    const json state = page.state_with(page.change({{"settings", json::array({json::array({label, value})})}}));
+    EXPECT_NE(state.at("trouble"), "") << label << value;
+    EXPECT_EQ(state.at("rows"), before.at("rows"));
+    EXPECT_EQ(state.at("command"), before.at("command"));
+  }
+  const json none = page.state_with(page.change({{"server", "NoSuchCam"}}));
+  EXPECT_NE(none.at("trouble").get<std::string>().find("NoSuchCam"), std::string::npos) << none.at("trouble");
+  const std::uint64_t back = page.change({{"server", "QuorinPanoramicCam"}});
+  EXPECT_EQ(page.state_with(back).at("trouble"), "");
+  EXPECT_TRUE(page.refined_picture(back).png == rendered(page.state()));
+}
+
+TEST_F(NativeView, AVanishedSceneIsToldAndUsedAgainWhenItIsBack) {
+  Page page(small_view(), out("log"));
+  page.open();
+  page.refined_picture(0);
+  fs::rename(scene_, out("away.lws"));
+  const json lost = page.state_with(page.change({{"size", {20, 20}}}));
+  EXPECT_NE(lost.at("trouble").get<std::string>().find("scene.lws"), std::string::npos) << lost.at("trouble");
+  std::ofstream(scene_) << "LWSC\n5\n";
+  const json empty = page.state_with(page.change({{"size", {21, 20}}}));
+  EXPECT_NE(empty.at("trouble").get<std::string>().find("has no camera"), std::string::npos) << empty.at("trouble");
+  fs::rename(out("away.lws"), scene_);
+  const std::uint64_t change = page.change({{"size", {22, 20}}});
+  EXPECT_EQ(page.state_with(change).at("trouble"), "");
+  EXPECT_TRUE(page.refined_picture(change).png == rendered(page.state()));
+}
+
+TEST_F(NativeView, APointLeadsToItsRayAndBack) {
+  Page page(small_view(), out("log"));
+  const auto answer = page.client().Get(page.folder() + "look?x=32&y=24");
+  ASSERT_EQ(status_of(answer), 200);
+  const json seen = json::parse(answer->body);
+  EXPECT_EQ(seen.at("film"), json::array({0.0, 0.0}));
+  EXPECT_NEAR(seen.at("direction").at(2).get<double>(), 1.0, 1e-9);
+  EXPECT_NEAR(seen.at("hit").at(2).get<double>(), 4.0, 1e-5) << "the cube's front";
+  EXPECT_NEAR(seen.at("projected_pixel").at(0).get<double>(), 32.0, 1e-3);
+  EXPECT_NEAR(seen.at("projected_pixel").at(1).get<double>(), 24.0, 1e-3);
+}
+
+/// Clock ticks of processor time that a process has taken.
+long processor_time(pid_t process) {
+  const std::string line = contents("/proc/" + std::to_string(process) + "/stat");
+  std::istringstream rest(line.substr(line.rfind(')') + 2));
+  std::string word;
+  for (int field = 3; field < 14; ++field) rest >> word;
+  long user = 0;
+  long system = 0;
+  rest >> user >> system;
+  return user + system;
+}
+
+TEST_F(NativeView, NothingIsRenderedWhenNobodyWatchesAndCtrlCEndsIt) {
+  Page page(quoted(scene_) + " --server QuorinPanoramicCam --size 1600x1200 --samples 4096", out("log"));
+  const pid_t process = page.tool().process();
+  EXPECT_FALSE(page.picture()) << "nobody has opened the page";
+  page.open();
+  ASSERT_TRUE(comes_true([&] { return page.picture().has_value(); }));
+  page.close();
+  EXPECT_TRUE(comes_true([&] {
+    const long before = processor_time(process);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    return processor_time(process) - before <= 2;
+  })) << "it renders for nobody";
+  const auto picture = page.picture();
+  ASSERT_TRUE(picture);
+  EXPECT_FALSE(picture->refined);
+  page.open();
+  ASSERT_TRUE(comes_true([&] {
+    const long before = processor_time(process);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    return processor_time(process) - before > 10;
+  })) << "it goes on for whoever comes back";
+  page.tool().kill(SIGINT);
+  EXPECT_EQ(page.tool().wait(), 0);
+}
+
+TEST_F(NativeView, WhatCannotBeShownIsToldInOneSentence) {
+  Page page(small_view(), out("log"));
+  const std::string port = page.host().substr(page.host().find(':') + 1);
+  const Outcome taken = run_tool("view --no-browser " + small_view("--port " + port));
+  EXPECT_EQ(taken.exit_code, 1);
+  EXPECT_NE(taken.output.find("Port " + port + " cannot be had"), std::string::npos) << taken.output;
+  std::ofstream(out("broken.lws")) << "no scene";
+  {
+    standin::Scene empty = standin::read_scene_file(scene_);
+    std::erase_if(empty.items, [](const standin::Item& item) { return item.kind == standin::ItemKind::object; });
+    standin::write_scene_file(empty, out("empty.lws"));
+  }
+  for (const auto& [arguments, exit_code, told] :
+       {std::tuple{quoted(out("broken.lws")), 1, "broken.lws"}, std::tuple{quoted(out("none.lws")), 1, "none.lws"},
+        std::tuple{quoted(out("empty.lws")), 1, "nothing to be seen"}, std::tuple{small_view("--camera Nobody"), 1, "Nobody"},
+        std::tuple{quoted(scene_) + " --server NoCam", 1, "NoCam"}, std::tuple{small_view("--set 'No label=1'"), 1, "No label"},
+        std::tuple{small_view("--port 0"), 2, "--port"}, std::tuple{small_view("--port 65536"), 2, "--port"},
+        std::tuple{small_view("--size 9000x10"), 2, "--size"}}) {
+    const Outcome outcome = run_tool("view --no-browser " + arguments);
+    EXPECT_EQ(outcome.exit_code, exit_code) << arguments << outcome.output;
+    EXPECT_NE(outcome.output.find(told), std::string::npos) << outcome.output;
+    EXPECT_NE(outcome.output.find("ovicam: "), std::string::npos) << outcome.output;
+    EXPECT_EQ(outcome.output.find("http://"), std::string::npos) << outcome.output;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string_view>
+
+namespace tool {
+
+/// The page of `ovicam view`, as the files of that name in this folder were when this program was built.
+extern const std::string_view page_html;
+extern const std::string_view page_js;
+extern const std::string_view page_css;
+
+}  // namespace tool
