@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -55,6 +56,33 @@ TEST_F(NativeWine, APrefixThatCannotBeSetUpNamesTheLog) {
   const fs::path log = outcome.output.substr(named + 23, outcome.output.size() - named - 24);
   EXPECT_NE(contents(log).find("ls: "), std::string::npos) << log;
   EXPECT_EQ(outcome.output.find("ls: "), std::string::npos) << outcome.output;
+}
+
+/// Wine's server sometimes drops a program's connection before the program begins.
+TEST_F(NativeWine, AServiceThatWineLosesAsItStartsIsStartedOnceMore) {
+  const fs::path wine = out("wine");
+  const auto say = [&](const std::string& condition) {
+    std::ofstream(wine) << "#!/bin/sh\necho start >> " << quoted(out("starts")) << "\nif " << condition
+                        << "; then echo 'wine client error:0: recvmsg: Connection reset by peer' >&2; exit 1; fi\n"
+                        << "exec /usr/lib/wine/wine64 \"$@\"\n";
+    fs::permissions(wine, fs::perms::owner_all);
+    fs::remove(out("starts"));
+  };
+  const std::string render =
+      "OVICAM_WINE=" + quoted(wine) + " " + render_command("--frames 1 --samples 1 --module " + quoted(shipped_module()));
+  say("test $(wc -l < " + quoted(out("starts")) + ") = 1");
+  const Outcome second = run(render);
+  EXPECT_EQ(second.exit_code, 0) << second.output;
+  EXPECT_EQ(contents(out("starts")), "start\nstart\n");
+  EXPECT_TRUE(fs::exists(out("out.1.png")));
+  fs::remove(out("out.1.png"));
+
+  say("true");
+  const Outcome never = run(render);
+  EXPECT_EQ(never.exit_code, 1);
+  EXPECT_NE(never.output.find("Wine's server has dropped the connection"), std::string::npos) << never.output;
+  EXPECT_EQ(contents(out("starts")), "start\nstart\n");
+  EXPECT_FALSE(fs::exists(out("out.1.png")));
 }
 
 TEST_F(NativeWine, AServiceThatIsKilled) {

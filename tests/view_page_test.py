@@ -27,6 +27,9 @@ FIND_OVERFLOW = """
 const found = [];
 const width = document.documentElement.clientWidth;
 if (document.documentElement.scrollWidth > width) found.push(`the page is ${document.documentElement.scrollWidth} wide`);
+// Where picture and panel stand side by side, the panel alone is longer than the window.
+const page = document.documentElement;
+if (width > 1000 && page.scrollHeight > page.clientHeight) found.push(`the page is ${page.scrollHeight} high`);
 for (const element of document.body.querySelectorAll('*')) {
   if (element.tagName === 'OPTION' || element.closest('[hidden], .hidden')) continue;
   const box = element.getBoundingClientRect();

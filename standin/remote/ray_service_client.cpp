@@ -105,6 +105,22 @@ class BrokenPipeGuard {
   bool was_pending_ = false;
 };
 
+/// Wine's server dropped the program's connection, which it sometimes does while the program starts and nothing of the module
+/// has run.
+struct WineLostItsServer : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// Does what begins with starting a service, and once more where Wine has lost it.
+template <class Use>
+auto with_a_second_start(Use use) {
+  try {
+    return use();
+  } catch (const WineLostItsServer&) {
+    return use();
+  }
+}
+
 /// Never destroyed: a program may be ended by a signal at any time.
 RunningGroups& running_services() {
   static auto& only = *new RunningGroups;
@@ -296,6 +312,10 @@ class Process {
                                "; see its messages above, and check that its program can be run");
     }
     if (ended() && WIFEXITED(status_) && WEXITSTATUS(status_) == wine_trouble) throw std::runtime_error(last_line_of_log());
+    // The log is not kept: most likely, the second start finds nothing wrong.
+    if (log_->text().find("wine client error:0: ") != std::string::npos)
+      throw WineLostItsServer("Wine's server has dropped the connection of the ray service twice as it started" + how +
+                              "; render again");
     throw std::runtime_error("The ray service, which runs the module under Wine, has died" + how + "; render again" +
                              log_->kept());
   }
@@ -491,13 +511,17 @@ class RemoteSession : public Session {
 
 }  // namespace
 
-std::unique_ptr<Session> open_remote_session(const SessionOptions& options) { return std::make_unique<RemoteSession>(options); }
+std::unique_ptr<Session> open_remote_session(const SessionOptions& options) {
+  return with_a_second_start([&] { return std::make_unique<RemoteSession>(options); });
+}
 
 void end_ray_services() { running_services().kill_all(); }
 
 ModuleDescription describe_remote_module(const std::filesystem::path& module_file) {
-  ServiceConnection service(module_file);
-  return service.ask(DescribeModule{{}, service.path(module_file)}).description;
+  return with_a_second_start([&] {
+    ServiceConnection service(module_file);
+    return service.ask(DescribeModule{{}, service.path(module_file)}).description;
+  });
 }
 
 }  // namespace standin
