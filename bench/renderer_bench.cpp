@@ -28,6 +28,7 @@
 
 #include "bench/renderer_scenes.h"
 #include "standin/remote/ray_service.h"
+#include "standin/remote/scratch_folder.h"
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"
 #include "tool/output/picture.h"
@@ -294,27 +295,6 @@ void write_json(const std::filesystem::path& file, const std::vector<Result>& re
   if (!stream.flush()) throw std::runtime_error(file.string() + ": cannot be written");
 }
 
-/// A new folder, which is removed with what is in it.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "ovicam-renderer-bench-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error(name + ": cannot be made");
-    path_ = name;
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -328,7 +308,7 @@ int main(int argc, char** argv) try {
     std::cerr << "Usage: renderer_bench [--json FILE] PLAZA-SCENE MODULE...\n";
     return 2;
   }
-  const ScratchFolder scratch;
+  const standin::ScratchFolder scratch("renderer-bench");
   const std::vector<std::filesystem::path> modules(words.begin() + 1, words.end());
   const std::vector<SceneToRender> scenes{{"plaza", words.front(), "Panorama", ""},
                                           {"mesh", bench::write_mesh_scene(scratch.path()), "Front", "QuorinPerspectiveCam"},

@@ -3,6 +3,7 @@
 #include "standin/remote/process_group.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace standin {
@@ -22,6 +23,16 @@ int spawn_group(const std::vector<std::string>& words, const posix_spawn_file_ac
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   const int error = posix_spawnp(&process, arguments[0], &actions, &attributes, arguments.data(), environ);
   posix_spawnattr_destroy(&attributes);
+  return error;
+}
+
+int spawn_quiet_group(const std::vector<std::string>& words, pid_t& process) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
+  const int error = spawn_group(words, actions, process);
+  posix_spawn_file_actions_destroy(&actions);
   return error;
 }
 

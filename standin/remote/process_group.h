@@ -16,6 +16,9 @@ namespace standin {
 /// number without a process. Threads: any.
 int spawn_group(const std::vector<std::string>& words, const posix_spawn_file_actions_t& actions, pid_t& process);
 
+/// The same, with nothing to read, and nothing of what it says heard.
+int spawn_quiet_group(const std::vector<std::string>& words, pid_t& process);
+
 /// The groups of one kind that run, to end them all when this program is itself about to end. Threads: any.
 class RunningGroups {
  public:

@@ -213,9 +213,6 @@ void serialize(Archive& archive, ProjectPoint::Answer& answer) {
 }
 
 template <class Archive>
-void serialize(Archive& /*archive*/, EndSession& /*request*/) {}
-
-template <class Archive>
 void serialize(Archive& archive, EndSession::Answer& answer) {
   archive(answer.warnings);
 }

@@ -16,8 +16,6 @@
 namespace standin {
 namespace {
 
-constexpr const char* perspective_name = "Perspective";
-
 Item& chosen_camera(Scene& scene, const std::string& name) {
   const Item* current = name.empty() ? scene.current_camera() : nullptr;
   std::vector<std::string> names;
@@ -37,7 +35,7 @@ std::vector<std::string> missing_servers(const Scene& scene, const Module& modul
   for (const Item& item : scene.items) {
     if (!item.camera || !item.camera->handler) continue;
     const std::string& server = item.camera->handler->server_name;
-    if (server == perspective_name || module.find(LWCAMERA_HANDLER_CLASS, server) != nullptr) continue;
+    if (server == own_camera_name || module.find(LWCAMERA_HANDLER_CLASS, server) != nullptr) continue;
     cameras_of[server].push_back(item.name);
   }
   std::vector<std::string> sentences;
@@ -66,7 +64,7 @@ Choice choose(const SessionOptions& options) {
   if (options.width_pixels > 0) camera.width_pixels = options.width_pixels;
   if (options.height_pixels > 0) camera.height_pixels = options.height_pixels;
   if (choice.server_name.empty() && camera.handler) choice.server_name = camera.handler->server_name;
-  if (choice.server_name == perspective_name) choice.server_name.clear();
+  if (choice.server_name == own_camera_name) choice.server_name.clear();
   return choice;
 }
 

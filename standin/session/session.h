@@ -36,6 +36,9 @@ struct FrameSetup {
   std::vector<std::pair<std::string, std::string>> settings;
 };
 
+/// The server name of the host's own perspective camera.
+inline constexpr const char* own_camera_name = "Perspective";
+
 struct SessionOptions {
   std::filesystem::path scene_file;
   std::filesystem::path module_file;
@@ -43,7 +46,7 @@ struct SessionOptions {
   std::filesystem::path content_folder;
   /// Empty for the scene's current camera.
   std::string camera_name;
-  /// Empty for the server that the scene has for the camera. The host's own perspective camera is called "Perspective".
+  /// Empty for the server that the scene has for the camera. The host's own perspective camera is own_camera_name.
   std::string server_name;
   /// Envelopes by channel name and panel values by control label, set on the instance after loading; see apply_setting.
   std::vector<std::pair<std::string, std::string>> settings;

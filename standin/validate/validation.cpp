@@ -11,9 +11,9 @@
 #include <set>
 #include <stdexcept>
 #include <thread>
-#include <unistd.h>
 
 #include "standin/host/module_file.h"
+#include "standin/remote/scratch_folder.h"
 #include "standin/scene/name_list.h"
 #include "standin/validate/attribution.h"
 #include "standin/validate/context.h"
@@ -23,29 +23,6 @@
 
 namespace standin::validate {
 namespace {
-
-/// A folder for one runner at a time, removed with all that is in it.
-class WorkFolder {
- public:
-  WorkFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "ovicam-validate-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr)
-      throw std::runtime_error("No folder can be made in " + std::filesystem::temp_directory_path().string() +
-                               "; set TMPDIR to a folder that can be written");
-    path_ = name;
-  }
-  ~WorkFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
-
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 struct Finding {
   Result result;
@@ -134,7 +111,7 @@ class Validation {
   }
 
   void find_servers() {
-    const WorkFolder folder;
+    const ScratchFolder folder("validate");
     const RunnerEnd end = run_runner(command(folder.path(), list_of_servers, {}));
     for (const std::vector<std::string>& line : read_report(folder.path() / "report"))
       if (line[0] == "server") servers_.emplace_back(line[1], line[2]);
@@ -187,7 +164,7 @@ class Validation {
     for (unsigned job = 0; job < std::min<std::size_t>(jobs, batches_.size()); ++job)
       threads.emplace_back([this] {
         try {
-          const WorkFolder folder;
+          const ScratchFolder folder("validate");
           for (std::size_t batch = next_batch_++; batch < batches_.size(); batch = next_batch_++)
             run_batch(folder.path(), batches_[batch]);
         } catch (...) {

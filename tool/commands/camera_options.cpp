@@ -14,12 +14,10 @@
 namespace tool {
 namespace {
 
-constexpr const char* own_camera = "Perspective";
-
 std::string server_name(const CameraOptions& options, const standin::Item& item) {
   std::string name = options.server;
   if (name.empty() && item.camera->handler) name = item.camera->handler->server_name;
-  if (name.empty() || name == own_camera) {
+  if (name.empty() || name == standin::own_camera_name) {
     throw std::runtime_error("\"" + item.name +
                              "\" is the host's own perspective camera; choose a camera of the module with "
                              "--camera or --server");

@@ -97,7 +97,6 @@ ExrContents exr_contents(const std::vector<Layer>& layers, bool stereo) {
 /// What the command line asks for, as far as that can be told without the scene.
 struct Plan {
   std::optional<FrameList> frames;
-
   standin::Eye eye;
   bool red_cyan;
   std::vector<Layer> layers;

@@ -23,7 +23,6 @@ namespace {
 using nlohmann::json;
 using standin::plain_number;
 
-constexpr const char* own_camera = "Perspective";
 /// What a panel shows as long as it has not worked out a size.
 constexpr const char* no_size = "Width x Height";
 constexpr const char* not_known = "not known";
@@ -34,7 +33,7 @@ struct Arguments {
 };
 
 const std::string& server_of(const standin::Item& camera) {
-  static const std::string own = own_camera;
+  static const std::string own = standin::own_camera_name;
   return camera.camera->handler ? camera.camera->handler->server_name : own;
 }
 

@@ -2,14 +2,11 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <fcntl.h>
 #include <iostream>
 #include <memory>
-#include <spawn.h>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 #include "standin/remote/process_group.h"
 #include "standin/remote/ray_service.h"
@@ -38,14 +35,8 @@ struct Arguments {
 /// In the browser that the person has chosen, if this is a desktop. Whether that worked nobody can tell: the address is
 /// printed.
 void open_in_browser(const std::string& address) {
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
   pid_t child = 0;
-  const int failed = standin::spawn_group({"xdg-open", address}, actions, child);
-  posix_spawn_file_actions_destroy(&actions);
-  if (failed != 0) return;
+  if (standin::spawn_quiet_group({"xdg-open", address}, child) != 0) return;
   std::thread([child] { waitpid(child, nullptr, 0); }).detach();
 }
 

@@ -73,14 +73,8 @@ class ScratchFolder {
 
 /// The exit code, or none when the program did not start or was killed for taking too long.
 std::optional<int> run_quietly(const std::vector<std::string>& command) {
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
   pid_t child = 0;
-  const int failed = standin::spawn_group(command, actions, child);
-  posix_spawn_file_actions_destroy(&actions);
-  if (failed != 0) return std::nullopt;
+  if (standin::spawn_quiet_group(command, child) != 0) return std::nullopt;
   // It has helpers that would outlive it.
   const CleanUp clean_up([child] { kill(-child, SIGKILL); });
 

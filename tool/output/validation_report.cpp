@@ -5,6 +5,7 @@
 
 #include "tool/output/json_output.h"
 #include "tool/output/markup_text.h"
+#include "tool/output/shell_text.h"
 
 namespace tool {
 namespace {
@@ -12,18 +13,6 @@ namespace {
 using nlohmann::json;
 using standin::validate::Options;
 using standin::validate::Result;
-
-/// As a shell reads it.
-std::string quoted(const std::string& text) {
-  const auto plain = [](char character) {
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-           (character >= '0' && character <= '9') || std::string_view("/._-+=:,@").find(character) != std::string_view::npos;
-  };
-  if (!text.empty() && std::ranges::all_of(text, plain)) return text;
-  std::string inside;
-  for (const char character : text) inside += character == '\'' ? std::string("'\\''") : std::string(1, character);
-  return "'" + inside + "'";
-}
 
 /// XML has no way to write control characters.
 std::string escaped(std::string text) {
@@ -35,8 +24,9 @@ std::string escaped(std::string text) {
 }  // namespace
 
 std::string repeating_command(const Options& options, const Result& result) {
-  std::string command = "ovicam validate " + quoted(options.module_file.string()) + " --only " + quoted(result.test);
-  if (!result.server.empty()) command += " --server " + quoted(result.server);
+  std::string command =
+      "ovicam validate " + as_shell_word(options.module_file.string()) + " --only " + as_shell_word(result.test);
+  if (!result.server.empty()) command += " --server " + as_shell_word(result.server);
   return command + " --level " + std::to_string(options.level) + " --seed " + std::to_string(options.seed);
 }
 

@@ -2,19 +2,18 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cmath>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <span>
 #include <sstream>
 #include <stdexcept>
-#include <string_view>
 #include <tbb/task_arena.h>
 
 #include "standin/remote/ray_service.h"
 #include "standin/session/control_text.h"
 #include "tool/output/panel_page.h"
+#include "tool/output/shell_text.h"
 #include "tool/render/frame_metadata.h"
 #include "tool/render/frame_renderer.h"
 #include "tool/render/gizmo_picture.h"
@@ -28,23 +27,10 @@ using standin::ControlDescription;
 using standin::Quantity;
 using standin::Vec3;
 
-constexpr const char* perspective_name = "Perspective";
 /// What the first picture after a change may take, so that dragging stays fluid.
 constexpr double seconds_for_first_picture = 0.04;
 constexpr int coarsest = 16;
 constexpr auto patience_with_stage = std::chrono::seconds(2);
-
-/// As a shell reads it back.
-std::string quoted(const std::string& word) {
-  const bool plain = !word.empty() && std::ranges::all_of(word, [](unsigned char letter) {
-    return std::isalnum(letter) != 0 ||
-           std::string_view("_-./=:,+%@").find(static_cast<char>(letter)) != std::string_view::npos;
-  });
-  if (plain) return word;
-  std::string text = "'";
-  for (const char letter : word) text += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
-  return text + "'";
-}
 
 json point(Vec3 at) { return {at.x, at.y, at.z}; }
 
@@ -202,8 +188,7 @@ void Viewing::read_scene() {
     throw std::runtime_error(source_.session.scene_file.string() +
                              ": there is nothing to be seen: the scene has no object with polygons, or none was found "
                              "(--content names the folder of all content)");
-  std::ostringstream told_again;
-  layers_ = placed_layers(*scene, told_again);
+  layers_.clear();
   render_scene_ = std::move(render_scene);
   scene_ = std::move(scene);
   scene_time_ = time;
@@ -220,7 +205,7 @@ void Viewing::read_scene() {
 std::string Viewing::server_name() const {
   std::string name = choice_.server;
   if (name.empty() && camera().camera->handler) name = camera().camera->handler->server_name;
-  return name == perspective_name ? std::string() : name;
+  return name == standin::own_camera_name ? std::string() : name;
 }
 
 /// The camera's own size, or one of the same shape that a page can show.
@@ -342,9 +327,9 @@ json Viewing::row_json(const ControlDescription& row) const {
 json Viewing::state_json() const {
   json cameras = json::array();
   for (const standin::Item* item : cameras_)
-    cameras.push_back(
-        {{"name", item->name}, {"server", item->camera->handler ? item->camera->handler->server_name : perspective_name}});
-  json servers = json::array({{{"name", perspective_name}, {"title", "Perspective of the host"}}});
+    cameras.push_back({{"name", item->name},
+                       {"server", item->camera->handler ? item->camera->handler->server_name : standin::own_camera_name}});
+  json servers = json::array({{{"name", standin::own_camera_name}, {"title", "Perspective of the host"}}});
   for (const auto& described : module_.cameras)
     servers.push_back({{"name", described.server_name},
                        {"title", described.user_name.empty() ? described.server_name : described.user_name}});
@@ -357,7 +342,7 @@ json Viewing::state_json() const {
           {"scene", source_.session.scene_file.string()},
           {"cameras", std::move(cameras)},
           {"servers", std::move(servers)},
-          {"server", server.empty() ? perspective_name : server},
+          {"server", server.empty() ? standin::own_camera_name : server},
           {"choice",
            {{"camera", choice_.camera},
             {"server", choice_.server},
@@ -389,7 +374,7 @@ std::string Viewing::command_line() const {
   }
   add("-o", "picture.png");
   std::string line;
-  for (const std::string& word : words) line += (line.empty() ? "" : " ") + quoted(word);
+  for (const std::string& word : words) line += (line.empty() ? "" : " ") + as_shell_word(word);
   return line;
 }
 
@@ -462,6 +447,11 @@ std::optional<std::vector<Pixel>> Viewing::render(int width, int height, std::ui
 }
 
 void Viewing::render_gizmo() {
+  if (layers_.empty()) {
+    // What there is to tell of them has been told when the scene was read.
+    std::ostringstream told_before;
+    layers_ = placed_layers(*scene_, told_before);
+  }
   std::vector<standin::GizmoElement> elements;
   ViewLine line;
   {

@@ -135,6 +135,7 @@ class Viewing {
   std::filesystem::file_time_type scene_time_;
   std::vector<const standin::Item*> cameras_;
   std::unique_ptr<RenderScene> render_scene_;
+  /// Of the gizmo's drawing; empty until it is first shown.
   std::vector<PlacedLayer> layers_;
   standin::ModuleDescription module_;
   std::unique_ptr<standin::Session> session_;
