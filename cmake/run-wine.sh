@@ -33,6 +33,8 @@ command -v "$wine" >/dev/null ||
 if ! mkdir -p "$WINEPREFIX" 2>/dev/null || [ ! -w "$WINEPREFIX" ]; then
   refuse "The folder $WINEPREFIX cannot be written, and Wine needs one; set OVICAM_WINEPREFIX to a folder of your own"
 fi
+# Wine takes no other name of it.
+WINEPREFIX=$(cd "$WINEPREFIX" && pwd)
 notices=${OVICAM_NOTICES:-2}
 unset OVICAM_NOTICES
 if [ ! -e "$WINEPREFIX/ready" ]; then

@@ -45,6 +45,16 @@ TEST_F(NativeWine, APrefixThatCannotBeWritten) {
                       "The folder " + prefix.string() + " cannot be written");
 }
 
+TEST_F(NativeWine, APrefixIsNamedFromTheFolderThatOneIsIn) {
+  const std::string folder = "cd " + quoted(out("")) + " && OVICAM_WINE=/usr/bin/env OVICAM_WINEPREFIX=";
+  // In the place of Wine, a program that shows what it was given.
+  fs::create_directory(out("relative"));
+  std::ofstream(out("relative") / "ready");
+  const Outcome outcome = run(folder + "relative " + quoted(fs::path(OVICAM_SOURCE_DIR) / "cmake/run-wine.sh"));
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+  EXPECT_NE(outcome.output.find("WINEPREFIX=" + out("relative").string() + "\n"), std::string::npos) << outcome.output;
+}
+
 TEST_F(NativeWine, APrefixThatCannotBeSetUpNamesTheLog) {
   // A Wine that fails after it has said much.
   const Outcome outcome = run("OVICAM_WINE=/bin/ls OVICAM_WINEPREFIX=" + quoted(out("prefix")) + " " +
