@@ -1,10 +1,16 @@
 #include "tests/support/paths.h"
 
 #include <chrono>
+#include <gtest/gtest.h>
 #include <string>
+#include <system_error>
+#include <vector>
 
 #ifdef _WIN32
+#include <process.h>
 #include <windows.h>
+#else
+#include <unistd.h>
 #endif
 
 namespace test_support {
@@ -19,6 +25,40 @@ std::filesystem::path program_folder() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path();
 #endif
 }
+
+int process_id() {
+#ifdef _WIN32
+  return _getpid();
+#else
+  return getpid();
+#endif
+}
+
+/// The folders that this process has made. They go with it, but for those of tests that failed, which are worth a look.
+class ScratchFolders {
+ public:
+  ScratchFolders() = default;
+  ScratchFolders(const ScratchFolders&) = delete;
+  ScratchFolders& operator=(const ScratchFolders&) = delete;
+  ~ScratchFolders() {
+    // A forked process that ends has them from its parent, which still needs them.
+    if (process_id() != owner_ || testing::UnitTest::GetInstance()->Failed()) return;
+    std::error_code still_in_use;
+    for (const std::filesystem::path& folder : folders_) std::filesystem::remove_all(folder, still_in_use);
+  }
+
+  std::filesystem::path add() {
+    const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
+    folders_.push_back(std::filesystem::temp_directory_path() /
+                       ("ovicam-" + std::to_string(ticks) + "-" + std::to_string(folders_.size())));
+    std::filesystem::create_directories(folders_.back());
+    return folders_.back();
+  }
+
+ private:
+  int owner_ = process_id();
+  std::vector<std::filesystem::path> folders_;
+};
 
 }  // namespace
 
@@ -38,11 +78,10 @@ std::filesystem::path host_scene_folder() {
 }
 
 std::filesystem::path scratch_folder() {
-  static int count = 0;
-  const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-  auto folder = std::filesystem::temp_directory_path() / ("ovicam-" + std::to_string(ticks) + "-" + std::to_string(count++));
-  std::filesystem::create_directories(folder);
-  return folder;
+  // Made before anything in it and after what tells of failures, it is gone after the one and before the other.
+  testing::UnitTest::GetInstance();
+  static ScratchFolders folders;
+  return folders.add();
 }
 
 }  // namespace test_support

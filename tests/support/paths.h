@@ -13,7 +13,7 @@ std::filesystem::path source_folder();
 /// The folder of files that the real host saved, beside the clone. Empty where there is none: tests must pass without it.
 std::filesystem::path host_scene_folder();
 
-/// A new, empty folder, which the operating system's own housekeeping removes some day.
+/// A new, empty folder. It is removed when this process ends, unless one of its tests failed.
 std::filesystem::path scratch_folder();
 
 }  // namespace test_support
