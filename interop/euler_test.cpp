@@ -11,7 +11,7 @@
 #include "standin/host/dynamic_library.h"
 #include "tests/support/paths.h"
 
-namespace {
+namespace euler_test {
 
 using Matrix = std::array<std::array<double, 3>, 3>;
 using Axes = std::array<int, 3>;
@@ -272,4 +272,4 @@ TEST(EulerOrder, FractionOfACodeIsDropped) {
   EXPECT_EQ(whole.w, fraction.w);
 }
 
-}  // namespace
+}  // namespace euler_test

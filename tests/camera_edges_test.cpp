@@ -20,7 +20,7 @@
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace camera_edges_test {
 
 using standin::Eye;
 using standin::HostedCamera;
@@ -204,4 +204,4 @@ TEST(StereoSplit, AFilmPointExactlyOnItBelongsToTheLeftEye) {
   EXPECT_EQ(eye_at(std::nextafter(split, 1.0)), right);
 }
 
-}  // namespace
+}  // namespace camera_edges_test

@@ -10,7 +10,7 @@
 #include "tests/support/saved_settings.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace camera_lifecycle_test {
 
 using standin::Host;
 using standin::HostedCamera;
@@ -485,4 +485,4 @@ TEST_P(CameraLifecycle, MultiCameraFlagFollowsTheTileCameras) {
   EXPECT_FALSE(*flag);
 }
 
-}  // namespace
+}  // namespace camera_lifecycle_test

@@ -14,7 +14,7 @@
 
 // What the rays and the projections of all cameras have in common, whatever their mappings.
 
-namespace {
+namespace camera_rays_test {
 
 using standin::Envelope;
 using standin::Eye;
@@ -371,4 +371,4 @@ TEST_P(BadNumbers, AreSurvivedAwayFromTheDefaults) {
   try_everything();
 }
 
-}  // namespace
+}  // namespace camera_rays_test

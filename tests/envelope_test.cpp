@@ -6,7 +6,7 @@
 #include <limits>
 #include <random>
 
-namespace {
+namespace envelope_test {
 
 using standin::EndBehaviour;
 using standin::Envelope;
@@ -278,4 +278,4 @@ TEST(EnvelopeTest, HugeTimesStayWithinWhatIsRepeated) {
   }
 }
 
-}  // namespace
+}  // namespace envelope_test

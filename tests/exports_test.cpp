@@ -9,7 +9,7 @@
 #include "standin/host/dynamic_library.h"
 #include "tests/support/paths.h"
 
-namespace {
+namespace exports_test {
 
 /// What is in the first and not in the second, one to a line.
 std::string missing(std::vector<std::string> first, std::vector<std::string> second) {
@@ -61,4 +61,4 @@ TEST(Imports, NothingThatStartsAThreadOrSeesExceptionsBeforeTheHost) {
     EXPECT_EQ(std::ranges::find(imports, name), imports.end()) << name;
 }
 
-}  // namespace
+}  // namespace exports_test

@@ -9,7 +9,7 @@
 #include "tests/support/exports.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace gizmo_test {
 
 using test_support::CameraFacts;
 using test_support::Stage;
@@ -153,4 +153,4 @@ TEST_P(CameraGizmo, DrawingWithoutArgumentsIsSurvived) {
   EXPECT_TRUE(drawing.elements.empty());
 }
 
-}  // namespace
+}  // namespace gizmo_test

@@ -11,7 +11,7 @@
 #include "tests/support/saved_settings.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace host_refusal_test {
 
 using standin::HostedCamera;
 using standin::RayAnswer;
@@ -243,4 +243,4 @@ TEST_P(RefusedEvaluators, OfAChoiceInThePanelAreMadeByTheNextRender) {
 INSTANTIATE_TEST_SUITE_P(EveryCameraThatShowsOthers, RefusedEvaluators, testing::ValuesIn(cameras_that_show_others()),
                          [](const auto& each) { return each.param.server_name; });
 
-}  // namespace
+}  // namespace host_refusal_test

@@ -10,7 +10,7 @@
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace host_trust_test {
 
 using standin::HostedCamera;
 using standin::RayAnswer;
@@ -225,4 +225,4 @@ TEST(StandInLists, DoNotGrowWithTheFrames) {
   open->destroy(open);
 }
 
-}  // namespace
+}  // namespace host_trust_test

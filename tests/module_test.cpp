@@ -13,7 +13,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace module_test {
 
 using standin::Host;
 using standin::Server;
@@ -534,4 +534,4 @@ TEST_F(ModuleTest, ActivationsWithoutAServerBlockOrRecordReturn) {
   }
 }
 
-}  // namespace
+}  // namespace module_test

@@ -16,7 +16,7 @@
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace motion_samples_test {
 
 using standin::HostedCamera;
 using standin::RayAnswer;
@@ -464,4 +464,4 @@ TEST_F(MotionSamples, ThreadsMayStartTogetherOnANewFrame) {
   }
 }
 
-}  // namespace
+}  // namespace motion_samples_test

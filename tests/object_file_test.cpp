@@ -10,7 +10,7 @@
 #include "standin/scene/file_error.h"
 #include "tests/support/paths.h"
 
-namespace {
+namespace object_file_test {
 
 using standin::FileError;
 using standin::ObjectFile;
@@ -408,4 +408,4 @@ TEST(ObjectFileTest, HostsLayersKeepTheirNumbersParentsAndPivots) {
   EXPECT_EQ(file.layers[1].parent, -1);
 }
 
-}  // namespace
+}  // namespace object_file_test

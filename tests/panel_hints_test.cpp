@@ -14,7 +14,7 @@
 
 // The hints of every camera's panel, word by word in their order: scenes and habits of years rest on these panels.
 
-namespace {
+namespace panel_hints_test {
 
 /// What a word of a hint is.
 enum class Word { number, function, texts, data };
@@ -156,4 +156,4 @@ TEST_P(PanelHints, AreWordForWordTheSame) {
   EXPECT_EQ(hints, GetParam().hints);
 }
 
-}  // namespace
+}  // namespace panel_hints_test

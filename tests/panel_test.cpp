@@ -14,7 +14,7 @@
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace panel_test {
 
 using standin::HostedCamera;
 using standin::Panel;
@@ -648,4 +648,4 @@ TEST_F(SkyboxPanel, LoadingWithoutAPanelRefreshesNone) {
   EXPECT_TRUE(refreshed.empty());
 }
 
-}  // namespace
+}  // namespace panel_test

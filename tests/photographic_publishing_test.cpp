@@ -16,7 +16,7 @@
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace photographic_publishing_test {
 
 namespace fs = std::filesystem;
 using standin::HostedCamera;
@@ -548,4 +548,4 @@ TEST_P(PhotographicPublishing, AFileThatCannotBeWrittenForLongIsThereWhenTheNext
   EXPECT_EQ(published().at("iso"), "800.000000");
 }
 
-}  // namespace
+}  // namespace photographic_publishing_test

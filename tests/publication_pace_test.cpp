@@ -16,7 +16,7 @@ namespace platform {
 unsigned long tick_count_milliseconds() noexcept { return 0; }
 }  // namespace platform
 
-namespace {
+namespace publication_pace_test {
 
 using photographic::Exposure;
 using photographic::Publication;
@@ -188,4 +188,4 @@ TEST_F(PublicationPace, ThreadsStayWithinTheBoundsTogether) {
   EXPECT_EQ(written_iso, -1.0);
 }
 
-}  // namespace
+}  // namespace publication_pace_test

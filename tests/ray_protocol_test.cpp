@@ -10,8 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace standin::ray_protocol {
-namespace {
+namespace standin::ray_protocol::ray_protocol_test {
 
 /// What a program at the other end makes of the bytes.
 template <class Message>
@@ -269,5 +268,4 @@ TEST(RayProtocol, MakesNoMoreElementsThanTheMessageHolds) {
   EXPECT_EQ(Counted::made, 0);
 }
 
-}  // namespace
-}  // namespace standin::ray_protocol
+}  // namespace standin::ray_protocol::ray_protocol_test

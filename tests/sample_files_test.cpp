@@ -14,7 +14,7 @@
 #include "tests/support/camera_facts.h"
 #include "tests/support/paths.h"
 
-namespace {
+namespace sample_files_test {
 
 namespace fs = std::filesystem;
 
@@ -179,4 +179,4 @@ TEST(SampleScene, FloorTilesAreNamedAndMapped) {
   }
 }
 
-}  // namespace
+}  // namespace sample_files_test

@@ -13,7 +13,7 @@
 #include "standin/scene/scene.h"
 #include "tests/support/paths.h"
 
-namespace {
+namespace scene_file_test {
 
 using standin::EndBehaviour;
 using standin::Envelope;
@@ -834,4 +834,4 @@ TEST_F(HostSceneTest, MotionRepeatsWithOffsetBeforeAndOscillatesAfter) {
   EXPECT_GT(std::abs(y.at(1.4)), 0.1);
 }
 
-}  // namespace
+}  // namespace scene_file_test

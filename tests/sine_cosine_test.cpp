@@ -10,7 +10,7 @@
 
 #include "tests/support/random_cases.h"
 
-namespace {
+namespace sine_cosine_test {
 
 using framework::math::SineCosine;
 using framework::math::sines_and_cosines;
@@ -87,4 +87,4 @@ TEST(SineCosineTest, EveryBuildGivesTheSameBits) {
   EXPECT_EQ(sum, 8513639761651962628U);
 }
 
-}  // namespace
+}  // namespace sine_cosine_test

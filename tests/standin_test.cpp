@@ -24,8 +24,7 @@
 #include "tests/support/camera_facts.h"
 #include "tests/support/paths.h"
 
-namespace standin {
-namespace {
+namespace standin::standin_test {
 
 using testing::Test;
 using Sentences = std::vector<std::string>;
@@ -532,7 +531,7 @@ TEST_F(StandInHost, CameraInfoFollowsTheSettings) {
 
 // --- Panels.
 
-TEST(PanelHints, AreSplitByTheRuleOfTheirTags) {
+TEST(HintWords, AreSplitByTheRuleOfTheirTags) {
   const auto word = [](std::uintptr_t value) { return reinterpret_cast<void*>(value); };
   const auto all = static_cast<std::uintptr_t>(-1);
   const std::vector<void*> words{word(LWXPTAG_FOCUS),
@@ -565,7 +564,7 @@ TEST(PanelHints, AreSplitByTheRuleOfTheirTags) {
   EXPECT_EQ(hints[4].arguments.size(), 3U);
 }
 
-TEST(PanelHints, AWordThatIsNoTagIsRefused) {
+TEST(HintWords, AWordThatIsNoTagIsRefused) {
   const std::array<void*, 2> words{reinterpret_cast<void*>(std::uintptr_t{7}), nullptr};
   EXPECT_THROW(parse_hints(words.data()), std::runtime_error);
 }
@@ -877,7 +876,7 @@ TEST(PerspectiveSession, WrongNamesListTheChoices) {
 
 // --- The module.
 
-TEST(Module, FileThatIsNoModuleIsRefusedWithItsName) {
+TEST(ModuleFile, FileThatIsNoModuleIsRefusedWithItsName) {
   const auto file = test_support::scratch_folder() / "text.p";
   std::ofstream(file) << "no module";
   for (const auto& wrong : {file, file.parent_path() / "missing.p"}) {
@@ -890,7 +889,7 @@ TEST(Module, FileThatIsNoModuleIsRefusedWithItsName) {
   }
 }
 
-TEST(Module, OffersEveryCameraInThreeClasses) {
+TEST(ModuleFile, OffersEveryCameraInThreeClasses) {
   const Module module(test_support::module_file());
   EXPECT_EQ(module.servers().size(), 3 * test_support::all_cameras().size());
   EXPECT_EQ(module.server(LWCAMERA_HANDLER_CLASS, "QuorinPanoramicCam").user_name(), "Quorin Panoramic Camera");
@@ -1109,5 +1108,4 @@ TEST_F(DescribedCamera, ShowsDrawingsAndDividers) {
   EXPECT_TRUE(row(skybox, "Version").divider_below);
 }
 
-}  // namespace
-}  // namespace standin
+}  // namespace standin::standin_test

@@ -9,7 +9,7 @@
 #include "tests/support/panorama_formula.h"
 #include "tests/support/panorama_pair.h"
 
-namespace {
+namespace advanced_panoramic_cam_test {
 
 using namespace test_support;
 using namespace test_support::mapping_pair;
@@ -261,4 +261,4 @@ struct AdvancedPanoramicPair : PanoramaPair<AdvPanCam::Lens> {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(AdvancedPanoramic, MappingPair, AdvancedPanoramicPair);
 
-}  // namespace
+}  // namespace advanced_panoramic_cam_test

@@ -3,7 +3,7 @@
 
 #include "tests/support/lens_stage.h"
 
-namespace {
+namespace cylinder_cam_test {
 
 using namespace test_support;
 using standin::RayQuery;
@@ -275,4 +275,4 @@ TEST_F(CylinderTest, ValuesFollowTheirEnvelopesWhenNothingElseChanges) {
   expect_ray(0.004, 0.003);
 }
 
-}  // namespace
+}  // namespace cylinder_cam_test

@@ -18,7 +18,7 @@ INSTANTIATE_TEST_SUITE_P(Dual, TileCameraTest,
 
 }  // namespace test_support
 
-namespace {
+namespace dual_cam_test {
 
 using test_support::host_table;
 using test_support::ServiceOverride;
@@ -132,4 +132,4 @@ TEST(CameraList, CameraWithoutANameIsStillAnEntry) {
   EXPECT_STREQ(list.name(list.camera->raw(), 3), "named");
 }
 
-}  // namespace
+}  // namespace dual_cam_test

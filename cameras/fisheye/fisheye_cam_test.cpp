@@ -8,7 +8,7 @@
 #include "tests/support/lens_stage.h"
 #include "tests/support/pair_ahead.h"
 
-namespace {
+namespace fisheye_cam_test {
 
 using standin::Envelope;
 using standin::RayQuery;
@@ -428,4 +428,4 @@ struct FisheyePair : PairAhead<FisheyeCam::Lens> {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Fisheye, MappingPair, FisheyePair);
 
-}  // namespace
+}  // namespace fisheye_cam_test

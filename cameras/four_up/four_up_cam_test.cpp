@@ -5,7 +5,7 @@
 
 #include "cameras/multiview/tile_camera_suite.h"
 
-namespace test_support {
+namespace test_support::four_up_cam_test {
 
 INSTANTIATE_TEST_SUITE_P(FourUp, TileCameraTest,
                          testing::Values(TileCamera{
@@ -55,4 +55,4 @@ TEST(FourUpCamera, FilmPositionThatIsNotANumberFindsNoTile) {
   EXPECT_EQ(camera->evaluate({}).result, LWCAMEVAL_RAY);
 }
 
-}  // namespace test_support
+}  // namespace test_support::four_up_cam_test

@@ -5,7 +5,7 @@
 #include "tests/support/panorama_formula.h"
 #include "tests/support/panorama_pair.h"
 
-namespace {
+namespace immersive_cam_test {
 
 using namespace test_support;
 using namespace test_support::mapping_pair;
@@ -118,4 +118,4 @@ struct ImmersivePair : PanoramaPair<AdvPanCam::Lens> {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Immersive, MappingPair, ImmersivePair);
 
-}  // namespace
+}  // namespace immersive_cam_test

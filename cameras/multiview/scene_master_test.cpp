@@ -8,7 +8,7 @@
 #include "standin/host/module.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace scene_master_test {
 
 using test_support::Stage;
 
@@ -136,4 +136,4 @@ TEST_F(SceneMaster, RuleIsNotEnforced) {
   }
 }
 
-}  // namespace
+}  // namespace scene_master_test

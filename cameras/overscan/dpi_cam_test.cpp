@@ -6,7 +6,7 @@
 
 #include "cameras/overscan/selected_camera_suite.h"
 
-namespace test_support {
+namespace test_support::dpi_cam_test {
 
 INSTANTIATE_TEST_SUITE_P(Dpi, SelectedCameraTest, testing::Values("QuorinDpiCam"));
 
@@ -175,4 +175,4 @@ TEST_F(DpiCamera, ReadsTwoEnvelopesWithEveryRay) {
   EXPECT_EQ(reads, 2);
 }
 
-}  // namespace test_support
+}  // namespace test_support::dpi_cam_test

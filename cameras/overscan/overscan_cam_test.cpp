@@ -3,7 +3,7 @@
 
 #include "cameras/overscan/selected_camera_suite.h"
 
-namespace test_support {
+namespace test_support::overscan_cam_test {
 
 INSTANTIATE_TEST_SUITE_P(Overscan, SelectedCameraTest, testing::Values("QuorinOverscanCam"));
 
@@ -103,4 +103,4 @@ TEST_F(OverscanCamera, CalculatedResolutionIsOfTheLastTimeTold) {
   EXPECT_EQ(calculated_text(), " 960 x 720");
 }
 
-}  // namespace test_support
+}  // namespace test_support::overscan_cam_test

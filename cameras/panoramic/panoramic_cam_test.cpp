@@ -8,7 +8,7 @@
 #include "tests/support/panorama_formula.h"
 #include "tests/support/panorama_pair.h"
 
-namespace {
+namespace panoramic_cam_test {
 
 using namespace test_support;
 using namespace test_support::mapping_pair;
@@ -164,4 +164,4 @@ struct PanoramicPair : PanoramaPair<PanoramicCam::Lens> {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Panoramic, MappingPair, PanoramicPair);
 
-}  // namespace
+}  // namespace panoramic_cam_test

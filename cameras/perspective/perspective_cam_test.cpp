@@ -12,7 +12,7 @@
 #include "tests/support/stage.h"
 #include "tests/support/vector_checks.h"
 
-namespace {
+namespace perspective_cam_test {
 
 using namespace test_support::mapping_pair;
 using standin::CameraSettings;
@@ -407,4 +407,4 @@ struct PerspectivePair : PairAhead<PerspectiveCam::Lens> {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Perspective, MappingPair, PerspectivePair);
 
-}  // namespace
+}  // namespace perspective_cam_test

@@ -9,7 +9,7 @@
 #include "tests/support/pair_ahead.h"
 #include "tests/support/service_override.h"
 
-namespace {
+namespace radial_shift_cam_test {
 
 using namespace test_support;
 using namespace test_support::mapping_pair;
@@ -458,4 +458,4 @@ struct RadialShiftPair : PairAhead<RadialShiftCam::Lens> {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(RadialShift, MappingPair, RadialShiftPair);
 
-}  // namespace
+}  // namespace radial_shift_cam_test

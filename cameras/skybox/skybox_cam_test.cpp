@@ -13,7 +13,7 @@
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
 
-namespace {
+namespace skybox_cam_test {
 
 using standin::Vec3;
 using test_support::Stage;
@@ -621,4 +621,4 @@ TEST(SkyboxMapping, AgreesWithTheTableWithoutAHost) {
   }
 }
 
-}  // namespace
+}  // namespace skybox_cam_test

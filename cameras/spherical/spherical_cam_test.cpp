@@ -10,7 +10,7 @@
 #include "tests/support/stage.h"
 #include "tests/support/vector_checks.h"
 
-namespace {
+namespace spherical_cam_test {
 
 using namespace test_support::mapping_pair;
 using standin::CameraSettings;
@@ -239,4 +239,4 @@ struct SphericalPair {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Spherical, MappingPair, SphericalPair);
 
-}  // namespace
+}  // namespace spherical_cam_test

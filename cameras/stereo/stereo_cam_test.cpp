@@ -17,7 +17,7 @@
 #include "tests/support/stage.h"
 #include "tests/support/vector_checks.h"
 
-namespace {
+namespace stereo_cam_test {
 
 using namespace test_support::mapping_pair;
 using standin::CameraSettings;
@@ -615,4 +615,4 @@ struct StereoPair : PairAhead<StereoCam::Lens> {
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Stereo, MappingPair, StereoPair);
 
-}  // namespace
+}  // namespace stereo_cam_test

@@ -26,7 +26,7 @@
 extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }  // NOLINT
 #endif
 
-namespace {
+namespace surface_baking_cam_test {
 
 using standin::Layer;
 using standin::ObjectFile;
@@ -1188,4 +1188,4 @@ TEST(BakingMathematics, FilmPositionsFollowTheFit) {
   expect_uv(0, 0.75, 0.375);
 }
 
-}  // namespace
+}  // namespace surface_baking_cam_test

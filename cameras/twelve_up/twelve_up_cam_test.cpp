@@ -5,7 +5,7 @@
 
 #include "cameras/multiview/tile_camera_suite.h"
 
-namespace test_support {
+namespace test_support::twelve_up_cam_test {
 
 INSTANTIATE_TEST_SUITE_P(
     TwelveUp, TileCameraTest,
@@ -55,4 +55,4 @@ TEST(TwelveUpCamera, FilmPositionOnABoundaryBelongsToTheTileBeforeIt) {
   EXPECT_EQ(names, (std::vector<std::string>{"Other 5", "Other 6", "Other 7", "Other 5", "Other 9"}));
 }
 
-}  // namespace test_support
+}  // namespace test_support::twelve_up_cam_test
