@@ -96,12 +96,33 @@ TEST_F(NativeView, OnlyWhatThePageNeedsIsThereWithinBounds) {
   EXPECT_EQ(page.state().at("change"), 0);
 }
 
+/// Controls that no ray follows, by server.
+std::set<std::string> controls_without_effect() {
+  std::set<std::string> all{// What a printer does with the picture.
+                            "QuorinDpiCam: Dots Per Inch", "QuorinDpiCam: Printed Image Size", "QuorinDpiCam: SizeAxis",
+                            // The scale stays what it was when it was automatic.
+                            "QuorinFisheyeCam: Auto Distortion Scale",
+                            // What is only drawn in a viewport or told to a shader.
+                            "QuorinFisheyeCam: Parallel Film Normals", "QuorinFisheyeCam: Preview in Camera View",
+                            "QuorinStereoCam: Convergence Limit", "QuorinStereoCam: Show Convergence Plane"};
+  // The host's own zoom counts.
+  for (const std::string server : {"QuorinFisheyeCam", "QuorinPerspectiveCam", "QuorinPerspectiveNoDOFCam",
+                                   "QuorinPerspectiveNoDOFNoMBCam", "QuorinRadialShiftCam", "QuorinStereoCam"})
+    all.insert(server + ": ZoomFactor");
+  // The exposure is published, and no light of this tool follows it.
+  for (const std::string server : {"QuorinPerspectiveCam", "QuorinPerspectiveNoDOFCam", "QuorinPerspectiveNoDOFNoMBCam",
+                                   "QuorinSphericalCam", "QuorinStereoCam"})
+    for (const std::string label : {"ISO", "Iris (f-stop)", "Shutter Angle"}) all.insert(server + ": " + label);
+  return all;
+}
+
 TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommands) {
   const fs::path scene = source_folder() / "samples" / "cameras.lws";
   Page page(quoted(scene) + " --size 24x16 --samples 2", out("log"));
   page.open();
   std::size_t cameras = 0;
   std::size_t all_turned = 0;
+  std::set<std::string> unseen;
   const json servers = page.state().at("servers");
   for (const json& server : servers) {
     SCOPED_TRACE(server.at("name"));
@@ -110,6 +131,7 @@ TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommand
     EXPECT_EQ(state.at("trouble"), "");
     ++cameras;
     std::size_t turned = 0;
+    std::string last = page.refined_picture(state.at("change")).png;
     const json rows = state.at("rows");
     for (const json& described : rows) {
       const std::string label = described.at("name");
@@ -122,6 +144,9 @@ TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommand
       EXPECT_EQ(state.at("trouble"), "");
       EXPECT_NE(row_called(state, label).at("value"), before);
       ++turned;
+      std::string png = page.refined_picture(change).png;
+      if (png == last) unseen.insert(server.at("name").get<std::string>() + ": " + label);
+      last = std::move(png);
     }
     all_turned += turned;
     const Page::Picture picture = page.refined_picture(state.at("change"));
@@ -129,6 +154,7 @@ TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommand
   }
   EXPECT_EQ(cameras, 18U) << "seventeen, and the host's own";
   EXPECT_GT(all_turned, 80U) << "of all their panels";
+  EXPECT_EQ(unseen, controls_without_effect());
 }
 
 TEST_F(NativeView, EyesFramesSizesAndTheGizmoAreThoseOfTheCommand) {

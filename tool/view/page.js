@@ -409,7 +409,10 @@ for (const [id, name] of [['save', 'picture.png'], ['save-exr', 'picture.exr']])
 
 // --- Keeping the scene.
 
-const tellOfScene = (sentence) => { byId('scene-told').textContent = sentence; };
+const tellOfScene = (sentence, isWrong = false) => {
+  byId('scene-told').textContent = sentence;
+  byId('scene-told').classList.toggle('wrong', isWrong);
+};
 
 function showSceneChoices() {
   const {choice} = state;
@@ -444,7 +447,7 @@ async function saveScene(replace) {
       tellOfScene(`Saved: ${(await (await answerOf(response)).json()).file}`);
     }
   } catch (error) {
-    tellOfScene(error.message);
+    tellOfScene(error.message, true);
   }
   byId('save-scene').disabled = byId('replace-scene').disabled = false;
 }

@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <tbb/task_arena.h>
 
+#include "standin/host/save_state.h"
 #include "standin/remote/ray_service.h"
 #include "standin/scene/file_bytes.h"
 #include "standin/scene/scene_edit.h"
@@ -428,11 +429,11 @@ std::string Viewing::command_line() const {
   if (!choice_.server.empty()) add("--server", choice_.server);
   if (const auto found = settings_.find({choice_.camera, choice_.server}); found != settings_.end())
     for (const auto& [name, text] : found->second) add("--set", name + "=" + text);
-  // Numbers as they are sent, so that the command turns by the very same.
+  // Every digit, so that the command turns by the very same.
+  const auto& [heading, pitch, bank] = choice_.turn;
   if (choice_.turn != std::array<double, 3>{})
-    words.push_back("--turn=" + json(choice_.turn[0]).dump() + "," + json(choice_.turn[1]).dump() + "," +
-                    json(choice_.turn[2]).dump());
-  if (choice_.zoom != 1.0) add("--zoom", json(choice_.zoom).dump());
+    words.push_back("--turn=" + standin::shortest(heading) + "," + standin::shortest(pitch) + "," + standin::shortest(bank));
+  if (choice_.zoom != 1.0) add("--zoom", standin::shortest(choice_.zoom));
   add("--frames", std::to_string(choice_.frame));
   add("--size", std::to_string(choice_.width) + "x" + std::to_string(choice_.height));
   if (choice_.gizmo) {
