@@ -1,6 +1,7 @@
 # OviCam: the commands that people and continuous integration use. Each installs what it needs from Debian's packages.
 #   make gallery   pictures of what the cameras see and their reference: build/gallery/index.html
 #   make docs      the pages of the reference and of the gallery, in build/gallery
+#   make recording docs/view.webp, the page of `ovicam view` in use, which the README shows
 #   make check     builds and runs every test, on this machine with sanitizers and, for the shipped module, under Wine
 #   make package   what users get: build/package/OviCam-VERSION-win64.zip, with the module, its reference and samples
 #   make tool-package   the tool for other Debian machines: build/package/ovicam-VERSION-linux-x86_64.tar.gz
@@ -13,7 +14,7 @@
 #   make format    formats the C++
 #   make module    build/windows/OviCam.p, which the host loads, and build/native/OviCam.so for this machine
 
-.PHONY: gallery docs package tool-package check bench fuzz soak mutants lint format module packages lint-packages
+.PHONY: gallery docs recording package tool-package check bench fuzz soak mutants lint format module packages lint-packages
 
 # What one command builds, a later one need not install again.
 packages:
@@ -35,6 +36,10 @@ docs: module
 	cmake --build --preset native --target ovicam
 	cmake --build --preset windows --target ovicam-ray-service
 	docs/site/make_pages.py
+
+recording: module
+	cmake --build --preset native --target ovicam
+	samples/record_view.py
 
 package: gallery
 	cmake/make_package.py

@@ -19,133 +19,13 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/running_tool.h"
-#include "tests/support/tool_fixture.h"
+#include "tests/support/view_page.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace test_support;
 using nlohmann::json;
-
-/// A running `ovicam view`, and what a page asks of it.
-class Page {
- public:
-  Page(const std::string& arguments, const fs::path& log) : tool_(tool_command("view --no-browser " + arguments), log) {
-    if (!comes_true([&] { return has_address() || tool_.told().find("ovicam: ") != std::string::npos; }) || !has_address())
-      throw std::runtime_error("no address: " + tool_.told());
-    const std::string host = address_.substr(7, address_.find('/', 7) - 7);
-    folder_ = address_.substr(7 + host.size());
-    client_ = std::make_unique<httplib::Client>("http://" + host);
-    client_->set_read_timeout(60, 0);
-    host_ = host;
-  }
-  ~Page() { close(); }
-  Page(const Page&) = delete;
-  Page& operator=(const Page&) = delete;
-
-  RunningTool& tool() { return tool_; }
-  httplib::Client& client() { return *client_; }
-  const std::string& host() const { return host_; }
-  const std::string& folder() const { return folder_; }
-
-  /// From here on somebody watches, as an open page does.
-  void open() {
-    watching_ = true;
-    watcher_ = std::thread([this] {
-      httplib::Client client("http://" + host_);
-      client.set_read_timeout(60, 0);
-      client.Get(folder_ + "news", [this](const char*, std::size_t) { return watching_.load(); });
-    });
-  }
-  void close() {
-    watching_ = false;
-    if (watcher_.joinable()) watcher_.join();
-  }
-
-  httplib::Result post(const std::string& body) { return client_->Post(folder_ + "change", body, "application/json"); }
-  std::uint64_t change(const json& change) {
-    const auto answer = post(change.dump());
-    EXPECT_TRUE(answer && answer->status == 200) << change << (answer ? answer->body : " no answer");
-    return answer && answer->status == 200 ? json::parse(answer->body).at("change").get<std::uint64_t>() : 0;
-  }
-  json state() {
-    const auto answer = client_->Get(folder_ + "state");
-    EXPECT_TRUE(answer && answer->status == 200);
-    return json::parse(answer ? answer->body : "{}");
-  }
-  /// The first state that has the change.
-  json state_with(std::uint64_t change) {
-    json now;
-    EXPECT_TRUE(comes_true([&] {
-      now = state();
-      return now.at("change").get<std::uint64_t>() >= change;
-    })) << "change "
-        << change;
-    return now;
-  }
-
-  struct Picture {
-    std::uint64_t number = 0;
-    std::uint64_t change = 0;
-    bool refined = false;
-    std::string png;
-  };
-  std::optional<Picture> picture() {
-    const auto answer = client_->Get(folder_ + "picture.png");
-    if (!answer || answer->status != 200) return std::nullopt;
-    return Picture{std::stoull(answer->get_header_value("Picture-Number")),
-                   std::stoull(answer->get_header_value("Picture-Change")),
-                   answer->get_header_value("Picture-Refined") == "yes", answer->body};
-  }
-  Picture refined_picture(std::uint64_t change) {
-    std::optional<Picture> now;
-    EXPECT_TRUE(comes_true([&] {
-      now = picture();
-      return now && now->refined && now->change >= change;
-    })) << "no refined picture of change "
-        << change;
-    return now.value_or(Picture());
-  }
-
- private:
-  bool has_address() {
-    std::istringstream lines(tool_.told());
-    for (std::string line; std::getline(lines, line);)
-      if (line.starts_with("http://127.0.0.1:") && line.ends_with('/')) address_ = line;
-    return !address_.empty();
-  }
-
-  RunningTool tool_;
-  std::string address_;
-  std::string host_;
-  std::string folder_;
-  std::unique_ptr<httplib::Client> client_;
-  std::atomic<bool> watching_ = false;
-  std::thread watcher_;
-};
-
-class NativeView : public NativeTool {
- protected:
-  std::string small_view(const std::string& more = "") const {
-    return quoted(scene_) + " --server QuorinPanoramicCam --samples 2 " + more;
-  }
-  /// What the command line that the page offers renders.
-  std::string rendered(const json& state) {
-    const std::string command = state.at("command");
-    const std::string program = "ovicam render ";
-    EXPECT_TRUE(command.starts_with(program)) << command;
-    const std::string output = " -o picture.png";
-    EXPECT_TRUE(command.ends_with(output)) << command;
-    const fs::path file = out("rendered.png");
-    const std::string words = command.substr(program.size(), command.size() - program.size() - output.size());
-    const Outcome outcome = run("cd / && " + tool_command("render " + words + " -o " + quoted(file)));
-    EXPECT_EQ(outcome.exit_code, 0) << command << outcome.output;
-    return contents(file);
-  }
-};
-
-int status_of(const httplib::Result& result) { return result ? result->status : -1; }
 
 TEST_F(NativeView, WhoeverHasNotTheAddressIsRefused) {
   Page page(small_view(), out("log"));
@@ -176,7 +56,7 @@ TEST_F(NativeView, WhoeverHasNotTheAddressIsRefused) {
 
 TEST_F(NativeView, OnlyWhatThePageNeedsIsThereWithinBounds) {
   Page page(small_view(), out("log"));
-  for (const std::string name : {"", "page.js", "page.css", "state"})
+  for (const std::string name : {"", "page.js", "sphere_viewer.js", "page.css", "state"})
     EXPECT_EQ(status_of(page.client().Get(page.folder() + name)), 200) << name;
   for (const std::string name : {"../state/x", "etc/passwd", "page.html", "scene.lws", "state/"})
     EXPECT_EQ(status_of(page.client().Get(page.folder() + name)), 404) << name;
@@ -216,32 +96,24 @@ TEST_F(NativeView, OnlyWhatThePageNeedsIsThereWithinBounds) {
   EXPECT_EQ(page.state().at("change"), 0);
 }
 
-/// Another value that the row's limits allow, as a person would enter it; empty when the row cannot be set.
-std::string another_value(const json& row) {
-  const std::string quantity = row.at("quantity");
-  if (quantity == "yes or no") return row.at("shown") == "yes" ? "no" : "yes";
-  if (quantity == "choice") {
-    const auto& choices = row.at("choices");
-    const auto now = std::stoull(row.at("value").get<std::string>());
-    return choices.size() < 2 ? "" : std::to_string((now + 1) % choices.size());
-  }
-  if (quantity == "none" || quantity == "text") return "";
-  const double size = quantity == "angle" ? std::acos(-1.0) / 180.0 : quantity == "percent" ? 0.01 : 1.0;
-  const double now = std::stod(row.at("value").get<std::string>()) / size;
-  double next = now == 0.0 ? 1.0 : now * 0.75;
-  if (quantity == "whole number") next = std::round(now) + 1.0;
-  if (row.contains("maximum") && next > row.at("maximum").get<double>() / size) next = now - 1.0;
-  if (row.contains("minimum") && next < row.at("minimum").get<double>() / size) next = now + 1.0;
-  std::ostringstream text;
-  text << next;
-  return text.str();
-}
-
-const json& row_called(const json& state, const std::string& label) {
-  const auto& rows = state.at("rows");
-  const auto found = std::ranges::find_if(rows, [&](const json& row) { return row.at("name") == label; });
-  EXPECT_NE(found, rows.end()) << label;
-  return found != rows.end() ? *found : rows.at(0);
+/// Controls that no ray follows, by server.
+std::set<std::string> controls_without_effect() {
+  std::set<std::string> all{// What a printer does with the picture.
+                            "QuorinDpiCam: Dots Per Inch", "QuorinDpiCam: Printed Image Size", "QuorinDpiCam: SizeAxis",
+                            // The scale stays what it was when it was automatic.
+                            "QuorinFisheyeCam: Auto Distortion Scale",
+                            // What is only drawn in a viewport or told to a shader.
+                            "QuorinFisheyeCam: Parallel Film Normals", "QuorinFisheyeCam: Preview in Camera View",
+                            "QuorinStereoCam: Convergence Limit", "QuorinStereoCam: Show Convergence Plane"};
+  // The host's own zoom counts.
+  for (const std::string server : {"QuorinFisheyeCam", "QuorinPerspectiveCam", "QuorinPerspectiveNoDOFCam",
+                                   "QuorinPerspectiveNoDOFNoMBCam", "QuorinRadialShiftCam", "QuorinStereoCam"})
+    all.insert(server + ": ZoomFactor");
+  // The exposure is published, and no light of this tool follows it.
+  for (const std::string server : {"QuorinPerspectiveCam", "QuorinPerspectiveNoDOFCam", "QuorinPerspectiveNoDOFNoMBCam",
+                                   "QuorinSphericalCam", "QuorinStereoCam"})
+    for (const std::string label : {"ISO", "Iris (f-stop)", "Shutter Angle"}) all.insert(server + ": " + label);
+  return all;
 }
 
 TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommands) {
@@ -250,6 +122,7 @@ TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommand
   page.open();
   std::size_t cameras = 0;
   std::size_t all_turned = 0;
+  std::set<std::string> unseen;
   const json servers = page.state().at("servers");
   for (const json& server : servers) {
     SCOPED_TRACE(server.at("name"));
@@ -258,6 +131,7 @@ TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommand
     EXPECT_EQ(state.at("trouble"), "");
     ++cameras;
     std::size_t turned = 0;
+    std::string last = page.refined_picture(state.at("change")).png;
     const json rows = state.at("rows");
     for (const json& described : rows) {
       const std::string label = described.at("name");
@@ -270,6 +144,9 @@ TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommand
       EXPECT_EQ(state.at("trouble"), "");
       EXPECT_NE(row_called(state, label).at("value"), before);
       ++turned;
+      std::string png = page.refined_picture(change).png;
+      if (png == last) unseen.insert(server.at("name").get<std::string>() + ": " + label);
+      last = std::move(png);
     }
     all_turned += turned;
     const Page::Picture picture = page.refined_picture(state.at("change"));
@@ -277,6 +154,7 @@ TEST_F(NativeView, EveryControlOfEveryCameraCanBeTurnedAndThePictureIsTheCommand
   }
   EXPECT_EQ(cameras, 18U) << "seventeen, and the host's own";
   EXPECT_GT(all_turned, 80U) << "of all their panels";
+  EXPECT_EQ(unseen, controls_without_effect());
 }
 
 TEST_F(NativeView, EyesFramesSizesAndTheGizmoAreThoseOfTheCommand) {
@@ -324,6 +202,49 @@ TEST_F(NativeView, ManyQuickChangesLeaveNoBacklog) {
   const json state = page.state();
   EXPECT_EQ(row_called(state, "Horizontal FOV angle").at("shown"), "299.00");
   EXPECT_TRUE(end.png == rendered(state));
+}
+
+/// Kilobytes of memory that a process has.
+long resident_kilobytes(pid_t process) {
+  std::istringstream lines(contents("/proc/" + std::to_string(process) + "/status"));
+  for (std::string line; std::getline(lines, line);)
+    if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
+  return 0;
+}
+
+TEST_F(NativeView, AThousandChangesLeaveTheMemoryAsItIs) {
+  Page page(small_view("--size 48x32"), out("log"));
+  page.open();
+  page.refined_picture(0);
+  const auto turn_knobs = [&](int count) {
+    std::uint64_t last = 0;
+    for (int i = 0; i < count; ++i) {
+      const double way = i % 90;
+      switch (i % 5) {
+        case 0:
+          last = page.change({{"turn", {way, -way, 0.0}}});
+          break;
+        case 1:
+          last = page.change({{"frame", i % 60}});
+          break;
+        case 2:
+          last = page.change({{"compare", i % 2 == 0}, {"eye", i % 3 == 0 ? "red-cyan" : "centre"}});
+          break;
+        case 3:
+          last = page.change({{"size", {40 + i % 8, 32}}});
+          break;
+        default:
+          last = page.change({{"settings", json::array({json::array({"Horizontal FOV angle", std::to_string(100.0 + way)})})}});
+      }
+      while (page.state().at("change").get<std::uint64_t>() < last) std::this_thread::yield();
+    }
+    page.refined_picture(last);
+  };
+  turn_knobs(200);
+  const long before = resident_kilobytes(page.tool().process());
+  ASSERT_GT(before, 0);
+  turn_knobs(1000);
+  EXPECT_LT(resident_kilobytes(page.tool().process()), before + 8192);
 }
 
 TEST_F(NativeView, AResetBringsBackTheCommandLinesSettings) {

@@ -87,6 +87,7 @@ TEST(RayProtocol, CarriesWhatASessionIsOpenedWith) {
   request.options.settings = {{"EyeSeparation", "2"}, {"ISO", ""}};
   request.options.width_pixels = 1920;
   request.options.height_pixels = -1;
+  request.options.turn = {{0.25, -1.5, 3.0}, 1.25};
   request.options.motion_steps = 199;
   request.options.motion_blur = true;
   const SessionOptions there = round_trip(request).options;
@@ -95,6 +96,7 @@ TEST(RayProtocol, CarriesWhatASessionIsOpenedWith) {
   EXPECT_EQ(there.camera_name, "Camera");
   EXPECT_EQ(there.server_name, "QuorinStereoCam");
   EXPECT_EQ(there.settings, request.options.settings);
+  EXPECT_EQ(there.turn, request.options.turn);
   EXPECT_EQ(there.width_pixels, 1920);
   EXPECT_EQ(there.height_pixels, -1);
   EXPECT_EQ(there.motion_steps, 199U);
@@ -138,6 +140,7 @@ GizmoElement triangle() {
 }
 
 TEST(RayProtocol, CarriesAnOpenPanel) {
+  EXPECT_EQ(round_trip(Turn{{{0.0, 0.5, -0.25}, 2.0}}).turn, (CameraTurn{{0.0, 0.5, -0.25}, 2.0}));
   const Set set = round_trip(Set{"Eye Separation", "6cm"});
   EXPECT_EQ(set.name, "Eye Separation");
   EXPECT_EQ(set.text, "6cm");

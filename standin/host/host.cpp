@@ -96,6 +96,12 @@ std::size_t Host::position_of(const std::string& name) const {
 
 Item& Host::item(const std::string& name) { return scene_.items[position_of(name)]; }
 
+Item& Host::item(std::uint32_t id) {
+  const auto found = item_index_.find(id);
+  if (found == item_index_.end()) throw std::runtime_error("The scene has no item of this id");
+  return scene_.items[found->second];
+}
+
 CameraSettings& Host::camera(const std::string& name) {
   std::vector<std::string> names;
   for (Item& item : scene_.items) {

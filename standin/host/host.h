@@ -61,8 +61,9 @@ class Host {
   // --- The scene. Ids are never reused: a removed item's id stays stale.
 
   const Scene& scene() const { return scene_; }
-  /// These throw std::runtime_error listing the names when there is no such item.
+  /// These throw std::runtime_error, listing the names where it is a name, when there is no such item.
   Item& item(const std::string& name);
+  Item& item(std::uint32_t id);
   CameraSettings& camera(const std::string& name);
   LWItemID id_of(const std::string& name) const;
   static LWItemID id_of(const Item& item) noexcept;

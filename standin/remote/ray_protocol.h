@@ -24,7 +24,7 @@
 namespace standin::ray_protocol {
 
 /// To be raised with every change of a message, so that programs of different builds refuse each other with a sentence.
-constexpr std::uint32_t version = 0x4F56000A;
+constexpr std::uint32_t version = 0x4F56000B;
 /// Rays per request: enough to share the cost of the pipe, and few enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 /// A longer message than this is refused before memory is allocated for it.
@@ -44,7 +44,8 @@ enum class Kind : std::uint8_t {
   show_panel,
   set,
   draw_gizmo,
-  save
+  save,
+  turn
 };
 
 // --- The messages.
@@ -163,6 +164,15 @@ struct SaveLines {
   };
 };
 
+struct Turn {
+  static constexpr Kind kind = Kind::turn;
+  struct Answer {
+    static constexpr Kind kind = Kind::done;
+    std::vector<std::string> warnings;
+  };
+  CameraTurn turn;
+};
+
 struct Failure {
   static constexpr Kind kind = Kind::failed;
   std::string sentence;
@@ -274,6 +284,21 @@ void serialize(Archive& archive, GizmoElement& element) {
 }
 
 template <class Archive>
+void serialize(Archive& archive, Turn& request) {
+  archive(request.turn);
+}
+
+template <class Archive>
+void serialize(Archive& archive, Turn::Answer& answer) {
+  archive(answer.warnings);
+}
+
+template <class Archive>
+void serialize(Archive& archive, CameraTurn& turn) {
+  archive(turn.radians, turn.zoom);
+}
+
+template <class Archive>
 void serialize(Archive& archive, Failure& failure) {
   archive(failure.sentence);
 }
@@ -286,8 +311,8 @@ void serialize(Archive& archive, Vec3& vector) {
 template <class Archive>
 void serialize(Archive& archive, SessionOptions& options) {
   archive(options.scene_file, options.module_file, options.content_folder, options.camera_name, options.server_name,
-          options.settings, options.width_pixels, options.height_pixels, options.motion_steps, options.motion_blur,
-          options.depth_of_field);
+          options.settings, options.width_pixels, options.height_pixels, options.turn, options.motion_steps,
+          options.motion_blur, options.depth_of_field);
 }
 
 template <class Archive>

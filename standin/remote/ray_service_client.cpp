@@ -497,6 +497,10 @@ class RemoteSession : public Session {
     return std::move(answer.applied);
   }
 
+  void turn(const CameraTurn& by) override {
+    std::ranges::move(service_.ask(Turn{by}).warnings, std::back_inserter(warnings_));
+  }
+
   std::vector<GizmoElement> draw_gizmo(Vec3 eye_position, Vec3 direction) override {
     return service_.ask(DrawGizmo{eye_position, direction}).elements;
   }

@@ -95,6 +95,9 @@ class Service {
       case Kind::save:
         unpacked<SaveLines>(request);
         return packed(SaveLines::Answer{session().saved_lines()});
+      case Kind::turn:
+        session().turn(unpacked<Turn>(request).turn);
+        return packed(Turn::Answer{session().take_warnings()});
       default:
         throw std::runtime_error("The ray service does not know this kind of request");
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -30,6 +31,25 @@ struct PluginBlock {
   friend bool operator==(const PluginBlock&, const PluginBlock&) = default;
 };
 
+/// Lines of a file, from 0: the first, and the one after the last.
+struct LineRange {
+  std::size_t first = 0;
+  std::size_t end = 0;
+};
+
+/// Where a camera's settings stand in the file that it was read from. It is no part of the scene: two cameras are the same
+/// without it.
+struct CameraPlaces {
+  std::optional<LineRange> motion;
+  std::optional<LineRange> zoom_factor;
+  std::optional<LineRange> frame_size;
+  std::optional<LineRange> handler;
+  /// After the last line that is known to be the camera's: what it lacks can stand there.
+  std::size_t end = 0;
+
+  friend bool operator==(const CameraPlaces&, const CameraPlaces&) { return true; }
+};
+
 /// A camera's settings, each a constant or keyed.
 struct CameraSettings {
   Envelope zoom_factor = Envelope::constant(3.2);
@@ -50,6 +70,7 @@ struct CameraSettings {
   std::optional<PluginBlock> handler;
   /// Every other plug-in block, unchanged.
   std::vector<PluginBlock> other_plugins;
+  CameraPlaces places;
 
   friend bool operator==(const CameraSettings&, const CameraSettings&) = default;
 };

@@ -73,7 +73,11 @@ class SceneReader : private SceneValues {
     ++next_;
     find_old_frame_rate();
     make_room_for_items();
-    for (skip_blank_lines(); !at_end(); skip_blank_lines()) read_statement();
+    for (skip_blank_lines(); !at_end(); skip_blank_lines()) {
+      const std::size_t first = next_;
+      read_statement();
+      note_place(first);
+    }
     make_ids_distinct();
     attach_items();
     choose_current_camera();
@@ -249,6 +253,7 @@ class SceneReader : private SceneValues {
     item.kind = kind;
     item.id = keywords_of(kind).first_id + added_[static_cast<std::size_t>(kind)]++;
     item.given_name = keywords_of(kind).unnamed;
+    other_lines_before_ = 0;
     if (kind == ItemKind::camera)
       item.camera.emplace();
     else if (kind == ItemKind::light)
@@ -431,6 +436,22 @@ class SceneReader : private SceneValues {
       warn(std::string(keyword), std::string(keyword) + ": " + std::string(found->second));
   }
 
+  /// What has just been read, from that line on.
+  void note_place(std::size_t first) {
+    Item* item = current_item();
+    if (item == nullptr || !item->camera) return;
+    const bool is_understood = item->other_lines.size() == std::exchange(other_lines_before_, item->other_lines.size());
+    if (!is_understood) return;
+    CameraPlaces& places = item->camera->places;
+    places.end = next_;
+    const std::string_view keyword = first_word(lines_[first]);
+    const LineRange range{first, next_};
+    if (keyword == keywords_of(ItemKind::camera).motion) places.motion = range;
+    if (keyword == "ZoomFactor") places.zoom_factor = range;
+    if (keyword == "FrameSize") places.frame_size = range;
+    if (keyword == "Plugin" && item->camera->handler && !places.handler) places.handler = range;
+  }
+
   void read_statement() {
     const std::string_view line = lines_[next_];
     const std::string_view keyword = first_word(line);
@@ -458,6 +479,8 @@ class SceneReader : private SceneValues {
 
   Scene scene_;
   bool in_item_ = false;
+  /// Of the camera that is being read.
+  std::size_t other_lines_before_ = 0;
   bool holds_objects_only_ = true;
   std::optional<std::size_t> first_camera_;
   std::array<std::uint32_t, item_keywords.size()> added_{};

@@ -53,6 +53,8 @@ struct Choice {
   std::uint32_t camera_number = 0;
   /// Empty for the host's own perspective camera.
   std::string server_name;
+  /// The camera as the scene has it.
+  Item untouched = {};
 };
 
 Choice choose(const SessionOptions& options) {
@@ -60,6 +62,8 @@ Choice choose(const SessionOptions& options) {
   choice.scene.content_folder = options.content_folder;
   Item& item = chosen_camera(choice.scene, options.camera_name);
   choice.camera_number = item.id;
+  choice.untouched = item;
+  turn_camera(item, options.turn);
   CameraSettings& camera = *item.camera;
   if (options.width_pixels > 0) camera.width_pixels = options.width_pixels;
   if (options.height_pixels > 0) camera.height_pixels = options.height_pixels;
@@ -145,10 +149,28 @@ class LocalSession : public Session {
   AppliedSetting set(const std::string& name, const std::string& text) override {
     if (!camera_) throw std::runtime_error("The host's own perspective camera has no settings; choose a camera server");
     AppliedSetting applied = apply_setting(host_, *camera_, name, text);
+    std::erase_if(settings_, [&](const auto& other) { return other.first == name; });
+    settings_.emplace_back(name, text);
     camera_->clean_up();
-    show_panel();
-    camera_->init_render();
+    prepare();
     return applied;
+  }
+
+  void turn(const CameraTurn& by) override {
+    Item turned = untouched_;
+    turn_camera(turned, by);
+    Item& camera = host_.item(camera_number_);
+    camera.motion = std::move(turned.motion);
+    camera.camera->zoom_factor = std::move(turned.camera->zoom_factor);
+    if (!camera_) return;
+    camera_->clean_up();
+    // What a camera has taken over from the host's zoom when it was made is not taken over again.
+    if (std::exchange(zoom_, by.zoom) != by.zoom) {
+      const std::string server_name = camera_->server_name();
+      camera_.reset();
+      make_camera(server_name);
+    }
+    prepare();
   }
 
   std::vector<GizmoElement> draw_gizmo(Vec3 eye_position, Vec3 direction) override {
@@ -166,6 +188,9 @@ class LocalSession : public Session {
  private:
   LocalSession(const SessionOptions& options, Choice choice)
       : camera_number_(choice.camera_number),
+        untouched_(std::move(choice.untouched)),
+        settings_(options.settings),
+        zoom_(options.turn.zoom),
         options_{options.motion_blur, options.motion_steps, options.depth_of_field},
         host_(std::move(choice.scene)),
         plain_(host_.scene(), camera_number_) {
@@ -184,13 +209,22 @@ class LocalSession : public Session {
       }
       return;
     }
-    camera_ = std::make_unique<HostedCamera>(host_, *module_, choice.server_name, item());
-    camera_->load_saved();
-    for (const auto& [name, value] : options.settings) {
-      AppliedSetting applied = apply_setting(host_, *camera_, name, value);
+    for (AppliedSetting& applied : make_camera(choice.server_name)) {
       notes_.push_back(std::move(applied.shown));
       if (!applied.warning.empty()) warnings_.push_back(std::move(applied.warning));
     }
+    prepare();
+  }
+
+  std::vector<AppliedSetting> make_camera(const std::string& server_name) {
+    camera_ = std::make_unique<HostedCamera>(host_, *module_, server_name, item());
+    camera_->load_saved();
+    std::vector<AppliedSetting> applied;
+    for (const auto& [name, value] : settings_) applied.push_back(apply_setting(host_, *camera_, name, value));
+    return applied;
+  }
+
+  void prepare() {
     show_panel();
     camera_->init_render();
   }
@@ -235,6 +269,10 @@ class LocalSession : public Session {
   }
 
   std::uint32_t camera_number_;
+  Item untouched_;
+  /// What was set on the camera, each name once, and what its zoom is multiplied by.
+  std::vector<std::pair<std::string, std::string>> settings_;
+  double zoom_;
   FrameOptions options_;
   Host host_;
   PlainCamera plain_;

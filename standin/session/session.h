@@ -11,6 +11,7 @@
 
 #include "standin/host/gizmo_drawing.h"
 #include "standin/host/ray_query.h"
+#include "standin/scene/camera_turn.h"
 #include "standin/scene/vector.h"
 #include "standin/session/introspection.h"
 #include "standin/session/settings.h"
@@ -53,6 +54,8 @@ struct SessionOptions {
   /// 0 for the scene's own. The film height stays the same; its width follows the aspect ratio.
   int width_pixels = 0;
   int height_pixels = 0;
+  /// How the camera is looked through otherwise than the scene has it.
+  CameraTurn turn;
   /// Number of motion samples that the module is told to take.
   unsigned motion_steps = 2;
   bool motion_blur = false;
@@ -89,6 +92,10 @@ class Session {
   /// Sets a value as apply_setting does, and prepares the camera anew: a frame has to be begun before the next ray. Throws
   /// std::runtime_error where the value cannot be set, and then nothing has changed.
   virtual AppliedSetting set(const std::string& name, const std::string& text) = 0;
+
+  /// Looks through the camera as SessionOptions::turn says, in place of how it was looked through before, and prepares it anew:
+  /// a frame has to be begun before the next ray.
+  virtual void turn(const CameraTurn& by) = 0;
 
   /// What the camera's gizmo draws for a viewport's eye at a position, looking along a direction of length one.
   virtual std::vector<GizmoElement> draw_gizmo(Vec3 eye_position, Vec3 direction) = 0;

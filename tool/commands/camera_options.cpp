@@ -1,18 +1,27 @@
 #include "tool/commands/camera_options.h"
 
+#include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <iostream>
 #include <stdexcept>
+#include <system_error>
 
 #include "standin/remote/program_file.h"
 #include "standin/remote/ray_service.h"
 #include "standin/scene/name_list.h"
 #include "standin/session/settings.h"
-#include "tool/commands/frame_probe.h"
+#include "tool/commands/option_text.h"
 #include "tool/commands/usage_error.h"
+#include "tool/render/frame_probe.h"
 #include "tool/render/scene_layers.h"
 
 namespace tool {
 namespace {
+
+constexpr double most_turn_degrees = 36000.0;
+constexpr double least_zoom = 0.001;
+constexpr double greatest_zoom = 1000.0;
 
 std::string server_name(const CameraOptions& options, const standin::Item& item) {
   std::string name = options.server;
@@ -49,6 +58,30 @@ void CameraOptions::add_module_to(CLI::App& command) {
   command.add_option("--module", module, "Module file (default: OviCam.so beside this program)");
 }
 
+void CameraOptions::add_turn_to(CLI::App& command) {
+  command.add_option("--turn", turn,
+                     "HEADING,PITCH,BANK: degrees that are added to the camera's rotation; the scene is not changed");
+  command.add_option("--zoom", zoom, "FACTOR: times the camera's zoom factor; the scene is not changed");
+}
+
+standin::CameraTurn CameraOptions::camera_turn() const {
+  standin::CameraTurn by;
+  if (turn) {
+    const auto degrees = three_numbers(*turn);
+    const auto is_allowed = [](double angle) { return std::abs(angle) <= most_turn_degrees; };
+    if (!degrees || !is_allowed(degrees->x) || !is_allowed(degrees->y) || !is_allowed(degrees->z))
+      throw UsageError("--turn " + *turn + ": give HEADING,PITCH,BANK in degrees, 36000 at most, such as 15,-5,0");
+    by = standin::turn_of_degrees(*degrees, 1.0);
+  }
+  if (zoom) {
+    const char* end = zoom->data() + zoom->size();
+    const auto [rest, error] = std::from_chars(zoom->data(), end, by.zoom);
+    if (error != std::errc() || rest != end || !(by.zoom >= least_zoom && by.zoom <= greatest_zoom))
+      throw UsageError("--zoom " + *zoom + ": give a factor from 0.001 to 1000, such as 1.5");
+  }
+  return by;
+}
+
 std::filesystem::path CameraOptions::module_file() const {
   if (module.empty()) return standin::program_file("OviCam.so");
   if (!std::filesystem::is_regular_file(module)) throw std::runtime_error(module + ": there is no such module file");
@@ -73,6 +106,7 @@ standin::SessionOptions CameraOptions::session_options() const {
   options.camera_name = camera;
   options.server_name = server;
   options.settings = parsed_settings();
+  options.turn = camera_turn();
   return options;
 }
 
@@ -81,6 +115,11 @@ standin::Scene CameraOptions::read_scene() const {
     throw std::runtime_error(content + ": there is no such folder; --content names the folder of all content");
   standin::Scene read = standin::read_scene_file(scene);
   read.content_folder = content;
+  const standin::CameraTurn by = camera_turn();
+  if (by == standin::CameraTurn()) return read;
+  const standin::Item& found = find_camera(read);
+  const auto item = std::ranges::find_if(read.items, [&](const standin::Item& each) { return &each == &found; });
+  standin::turn_camera(*item, by);
   return read;
 }
 

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,19 +26,27 @@ struct CameraOptions {
   std::string server;
   std::vector<std::string> settings;
   bool strict = false;
+  /// Of --turn and --zoom.
+  std::optional<std::string> turn;
+  std::optional<std::string> zoom;
 
   void add_to(CLI::App& command);
   /// Only the option --module.
   void add_module_to(CLI::App& command);
+
+  /// Only the options --turn and --zoom.
+  void add_turn_to(CLI::App& command);
 
   /// --module, or OviCam.so beside this program. Throws when --module is not a file: the host's own camera loads no
   /// module, and would hide the mistake.
   std::filesystem::path module_file() const;
   /// --set as names and values.
   std::vector<std::pair<std::string, std::string>> parsed_settings() const;
+  /// --turn and --zoom. Throws UsageError.
+  standin::CameraTurn camera_turn() const;
   /// Options that open a session of the camera.
   standin::SessionOptions session_options() const;
-  /// Reads the scene. Throws when there is none.
+  /// Reads the scene, with the camera turned. Throws when there is none.
   standin::Scene read_scene() const;
   /// Throws with the names there are when the scene has no such camera.
   const standin::Item& find_camera(const standin::Scene& from) const;

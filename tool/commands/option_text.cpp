@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -29,6 +30,20 @@ std::optional<std::pair<int, int>> two_numbers(std::string_view text) {
   const auto [rest, second_error] = std::from_chars(separator + 1, end, numbers.second);
   if (second_error != std::errc() || rest != end) return std::nullopt;
   return numbers;
+}
+
+std::optional<standin::Vec3> three_numbers(std::string_view text) {
+  std::array<double, 3> numbers{};
+  const char* next = text.data();
+  const char* end = next + text.size();
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    const auto [rest, error] = std::from_chars(next, end, numbers[i]);
+    const bool last = i + 1 == numbers.size();
+    if (error != std::errc() || !std::isfinite(numbers[i]) || (last ? rest != end : rest == end || *rest != ','))
+      return std::nullopt;
+    next = last ? rest : rest + 1;
+  }
+  return standin::Vec3{numbers[0], numbers[1], numbers[2]};
 }
 
 PictureSize parse_size(std::string_view text) {

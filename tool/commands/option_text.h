@@ -16,6 +16,9 @@ namespace tool {
 /// The numbers of a text such as 640x480; none for anything else.
 std::optional<std::pair<int, int>> two_numbers(std::string_view text);
 
+/// Three finite numbers with commas between them; none for anything else.
+std::optional<standin::Vec3> three_numbers(std::string_view text);
+
 struct PictureSize {
   int width = 0;
   int height = 0;

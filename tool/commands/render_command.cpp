@@ -105,6 +105,7 @@ struct Plan {
   explicit Plan(const RenderArguments& arguments) {
     if (!PictureFile::is_picture_name(arguments.output))
       throw UsageError("-o " + arguments.output + ": the name must end in .png or .exr");
+    arguments.camera.camera_turn();
     if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
     red_cyan = arguments.eye == "red-cyan";
     eye = arguments.stereo || red_cyan ? standin::Eye::left : parse_eye(arguments.eye, "red-cyan");
@@ -283,6 +284,7 @@ void add_render_command(CLI::App& app) {
       "ahead; worldToNDC, from 0,0 on the upper left to 1,1, is that of a plain perspective with the same zoom.");
   const auto arguments = std::make_shared<RenderArguments>();
   arguments->camera.add_to(*command);
+  arguments->camera.add_turn_to(*command);
   command->add_option("-o,--output", arguments->output, "Picture; %04d or #### in its name stands for the frame's number")
       ->required();
   command->add_option("--frames", arguments->frames,

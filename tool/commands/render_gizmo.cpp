@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <iostream>
 #include <iterator>
 #include <optional>
@@ -22,18 +20,9 @@ namespace tool {
 namespace {
 
 standin::Vec3 parse_point(const std::string& option, const std::string& text) {
-  std::array<double, 3> numbers{};
-  const char* next = text.data();
-  const char* end = next + text.size();
-  bool written_right = true;
-  for (std::size_t i = 0; i < numbers.size() && written_right; ++i) {
-    const auto [rest, error] = std::from_chars(next, end, numbers[i]);
-    const bool last = i + 1 == numbers.size();
-    written_right = error == std::errc() && std::isfinite(numbers[i]) && (last ? rest == end : rest != end && *rest == ',');
-    next = rest + (last ? 0 : 1);
-  }
-  if (!written_right) throw UsageError(option + " " + text + ": give X,Y,Z in metres, such as 0,5,-8");
-  return {numbers[0], numbers[1], numbers[2]};
+  const auto point = three_numbers(text);
+  if (!point) throw UsageError(option + " " + text + ": give X,Y,Z in metres, such as 0,5,-8");
+  return *point;
 }
 
 std::vector<standin::GizmoElement> drawn_gizmo(standin::HostedCamera& camera, const ViewLine& line) {

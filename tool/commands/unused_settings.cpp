@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "standin/remote/ray_service.h"
-#include "tool/commands/frame_probe.h"
+#include "tool/render/frame_probe.h"
 
 namespace tool {
 namespace {
@@ -21,14 +21,19 @@ std::vector<std::vector<standin::RayAnswer>> rays_of_all_eyes(standin::Session& 
 }  // namespace
 
 FramesWithoutASetting::FramesWithoutASetting(const standin::SessionOptions& options, int frame) {
+  std::vector<std::pair<std::string, standin::SessionOptions>> ways;
   for (std::size_t i = 0; i < options.settings.size(); ++i) {
-    standin::SessionOptions others = options;
+    const auto& [name, value] = options.settings[i];
+    auto& others = ways.emplace_back("--set " + name + "=" + value, options).second;
     others.settings.erase(std::next(others.settings.begin(), static_cast<std::ptrdiff_t>(i)));
+  }
+  if (options.turn.radians != standin::Vec3()) ways.emplace_back("--turn", options).second.turn.radians = {};
+  if (options.turn.zoom != 1.0) ways.emplace_back("--zoom", options).second.turn.zoom = 1.0;
+  for (const auto& [option, others] : ways) {
     const auto session = standin::open_session_for(others);
     standin::FrameSetup setup = session->begin_frame(frame);
     auto rays = rays_of_all_eyes(*session, setup);
-    const auto& [name, value] = options.settings[i];
-    all_.push_back({"--set " + name + "=" + value, std::move(setup), std::move(rays)});
+    all_.push_back({option, std::move(setup), std::move(rays)});
   }
 }
 

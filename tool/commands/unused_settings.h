@@ -8,7 +8,8 @@
 
 namespace tool {
 
-/// What a frame would be without each of its settings, to tell of those that no ray depends on.
+/// What a frame would be without each of its settings, and without the turn of its camera, to tell of those that no ray depends
+/// on.
 class FramesWithoutASetting {
  public:
   /// Opens one session after the other. Construct it before the session that renders: what a camera publishes last is then what

@@ -89,7 +89,10 @@ void add_view_command(CLI::App& app) {
   auto* command = app.add_subcommand("view", "Shows a camera's picture and its panel in the browser, to turn every knob.");
   command->footer(
       "Example:\n  ovicam view samples/plaza.lws --camera Panorama\n"
-      "Prints the address of a page that only browsers of this machine can open, and opens it. The scene is never changed.");
+      "Prints the address of a page that only browsers of this machine can open, and opens it. The page turns every knob of "
+      "the "
+      "camera's panel, looks around, compares with a plain perspective, saves pictures, and gives the command that renders the "
+      "same. The scene is never changed: with the new settings it is saved under another name beside it.");
   const auto arguments = std::make_shared<Arguments>();
   arguments->camera.add_to(*command);
   command->add_option("--size", arguments->size, "WIDTHxHEIGHT in pixels (default: as the scene has it)");

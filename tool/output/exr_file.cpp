@@ -26,7 +26,7 @@ namespace {
 /// What OpenEXR writes to. It writes once more while an unfinished file is destroyed, and must not meet an exception then.
 class Stream : public Imf::OStream {
  public:
-  explicit Stream(NewFile& file) : OStream(file.name().c_str()), file_(&file) {}
+  explicit Stream(RandomOutput& file) : OStream(file.title().c_str()), file_(&file) {}
 
   void write(const char bytes[], int count) override {
     if (failed_) return;
@@ -56,7 +56,7 @@ class Stream : public Imf::OStream {
     }
   }
 
-  NewFile* file_;
+  RandomOutput* file_;
   std::exception_ptr failed_;
 };
 
@@ -119,12 +119,12 @@ std::string name_in_view(const std::string& channel, const std::vector<std::stri
 }
 
 struct ExrWriter::State {
-  State(NewFile& to, const ExrLayout& layout)
+  State(RandomOutput& to, const ExrLayout& layout)
       : file(&to), stream(to), part(layout.part), channels(layout.channels), next_row(part.top) {
     output.emplace(stream, make_header(layout));
   }
 
-  NewFile* file;
+  RandomOutput* file;
   Stream stream;
   PixelBox part;
   std::vector<ExrChannel> channels;
@@ -135,7 +135,7 @@ struct ExrWriter::State {
   std::vector<float> floats;
 };
 
-ExrWriter::ExrWriter(NewFile& file, const ExrLayout& layout) {
+ExrWriter::ExrWriter(RandomOutput& file, const ExrLayout& layout) {
   try {
     state_ = std::make_unique<State>(file, layout);
   } catch (const std::bad_alloc&) {

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "tool/output/new_file.h"
 #include "tool/output/picture_metadata.h"
 #include "tool/output/pixel_box.h"
+#include "tool/output/random_output.h"
 
 namespace tool {
 
@@ -37,8 +37,8 @@ struct ExrLayout {
 /// std::runtime_error. Threads: one.
 class ExrWriter {
  public:
-  /// The file must outlive this.
-  ExrWriter(NewFile& file, const ExrLayout& layout);
+  /// The output must outlive this.
+  ExrWriter(RandomOutput& file, const ExrLayout& layout);
   ExrWriter(const ExrWriter&) = delete;
   ExrWriter& operator=(const ExrWriter&) = delete;
   ~ExrWriter();

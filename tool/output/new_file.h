@@ -9,26 +9,25 @@
 #include <string>
 
 #include "tool/output/interruption.h"
+#include "tool/output/random_output.h"
 
 namespace tool {
 
 /// A file that appears under its name only once all of it is on the disk: until then it has another name in the same folder.
 /// Failures throw std::runtime_error with the name and the reason. Threads: one.
-class NewFile {
+class NewFile final : public RandomOutput {
  public:
   /// The folder must exist. What programs of this machine that are no more left unfinished in it is removed.
   explicit NewFile(std::filesystem::path name);
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
   /// Removes the unfinished file unless finish() was called.
-  ~NewFile();
+  ~NewFile() override;
 
   const std::filesystem::path& name() const { return name_; }
 
-  void write(std::span<const std::byte> bytes);
-  /// Bytes from the file's start to where the next one is written.
-  std::uint64_t position();
-  void move_to(std::uint64_t position);
+  std::string title() const override { return name_.string(); }
+  void write(std::span<const std::byte> bytes) override;
+  std::uint64_t position() override;
+  void move_to(std::uint64_t position) override;
 
   /// Puts everything on the disk, and only then gives the file its final name, replacing a file of that name. Where several
   /// files belong together, complete() them all first.
@@ -36,7 +35,7 @@ class NewFile {
   /// The first half of finish(): nothing can be written any more.
   void complete();
 
-  [[noreturn]] void fail(const std::string& reason) const;
+  [[noreturn]] void fail(const std::string& reason) const override;
 
  private:
   struct Close {

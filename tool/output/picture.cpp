@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -93,6 +94,33 @@ PngLayout png_layout(const PictureForm& form) {
   return {.width = part.width, .height = part.height, .texts = texts_of(form.metadata)};
 }
 
+ExrLayout exr_layout(const PictureForm& form) {
+  const PixelBox part = form.part.value_or(PixelBox{0, 0, form.width, form.height});
+  std::vector<ExrChannel> channels{{"R"}, {"G"}, {"B"}, {"A"}};
+  std::ranges::copy(form.more_channels, std::back_inserter(channels));
+  return {form.width, form.height, part, std::move(channels), form.views, form.metadata};
+}
+
+class MemoryOutput final : public RandomOutput {
+ public:
+  std::string title() const override { return "the picture"; }
+  void write(std::span<const std::byte> bytes) override {
+    bytes_.resize(std::max(bytes_.size(), position_ + bytes.size()));
+    std::ranges::copy(bytes, bytes_.begin() + static_cast<std::ptrdiff_t>(position_));
+    position_ += bytes.size();
+  }
+  std::uint64_t position() override { return position_; }
+  void move_to(std::uint64_t position) override { position_ = position; }
+  [[noreturn]] void fail(const std::string& reason) const override {
+    throw std::runtime_error("The picture cannot be made: " + reason.substr(0, reason.find('\n')));
+  }
+  std::vector<std::byte> take() { return std::move(bytes_); }
+
+ private:
+  std::vector<std::byte> bytes_;
+  std::size_t position_ = 0;
+};
+
 }  // namespace
 
 std::vector<std::byte> png_bytes(std::span<const Pixel> pixels, const PictureForm& form) {
@@ -103,6 +131,14 @@ std::vector<std::byte> png_bytes(std::span<const Pixel> pixels, const PictureFor
   writer.write_rows(std::as_bytes(std::span(rows)));
   writer.finish();
   return file;
+}
+
+std::vector<std::byte> exr_bytes(std::span<const Pixel> pixels, const PictureForm& form) {
+  MemoryOutput output;
+  ExrWriter writer(output, exr_layout(form));
+  writer.write_rows({&pixels.data()->red, 4 * pixels.size()});
+  writer.finish();
+  return output.take();
 }
 
 bool PictureFile::is_exr_name(const std::filesystem::path& file) { return lower_case_extension(file) == ".exr"; }
@@ -117,10 +153,7 @@ PictureFile::PictureFile(std::filesystem::path file, const PictureForm& form)
     png_.emplace(png_layout(form), [this](std::span<const std::byte> bytes) { file_.write(bytes); });
     return;
   }
-  const PixelBox part = form.part.value_or(PixelBox{0, 0, form.width, form.height});
-  std::vector<ExrChannel> channels{{"R"}, {"G"}, {"B"}, {"A"}};
-  std::ranges::copy(form.more_channels, std::back_inserter(channels));
-  exr_.emplace(file_, ExrLayout{form.width, form.height, part, std::move(channels), form.views, form.metadata});
+  exr_.emplace(file_, exr_layout(form));
 }
 
 void PictureFile::write_rows(std::span<const Pixel> rows, std::span<const float> more) {

@@ -40,6 +40,9 @@ struct PictureForm {
 /// A whole picture as the bytes of the PNG that a PictureFile of that form would be. Throws std::runtime_error. Threads: any.
 std::vector<std::byte> png_bytes(std::span<const Pixel> pixels, const PictureForm& form);
 
+/// The same of an EXR.
+std::vector<std::byte> exr_bytes(std::span<const Pixel> pixels, const PictureForm& form);
+
 /// A PNG (8 bits, sRGB) or EXR (half floats, linear) that is written from the top down and appears under its name only when
 /// it is complete. Failures throw std::runtime_error with the file's name and the reason. Threads: one.
 class PictureFile {

@@ -94,11 +94,17 @@ function limitsOf(row) {
   return [Math.min(low, value), Math.max(high, value)];
 }
 
+/// Of the rows that say how much the camera takes in, for cameras without zoom: what the wheel found there first.
+let fieldBefore = new Map();
+
 /// By label and number: what is edited keeps its element, and so its focus.
 const rows = new Map();
 
 function valueControl(row) {
-  const set = (text) => send({settings: [[row.name, inChannelUnits(row, text)]]});
+  const set = (text) => {
+    fieldBefore.delete(row.name);
+    send({settings: [[row.name, inChannelUnits(row, text)]]});
+  };
   if (row.quantity === 'yes or no') {
     const box = make('input', {type: 'checkbox', ariaLabel: row.name});
     box.addEventListener('change', () => set(box.checked ? 'yes' : 'no'));
@@ -200,7 +206,10 @@ function showPanel() {
     if (!state.rows.length)
       panel.append(make('p', {className: 'none', textContent: 'The host\'s own camera has no panel here.'}));
   }
-  for (const row of state.rows) rows.get(row.id).show(row);
+  for (const row of state.rows) {
+    if (!joined && !sending && state.change >= sentChange) delete rows.get(row.id).wanted;
+    rows.get(row.id).show(row);
+  }
 }
 
 // --- What stands beside it.
@@ -226,6 +235,9 @@ function showState() {
   byId('timeline').max = Math.max(frames.last, choice.frame);
   showIn(byId('timeline'), choice.frame);
   showIn(byId('time'), choice.frame);
+  showView();
+  showSceneChoices();
+  showComparing();
   byId('command').value = state.command;
   tell(state.trouble);
   const warnings = byId('warnings');
@@ -244,7 +256,7 @@ function fitFrame() {
   const isAbove = getComputedStyle(document.body).display === 'block';
   const room = [byId('stage').clientWidth - 2 * parseFloat(style.paddingLeft),
     isAbove ? 0.42 * innerHeight : byId('stage').clientHeight - 2 * parseFloat(style.paddingTop)];
-  const [width, height] = state.choice.size;
+  const [width, height] = byId('headset').hidden ? state.choice.size : [16, 9];
   const scale = Math.min(room[0] / width, room[1] / height);
   byId('frame').style.width = `${width * scale}px`;
   byId('frame').style.height = `${height * scale}px`;
@@ -277,6 +289,8 @@ async function fetchPicture() {
   image.dataset.change = shownChange;
   image.dataset.refined = refined ? 'yes' : 'no';
   showProgress(Number(response.headers.get('Picture-Coarseness')));
+  if (!byId('headset').hidden) headset.show(image);
+  await fetchPlain();
   pictureShown.splice(0).forEach((resolve) => resolve());
 }
 
@@ -319,8 +333,14 @@ source.addEventListener('error', () => {
 
 // --- What a person does.
 
-byId('camera').addEventListener('change', (event) => send({camera: event.target.selectedIndex}));
-byId('server').addEventListener('change', (event) => send({server: state.servers[event.target.selectedIndex].name}));
+byId('camera').addEventListener('change', (event) => {
+  fieldBefore.clear();
+  send({camera: event.target.selectedIndex});
+});
+byId('server').addEventListener('change', (event) => {
+  fieldBefore.clear();
+  send({server: state.servers[event.target.selectedIndex].name});
+});
 byId('eye').addEventListener('change', (event) => send({eye: event.target.value}));
 byId('gizmo').addEventListener('change', (event) => send({gizmo: event.target.checked}));
 
@@ -333,7 +353,10 @@ byId('timeline').addEventListener('input', (event) => {
   byId('time').value = event.target.value;
   send({frame: Number(event.target.value)});
 });
-byId('reset').addEventListener('click', () => send({reset: true}));
+byId('reset').addEventListener('click', () => {
+  fieldBefore.clear();
+  send({reset: true});
+});
 
 let playing = false;
 async function play() {
@@ -357,31 +380,86 @@ byId('play').addEventListener('click', () => {
 });
 
 /// The refined picture, whatever it takes.
-async function refinedPicture() {
-  while (!refined || shownChange < sentChange) {
+async function refinedPicture(name = 'picture.png') {
+  while (!refined || shownChange < sentChange || joined || sending) {
     if (!connected) throw new Error('The tool has ended; start it again');
     await Promise.race([nextPicture(), new Promise((resolve) => { setTimeout(resolve, 1000); })]);
   }
-  const response = await answerOf(await fetch('picture.png'));
-  return response.headers.get('Picture-Refined') === 'yes' ? response.blob() : refinedPicture();
+  const response = await answerOf(await fetch(name));
+  return response.headers.get('Picture-Refined') === 'yes' ? response.blob() : refinedPicture(name);
 }
 
-byId('save').addEventListener('click', async () => {
-  const button = byId('save');
-  button.disabled = true;
-  button.textContent = 'Refining …';
-  try {
-    const link = make('a', {href: URL.createObjectURL(await refinedPicture()), download: 'picture.png'});
-    link.click();
-    setTimeout(() => URL.revokeObjectURL(link.href), 10000);
-  } catch (error) {
-    tell(error.message);
-  }
-  button.disabled = false;
-  button.textContent = 'Save picture';
-});
+for (const [id, name] of [['save', 'picture.png'], ['save-exr', 'picture.exr']]) {
+  byId(id).addEventListener('click', async () => {
+    const button = byId(id);
+    const text = button.textContent;
+    button.disabled = true;
+    button.textContent = 'Refining …';
+    try {
+      const link = make('a', {href: URL.createObjectURL(await refinedPicture(name)), download: name});
+      link.click();
+      setTimeout(() => URL.revokeObjectURL(link.href), 10000);
+    } catch (error) {
+      tell(error.message);
+    }
+    button.disabled = false;
+    button.textContent = text;
+  });
+}
 
-// --- Comparing: the kept picture lies over the present one, to the left of a line.
+// --- Keeping the scene.
+
+const tellOfScene = (sentence, isWrong = false) => {
+  byId('scene-told').textContent = sentence;
+  byId('scene-told').classList.toggle('wrong', isWrong);
+};
+
+function showSceneChoices() {
+  const {choice} = state;
+  const [width, height] = choice.size;
+  byId('with-size').hidden = width === state.scene_size[0] && height === state.scene_size[1];
+  byId('with-size').lastElementChild.textContent = `with this frame size, ${width} × ${height}`;
+  byId('with-turn').hidden = choice.turn.every((angle) => angle === 0) && choice.zoom === 1;
+  byId('save-exr').disabled = choice.gizmo;
+  const file = state.scene.split(/[\\/]/).pop();
+  byId('scene-name').placeholder = file.replace(/(\.lws)?$/i, '-lens.lws');
+  if (!byId('scene-told').textContent)
+    tellOfScene(`Beside ${file}: with this camera's type and panel as they are here, and all else as it was.`);
+}
+
+async function saveScene(replace) {
+  const field = byId('scene-name');
+  if (!field.value) field.value = field.placeholder;
+  byId('save-scene').disabled = byId('replace-scene').disabled = true;
+  try {
+    // What was changed last belongs to it.
+    while (sending) await sending;
+    const wanted = (id) => byId(id).checked && !byId(id).parentElement.hidden;
+    const body = JSON.stringify({name: field.value, replace, frame_size: wanted('scene-size'), turn: wanted('scene-turn')});
+    const response = await fetch('scene', {method: 'POST', headers: {'Content-Type': 'application/json'}, body});
+    const asks = response.status === 409;
+    byId('replace-scene').hidden = !asks;
+    if (asks) {
+      tellOfScene(`There is a file ${field.value} already. Give another name, or replace it.`);
+      byId('replace-scene').disabled = false;
+      byId('replace-scene').focus();
+    } else {
+      tellOfScene(`Saved: ${(await (await answerOf(response)).json()).file}`);
+    }
+  } catch (error) {
+    tellOfScene(error.message, true);
+  }
+  byId('save-scene').disabled = byId('replace-scene').disabled = false;
+}
+byId('save-scene').addEventListener('click', () => saveScene(false));
+byId('replace-scene').addEventListener('click', () => saveScene(true));
+byId('scene-name').addEventListener('input', () => { byId('replace-scene').hidden = true; });
+byId('scene-name').addEventListener('keydown', (event) => { if (event.key === 'Enter') saveScene(false); });
+
+// --- Comparing: what is compared with lies over the present picture, to the left of a line.
+
+/// Whether a picture was kept; otherwise it may be the plain perspective.
+let keeps = false;
 
 function showSplit() {
   const share = Number(byId('share').value);
@@ -390,22 +468,59 @@ function showSplit() {
 }
 byId('share').addEventListener('input', showSplit);
 
+function showComparing() {
+  const is = keeps || (state.choice.compare && !state.choice.gizmo && byId('kept').hasAttribute('src'));
+  for (const id of ['kept', 'split', 'splitter']) byId(id).hidden = !is;
+  byId('keep').textContent = keeps ? 'Stop comparing' : 'Keep for comparing';
+  byId('keep').ariaPressed = String(keeps);
+  byId('plain').textContent = state.choice.compare ? 'Stop comparing' : 'Compare with perspective';
+  byId('plain').ariaPressed = String(state.choice.compare);
+  showSplit();
+}
+
+async function setKept(blob) {
+  const kept = byId('kept');
+  const before = kept.getAttribute('src');
+  if (blob) {
+    kept.src = URL.createObjectURL(blob);
+    await kept.decode().catch(() => {});
+  } else {
+    kept.removeAttribute('src');
+  }
+  if (before) URL.revokeObjectURL(before);
+}
+
+/// With every picture comes the perspective of the same moment.
+async function fetchPlain() {
+  if (keeps || !state?.choice.compare || state.choice.gizmo) return;
+  const response = await fetch('plain.png');
+  if (!response.ok) return;
+  await setKept(await response.blob());
+  byId('kept').dataset.refined = response.headers.get('Picture-Refined');
+  showComparing();
+}
+
+byId('plain').addEventListener('click', async () => {
+  const compare = !state.choice.compare;
+  keeps = false;
+  await setKept(null);
+  state.choice.compare = compare;
+  showComparing();
+  send({compare});
+});
+
 byId('keep').addEventListener('click', async () => {
-  const [button, kept] = [byId('keep'), byId('kept')];
-  const keeps = kept.hidden;
+  const button = byId('keep');
   button.disabled = true;
   try {
-    URL.revokeObjectURL(kept.src);
-    if (keeps) {
-      kept.src = URL.createObjectURL(await refinedPicture());
-      await kept.decode();
-    } else {
-      kept.removeAttribute('src');
+    const picture = keeps ? null : await refinedPicture();
+    if (state.choice.compare) {
+      state.choice.compare = false;
+      send({compare: false});
     }
-    for (const id of ['kept', 'split', 'splitter']) byId(id).hidden = !keeps;
-    button.textContent = keeps ? 'Stop comparing' : 'Keep for comparing';
-    button.ariaPressed = String(keeps);
-    showSplit();
+    await setKept(picture);
+    keeps = !keeps;
+    showComparing();
   } catch (error) {
     tell(error.message);
   }
@@ -422,6 +537,90 @@ byId('copy').addEventListener('click', async () => {
     tell('The browser does not let a page copy here; the command is selected: copy it with Ctrl+C');
   }
 });
+
+// --- Looking around. What is asked for runs ahead of the state, which comes with the picture.
+
+let view = {heading: 0, pitch: 0, bank: 0, zoom: 1};
+const rounded = (number, digits) => Number(number.toFixed(digits));
+
+function showView() {
+  const {turn, zoom} = state.choice;
+  if (!joined && !sending && !held && state.change >= sentChange) view = {heading: turn[0], pitch: turn[1], bank: turn[2], zoom};
+  showIn(byId('heading'), view.heading);
+  showIn(byId('pitch'), view.pitch);
+  showIn(byId('zoom'), view.zoom);
+  byId('wear').hidden = !state.full_sphere || state.choice.gizmo;
+  if (byId('wear').hidden && !byId('headset').hidden) wear(false);
+}
+
+function lookAround(change) {
+  const next = {...view, ...change};
+  next.heading = rounded(((next.heading + 180) % 360 + 360) % 360 - 180, 3);
+  next.pitch = rounded(Math.min(180, Math.max(-180, next.pitch)), 3);
+  next.zoom = Number(Math.min(1000, Math.max(0.001, next.zoom)).toPrecision(5));
+  view = next;
+  for (const name of ['heading', 'pitch', 'zoom']) showIn(byId(name), next[name]);
+  send({turn: [next.heading, next.pitch, next.bank], zoom: next.zoom});
+}
+
+const fieldRows = () => state.rows.filter((row) => row.quantity === 'angle' && /\bFOV\b|field of view/i.test(row.label));
+
+/// In by factors above 1. A camera that has its field of view on its panel does not follow the zoom.
+function zoomBy(factor) {
+  const fields = fieldRows();
+  if (!fields.length) {
+    lookAround({zoom: view.zoom * factor});
+    return;
+  }
+  const settings = [];
+  for (const row of fields) {
+    const now = Number(rows.get(row.id).wanted ?? Number(row.value) / unitOf(row)[0]);
+    if (!fieldBefore.has(row.name)) fieldBefore.set(row.name, [row.id, shortNumber(now)]);
+    const [low, high] = [row.minimum ?? -Math.PI * 4, row.maximum ?? Math.PI * 4].map((limit) => limit / unitOf(row)[0]);
+    const next = shortNumber(Number(Math.min(high, Math.max(low, now / factor)).toFixed(3)));
+    rows.get(row.id).wanted = next;
+    settings.push([row.name, inChannelUnits(row, next)]);
+  }
+  send({settings});
+}
+
+function resetView() {
+  const settings = [];
+  for (const [name, [id, text]] of fieldBefore) {
+    const row = state.rows.find((each) => each.id === id);
+    if (row) settings.push([name, inChannelUnits(row, text)]);
+  }
+  for (const control of rows.values()) delete control.wanted;
+  fieldBefore.clear();
+  if (settings.length) send({settings});
+  lookAround({heading: 0, pitch: 0, bank: 0, zoom: 1});
+}
+
+byId('level').addEventListener('click', resetView);
+for (const name of ['heading', 'pitch', 'zoom']) {
+  byId(name).addEventListener('change', (event) => {
+    if (event.target.value !== '') lookAround({[name]: Number(event.target.value)});
+  });
+}
+
+// --- A full sphere as a headset shows it.
+
+let headset = null;
+
+function wear(wanted) {
+  byId('headset').hidden = !wanted;
+  byId('wear').ariaPressed = String(wanted);
+  byId('wear').textContent = wanted ? 'Show the whole sphere' : 'Look as a headset';
+  byId('around-hint').hidden = wanted;
+  byId('worn-hint').hidden = !wanted;
+  fitFrame();
+  if (!wanted) return;
+  for (const id of ['cross', 'back']) byId(id).hidden = true;
+  headset ??= new SphereViewer(byId('headset'));
+  headset.show(byId('picture'));
+  byId('headset').focus({preventScroll: true});
+}
+byId('wear').addEventListener('click', () => wear(byId('headset').hidden));
 
 // --- What is under the pointer.
 
@@ -474,8 +673,39 @@ async function look() {
 }
 
 const picture = byId('picture');
+/// What a drag began with.
+let held = null;
+
+picture.addEventListener('pointerdown', (event) => {
+  if (!state || event.button !== 0 || state.choice.gizmo) return;
+  held = {x: event.clientX, y: event.clientY, heading: view.heading, pitch: view.pitch};
+  picture.classList.add('held');
+  try {
+    picture.setPointerCapture(event.pointerId);
+  } catch { /* The pointer is gone already. */ }
+});
+for (const name of ['pointerup', 'pointercancel']) {
+  picture.addEventListener(name, () => {
+    held = null;
+    picture.classList.remove('held');
+  });
+}
+picture.addEventListener('dragstart', (event) => event.preventDefault());
+picture.addEventListener('wheel', (event) => {
+  if (!state || state.choice.gizmo) return;
+  event.preventDefault();
+  const pixels = event.deltaY * (event.deltaMode === WheelEvent.DOM_DELTA_LINE ? 20 : 1);
+  zoomBy(Math.exp(-pixels / 800));
+}, {passive: false});
+
 picture.addEventListener('pointermove', (event) => {
   if (!state) return;
+  if (held) {
+    // What is in the middle of the picture goes with the pointer.
+    const degrees = (state.degrees_per_height ?? 60) / Math.max(1, picture.clientHeight);
+    lookAround({heading: held.heading - (event.clientX - held.x) * degrees, pitch: held.pitch - (event.clientY - held.y) * degrees});
+    return;
+  }
   const box = picture.getBoundingClientRect();
   const [width, height] = state.choice.size;
   pointer = [Math.min(width, Math.max(0, (event.clientX - box.left) / box.width * width)),
@@ -486,6 +716,24 @@ picture.addEventListener('pointermove', (event) => {
 
 let keyed = null;
 picture.addEventListener('keydown', (event) => {
+  if (state && !state.choice.gizmo && !event.ctrlKey && !event.altKey && !event.metaKey) {
+    const step = (state.degrees_per_height ?? 60) / (event.shiftKey ? 200 : 20);
+    const act = {
+      a: () => lookAround({heading: view.heading - step}),
+      d: () => lookAround({heading: view.heading + step}),
+      w: () => lookAround({pitch: view.pitch - step}),
+      s: () => lookAround({pitch: view.pitch + step}),
+      '+': () => zoomBy(1.1),
+      '=': () => zoomBy(1.1),
+      '-': () => zoomBy(1 / 1.1),
+      home: resetView,
+    }[event.key.toLowerCase()];
+    if (act) {
+      event.preventDefault();
+      act();
+      return;
+    }
+  }
   const way = {ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1]}[event.key];
   if (!way || !state) return;
   event.preventDefault();

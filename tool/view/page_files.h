@@ -8,5 +8,6 @@ namespace tool {
 extern const std::string_view page_html;
 extern const std::string_view page_js;
 extern const std::string_view page_css;
+extern const std::string_view sphere_viewer_js;
 
 }  // namespace tool

@@ -27,6 +27,21 @@ std::int64_t whole_number(const std::string& name, const json& value, std::int64
                            std::to_string(most));
 }
 
+double real_number(const std::string& name, const json& value, double least, double most) {
+  if (value.is_number()) {
+    if (const auto number = value.get<double>(); number >= least && number <= most) return number;
+  }
+  throw std::runtime_error("\"" + name + "\" must be a number from " + json(least).dump() + " to " + json(most).dump());
+}
+
+std::array<double, 3> parse_view_turn(const json& value) {
+  if (!value.is_array() || value.size() != 3) throw std::runtime_error("\"turn\" must be heading, pitch and bank in degrees");
+  std::array<double, 3> turn{};
+  for (std::size_t i = 0; i < turn.size(); ++i)
+    turn[i] = real_number("turn", value[i], -most_view_turn_degrees, most_view_turn_degrees);
+  return turn;
+}
+
 std::string text(const std::string& name, const json& value) {
   if (!value.is_string() || value.get_ref<const std::string&>().size() > longest_text)
     throw std::runtime_error("\"" + name + "\" must be a text of at most " + std::to_string(longest_text) + " bytes");
@@ -73,11 +88,18 @@ void ViewChange::join(ViewChange later) {
     reset = false;
     server = later.server;
   }
+  if (later.camera) {
+    turn.reset();
+    zoom.reset();
+  }
   if (later.frame) frame = later.frame;
   if (later.eye) eye = later.eye;
   if (later.size) size = later.size;
   if (later.samples) samples = later.samples;
   if (later.gizmo) gizmo = later.gizmo;
+  if (later.turn) turn = later.turn;
+  if (later.zoom) zoom = later.zoom;
+  if (later.compare) compare = later.compare;
   if (later.reset) {
     reset = true;
     settings.clear();
@@ -104,6 +126,12 @@ ViewChange parse_change(const std::string& body, std::size_t camera_count) {
       change.samples = static_cast<std::uint32_t>(whole_number(name, value, 1, most_view_samples));
     } else if (name == "gizmo") {
       change.gizmo = yes_or_no(name, value);
+    } else if (name == "turn") {
+      change.turn = parse_view_turn(value);
+    } else if (name == "zoom") {
+      change.zoom = real_number(name, value, least_view_zoom, greatest_view_zoom);
+    } else if (name == "compare") {
+      change.compare = yes_or_no(name, value);
     } else if (name == "reset") {
       change.reset = yes_or_no(name, value);
     } else if (name == "settings") {

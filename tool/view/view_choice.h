@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -18,6 +19,9 @@ inline constexpr int most_view_side = 8192;
 inline constexpr std::int64_t most_view_pixels = std::int64_t{16} << 20;
 inline constexpr std::uint32_t most_view_samples = 4096;
 inline constexpr int farthest_view_frame = 1000000;
+inline constexpr double most_view_turn_degrees = 36000.0;
+inline constexpr double least_view_zoom = 0.001;
+inline constexpr double greatest_view_zoom = 1000.0;
 
 struct ViewChoice {
   std::size_t camera = 0;
@@ -31,6 +35,11 @@ struct ViewChoice {
   std::uint32_t samples = 16;
   /// The gizmo's drawing in place of the camera's picture.
   bool gizmo = false;
+  /// Heading, pitch and bank, degrees that are added to the camera's own; and what its zoom factor is multiplied by.
+  std::array<double, 3> turn{};
+  double zoom = 1.0;
+  /// Whether the host's plain perspective of the same place is rendered beside it.
+  bool compare = false;
 
   friend bool operator==(const ViewChoice&, const ViewChoice&) = default;
 };
@@ -45,6 +54,9 @@ struct ViewChange {
   std::optional<std::pair<int, int>> size;
   std::optional<std::uint32_t> samples;
   std::optional<bool> gizmo;
+  std::optional<std::array<double, 3>> turn;
+  std::optional<double> zoom;
+  std::optional<bool> compare;
   /// Everything of the camera's panel as the scene and the command line have it.
   bool reset = false;
   /// Label and value, in the order in which they are set; each label once.

@@ -163,12 +163,32 @@ class ViewServer::Connections {
     };
     offer_text("", std::string(page_html), "text/html; charset=utf-8");
     offer_text("page.js", std::string(page_js), "text/javascript; charset=utf-8");
+    offer_text("sphere_viewer.js", std::string(sphere_viewer_js), "text/javascript; charset=utf-8");
     offer_text("page.css", std::string(panel_style()) + std::string(page_css), "text/css; charset=utf-8");
     server_.Get(folder + "state", [this](const httplib::Request&, httplib::Response& response) {
       response.set_content(viewing_.state(), "application/json");
     });
     server_.Get(folder + "picture.png",
                 [this](const httplib::Request&, httplib::Response& response) { send_picture(response); });
+    server_.Get(folder + "plain.png", [this](const httplib::Request&, httplib::Response& response) {
+      const auto picture = viewing_.picture();
+      if (picture == nullptr || picture->plain_png.empty()) return refuse(response, 404, "Nothing is compared with");
+      describe(*picture, response);
+      send_bytes(picture->plain_png, "image/png", response);
+    });
+    server_.Get(folder + "picture.exr", [this](const httplib::Request&, httplib::Response& response) {
+      const auto picture = viewing_.picture();
+      if (picture == nullptr || picture->pixels.empty())
+        return refuse(response, 404, "There is no refined picture of the camera yet");
+      describe(*picture, response);
+      send_bytes(exr_bytes(picture->pixels, picture->form), "image/x-exr", response);
+    });
+    server_.Post(folder + "scene", [this](const httplib::Request& request, httplib::Response& response) {
+      require_json(request);
+      const auto file = viewing_.save_scene(parse_scene_copy(request.body));
+      if (!file) return refuse(response, 409, "There is a file of this name already");
+      response.set_content(json{{"file", *file}}.dump(-1, ' ', false, json::error_handler_t::replace), "application/json");
+    });
     server_.Get(folder + "news", [this](const httplib::Request&, httplib::Response& response) { send_news(response); });
     server_.Get(folder + "look", [this](const httplib::Request& request, httplib::Response& response) {
       const auto x = number_in(request.get_param_value("x"));
@@ -177,22 +197,34 @@ class ViewServer::Connections {
       response.set_content(viewing_.look_at(*x, *y), "application/json");
     });
     server_.Post(folder + "change", [this](const httplib::Request& request, httplib::Response& response) {
-      // A form of another site cannot have this type.
-      if (!request.get_header_value("Content-Type").starts_with("application/json"))
-        throw std::runtime_error("A change must be JSON");
+      require_json(request);
       const std::uint64_t number = viewing_.change(parse_change(request.body, viewing_.camera_count()));
       response.set_content(json{{"change", number}}.dump(), "application/json");
     });
   }
 
+  /// A form of another site cannot have this type.
+  static void require_json(const httplib::Request& request) {
+    if (!request.get_header_value("Content-Type").starts_with("application/json"))
+      throw std::runtime_error("A change must be JSON");
+  }
+
+  static void describe(const ViewPicture& picture, httplib::Response& response) {
+    response.set_header("Picture-Number", std::to_string(picture.number));
+    response.set_header("Picture-Change", std::to_string(picture.change));
+    response.set_header("Picture-Coarseness", std::to_string(picture.coarseness));
+    response.set_header("Picture-Refined", picture.refined ? "yes" : "no");
+  }
+
+  static void send_bytes(const std::vector<std::byte>& bytes, const char* type, httplib::Response& response) {
+    response.set_content(reinterpret_cast<const char*>(bytes.data()), bytes.size(), type);
+  }
+
   void send_picture(httplib::Response& response) const {
     const auto picture = viewing_.picture();
     if (picture == nullptr) return refuse(response, 404, "There is no picture yet");
-    response.set_header("Picture-Number", std::to_string(picture->number));
-    response.set_header("Picture-Change", std::to_string(picture->change));
-    response.set_header("Picture-Coarseness", std::to_string(picture->coarseness));
-    response.set_header("Picture-Refined", picture->refined ? "yes" : "no");
-    response.set_content(reinterpret_cast<const char*>(picture->png.data()), picture->png.size(), "image/png");
+    describe(*picture, response);
+    send_bytes(picture->png, "image/png", response);
   }
 
   /// Server-sent events, each with the newest numbers. What a browser has left is found out by writing to it.

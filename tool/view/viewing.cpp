@@ -10,14 +10,20 @@
 #include <stdexcept>
 #include <tbb/task_arena.h>
 
+#include "standin/host/save_state.h"
 #include "standin/remote/ray_service.h"
+#include "standin/scene/file_bytes.h"
+#include "standin/scene/scene_edit.h"
 #include "standin/session/control_text.h"
+#include "tool/output/new_file.h"
 #include "tool/output/panel_page.h"
 #include "tool/output/shell_text.h"
 #include "tool/render/frame_metadata.h"
+#include "tool/render/frame_probe.h"
 #include "tool/render/frame_renderer.h"
 #include "tool/render/gizmo_picture.h"
 #include "tool/render/tracer.h"
+#include "tool/view/plain_perspective.h"
 
 namespace tool {
 namespace {
@@ -138,10 +144,16 @@ void Viewing::run() {
   publish_state();
   std::unique_lock lock(mutex_);
   while (true) {
-    changed_.wait(lock, [this] { return ending_ || pending_ || (watchers_ > 0 && !steps_.empty()); });
+    changed_.wait(lock, [this] { return ending_ || pending_ || !errands_.empty() || (watchers_ > 0 && !steps_.empty()); });
     if (ending_) return;
     const auto change = std::exchange(pending_, {});
-    if (change) applied_ = changes_;
+    std::optional<std::packaged_task<void()>> errand;
+    if (change) {
+      applied_ = changes_;
+    } else if (!errands_.empty()) {
+      errand = std::move(errands_.front());
+      errands_.pop_front();
+    }
     cancelled_ = false;
     lock.unlock();
     if (change) {
@@ -152,6 +164,9 @@ void Viewing::run() {
         give_up(error);
       }
       publish_state();
+    } else if (errand) {
+      const std::lock_guard stage(stage_);
+      (*errand)();
     } else {
       try {
         render_step();
@@ -193,13 +208,39 @@ void Viewing::read_scene() {
   scene_ = std::move(scene);
   scene_time_ = time;
   cameras_.clear();
-  for (const standin::Item& item : scene_->items)
+  untouched_.reset();
+  for (standin::Item& item : scene_->items)
     if (item.camera) cameras_.push_back(&item);
   camera_count_ = cameras_.size();
   choice_.camera = std::min(choice_.camera, cameras_.size() - 1);
   warnings_ = scene_->notes.warnings;
   std::istringstream lines(told.str());
   for (std::string line; std::getline(lines, line);) warnings_.push_back(line);
+}
+
+standin::CameraTurn Viewing::turn() const {
+  return standin::turn_of_degrees({choice_.turn[0], choice_.turn[1], choice_.turn[2]}, choice_.zoom);
+}
+
+/// Whatever is attached to the camera turns with it.
+void Viewing::turn_scene() {
+  if (untouched_)
+    for (standin::Item* item : cameras_)
+      if (item->id == untouched_->id) *item = *untouched_;
+  untouched_.reset();
+  if (turn() == standin::CameraTurn()) return;
+  standin::Item& item = *cameras_.at(choice_.camera);
+  untouched_ = item;
+  standin::turn_camera(item, turn());
+}
+
+/// A camera that shows others may not follow its own direction, and many have no zoom.
+void Viewing::tell_of_turn_without_effect(const ViewChoice& before, const std::vector<standin::RayAnswer>& rays_before) {
+  if (!same_rays(rays_before, probe_frame(*session_, setup_, first_eye(choice_.eye)))) return;
+  trouble_ =
+      before.turn != choice_.turn
+          ? "This camera does not look where it is turned to: it shows what other cameras see, or the surface of an object"
+          : "This camera does not follow the zoom; what it takes in is set on its panel";
 }
 
 std::string Viewing::server_name() const {
@@ -230,6 +271,8 @@ void Viewing::open() {
   options.settings = settings();
   options.width_pixels = choice_.width;
   options.height_pixels = choice_.height;
+  options.turn = turn();
+  turn_scene();
   session_ = standin::open_session_for(options);
 }
 
@@ -237,6 +280,7 @@ void Viewing::begin_frame() {
   setup_ = session_->begin_frame(choice_.frame);
   render_scene_->set_frame(setup_.start_seconds, setup_.duration_seconds);
   rows_ = session_->panel();
+  measures_ = measure_lens(*session_, setup_, first_eye(choice_.eye));
   plan_steps();
 }
 
@@ -247,12 +291,17 @@ void Viewing::apply(const ViewChange& change) {
   if (change.camera) {
     choice_.camera = *change.camera;
     choice_.server.clear();
+    choice_.turn = {};
+    choice_.zoom = 1.0;
   }
   if (change.server) choice_.server = *change.server;
   choice_.frame = change.frame.value_or(choice_.frame);
   choice_.eye = change.eye.value_or(choice_.eye);
   choice_.samples = change.samples.value_or(choice_.samples);
   choice_.gizmo = change.gizmo.value_or(choice_.gizmo);
+  choice_.turn = change.turn.value_or(choice_.turn);
+  choice_.zoom = change.zoom.value_or(choice_.zoom);
+  choice_.compare = change.compare.value_or(choice_.compare);
   if (change.size) {
     size_is_chosen_ = true;
     std::tie(choice_.width, choice_.height) = *change.size;
@@ -261,7 +310,16 @@ void Viewing::apply(const ViewChange& change) {
   if (change.reset) settings() = PanelKey{choice_.camera, choice_.server} == start_ ? source_.session.settings : Settings();
   const bool is_another = choice_.camera != before.camera || choice_.server != before.server || choice_.width != before.width ||
                           choice_.height != before.height;
-  if (session_ == nullptr || is_another || change.reset) open();
+  const bool is_turned = choice_.turn != before.turn || choice_.zoom != before.zoom;
+  std::optional<std::vector<standin::RayAnswer>> rays_before;
+  if (session_ == nullptr || is_another || change.reset) {
+    open();
+  } else if (is_turned) {
+    if (change.settings.empty() && !change.frame && !change.eye)
+      rays_before = probe_frame(*session_, setup_, first_eye(choice_.eye));
+    turn_scene();
+    session_->turn(turn());
+  }
   for (const auto& [name, text] : change.settings) {
     try {
       const standin::AppliedSetting applied = session_->set(name, text);
@@ -272,6 +330,7 @@ void Viewing::apply(const ViewChange& change) {
     }
   }
   begin_frame();
+  if (rays_before) tell_of_turn_without_effect(before, *rays_before);
 }
 
 void Viewing::publish_state() {
@@ -350,9 +409,15 @@ json Viewing::state_json() const {
             {"eye", name_of(choice_.eye)},
             {"size", {choice_.width, choice_.height}},
             {"samples", choice_.samples},
-            {"gizmo", choice_.gizmo}}},
+            {"gizmo", choice_.gizmo},
+            {"turn", choice_.turn},
+            {"zoom", choice_.zoom},
+            {"compare", choice_.compare}}},
+          {"scene_size", {camera().camera->width_pixels, camera().camera->height_pixels}},
           {"frames", {{"first", scene_->first_frame}, {"last", scene_->last_frame}, {"per_second", scene_->frames_per_second}}},
           {"film", {setup_.film_width, setup_.film_height}},
+          {"full_sphere", measures_.full_sphere},
+          {"degrees_per_height", measures_.degrees_per_height ? json(*measures_.degrees_per_height) : json()},
           {"rows", std::move(rows)},
           {"command", command_line()}};
 }
@@ -364,6 +429,11 @@ std::string Viewing::command_line() const {
   if (!choice_.server.empty()) add("--server", choice_.server);
   if (const auto found = settings_.find({choice_.camera, choice_.server}); found != settings_.end())
     for (const auto& [name, text] : found->second) add("--set", name + "=" + text);
+  // Every digit, so that the command turns by the very same.
+  const auto& [heading, pitch, bank] = choice_.turn;
+  if (choice_.turn != std::array<double, 3>{})
+    words.push_back("--turn=" + standin::shortest(heading) + "," + standin::shortest(pitch) + "," + standin::shortest(bank));
+  if (choice_.zoom != 1.0) add("--zoom", standin::shortest(choice_.zoom));
   add("--frames", std::to_string(choice_.frame));
   add("--size", std::to_string(choice_.width) + "x" + std::to_string(choice_.height));
   if (choice_.gizmo) {
@@ -378,6 +448,10 @@ std::string Viewing::command_line() const {
   return line;
 }
 
+int Viewing::pictures_at_once() const { return (choice_.eye == ViewEye::red_cyan ? 2 : 1) * (choice_.compare ? 2 : 1); }
+
+int Viewing::coarse(int side, const Step& step) { return (side + step.coarseness - 1) / step.coarseness; }
+
 void Viewing::plan_steps() {
   steps_.clear();
   is_first_step_ = true;
@@ -386,7 +460,7 @@ void Viewing::plan_steps() {
     return;
   }
   steps_.push_back({1, choice_.samples});
-  const double pixels = static_cast<double>(choice_.width) * choice_.height * (choice_.eye == ViewEye::red_cyan ? 2 : 1);
+  const double pixels = static_cast<double>(choice_.width) * choice_.height * pictures_at_once();
   for (int coarseness = 1; coarseness <= coarsest; coarseness *= 2) {
     if (choice_.samples > 1 || coarseness > 1) steps_.push_back({coarseness, 1});
     if (pixels / (coarseness * coarseness) * seconds_per_ray_ < seconds_for_first_picture) break;
@@ -400,41 +474,57 @@ void Viewing::render_step() {
     steps_.clear();
     return;
   }
-  const int width = (choice_.width + step.coarseness - 1) / step.coarseness;
-  const int height = (choice_.height + step.coarseness - 1) / step.coarseness;
   const auto start = std::chrono::steady_clock::now();
-  const auto pixels = render(width, height, step.samples, !is_first_step_);
+  auto pixels = render(*session_, setup_, step, !is_first_step_);
   if (!pixels) return;
+  ViewPicture picture;
+  picture.coarseness = step.coarseness;
+  picture.refined = steps_.size() == 1;
+  const int width = coarse(choice_.width, step);
+  const int height = coarse(choice_.height, step);
+  const auto form_of = [&](const standin::FrameSetup& setup) {
+    return picture.refined ? finished_form(setup) : PictureForm{.width = width, .height = height};
+  };
+  if (choice_.compare) {
+    PlainPerspective plain(*scene_, camera(), setup_);
+    const auto plain_pixels = render(plain, plain.setup(), step, !is_first_step_);
+    if (!plain_pixels) return;
+    picture.plain_png = png_bytes(*plain_pixels, form_of(plain.setup()));
+  }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  const double rays = static_cast<double>(width) * height * step.samples * (choice_.eye == ViewEye::red_cyan ? 2 : 1);
+  const double rays = static_cast<double>(width) * height * step.samples * pictures_at_once();
   // Tiny pictures cost more for each ray than those that the estimate is for.
   if (rays > 4096) seconds_per_ray_ = seconds / rays;
   steps_.pop_back();
   is_first_step_ = false;
-  const bool refined = steps_.empty();
-  publish_picture(refined ? finished_png(*pixels, width, height) : png_bytes(*pixels, {.width = width, .height = height}),
-                  step.coarseness, refined);
+  picture.form = form_of(setup_);
+  picture.png = png_bytes(*pixels, picture.form);
+  if (picture.refined) picture.pixels = std::move(*pixels);
+  publish_picture(std::move(picture));
 }
 
-std::vector<std::byte> Viewing::finished_png(const std::vector<Pixel>& pixels, int width, int height) const {
+PictureForm Viewing::finished_form(const standin::FrameSetup& setup) const {
   const standin::Eye eye = choice_.eye == ViewEye::red_cyan ? standin::Eye::centre : first_eye(choice_.eye);
-  return png_bytes(
-      pixels, {.width = width,
-               .height = height,
-               .metadata = frame_metadata(*scene_, source_.session.scene_file.string(), camera(), setup_, width, height, eye)});
+  return {.width = choice_.width,
+          .height = choice_.height,
+          .metadata = frame_metadata(*scene_, source_.session.scene_file.string(), camera(), setup, choice_.width,
+                                     choice_.height, eye)};
 }
 
-std::optional<std::vector<Pixel>> Viewing::render(int width, int height, std::uint32_t samples, bool can_be_cancelled) {
+std::optional<std::vector<Pixel>> Viewing::render(standin::Session& session, const standin::FrameSetup& setup, const Step& step,
+                                                  bool can_be_cancelled) {
+  const int width = coarse(choice_.width, step);
+  const int height = coarse(choice_.height, step);
   std::vector<Pixel> pixels;
   pixels.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
   const bool red_cyan = choice_.eye == ViewEye::red_cyan;
-  const FrameJob job{.session = *session_,
+  const FrameJob job{.session = session,
                      .scene = *render_scene_,
-                     .setup = setup_,
+                     .setup = setup,
                      .width = width,
                      .height = height,
                      .part = {0, 0, width, height},
-                     .samples_per_pixel = samples,
+                     .samples_per_pixel = step.samples,
                      .eye = first_eye(choice_.eye),
                      .second_eye = red_cyan ? std::optional(standin::Eye::right) : std::nullopt,
                      .red_cyan = red_cyan};
@@ -463,14 +553,53 @@ void Viewing::render_gizmo() {
   std::vector<std::byte> png;
   write_gizmo_picture({*scene_, layers_, camera(), elements, line, setup_.start_seconds, choice_.width, choice_.height},
                       [&](std::span<const std::byte> bytes) { png.insert(png.end(), bytes.begin(), bytes.end()); });
-  publish_picture(std::move(png), 1, true);
+  ViewPicture picture;
+  picture.png = std::move(png);
+  picture.refined = true;
+  publish_picture(std::move(picture));
 }
 
-void Viewing::publish_picture(std::vector<std::byte> png, int coarseness, bool refined) {
+void Viewing::publish_picture(ViewPicture picture) {
   const std::lock_guard lock(mutex_);
-  ++news_.picture;
-  picture_ = std::make_shared<const ViewPicture>(ViewPicture{std::move(png), news_.picture, applied_, coarseness, refined});
+  picture.number = ++news_.picture;
+  picture.change = applied_;
+  picture_ = std::make_shared<const ViewPicture>(std::move(picture));
   changed_.notify_all();
+}
+
+std::optional<std::string> Viewing::save_scene(const SceneCopy& copy) {
+  const std::filesystem::path file = scene_copy_file(source_.session.scene_file, copy.name);
+  if (!copy.replace && std::filesystem::exists(file)) return std::nullopt;
+  std::packaged_task<void()> errand([&] { write_scene_copy(copy, file); });
+  auto done = errand.get_future();
+  {
+    const std::lock_guard lock(mutex_);
+    errands_.push_back(std::move(errand));
+    cancelled_ = true;
+    changed_.notify_all();
+  }
+  done.get();
+  return file.string();
+}
+
+void Viewing::write_scene_copy(const SceneCopy& copy, const std::filesystem::path& file) {
+  if (session_ == nullptr) throw std::runtime_error("The camera is not open; change something on its panel and save again");
+  const std::filesystem::path& scene_file = source_.session.scene_file;
+  if (std::filesystem::last_write_time(scene_file) != scene_time_)
+    throw std::runtime_error("The scene file has been changed meanwhile; choose the camera again to read it, and save again");
+  standin::CameraEdit edit;
+  const auto& handler = camera().camera->handler;
+  const std::string server = server_name();
+  if (!server.empty() || (handler && handler->server_name != standin::own_camera_name)) {
+    edit.handler = {.server_class = "CameraHandler",
+                    .slot = handler ? handler->slot : 1,
+                    .server_name = server.empty() ? standin::own_camera_name : server,
+                    .saved_lines = session_->saved_lines()};
+  }
+  if (copy.frame_size) edit.frame_size = {choice_.width, choice_.height};
+  if (copy.turn) edit.turn = turn();
+  const std::string text = standin::read_file_bytes(scene_file);
+  write_text_file(file, standin::edited_scene(text, scene_file.string(), camera().id, edit));
 }
 
 std::string Viewing::look_at(double x, double y) const {

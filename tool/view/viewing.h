@@ -5,8 +5,10 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <filesystem>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -24,6 +26,8 @@
 #include "tool/output/picture.h"
 #include "tool/render/render_scene.h"
 #include "tool/render/scene_layers.h"
+#include "tool/view/lens_measures.h"
+#include "tool/view/scene_copy.h"
 #include "tool/view/view_choice.h"
 
 namespace tool {
@@ -50,6 +54,11 @@ struct ViewPicture {
   int coarseness = 1;
   /// Whether it is the very picture that the command gives.
   bool refined = false;
+  /// The host's plain perspective of the same place, where it is compared with.
+  std::vector<std::byte> plain_png = {};
+  /// Of a refined picture that a camera has seen.
+  std::vector<Pixel> pixels = {};
+  PictureForm form = {};
 };
 
 /// A camera that a person looks through and changes: it is rendered again with every change, first coarsely, then finer as long
@@ -89,6 +98,10 @@ class Viewing {
   /// sentence where nothing can be said.
   std::string look_at(double x, double y) const;
 
+  /// Keeps the scene with the shown camera as it is here, and returns the file's name. None where there is such a file already
+  /// and it may not be replaced. Throws std::runtime_error with a sentence.
+  std::optional<std::string> save_scene(const SceneCopy& copy);
+
   /// Rendering goes on only while somebody watches.
   class Watch {
    public:
@@ -105,6 +118,10 @@ class Viewing {
   using Settings = std::vector<std::pair<std::string, std::string>>;
   /// Camera and server, which a panel belongs to.
   using PanelKey = std::pair<std::size_t, std::string>;
+  struct Step {
+    int coarseness = 1;
+    std::uint32_t samples = 1;
+  };
 
   // --- Of the thread that renders.
 
@@ -115,6 +132,9 @@ class Viewing {
   void read_scene();
   void open();
   void begin_frame();
+  standin::CameraTurn turn() const;
+  void turn_scene();
+  void tell_of_turn_without_effect(const ViewChoice& before, const std::vector<standin::RayAnswer>& rays_before);
   void publish_state();
   nlohmann::json state_json() const;
   nlohmann::json row_json(const standin::ControlDescription& row) const;
@@ -122,9 +142,13 @@ class Viewing {
   void plan_steps();
   void render_step();
   void render_gizmo();
-  std::vector<std::byte> finished_png(const std::vector<Pixel>& pixels, int width, int height) const;
-  std::optional<std::vector<Pixel>> render(int width, int height, std::uint32_t samples, bool can_be_cancelled);
-  void publish_picture(std::vector<std::byte> png, int coarseness, bool refined);
+  int pictures_at_once() const;
+  static int coarse(int side, const Step& step);
+  void write_scene_copy(const SceneCopy& copy, const std::filesystem::path& file);
+  PictureForm finished_form(const standin::FrameSetup& setup) const;
+  std::optional<std::vector<Pixel>> render(standin::Session& session, const standin::FrameSetup& setup, const Step& step,
+                                           bool can_be_cancelled);
+  void publish_picture(ViewPicture picture);
   const standin::Item& camera() const { return *cameras_.at(choice_.camera); }
   std::string server_name() const;
   Settings& settings() { return settings_[{choice_.camera, choice_.server}]; }
@@ -133,13 +157,16 @@ class Viewing {
   const ViewSource source_;
   std::unique_ptr<standin::Scene> scene_;
   std::filesystem::file_time_type scene_time_;
-  std::vector<const standin::Item*> cameras_;
+  std::vector<standin::Item*> cameras_;
+  /// The camera that the scene has turned, as its file has it.
+  std::optional<standin::Item> untouched_;
   std::unique_ptr<RenderScene> render_scene_;
   /// Of the gizmo's drawing; empty until it is first shown.
   std::vector<PlacedLayer> layers_;
   standin::ModuleDescription module_;
   std::unique_ptr<standin::Session> session_;
   standin::FrameSetup setup_;
+  LensMeasures measures_;
   ViewChoice choice_;
   bool size_is_chosen_ = false;
   std::map<PanelKey, Settings> settings_;
@@ -150,10 +177,6 @@ class Viewing {
   std::string trouble_;
   std::vector<standin::ControlDescription> rows_;
   std::uint64_t applied_ = 0;
-  struct Step {
-    int coarseness = 1;
-    std::uint32_t samples = 1;
-  };
   /// What is still to be rendered of the present state, the last one first.
   std::vector<Step> steps_;
   /// Whether the next step is the first one, which is shown whatever comes meanwhile: under changes that never pause, the
@@ -175,6 +198,8 @@ class Viewing {
   int watchers_ = 0;
   std::uint64_t changes_ = 0;
   std::optional<ViewChange> pending_;
+  /// What else the thread that has the session is to do.
+  std::deque<std::packaged_task<void()>> errands_;
   News news_;
   std::string state_;
   std::shared_ptr<const ViewPicture> picture_;

@@ -1,4 +1,4 @@
-#include "tool/commands/frame_probe.h"
+#include "tool/render/frame_probe.h"
 
 #include <algorithm>
 #include <array>
