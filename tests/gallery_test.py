@@ -337,7 +337,8 @@ class CommittedGallery(InFolder):
                     if option in given:
                         at = given.index(option)
                         given = given[:at] + given[at + 2:]
-                given = given + (TINY if entry.get("kind", "render") == "render" else ["--size", "32x18"])
+                # Of the full sphere is only what is twice as wide as high.
+                given = given + (["--size", "16x8", "--samples", "1"] if "sphere" in entry else TINY if entry.get("kind", "render") == "render" else ["--size", "32x18"])
                 tiny.append(changed((table, entry), arguments=given))
         self.write(*tiny)
         self.assertEqual(self.outcome(), (len(tiny), 0, 0))
@@ -348,11 +349,17 @@ class CommittedGallery(InFolder):
         page = Images((self.output / "index.html").read_text(encoding="utf-8"))
         for camera in self.module_description["cameras"]:
             self.assertIn(f"<h3>{camera['user_name']}</h3>", page.text)
-        shown = [image["src"] for image in page.images]
+        cameras = len(self.module_description["cameras"])
+        wide, overview, below = page.images[0], page.images[1:cameras + 1], page.images[cameras + 1:]
+        self.assertEqual(wide["src"], f"pictures/{next(entry['file'] for entry in self.listed['picture'] if entry.get('wide'))}")
+        pictured = {f"pictures/{entry['file']}": entry for entry in self.listed["picture"]}
+        self.assertEqual({self.server_of(pictured[image["src"]]) for image in overview},
+                         {camera["server_name"] for camera in self.module_description["cameras"]})
+        shown = [image["src"] for image in below]
         expected = [f"pictures/{file}" for entry in self.listed["picture"] if entry["kind"] != "gizmo"
                     for file in (entry["file"], entry["pinhole"])]
         self.assertEqual(sorted(shown), sorted(expected))
-        for image in page.images:
+        for image in overview + below:
             self.assertEqual(image["loading"], "lazy")
             self.assertGreater(len(image["alt"]), 10)
             self.assertTrue(int(image["width"]) > 0 and int(image["height"]) > 0)
