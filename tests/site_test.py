@@ -219,6 +219,13 @@ class Pages(unittest.TestCase):
             self.assertEqual(sorted(shown), sorted(names), page)
             self.assertIn("Surface baking", self.browser.execute_script("return document.body.innerText"))
 
+    def test_the_readme_names_every_type_of_the_menu(self):
+        programs = make_pages.Programs(ARGUMENTS.tool, ARGUMENTS.module)
+        self.addCleanup(programs.temporary.cleanup)
+        rows = [line for line in (ROOT / "README.md").read_text(encoding="utf-8").splitlines() if line.startswith("| ") and "Quorin" in line]
+        named = [name.strip() for row in rows for name in row.split("|")[2].split(",")]
+        self.assertEqual(sorted(named), sorted(camera["user_name"] for camera in programs.module_description()["cameras"]))
+
     def test_drawings_show_all_that_they_are_about(self):
         twelve = (self.site / "reference" / "twelve-up.html").read_text(encoding="utf-8").split('aria-label="The rays from above"')[1]
         self.assertEqual({f"{row}-{column}" for row in (1, 2, 3) for column in (1, 2, 3, 4)}, set(re.findall(r">(\d-\d)[ <]", twelve.split("</svg>")[0])))
