@@ -82,12 +82,11 @@ SceneCamera plain_camera(const std::string& name, const Placement& placement, do
 }
 
 // Positions of the gallery's cameras; a plain camera stands at each as well.
-constexpr Place fisheye_place{{0, eye_height, -4}, 0, -8};
+constexpr Place fisheye_place{{0, 2.0, 0}, 49, 0};
 constexpr Place radial_place{{0, 5.0, -4}, 0, -4};
 constexpr Place flowers_place{{2.4, 1.15, 1.5}, 8, -2};
 constexpr Place ride_place{{2.0, 1.2, -0.2}, 10, 3};
 constexpr Place moving_place{{0.0, eye_height, -1.0}, 0, 4};
-constexpr Place cylinder_place{{0, 8, 0}};
 constexpr Place stereo_place{{3.0, 1.3, -1.0}, 0, 4};
 constexpr double portrait_zoom = 1.5;
 constexpr double radial_zoom = 1.6;
@@ -117,7 +116,6 @@ std::vector<SceneCamera> plain_cameras() {
       plain_camera("Pinhole Flowers", at_rest(flowers_place), portrait_zoom),
       plain_camera("Pinhole Ride", at_rest(ride_place), portrait_zoom),
       plain_camera("Pinhole Moving", at_rest(moving_place), portrait_zoom),
-      plain_camera("Pinhole Cylinder", at_rest(cylinder_place), 1.6),
       plain_camera("Pinhole Stereo", at_rest(stereo_place), 1.6),
   };
 }
@@ -147,19 +145,20 @@ void add_perspectives(Cameras& cameras) {
   };
   rides({"Moving", "QuorinPerspectiveCam", 640, 360, at_rest(moving_place), portrait_zoom, settings}, 18.0);
 
+  constexpr double ride_speed = 8.0;
   // Moves past the flowers, focused on them, once for each of the three servers: only the blur differs.
   SceneCamera ride{"Ride", "QuorinPerspectiveCam", 640, 360, at_rest(ride_place), portrait_zoom, settings};
-  ride.film_height = 0.18;
+  ride.film_height = 0.14;
   ride.focal_distance = 3.3;
   ride.f_stop = 1.4;
   ride.depth_of_field = true;
-  rides(ride, 12.0);
+  rides(ride, ride_speed);
   ride.name = "Ride without Depth of Field";
   ride.server = "QuorinPerspectiveNoDOFCam";
-  rides(ride, 12.0);
+  rides(ride, ride_speed);
   ride.name = "Ride without both";
   ride.server = "QuorinPerspectiveNoDOFNoMBCam";
-  rides(ride, 12.0);
+  rides(ride, ride_speed);
 }
 
 void add_wide_lenses(Cameras& cameras) {
@@ -169,6 +168,8 @@ void add_wide_lenses(Cameras& cameras) {
   };
   spherical("Spherical 180", 180);
   spherical("Spherical 360", 360);
+  cameras.add({"Dome Master", "QuorinSphericalCam", 640, 640, at_rest(middle, 0, -90), 3.2,
+               saved({envelope(180 * degree), photo_iso, photo_iris, photo_shutter})});
 
   const auto fisheye = [&](const std::string& name, double power, bool preview) {
     cameras.add({name, "QuorinFisheyeCam", 640, 360, at_rest(fisheye_place), 1.0,
@@ -231,8 +232,6 @@ void add_panoramas(Cameras& cameras) {
   sphere.lowest_degrees = -90;
   panorama("Immersive", "QuorinImmersiveCam", 680, 340, sphere);
 
-  cameras.add({"Cylinder Upright", "QuorinCylinderCam", 960, 240, at_rest(cylinder_place), 3.2,
-               saved({envelope(16), envelope(180 * degree), envelope(-180 * degree), whole(1)})});
   cameras.add({"Cylinder Lying", "QuorinCylinderCam", 640, 360, at_rest(middle), 3.2,
                saved({envelope(14), envelope(75 * degree), envelope(-45 * degree), whole(0)})});
 }
@@ -284,6 +283,30 @@ void add_baking(Cameras& cameras, unsigned object) {
 }
 
 }  // namespace
+
+std::vector<SceneCamera> chart_cameras() {
+  // Half as high as the tallest spire, so that everything is seen from the ground to the sky.
+  constexpr Place cylinder_place{{0, 14.8, 0}};
+  const Place before_board{{board_place[0], board_place[1], board_place[2] - 8.0}};
+  // So far away that it sees the hall as flat as its texture map, a square of 30 m, has it.
+  constexpr double hall_front = 21.5;
+  constexpr double hall_distance = 1000.0;
+  const Place before_hall{{lone_hall_place[0], lone_hall_place[1] + 14.2, lone_hall_place[2] + hall_front - hall_distance}};
+  std::vector<SceneCamera> cameras{
+      plain_camera("Pinhole Grid", at_rest(before_board), 1.0),
+      plain_camera("Pinhole Cylinder", at_rest(cylinder_place), 1.0),
+      plain_camera("Hall Front", at_rest(before_hall), hall_distance / 15.0),
+  };
+  cameras.back().width_pixels = cameras.back().height_pixels = 480;
+  cameras.push_back({"Grid Fisheye", "QuorinFisheyeCam", 640, 360, at_rest(before_board), 1.0,
+                     saved({envelope(2), envelope(1), whole(1), whole(0), whole(1), whole(1)})});
+  const Saved none = envelope(0);
+  cameras.push_back({"Grid Radial Shift", "QuorinRadialShiftCam", 640, 360, at_rest(before_board), 1.0,
+                     saved({none, none, envelope(0.35), none, none, none, none})});
+  cameras.push_back({"Cylinder Upright", "QuorinCylinderCam", 960, 260, at_rest(cylinder_place), 3.2,
+                     saved({envelope(30), envelope(180 * degree), envelope(-180 * degree), whole(1)})});
+  return cameras;
+}
 
 std::vector<SceneCamera> gallery_cameras(unsigned convergence_point, unsigned baked_object) {
   Cameras cameras(plain_cameras());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "samples/scene_text.h"
@@ -13,5 +14,12 @@ inline constexpr double eye_height = 1.6;
 /// `convergence_point` counts the scene's objects from 1 to the one that the converging stereo camera aims at, `baked_object`
 /// the object files to the one that the baking camera shows. Threads: any.
 std::vector<SceneCamera> gallery_cameras(unsigned convergence_point, unsigned baked_object);
+
+/// Where the charts scene has the board with the grid, and the hall by itself.
+inline constexpr std::array<double, 3> board_place{2000.0, 0.0, 0.0};
+inline constexpr std::array<double, 3> lone_hall_place{-2000.0, 0.0, 0.0};
+
+/// The cameras of the charts scene. Threads: any.
+std::vector<SceneCamera> chart_cameras();
 
 }  // namespace samples

@@ -911,6 +911,32 @@ Mesh skyline() {
 
 }  // namespace
 
+SampleObject grid_board() {
+  constexpr int half_width = 24;
+  constexpr int half_height = 16;
+  constexpr double line = 0.05;
+  Mesh mesh;
+  mesh.paint(palette::cream);
+  mesh.quad({-half_width, -half_height, 0}, {2 * half_width, 0, 0}, {0, 2 * half_height, 0});
+  // Each kind of line lies a little before the one below it.
+  const auto upright = [&](int x, double half, double z) {
+    mesh.quad({x - half, -half_height, z}, {2 * half, 0, 0}, {0, 2 * half_height, 0});
+  };
+  const auto level = [&](int y, double half, double z) {
+    mesh.quad({-half_width, y - half, z}, {2 * half_width, 0, 0}, {0, 2 * half, 0});
+  };
+  mesh.paint(palette::ink);
+  for (int x = -half_width + 1; x < half_width; ++x)
+    if (x != 0) upright(x, line / 2, -0.02);
+  for (int y = -half_height + 1; y < half_height; ++y)
+    if (y != 0) level(y, line / 2, -0.04);
+  mesh.paint(palette::red);
+  level(0, line, -0.06);
+  mesh.paint(palette::blue);
+  upright(0, line, -0.08);
+  return {"objects/grid_board.lwo", "grid_board", std::move(mesh), {0}};
+}
+
 std::vector<SampleObject> plaza_objects() {
   struct Maker {
     std::string name;

@@ -28,4 +28,8 @@ constexpr double tram_line_east = 15.0;
 /// below its middle. Threads: any.
 std::vector<SampleObject> plaza_objects();
 
+/// An upright board with a grid of straight lines, a metre apart, around the origin of the object and seen from the south; it
+/// is 48 m wide and 32 m high. Threads: any.
+SampleObject grid_board();
+
 }  // namespace samples

@@ -11,10 +11,12 @@ import os
 import shlex
 import subprocess
 import sys
+import tempfile
 import tomllib
 from dataclasses import dataclass
 from pathlib import Path
 
+from PIL import Image, ImageChops, ImageDraw, ImageFilter
 from tqdm import tqdm
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -35,6 +37,12 @@ class Picture:
     camera: str
     arguments: tuple[str, ...]
     pinhole: str | None
+    # Without the folder; None for the scene of the command line.
+    scene: str | None = None
+    # What is drawn after rendering: DRAWN, and for "coverage" the camera that sees the object as its map has it.
+    drawn: str | None = None
+    share: float | None = None
+    front: tuple[str, str] | None = None
 
 
 # --- The list of pictures ---------------------------------------------------------------------------------------------
@@ -53,7 +61,19 @@ def read_picture(entry: dict, kind: str, where: str) -> Picture:
         raise CatalogueError(f'{where}: {file}: "arguments" must be a list of texts')
     if kind not in COMMANDS:
         raise CatalogueError(f'{where}: {file}: "kind" must be one of {", ".join(COMMANDS)}, not {kind!r}')
-    return Picture(file, kind, camera, tuple(arguments), entry.get("pinhole"))
+    scene = entry.get("scene")
+    if scene is not None and (not isinstance(scene, str) or Path(scene).name != scene):
+        raise CatalogueError(f'{where}: {file}: "scene" must be the name of a scene beside the others, not {scene!r}')
+    drawn, share = entry.get("drawn"), entry.get("share")
+    if drawn is not None and drawn not in DRAWN:
+        raise CatalogueError(f'{where}: {file}: "drawn" must be one of {", ".join(DRAWN)}, not {drawn!r}')
+    if (drawn == "frame") != (isinstance(share, float) and 0 < share < 1):
+        raise CatalogueError(f'{where}: {file}: "drawn" as a frame, and nothing else, needs a "share" between 0 and 1')
+    front = entry.get("front")
+    if front is not None and (kind != "coverage" or not isinstance(front, list) or [type(part) for part in front] != [str, str]):
+        raise CatalogueError(f'{where}: {file}: "front" must be the scene and the camera that a coverage is drawn over')
+    return Picture(file, kind, camera, tuple(arguments), entry.get("pinhole"), scene, drawn, share,
+                   front and tuple(front))
 
 
 def read_catalogue(path: Path) -> dict[str, Picture]:
@@ -140,6 +160,14 @@ class SceneFile:
         return {name: hash_of_file(file) for name, file in files.items() if file.is_file()}
 
 
+@functools.cache
+def scene_file(path: Path) -> SceneFile:
+    try:
+        return SceneFile(path)
+    except OSError as error:
+        raise CatalogueError(f"{path}: {error.strerror}; \"scene\" must name a scene beside the others") from error
+
+
 @dataclass(frozen=True)
 class Renderer:
     """The programs and files that pictures come from."""
@@ -149,18 +177,30 @@ class Renderer:
     local_module: Path
     scene: SceneFile
 
+    def scene_of(self, picture: Picture) -> SceneFile:
+        return self.scene if picture.scene is None else scene_file(self.scene.path.parent / picture.scene)
+
     def command(self, picture: Picture, output: Path) -> list[str]:
         words, module = COMMANDS[picture.kind]
-        return [str(self.tool), words[0], str(self.scene.path), "--module", str(getattr(self, module)), "--camera",
-                picture.camera, *words[1:], *picture.arguments, "-o", str(output)]
+        return [str(self.tool), words[0], str(self.scene_of(picture).path), "--module", str(getattr(self, module)), "--camera",
+                picture.camera, *words[1:], *light_of(picture), *picture.arguments, "-o", str(output)]
+
+    def front_of(self, picture: Picture, *arguments: str) -> Picture:
+        """What a coverage is drawn over."""
+        scene, camera = picture.front
+        return Picture(picture.file, "render", camera, arguments, None, scene)
 
     def key(self, picture: Picture) -> str:
         """Changes with everything that the picture depends on."""
         words, module = COMMANDS[picture.kind]
         module_file = getattr(self, module)
         binaries = [self.tool, module_file, *module_file.parent.glob("ovicam-ray-service*")]
-        parts = [words, picture.camera, picture.arguments, [hash_of_file(file) for file in sorted(binaries) if file.is_file()],
-                 self.scene.content_for(picture)]
+        parts = [words, light_of(picture), picture.camera, picture.arguments, [hash_of_file(file) for file in sorted(binaries) if file.is_file()],
+                 self.scene_of(picture).content_for(picture)]
+        if picture.drawn or picture.front:
+            parts.append([picture.drawn, picture.share, hash_of_file(Path(__file__))])
+        if picture.front:
+            parts.append(self.key(self.front_of(picture)))
         return hashlib.sha256(json.dumps(parts).encode()).hexdigest()
 
 
@@ -170,6 +210,16 @@ COMMANDS = {
     "gizmo": (["render", "--gizmo"], "local_module"),
     "coverage": (["bake-coverage"], "module"),
 }
+
+# As smooth as an eye asks for.
+LIGHT = {"--light": "soft", "--samples": "16"}
+
+
+def light_of(picture: Picture) -> list[str]:
+    """What its own arguments do not say."""
+    if picture.kind != "render":
+        return []
+    return [word for option, value in LIGHT.items() if option not in picture.arguments for word in (option, value)]
 
 
 # --- The gallery's folder ---------------------------------------------------------------------------------------------
@@ -247,10 +297,82 @@ class Progress:
         self._bar.close()
 
 
+# --- What is drawn after rendering ------------------------------------------------------------------------------------
+
+HIGHLIGHT = (255, 138, 0)
+
+
+def with_circle(picture: Image.Image, _share: float | None) -> Image.Image:
+    """Only what is within the circle that touches the edges, as a dome shows it."""
+    # Drawn four times as large, so that its edge is smooth.
+    mask = Image.new("L", (4 * picture.width, 4 * picture.height))
+    ImageDraw.Draw(mask).ellipse((0, 0, mask.width - 1, mask.height - 1), fill=255)
+    cut = picture.convert("RGBA")
+    cut.putalpha(ImageChops.multiply(cut.getchannel("A"), mask.resize(picture.size, Image.Resampling.LANCZOS)))
+    return cut
+
+
+def with_frame(picture: Image.Image, share: float) -> Image.Image:
+    """Darker outside of a frame in the middle, whose edges are that share of the picture's."""
+    whole = picture.convert("RGB")
+    left, top = (round(side * (1 - share) / 2) for side in whole.size)
+    box = (left, top, whole.width - left, whole.height - top)
+    drawn = Image.blend(whole, Image.new("RGB", whole.size), 0.35)
+    drawn.paste(whole.crop(box), box)
+    ImageDraw.Draw(drawn).rectangle((box[0] - 2, box[1] - 2, box[2] + 1, box[3] + 1), outline=HIGHLIGHT, width=2)
+    return drawn
+
+
+def beside_its_object(coverage: Image.Image, front: Image.Image) -> Image.Image:
+    """The object as its map has it, and beside it what of the map is covered, over the object."""
+    front = front.convert("RGB")
+    white = coverage.convert("L").point(lambda value: 255 if value > 127 else 0)
+    pale = Image.blend(front, Image.new("RGB", front.size, (24, 26, 30)), 0.72)
+    # Single pixels would not be seen in a smaller picture.
+    pale.paste(HIGHLIGHT, mask=white.filter(ImageFilter.MaxFilter(3)))
+    gap = 16
+    both = Image.new("RGBA", (2 * front.width + gap, front.height))
+    both.paste(front, (0, 0))
+    both.paste(pale, (front.width + gap, 0))
+    return both
+
+
+DRAWN = {"circle": with_circle, "frame": with_frame}
+
+
 # --- Rendering --------------------------------------------------------------------------------------------------------
 
 
-def render(command: list[str], output: Path) -> str:
+def render(renderer: Renderer, picture: Picture, output: Path) -> tuple[str, list[str]]:
+    """What went wrong, with the command; empty on success."""
+    command = renderer.command(picture, output)
+    if not picture.drawn and not picture.front:
+        return run_tool(command, output), command
+    with tempfile.TemporaryDirectory(prefix="ovicam-gallery-") as folder:
+        seen, below = Path(folder, "seen.png"), Path(folder, "below.png")
+        command = renderer.command(picture, seen)
+        problem = run_tool(command, seen)
+        if not problem and picture.front:
+            width, height = Image.open(seen).size
+            command = renderer.command(renderer.front_of(picture, "--size", f"{width}x{height}"), below)
+            problem = run_tool(command, below)
+        if problem:
+            return problem, command
+        try:
+            drawn = Image.open(seen)
+            if picture.front:
+                drawn = beside_its_object(drawn, Image.open(below))
+            if picture.drawn:
+                drawn = DRAWN[picture.drawn](drawn, picture.share)
+            unfinished = output.with_name(f".{output.stem}.unfinished-{os.getpid()}.png")
+            drawn.save(unfinished, optimize=True)
+            unfinished.replace(output)
+        except (OSError, ValueError) as error:
+            return str(error), command
+    return "", command
+
+
+def run_tool(command: list[str], output: Path) -> str:
     """What went wrong; empty on success."""
     try:
         run = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace",
@@ -274,11 +396,10 @@ def render_all(renderer: Renderer, gallery: Gallery, waiting: dict[Picture, str]
             running = {}
             for picture in waiting:
                 output = gallery.pictures / picture.file
-                command = renderer.command(picture, output)
-                running[threads.submit(render, command, output)] = picture, command
+                running[threads.submit(render, renderer, picture, output)] = picture
             for done in concurrent.futures.as_completed(running):
-                picture, command = running[done]
-                problem = done.result()
+                picture = running[done]
+                problem, command = done.result()
                 if problem:
                     failures += 1
                     progress.say(f"gallery: {picture.file} could not be rendered\n  by: {shlex.join(command)}\n  it says: {problem}")

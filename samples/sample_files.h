@@ -12,7 +12,8 @@ struct SampleFile {
   std::vector<std::uint8_t> bytes;
 };
 
-/// Every file of the sample scenes: plaza.lws, cameras.lws with a camera for each picture of the gallery, and their objects.
+/// Every file of the sample scenes: plaza.lws, cameras.lws with a camera for each picture of the gallery,
+/// charts.lws with what is better shown without the city around it, and their objects.
 /// The same bytes on every machine. Threads: any.
 std::vector<SampleFile> sample_files();
 

@@ -13,6 +13,8 @@ import tomllib
 import unittest
 from pathlib import Path
 
+from PIL import Image
+
 ROOT = Path(__file__).resolve().parent.parent
 SAMPLES = ROOT / "samples"
 TOOL, MODULE = Path(), Path()
@@ -44,6 +46,7 @@ class InFolder(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder)
         self.scene = self.folder / "cameras.lws"
         shutil.copy(SAMPLES / "cameras.lws", self.scene)
+        shutil.copy(SAMPLES / "charts.lws", self.folder)
         shutil.copytree(SAMPLES / "objects", self.folder / "objects")
         self.catalogue = self.folder / "gallery.toml"
         self.output = self.folder / "out"
@@ -194,6 +197,34 @@ class RenderGallery(InFolder):
         self.assertEqual(again.returncode, 1)
         self.assertIn("0 rendered, 3 unchanged, 0 removed, 1 failed", again.stderr)
 
+    def test_what_is_drawn_after_rendering(self):
+        square = changed(PLAIN, arguments=["--size", "40x40", "--samples", "1"])
+        self.write(square, changed(square, file="circle.png", drawn="circle"),
+                   changed(square, file="frame.png", drawn="frame", share=0.5))
+        self.assertEqual(self.outcome(), (3, 0, 0))
+        plain, circle, frame = (Image.open(self.pictures / f"{name}.png").convert("RGBA") for name in ("plain", "circle", "frame"))
+        for at, alpha in (((0, 0), 0), ((39, 39), 0), ((2, 5), 0), ((20, 0), 255), ((0, 20), 255), ((20, 20), 255)):
+            self.assertAlmostEqual(circle.getpixel(at)[3], alpha, delta=40 if 0 in at else 0, msg=at)
+        self.assertEqual(circle.crop((15, 15, 25, 25)).tobytes(), plain.crop((15, 15, 25, 25)).tobytes())
+        self.assertEqual(frame.crop((10, 10, 30, 30)).tobytes(), plain.crop((10, 10, 30, 30)).tobytes())
+        self.assertEqual(frame.getpixel((9, 20))[:3], render_gallery.HIGHLIGHT)
+        self.assertLess(sum(frame.getpixel((3, 3))[:3]), sum(plain.getpixel((3, 3))[:3]))
+        # The frame's share is part of what the picture was made from.
+        self.write(square, changed(square, file="circle.png", drawn="circle"),
+                   changed(square, file="frame.png", drawn="frame", share=0.6))
+        self.assertEqual(self.outcome(), (1, 2, 0))
+
+    def test_coverage_is_drawn_over_the_object_as_its_map_has_it(self):
+        self.write(PLAIN, ("picture", {"file": "map.png", "page": "surface-baking", "kind": "coverage", "camera": "Baking",
+                                       "caption": "Look!", "arguments": ["--size", "64x64"],
+                                       "front": ["charts.lws", "Hall Front"]}))
+        self.assertEqual(self.outcome(), (2, 0, 0))
+        both = Image.open(self.pictures / "map.png").convert("RGB")
+        self.assertEqual(both.height, 64)
+        covered = [at % both.width for at, color in enumerate(both.getdata()) if color == render_gallery.HIGHLIGHT]
+        self.assertGreater(len(covered), 50)
+        self.assertGreaterEqual(min(covered), both.width - 64)
+
     def test_a_killed_run_leaves_nothing_that_counts_as_done(self):
         self.tool = self.folder / "ovicam"
         self.tool.write_text(
@@ -227,6 +258,12 @@ class RenderGallery(InFolder):
             ([changed(PLAIN, camera="")], "camera"),
             ([changed(PLAIN, arguments=[1])], "list of texts"),
             ([PLAIN, changed(FISHEYE, kind="video")], "coverage"),
+            ([changed(PLAIN, scene="../cameras.lws")], "beside the others"),
+            ([changed(PLAIN, scene="gone.lws")], "gone.lws"),
+            ([changed(PLAIN, drawn="square")], "circle"),
+            ([changed(PLAIN, drawn="frame")], "share"),
+            ([changed(PLAIN, drawn="frame", share=1.5)], "share"),
+            ([PLAIN, changed(FISHEYE, front=["charts.lws"])], "front"),
         ):
             self.write(*entries)
             run = self.run_script()
@@ -256,22 +293,27 @@ class CommittedGallery(InFolder):
         cls.listed = committed_catalogue()
         run = subprocess.run([TOOL, "info", MODULE, "--json"], capture_output=True, text=True, check=True)
         cls.module_description = json.loads(run.stdout)
-        text = (SAMPLES / "cameras.lws").read_text(encoding="utf-8")
-        blocks = re.findall(r"^CameraName (.+)\n(?:.+\n)*?Plugin CameraHandler 1 (\S+)$", text, flags=re.MULTILINE)
-        cls.server_of_camera = dict(blocks)
+        cls.server_of_camera = {}
+        for scene in ("cameras.lws", "charts.lws"):
+            text = (SAMPLES / scene).read_text(encoding="utf-8")
+            blocks = re.findall(r"^CameraName (.+)\n(?:.+\n)*?Plugin CameraHandler 1 (\S+)$", text, flags=re.MULTILINE)
+            cls.server_of_camera.update({(scene, camera): server for camera, server in blocks})
+
+    def server_of(self, entry):
+        return self.server_of_camera[entry.get("scene", "cameras.lws"), entry["camera"]]
 
     def test_every_registered_camera_has_a_picture_through_it(self):
         registered = {camera["server_name"] for camera in self.module_description["cameras"]}
-        pictured = {self.server_of_camera[entry["camera"]] for entry in self.listed["picture"] if entry["kind"] == "render"}
+        pictured = {self.server_of(entry) for entry in self.listed["picture"] if entry["kind"] == "render"}
         self.assertEqual(pictured, registered)
 
     def test_only_cameras_of_the_scene_are_named_and_by_their_servers(self):
         for entry in self.listed["picture"] + self.listed["pinhole"]:
-            self.assertIn(entry["camera"], self.server_of_camera, entry["file"])
-            self.assertEqual(entry.get("server", self.server_of_camera[entry["camera"]]), self.server_of_camera[entry["camera"]])
+            self.assertIn((entry.get("scene", "cameras.lws"), entry["camera"]), self.server_of_camera, entry["file"])
+            self.assertEqual(entry.get("server", self.server_of(entry)), self.server_of(entry))
 
     def test_every_rendered_picture_has_a_pinhole_through_a_plain_camera(self):
-        plain = {entry["file"]: self.server_of_camera[entry["camera"]] for entry in self.listed["pinhole"]}
+        plain = {entry["file"]: self.server_of(entry) for entry in self.listed["pinhole"]}
         self.assertEqual(set(plain.values()), {"Perspective"})
         used = {entry.get("pinhole") for entry in self.listed["picture"] if entry["kind"] != "gizmo"}
         self.assertEqual(used, set(plain))
@@ -291,10 +333,12 @@ class CommittedGallery(InFolder):
         for table in ("pinhole", "picture"):
             for entry in self.listed[table]:
                 given = entry.get("arguments", [])
-                if "--size" in given:
-                    at = given.index("--size")
-                    given = given[:at] + given[at + 2:]
-                given = given + (TINY if entry.get("kind", "render") == "render" else ["--size", "32x18"])
+                for option in ("--size", "--samples"):
+                    if option in given:
+                        at = given.index(option)
+                        given = given[:at] + given[at + 2:]
+                # Of the full sphere is only what is twice as wide as high.
+                given = given + (["--size", "16x8", "--samples", "1"] if "sphere" in entry else TINY if entry.get("kind", "render") == "render" else ["--size", "32x18"])
                 tiny.append(changed((table, entry), arguments=given))
         self.write(*tiny)
         self.assertEqual(self.outcome(), (len(tiny), 0, 0))
@@ -305,11 +349,17 @@ class CommittedGallery(InFolder):
         page = Images((self.output / "index.html").read_text(encoding="utf-8"))
         for camera in self.module_description["cameras"]:
             self.assertIn(f"<h3>{camera['user_name']}</h3>", page.text)
-        shown = [image["src"] for image in page.images]
+        cameras = len(self.module_description["cameras"])
+        wide, overview, below = page.images[0], page.images[1:cameras + 1], page.images[cameras + 1:]
+        self.assertEqual(wide["src"], f"pictures/{next(entry['file'] for entry in self.listed['picture'] if entry.get('wide'))}")
+        pictured = {f"pictures/{entry['file']}": entry for entry in self.listed["picture"]}
+        self.assertEqual({self.server_of(pictured[image["src"]]) for image in overview},
+                         {camera["server_name"] for camera in self.module_description["cameras"]})
+        shown = [image["src"] for image in below]
         expected = [f"pictures/{file}" for entry in self.listed["picture"] if entry["kind"] != "gizmo"
                     for file in (entry["file"], entry["pinhole"])]
         self.assertEqual(sorted(shown), sorted(expected))
-        for image in page.images:
+        for image in overview + below:
             self.assertEqual(image["loading"], "lazy")
             self.assertGreater(len(image["alt"]), 10)
             self.assertTrue(int(image["width"]) > 0 and int(image["height"]) > 0)

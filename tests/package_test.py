@@ -19,6 +19,8 @@ import zipfile
 from pathlib import Path
 from urllib.parse import unquote, urlsplit
 
+from PIL import Image
+
 ROOT = Path(__file__).resolve().parent.parent
 RUN_WINE = ROOT / "cmake" / "run-wine.sh"
 COMPILER = "x86_64-w64-mingw32-gcc"
@@ -72,6 +74,9 @@ class Package(unittest.TestCase):
         cls.pictures = [entry["file"] for entry in listed["picture"] + listed["pinhole"]]
         for picture in cls.pictures:
             (cls.gallery / "pictures" / picture).write_bytes(PNG)
+        for entry in listed["picture"]:
+            if entry.get("sphere"):
+                Image.new("L", (2, 1)).save(cls.gallery / "pictures" / entry["file"])
         # What a machine measured is linked to from its gallery, and has no place in the package.
         (cls.folder / "bench").mkdir()
         (cls.folder / "bench/index.html").write_text("measured")
@@ -144,7 +149,7 @@ class Bytes(Package):
         }
         for pattern in ("examples/*.c", "examples/*.py", "samples/*.lws", "samples/objects/*.lwo"):
             expected |= {file.relative_to(ROOT).as_posix(): file for file in ROOT.glob(pattern)}
-        for pattern in ("*.html", "reference/*.html", "style.css"):
+        for pattern in ("*.html", "reference/*.html", "style.css", "sphere.js", "pictures/*.js"):
             expected |= {f"reference/{file.relative_to(self.gallery).as_posix()}": file for file in self.gallery.glob(pattern)}
         expected |= {f"reference/pictures/{name}": self.gallery / "pictures" / name for name in self.pictures}
         self.assertEqual(set(self.contents), set(expected) | {"SHA256SUMS"})

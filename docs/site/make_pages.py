@@ -6,10 +6,13 @@ module does not have, or leaves out what it has, is an error.
 """
 
 import argparse
+import base64
 import html
+import io
 import json
 import os
 import re
+import shlex
 import struct
 import subprocess
 import sys
@@ -20,6 +23,7 @@ from pathlib import Path
 from xml.etree import ElementTree
 
 import jinja2
+from PIL import Image
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).parent))
@@ -371,6 +375,42 @@ def without_picture(listed, page_of, servers):
     return [server for server in servers if not shown & {(page_of[server].slug, None), (page_of[server].slug, server)}]
 
 
+def command_for(entry):
+    """The line, of a shell in the folder above the samples, that shows a picture, and what is left to do on its page."""
+    scene = f"samples/{entry.get('scene', 'cameras.lws')}"
+    arguments = entry.get("arguments", [])
+    if entry.get("kind") == "coverage":
+        return shlex.join(["ovicam", "bake-coverage", scene, "--camera", entry["camera"], *arguments, "-o", "coverage.png"]), ""
+    words, more = ["ovicam", "view", scene, "--camera", entry["camera"]], []
+    for option, value in zip(arguments[::2], arguments[1::2]):
+        if option == "--eye":
+            more.append(f"choose the eye “{value}”")
+        elif option == "--frames":
+            words += ["--frame", value]
+        else:
+            words += [option, value]
+    if entry.get("kind") == "gizmo":
+        more.append("tick “Show the gizmo's drawing”")
+    return shlex.join(words), f"On the page, {' and '.join(more)}." if more else ""
+
+
+def first_picture(pictures, page, server=None):
+    """The first picture of a page that is no drawing: the server's own where there is one; or none."""
+    own = [entry for entry in pictures if entry["page"] == page and entry["kind"] != "gizmo"]
+    return next((entry for entry in own if entry.get("server") == server), own[0] if own else None)
+
+
+def sphere_script(file):
+    """A script that holds a picture of the full sphere: of a page that is opened as a file, browsers let no other be read."""
+    picture = Image.open(file).convert("RGB")
+    if picture.width != 2 * picture.height:
+        raise PageError(f"{file} is no picture of the full sphere, which is twice as wide as high")
+    jpeg = io.BytesIO()
+    picture.save(jpeg, "JPEG", quality=85, optimize=True)
+    data = base64.b64encode(jpeg.getvalue()).decode("ascii")
+    return f"(window.spherePictures ??= {{}})[{json.dumps(file.name)}] = 'data:image/jpeg;base64,{data}';\n"
+
+
 def read_pictures(listed, folder):
     """The pictures that exist, in the list's order, with their sizes; and the pinhole pictures by file."""
 
@@ -378,7 +418,8 @@ def read_pictures(listed, folder):
         for entry in entries:
             if (folder / entry["file"]).exists():
                 width, height = png_size(folder / entry["file"])
-                yield {**entry, "width": width, "height": height}
+                line, more = command_for(entry)
+                yield {**entry, "width": width, "height": height, "try_line": line, "try_more": more}
 
     pinholes = {entry["file"]: entry for entry in present(listed.get("pinhole", []))}
     return list(present(listed.get("picture", []))), pinholes
@@ -438,6 +479,9 @@ def make_pages(module, tool, output, pages_folder):
     if unseen:
         raise PageError(f"samples/gallery.toml: no picture shows {quoted(unseen)}")
     pictures, pinholes = read_pictures(listed, output / "pictures")
+    for entry in pictures:
+        if entry.get("sphere"):
+            write_if_changed(output / "pictures" / f"{entry['file']}.js", sphere_script(output / "pictures" / entry["file"]))
     servers = [
         {
             "server_name": name,
@@ -454,6 +498,9 @@ def make_pages(module, tool, output, pages_folder):
         "pages": pages,
         "developer_pages": developer,
         "pinholes": pinholes,
+        "thumbnail_of": {server["server_name"]: first_picture(pictures, server["page"], server["server_name"]) for server in servers},
+        "unregistered": [page for page in pages if not any(server in registered for server in page.servers)],
+        "wide_picture": next((entry for entry in pictures if entry.get("wide")), None),
         "pictures": {page.slug: [entry for entry in pictures if entry["page"] == page.slug] for page in pages},
     }
     # Panels come from the tool as HTML; whatever else the templates mark as safe was made here.
@@ -464,6 +511,8 @@ def make_pages(module, tool, output, pages_folder):
     (output / "reference").mkdir(parents=True, exist_ok=True)
     style = (SITE / "style.css").read_text(encoding="utf-8")
     write_if_changed(output / "style.css", f"{style}\n{description['panel_style']}")
+    viewer = (ROOT / "tool/view/sphere_viewer.js").read_text(encoding="utf-8")
+    write_if_changed(output / "sphere.js", viewer + (SITE / "sphere.js").read_text(encoding="utf-8"))
 
     def write(name, template, **values):
         root = "../" if "/" in name else ""
@@ -514,7 +563,7 @@ def main():
             sys.exit(f"make_pages.py: there is no {file}; build it first, for example with: make module")
     stamp = arguments.output / "reference" / ".made"
     inputs = [arguments.module, arguments.tool, arguments.output / "pictures", *SITE.glob("*"), *arguments.pages.rglob("*"), arguments.pages]
-    inputs += [*(ROOT / "docs").glob("*.md"), *(ROOT / "samples").glob("*.*"), *(ROOT / file for file in INCLUDED_FILES)]
+    inputs += [ROOT / "tool/view/sphere_viewer.js", *(ROOT / "docs").glob("*.md"), *(ROOT / "samples").glob("*.*"), *(ROOT / file for file in INCLUDED_FILES)]
     made_of = f"{arguments} {measured_page(arguments.output).exists()}"
     if is_made(stamp, made_of, inputs):
         print(f"The pages in {arguments.output} are up to date")

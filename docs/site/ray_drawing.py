@@ -212,13 +212,22 @@ def line_fan(answer, axes, across):
     return Fan([(ray, {"class_": "ray", "style": f"--tint:{color(ray)}"}) for ray in rays])
 
 
-def view_figure(title, fans, plane, labels, length):
+# By the axis that a drawing does not show: where a ray along it goes.
+ALONG = {0: ("left", "right"), 1: ("down", "up"), 2: ("back", "ahead")}
+
+
+def view_figure(title, fans, plane, labels, length, marks=()):
     """`plane`: which of (right, up, ahead) run to the right and to the top of the drawing. `length`: of the rays, metres, or
-    none to suit the distances between their starts."""
+    none to suit the distances between their starts. `marks`: names and points to show."""
     across, upward = plane
     off_plane = ({0, 1, 2} - {across, upward}).pop()
-    # Rays that point mostly at the reader would show nothing here.
-    fans = [fan for fan in fans if sum(abs(ray.direction[off_plane]) for ray, _ in fan.rays) < 0.75 * len(fan.rays)]
+
+    def towards_reader(fan):
+        return sum(abs(ray.direction[off_plane]) for ray, _ in fan.rays) >= 0.75 * len(fan.rays)
+
+    # Rays that point mostly at the reader would show nothing here: a symbol stands for them.
+    symbols = [fan for fan in fans if towards_reader(fan) and fan.name]
+    fans = [fan for fan in fans if not towards_reader(fan)]
     rays = [ray for fan in fans for ray, _ in fan.rays]
     if not rays:
         return None
@@ -231,7 +240,8 @@ def view_figure(title, fans, plane, labels, length):
         tip = plus(ray.start, ray.direction, length)
         return (ray.start[across], ray.start[upward]), (tip[across], tip[upward])
 
-    points = [point for ray in rays for point in ends(ray)]
+    marked = [(name, (point[across], point[upward])) for name, point in marks]
+    points = [point for ray in rays for point in ends(ray)] + [point for _, point in marked]
     low = [min(point[i] for point in points) for i in (0, 1)]
     high = [max(point[i] for point in points) for i in (0, 1)]
     inner = VIEW_SIZE - 2 * MARGIN - 16
@@ -249,6 +259,11 @@ def view_figure(title, fans, plane, labels, length):
     for point in {(round(x, 1), round(y, 1)) for x, y in map(place, starts)}:
         parts.append(element("circle", class_="eye", cx=point[0], cy=point[1], r=3))
     parts += fan_names(fans, place, across, upward, length)
+    for name, point in marked:
+        x, y = place(point)
+        parts.append(element("path", class_="mark", d=f"M{short(x)} {short(y - 6)}l6 6l-6 6l-6 -6z"))
+        parts.append(text(x + 11, y + 4, name, "start", class_="halo"))
+    parts += symbol_legend(symbols, off_plane)
     parts.append(text(VIEW_SIZE / 2, 12, f"↑ {labels[1]}", class_="faint"))
     parts.append(text(VIEW_SIZE - 4, VIEW_SIZE - 6, f"{labels[0]} →", "end", class_="faint"))
     if spread >= 1e-6:
@@ -256,6 +271,20 @@ def view_figure(title, fans, plane, labels, length):
         parts.append(element("path", class_="axis", d=f"M8 {VIEW_SIZE - 12}v4h{short(step * scale)}v-4"))
         parts.append(text(8, VIEW_SIZE - 16, length_text(step), "start", class_="faint"))
     return figure(title, svg(VIEW_SIZE, VIEW_SIZE, title, parts))
+
+
+def symbol_legend(fans, axis):
+    """As in drawings of currents: a dot for rays that come towards the reader, a cross for those that go away."""
+    for row, fan in enumerate(fans):
+        rises = sum(ray.direction[axis] for ray, _ in fan.rays) > 0
+        # The views look down and to the right.
+        comes = rises if axis == 1 else not rises
+        x, y, size = 12, 14 + 16 * row, 3.2
+        style = fan.rays[0][1]["style"]
+        inside = f"M{x - size} {y - size}l{2 * size} {2 * size}m0 {-2 * size}l{-2 * size} {2 * size}"
+        yield element("circle", class_="ray open", style=style, cx=x, cy=y, r=5)
+        yield element("circle", class_="spot", style=style, cx=x, cy=y, r=2) if comes else element("path", class_="ray", style=style, d=inside)
+        yield text(x + 9, y + 4, f"{fan.name} {ALONG[axis][rises]}", "start", class_="halo")
 
 
 def fan_names(fans, place, across, upward, length):
@@ -302,6 +331,8 @@ def film_and_rays(settings, answer, compared):
         names = [f"{row + 1}-{column + 1}" for row in range(tiles[1]) for column in range(tiles[0])]
     world = settings.get("axes") == "world"
     axes = WORLD if world else own_axes(compared or answer)
+    origin, *directions = axes
+    marks = [(mark["name"], tuple(dot(plus(mark["at"], origin, -1.0), axis) for axis in directions)) for mark in settings.get("marks", [])]
     figures = [film_figure(answer, tiles, names)]
     views = {
         "above": ("The rays from above", (0, 2), ("X" if world else "right", "Z" if world else "ahead"), True),
@@ -312,7 +343,7 @@ def film_and_rays(settings, answer, compared):
         fans = tile_fans(answer, tiles, names, axes, across) if tiles else [line_fan(answer, axes, across)]
         if compared:
             fans.insert(0, dashed(line_fan(compared, axes, across)))
-        drawn = view_figure(title, fans, plane, labels, settings.get("length_metres"))
+        drawn = view_figure(title, fans, plane, labels, settings.get("length_metres"), marks)
         if drawn:
             figures.append(drawn)
     return figures

@@ -14,6 +14,7 @@ struct RenderArguments {
   std::string size;
   std::string region;
   std::uint32_t samples = 16;
+  std::string light = "plain";
   int threads = 0;
   std::string eye = "centre";
   bool stereo = false;

@@ -206,6 +206,13 @@ class Rendering {
     return true;
   }
 
+  PictureMetadata metadata() const {
+    PictureMetadata metadata = frame_metadata(scene_, arguments_.camera.scene, item_, setup_, size_.width, size_.height,
+                                              plan_.red_cyan ? standin::Eye::centre : plan_.eye);
+    if (arguments_.light != RenderArguments().light) metadata.light = arguments_.light;
+    return metadata;
+  }
+
   void render_one(int frame, Progress& progress) {
     const auto start = std::chrono::steady_clock::now();
     if (frame != setup_.frame) setup_ = session_->begin_frame(frame);
@@ -219,14 +226,14 @@ class Rendering {
                        .eye = plan_.eye,
                        .second_eye = has_both_eyes() ? std::optional(standin::Eye::right) : std::nullopt,
                        .red_cyan = plan_.red_cyan,
+                       .soft_light = arguments_.light == "soft",
                        .layers = plan_.layers};
     const PictureForm form{.width = size_.width,
                            .height = size_.height,
                            .part = part_,
                            .more_channels = plan_.more.channels,
                            .views = plan_.more.views,
-                           .metadata = frame_metadata(scene_, arguments_.camera.scene, item_, setup_, size_.width, size_.height,
-                                                      plan_.red_cyan ? standin::Eye::centre : plan_.eye)};
+                           .metadata = metadata()};
     const auto file = name_.of(frame);
     PictureFile picture(file, form);
     warnings_.add(*session_);
@@ -297,6 +304,12 @@ void add_render_command(CLI::App& app) {
       ->capture_default_str();
   command->add_option("--threads", arguments->threads, "Threads (default: one per processor)")
       ->check(CLI::Range(1, most_threads));
+  auto* light =
+      command
+          ->add_option("--light", arguments->light,
+                       "plain, or soft: darker corners, and shadows with the sun's soft edge; takes about three times as long")
+          ->check(CLI::IsMember({"plain", "soft"}))
+          ->capture_default_str();
   auto* eye =
       command->add_option("--eye", arguments->eye, "centre, left, right or red-cyan, for the glasses")->capture_default_str();
   command->add_flag("--stereo", arguments->stereo, "Both eyes, as the views left and right of one EXR")->excludes(eye);
@@ -306,7 +319,8 @@ void add_render_command(CLI::App& app) {
   command->add_flag("--motion-blur", arguments->motion_blur, "Motion blur even if the scene has it off");
   command->add_flag("--depth-of-field", arguments->depth_of_field, "Depth of field even if the scene has it off");
   auto* gizmo =
-      command->add_flag("--gizmo", arguments->gizmo, "Draw the camera's gizmo over the scene's edges, as a viewport does");
+      command->add_flag("--gizmo", arguments->gizmo, "Draw the camera's gizmo over the scene's edges, as a viewport does")
+          ->excludes(light);
   command
       ->add_flag("--skip-existing", arguments->skip_existing,
                  "Leave out frames whose picture is there; one is there only whole")

@@ -86,6 +86,7 @@ void add_facts(Imf::Header& header, const PictureMetadata& metadata) {
   text("scene", metadata.scene);
   text("camera", metadata.camera);
   text("server", metadata.server);
+  text("light", metadata.light);
   header.insert("ovicam/frame", Imf::IntAttribute(metadata.frame));
   number("seconds", metadata.time_seconds);
   number("zoomFactor", metadata.zoom_factor);

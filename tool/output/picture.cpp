@@ -85,6 +85,7 @@ std::vector<std::pair<std::string, std::string>> texts_of(const PictureMetadata&
   add("Scene", metadata.scene);
   add("Camera", metadata.camera);
   add("Server", metadata.server);
+  add("Light", metadata.light);
   if (!metadata.scene.empty()) add("Frame", std::to_string(metadata.frame));
   return texts;
 }

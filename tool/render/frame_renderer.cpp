@@ -50,6 +50,7 @@ struct Workspace {
   /// The rays that are traced together, the pixel of each, and the light that it brings.
   std::vector<ViewRay> rays;
   std::vector<std::size_t> pixels;
+  std::vector<LightSample> soft;
   std::vector<Vec3> light;
   TraceWork trace;
   RayCounts counts;
@@ -80,7 +81,7 @@ void make_queries(const FrameJob& job, standin::Eye eye, const Tile& tile, std::
 /// Traces the rays that have been gathered and adds their light to their pixels.
 void trace_gathered(const RenderScene& scene, Workspace& work) {
   work.light.resize(work.rays.size());
-  trace_light(scene, work.rays, work.light, work.trace);
+  trace_light(scene, work.rays, work.soft, work.light, work.trace);
   for (std::size_t i = 0; i < work.rays.size(); ++i) {
     PixelSum& sum = work.sums[work.pixels[i]];
     sum.light = sum.light + work.light[i];
@@ -88,6 +89,7 @@ void trace_gathered(const RenderScene& scene, Workspace& work) {
   }
   work.rays.clear();
   work.pixels.clear();
+  work.soft.clear();
 }
 
 void render_tile(const FrameJob& job, standin::Eye eye, const Tile& tile, Workspace& work) {
@@ -101,6 +103,10 @@ void render_tile(const FrameJob& job, standin::Eye eye, const Tile& tile, Worksp
     work.counts.asked += work.queries.size();
     std::size_t i = 0;
     for (std::size_t pixel = 0; pixel < work.sums.size(); ++pixel) {
+      const auto across = static_cast<std::size_t>(tile.right - tile.left);
+      const PixelSamples samples(static_cast<std::uint32_t>(tile.left) + static_cast<std::uint32_t>(pixel % across),
+                                 static_cast<std::uint32_t>(tile.top) + static_cast<std::uint32_t>(pixel / across),
+                                 job.samples_per_pixel);
       for (std::uint32_t sample = first; sample < end; ++sample, ++i) {
         if (work.answers[i].result == 0) continue;
         if (!set_view_ray(job.scene, work.answers[i], work.queries[i].fractional_time, work.rays.emplace_back())) {
@@ -109,6 +115,7 @@ void render_tile(const FrameJob& job, standin::Eye eye, const Tile& tile, Worksp
           continue;
         }
         work.pixels.push_back(pixel);
+        if (job.soft_light) work.soft.push_back(samples.light(sample));
         if (work.rays.size() == rays_at_once) trace_gathered(job.scene, work);
       }
     }

@@ -30,6 +30,8 @@ struct FrameJob {
   std::optional<standin::Eye> second_eye = {};
   /// For red and cyan glasses: red of the first eye and the rest of the second, as one picture without layers.
   bool red_cyan = false;
+  /// Light of `trace_light` with samples: corners are darker, and shadows have soft edges.
+  bool soft_light = false;
   /// Written after the light of each eye.
   std::span<const Layer> layers = {};
 };

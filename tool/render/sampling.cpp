@@ -70,16 +70,20 @@ PixelPoint PixelSamples::point(std::uint32_t index) const {
   return {stratum(index, count_, x_seed_), mirrored(index, y_seed_)};
 }
 
-LensSample PixelSamples::lens(std::uint32_t index) const {
+LensSample PixelSamples::in_disc(std::uint32_t index, std::uint64_t first_seed) const {
   // Maps equal areas of the square to equal areas of the disc: one number gives the radius, the other the angle.
-  const std::uint32_t place = shuffled(index, count_, mix(pixel_, 2));
-  const double radius = std::sqrt(stratum(place, count_, mix(pixel_, 3)));
-  const double angle = 2.0 * std::numbers::pi * mirrored(place, mix(pixel_, 4));
+  const std::uint32_t place = shuffled(index, count_, mix(pixel_, first_seed));
+  const double radius = std::sqrt(stratum(place, count_, mix(pixel_, first_seed + 1)));
+  const double angle = 2.0 * std::numbers::pi * mirrored(place, mix(pixel_, first_seed + 2));
   return {radius * std::cos(angle), radius * std::sin(angle)};
 }
+
+LensSample PixelSamples::lens(std::uint32_t index) const { return in_disc(index, 2); }
 
 double PixelSamples::time(std::uint32_t index) const {
   return stratum(shuffled(index, count_, mix(pixel_, 5)), count_, mix(pixel_, 6));
 }
+
+LightSample PixelSamples::light(std::uint32_t index) const { return {in_disc(index, 7), in_disc(index, 10)}; }
 
 }  // namespace tool

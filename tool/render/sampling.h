@@ -16,8 +16,14 @@ struct LensSample {
   double y = 0.0;
 };
 
-/// The samples of one pixel, numbered from 0 to count - 1. They are spread evenly over pixel, lens and time, and depend only
-/// on column, row, index and count. A single sample goes through the pixel's centre. Threads: any.
+/// Where it looks for soft light, each in the unit disc: in the sky above a surface, and on the sun.
+struct LightSample {
+  LensSample sky;
+  LensSample sun;
+};
+
+/// The samples of one pixel, numbered from 0 to count - 1. They are spread evenly over pixel, lens, time and light, and depend
+/// only on column, row, index and count. A single sample goes through the pixel's centre. Threads: any.
 class PixelSamples {
  public:
   PixelSamples(std::uint32_t column, std::uint32_t row, std::uint32_t count);
@@ -26,8 +32,11 @@ class PixelSamples {
   LensSample lens(std::uint32_t index) const;
   /// 0 to 1, 1 excluded.
   double time(std::uint32_t index) const;
+  LightSample light(std::uint32_t index) const;
 
  private:
+  LensSample in_disc(std::uint32_t index, std::uint64_t first_seed) const;
+
   std::uint64_t pixel_;
   std::uint32_t count_;
   /// Seeds of the point, which every sample needs.
