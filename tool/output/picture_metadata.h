@@ -22,6 +22,8 @@ struct PictureMetadata {
   std::vector<std::pair<std::string, std::string>> settings;
   std::string module_version;
   std::string tool_version;
+  /// What a picture of its kind tells besides, as texts by name.
+  std::vector<std::pair<std::string, std::string>> more;
   int frame = 0;
   double time_seconds = 0.0;
   double frames_per_second = 0.0;
