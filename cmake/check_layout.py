@@ -22,7 +22,7 @@ LAYERS = (
     ("standin/validate",),
     ("tool/output",),
     ("tool/pictures",),
-    ("tool/render",),
+    ("tool/render", "tool/lens"),
     ("tool/view",),
     ("tool/commands",),
     ("samples",),

@@ -1,11 +1,13 @@
 /// The ray service's two ends: here its program is of this machine, or a stand-in for one that fails.
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -63,6 +65,42 @@ TEST_F(RayService, AnswersTheSameRaysAsTheSessionInThisProcess) {
   const auto film = session->project({2.5, 0.0, 10.0}, 0.0, Eye::centre);
   ASSERT_TRUE(film);
   EXPECT_NEAR(film->first, 0.0, 1e-9);
+}
+
+TEST_F(RayService, ProjectsTheSamePointsAsTheSessionInThisProcess) {
+  const std::size_t count = ray_protocol::most_rays + 4321;
+  std::vector<PointQuery> points(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const double turn = 6.0 * static_cast<double>(i) / static_cast<double>(count);
+    points[i] = {{2.5 + 3.0 * std::sin(turn), 2.0 * std::sin(11.0 * turn), 3.0 * std::cos(turn)}, 0.5, Eye::left};
+  }
+  // The camera's own place is not on the film.
+  points[7].world = {2.5, 0.0, 0.0};
+  for (const std::string& server : {options_.server_name, std::string(own_camera_name)}) {
+    options_.server_name = server;
+    std::vector<PointAnswer> here(count);
+    std::vector<PointAnswer> there(count);
+    const auto local = open_session(options_);
+    local->begin_frame(3);
+    local->project(points, here);
+    const auto session = open_remote_session(options_);
+    session->begin_frame(3);
+    session->project(points, there);
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+      ASSERT_EQ(there[i].found, here[i].found) << i;
+      if (here[i].found == 0) continue;
+      ++found;
+      ASSERT_EQ(there[i].film_x, here[i].film_x) << i;
+      ASSERT_EQ(there[i].film_y, here[i].film_y) << i;
+      const auto alone = local->project(points[i].world, 0.5, Eye::left);
+      ASSERT_EQ(alone, std::pair(here[i].film_x, here[i].film_y)) << i;
+    }
+    EXPECT_EQ(here[7].found, 0);
+    EXPECT_GT(found, count / 3);
+    EXPECT_THROW(session->project(points, std::span(there).first(3)), std::runtime_error);
+    EXPECT_THROW(local->project(points, std::span(here).first(3)), std::runtime_error);
+  }
 }
 
 /// What a person does with an open panel, and everything that can be seen of it.
@@ -213,6 +251,7 @@ TEST_F(RayService, TheServiceAnswersNonsenseWithSentencesAndGoesOn) {
       {wrong_version, "another version"},
       {cut_short, "shorter than it says"},
       {packed(EvaluateRays{most_rays + 1}), "too many rays"},
+      {packed(ProjectPoints{most_rays + 1}), "too many points"},
       {packed(BeginFrame{1}), "before it was given a scene"},
   };
   std::ofstream in(folder_ / "requests", std::ios::binary);

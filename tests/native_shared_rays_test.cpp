@@ -75,16 +75,28 @@ class PipedRays : public test_support::RayService {
     return all;
   }
 
+  static std::vector<PointQuery> points() {
+    std::vector<PointQuery> all(count);
+    for (std::uint32_t i = 0; i < count; ++i) all[i].world = {static_cast<double>(i) / count, 0.3, 4.0};
+    return all;
+  }
+
+  static void write_message(std::ofstream& in, const std::vector<char>& bytes) {
+    const auto size = static_cast<std::uint32_t>(bytes.size());
+    in.write(reinterpret_cast<const char*>(&size), sizeof size).write(bytes.data(), size);
+  }
+
   /// What the service's program writes when it is offered that memory.
   fs::path answers_to(const fs::path& shared_rays) const {
     std::ofstream in(folder_ / "requests", std::ios::binary);
     for (const auto& bytes :
-         {packed(OpenSession{{}, options_, shared_rays}), packed(BeginFrame{0}), packed(EvaluateRays{count})}) {
-      const auto size = static_cast<std::uint32_t>(bytes.size());
-      in.write(reinterpret_cast<const char*>(&size), sizeof size).write(bytes.data(), size);
-    }
+         {packed(OpenSession{{}, options_, shared_rays}), packed(BeginFrame{0}), packed(EvaluateRays{count})})
+      write_message(in, bytes);
     const std::vector<RayQuery> asked = queries();
     in.write(reinterpret_cast<const char*>(asked.data()), static_cast<std::streamsize>(count * sizeof(RayQuery)));
+    write_message(in, packed(ProjectPoints{count}));
+    const std::vector<PointQuery> places = points();
+    in.write(reinterpret_cast<const char*>(places.data()), static_cast<std::streamsize>(count * sizeof(PointQuery)));
     in.close();
     const auto program = test_support::module_file().parent_path() / "ovicam-ray-service";
     const auto answers = folder_ / "answers";
@@ -111,10 +123,12 @@ class PipedRays : public test_support::RayService {
 
 TEST_F(PipedRays, WithoutSharedMemoryTheyFollowTheMessages) {
   std::vector<RayAnswer> here(count);
+  std::vector<PointAnswer> film_here(count);
   {
     const auto session = open_session(options_);
     session->begin_frame(0);
     session->evaluate(queries(), here);
+    session->project(points(), film_here);
     session->end();
     EXPECT_THROW(session->begin_frame(1), std::runtime_error);
   }
@@ -129,6 +143,13 @@ TEST_F(PipedRays, WithoutSharedMemoryTheyFollowTheMessages) {
     for (std::uint32_t i = 0; i < count; ++i) {
       ASSERT_EQ(there[i].result, here[i].result) << i;
       ASSERT_EQ(there[i].direction, here[i].direction) << i;
+    }
+    next<ProjectPoints::Answer>(out);
+    std::vector<PointAnswer> film(count);
+    ASSERT_TRUE(out.read(reinterpret_cast<char*>(film.data()), static_cast<std::streamsize>(count * sizeof(PointAnswer))));
+    for (std::uint32_t i = 0; i < count; ++i) {
+      ASSERT_EQ(film[i].found, 1) << i;
+      ASSERT_EQ(film[i].film_x, film_here[i].film_x) << i;
     }
     EXPECT_EQ(out.peek(), std::ifstream::traits_type::eof());
   }

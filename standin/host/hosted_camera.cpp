@@ -310,6 +310,13 @@ std::optional<std::pair<double, double>> HostedCamera::project(Vec3 world, doubl
   return std::pair{film->position[0], film->position[1]};
 }
 
+void HostedCamera::project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) const {
+  for (std::size_t i = 0; i < queries.size(); ++i) {
+    const auto film = project(queries[i].world, queries[i].fractional_time, queries[i].eye);
+    answers[i] = film ? PointAnswer{film->first, film->second, 1} : PointAnswer{};
+  }
+}
+
 int HostedCamera::preview(LWDMatrix4 projection, Eye eye, double lens_x, double lens_y) const {
   if (handler_->preview == nullptr) return 0;
   const RunningScope scope(*this);

@@ -27,4 +27,18 @@ struct RayAnswer {
   Vec3 film_normal;
 };
 
+/// A world point in metres that is to be found on the film, at a fraction 0 to 1 of the frame's motion-blur interval.
+struct PointQuery {
+  Vec3 world;
+  double fractional_time = 0.0;
+  Eye eye = Eye::centre;
+};
+
+/// Film metres from the film's centre; meaningless where `found` is 0.
+struct PointAnswer {
+  double film_x = 0.0;
+  double film_y = 0.0;
+  std::int32_t found = 0;
+};
+
 }  // namespace standin

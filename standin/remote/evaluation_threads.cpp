@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 namespace standin {
 namespace {
 
-/// Rays that one thread takes at a time: enough to make up for the taking.
+/// Rays or points that one thread takes at a time: enough to make up for the taking.
 constexpr std::size_t part_size = 1024;
 
 }  // namespace
@@ -30,16 +31,27 @@ void EvaluationThreads::start() {
 }
 
 void EvaluationThreads::evaluate(Session& session, std::span<const RayQuery> queries, std::span<RayAnswer> answers) {
-  if (queries.size() <= part_size) {
-    session.evaluate(queries, answers);
+  share(queries.size(), [&session, queries, answers](std::size_t first, std::size_t count) {
+    session.evaluate(queries.subspan(first, count), answers.subspan(first, count));
+  });
+}
+
+void EvaluationThreads::project(Session& session, std::span<const PointQuery> queries, std::span<PointAnswer> answers) {
+  share(queries.size(), [&session, queries, answers](std::size_t first, std::size_t count) {
+    session.project(queries.subspan(first, count), answers.subspan(first, count));
+  });
+}
+
+void EvaluationThreads::share(std::size_t count, Part part) {
+  if (count <= part_size) {
+    part(0, count);
     return;
   }
   if (helpers_.empty()) start();
   {
     const std::lock_guard lock(mutex_);
-    session_ = &session;
-    queries_ = queries;
-    answers_ = answers;
+    part_ = std::move(part);
+    count_ = count;
     next_ = 0;
     busy_ = helpers_.size();
     failure_ = nullptr;
@@ -67,10 +79,8 @@ void EvaluationThreads::work() {
 
 void EvaluationThreads::take_parts() {
   try {
-    for (std::size_t first = next_.fetch_add(part_size); first < queries_.size(); first = next_.fetch_add(part_size)) {
-      const std::size_t count = std::min(part_size, queries_.size() - first);
-      session_->evaluate(queries_.subspan(first, count), answers_.subspan(first, count));
-    }
+    for (std::size_t first = next_.fetch_add(part_size); first < count_; first = next_.fetch_add(part_size))
+      part_(first, std::min(part_size, count_ - first));
   } catch (...) {
     const std::lock_guard lock(mutex_);
     failure_ = std::current_exception();

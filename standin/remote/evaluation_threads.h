@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <mutex>
 #include <span>
 #include <thread>
@@ -14,8 +15,8 @@
 
 namespace standin {
 
-/// Evaluates a session's rays on all of the machine's processors. The threads are started by the first request that is large
-/// enough for them, and end with this. Threads: one.
+/// Evaluates and projects for a session on all of the machine's processors. The threads are started by the first request that
+/// is large enough for them, and end with this. Threads: one.
 class EvaluationThreads {
  public:
   EvaluationThreads() = default;
@@ -25,11 +26,17 @@ class EvaluationThreads {
 
   /// As Session::evaluate; throws what that throws on any of the threads.
   void evaluate(Session& session, std::span<const RayQuery> queries, std::span<RayAnswer> answers);
+  /// As Session::project of many points.
+  void project(Session& session, std::span<const PointQuery> queries, std::span<PointAnswer> answers);
 
  private:
+  /// Does a part of the request: so many of its queries, from the first on.
+  using Part = std::function<void(std::size_t first, std::size_t count)>;
+
+  void share(std::size_t count, Part part);
   void start();
   void work();
-  /// Takes one part of the rays after the other, until none is left.
+  /// Takes one part of the request after the other, until none is left.
   void take_parts();
 
   std::vector<std::thread> helpers_;
@@ -41,9 +48,8 @@ class EvaluationThreads {
   std::size_t busy_ = 0;
   std::exception_ptr failure_;
   /// Of the request.
-  Session* session_ = nullptr;
-  std::span<const RayQuery> queries_;
-  std::span<RayAnswer> answers_;
+  Part part_;
+  std::size_t count_ = 0;
   std::atomic<std::size_t> next_ = 0;
 };
 

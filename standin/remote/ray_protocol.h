@@ -24,7 +24,7 @@
 namespace standin::ray_protocol {
 
 /// To be raised with every change of a message, so that programs of different builds refuse each other with a sentence.
-constexpr std::uint32_t version = 0x4F56000B;
+constexpr std::uint32_t version = 0x4F56000C;
 /// Rays per request: enough to share the cost of the pipe, and few enough that other threads get their turn.
 constexpr std::size_t most_rays = 16384;
 /// A longer message than this is refused before memory is allocated for it.
@@ -45,7 +45,8 @@ enum class Kind : std::uint8_t {
   set,
   draw_gizmo,
   save,
-  turn
+  turn,
+  project_points
 };
 
 // --- The messages.
@@ -94,6 +95,17 @@ struct EvaluateRays {
 };
 static_assert(std::is_trivially_copyable_v<RayQuery> && sizeof(RayQuery) == 48);
 static_assert(std::is_trivially_copyable_v<RayAnswer> && sizeof(RayAnswer) == 80);
+
+/// As EvaluateRays: points and film positions lie where rays and their answers do.
+struct ProjectPoints {
+  static constexpr Kind kind = Kind::project_points;
+  struct Answer {
+    static constexpr Kind kind = Kind::done;
+  };
+  std::uint32_t count = 0;
+};
+static_assert(std::is_trivially_copyable_v<PointQuery> && sizeof(PointQuery) == 40);
+static_assert(std::is_trivially_copyable_v<PointAnswer> && sizeof(PointAnswer) == 24);
 
 struct ProjectPoint {
   static constexpr Kind kind = Kind::project;
@@ -209,6 +221,11 @@ void serialize(Archive& archive, BeginFrame::Answer& answer) {
 
 template <class Archive>
 void serialize(Archive& archive, EvaluateRays& request) {
+  archive(request.count);
+}
+
+template <class Archive>
+void serialize(Archive& archive, ProjectPoints& request) {
   archive(request.count);
 }
 

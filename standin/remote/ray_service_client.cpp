@@ -371,19 +371,13 @@ class ServiceConnection {
 
   /// One answer per query, for at most `most_rays` of them. Threads take turns.
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) {
-    const std::vector<char> request = packed(EvaluateRays{static_cast<std::uint32_t>(queries.size())});
-    const std::lock_guard lock(mutex_);
-    if (shares_rays_) {
-      std::ranges::copy(queries, shared_->queries().begin());
-      send(request);
-      receive<EvaluateRays::Answer>();
-      std::ranges::copy(shared_->answers().first(answers.size()), answers.begin());
-      return;
-    }
-    send(request);
-    process_.write(queries.data(), queries.size_bytes());
-    receive<EvaluateRays::Answer>();
-    process_.read(answers.data(), answers.size_bytes());
+    exchange<EvaluateRays>(queries, answers,
+                           [](const SharedRays& shared) { return std::pair(shared.queries(), shared.answers()); });
+  }
+  /// The same.
+  void project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) {
+    exchange<ProjectPoints>(queries, answers,
+                            [](const SharedRays& shared) { return std::pair(shared.points(), shared.film_points()); });
   }
 
   /// Through memory where both ends can see it: the pipe copies every ray twice, and under Wine more often.
@@ -408,6 +402,24 @@ class ServiceConnection {
     const auto size = static_cast<std::uint32_t>(message.size());
     process_.write(&size, sizeof size);
     process_.write(message.data(), size);
+  }
+
+  template <class Request, class Query, class Reply, class Places>
+  void exchange(std::span<const Query> queries, std::span<Reply> replies, Places places) {
+    const std::vector<char> request = packed(Request{static_cast<std::uint32_t>(queries.size())});
+    const std::lock_guard lock(mutex_);
+    if (shares_rays_) {
+      const auto [asked, answered] = places(*shared_);
+      std::ranges::copy(queries, asked.begin());
+      send(request);
+      receive<typename Request::Answer>();
+      std::ranges::copy(answered.first(replies.size()), replies.begin());
+      return;
+    }
+    send(request);
+    process_.write(queries.data(), queries.size_bytes());
+    receive<typename Request::Answer>();
+    process_.read(replies.data(), replies.size_bytes());
   }
 
   template <class Answer>
@@ -475,11 +487,17 @@ class RemoteSession : public Session {
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
     if (queries.size() != answers.size()) throw std::runtime_error("A session needs room for one answer per query");
-    while (!queries.empty()) {
-      const std::size_t count = std::min(queries.size(), most_rays);
-      service_.evaluate(queries.first(count), answers.first(count));
-      queries = queries.subspan(count);
-      answers = answers.subspan(count);
+    for (std::size_t first = 0; first < queries.size(); first += most_rays) {
+      const std::size_t count = std::min(queries.size() - first, most_rays);
+      service_.evaluate(queries.subspan(first, count), answers.subspan(first, count));
+    }
+  }
+
+  void project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) override {
+    if (queries.size() != answers.size()) throw std::runtime_error("A session needs room for one answer per point");
+    for (std::size_t first = 0; first < queries.size(); first += most_rays) {
+      const std::size_t count = std::min(queries.size() - first, most_rays);
+      service_.project(queries.subspan(first, count), answers.subspan(first, count));
     }
   }
 

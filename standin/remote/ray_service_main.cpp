@@ -2,6 +2,7 @@
 /// output, until the input ends.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -55,18 +56,19 @@ std::optional<std::vector<char>> read_message() {
   return bytes;
 }
 
-/// A message, and the rays that follow it.
-bool write_message(std::FILE* out, const std::vector<char>& message, std::span<const RayAnswer> rays) {
+/// A message, and the answers to rays or points that follow it.
+bool write_message(std::FILE* out, const std::vector<char>& message, std::span<const std::byte> answers) {
   const auto size = static_cast<std::uint32_t>(message.size());
   return std::fwrite(&size, sizeof size, 1, out) == 1 && std::fwrite(message.data(), 1, size, out) == size &&
-         std::fwrite(rays.data(), sizeof(RayAnswer), rays.size(), out) == rays.size() && std::fflush(out) == 0;
+         std::fwrite(answers.data(), 1, answers.size(), out) == answers.size() && std::fflush(out) == 0;
 }
 
 class Service {
  public:
-  /// The answer's bytes; its rays are in rays() until the next request. Throws with a sentence for a person.
+  /// The answer's bytes; those of rays or points are in more_answers() until the next request. Throws with a sentence for a
+  /// person.
   std::vector<char> answer(std::vector<char> bytes) {
-    rays_ = {};
+    more_answers_ = {};
     MessageReader request(std::move(bytes));
     Kind kind{};
     request(kind);
@@ -80,6 +82,9 @@ class Service {
       case Kind::evaluate:
         evaluate(unpacked<EvaluateRays>(request).count);
         return packed(EvaluateRays::Answer{});
+      case Kind::project_points:
+        project(unpacked<ProjectPoints>(request).count);
+        return packed(ProjectPoints::Answer{});
       case Kind::end:
         unpacked<EndSession>(request);
         return packed(end());
@@ -103,7 +108,7 @@ class Service {
     }
   }
 
-  std::span<const RayAnswer> rays() const { return rays_; }
+  std::span<const std::byte> more_answers() const { return more_answers_; }
 
  private:
   OpenSession::Answer open(const OpenSession& request) {
@@ -137,12 +142,29 @@ class Service {
       threads_.evaluate(session(), shared_->queries().first(count), shared_->answers().first(count));
       return;
     }
-    queries_.resize(count);
-    if (std::fread(queries_.data(), sizeof(RayQuery), count, stdin) != count)
-      throw std::runtime_error("The ray service's input ended within a request");
+    read(queries_, count);
     answers_.resize(count);
     threads_.evaluate(session(), queries_, answers_);
-    rays_ = answers_;
+    more_answers_ = std::as_bytes(std::span(answers_));
+  }
+
+  void project(std::uint32_t count) {
+    if (count > most_rays) throw std::runtime_error("The ray service was asked for too many points at once");
+    if (shared_) {
+      threads_.project(session(), shared_->points().first(count), shared_->film_points().first(count));
+      return;
+    }
+    read(points_, count);
+    film_points_.resize(count);
+    threads_.project(session(), points_, film_points_);
+    more_answers_ = std::as_bytes(std::span(film_points_));
+  }
+
+  template <class Query>
+  static void read(std::vector<Query>& queries, std::uint32_t count) {
+    queries.resize(count);
+    if (std::fread(queries.data(), sizeof(Query), count, stdin) != count)
+      throw std::runtime_error("The ray service's input ended within a request");
   }
 
   ProjectPoint::Answer project(const ProjectPoint& request) const {
@@ -164,8 +186,10 @@ class Service {
   EvaluationThreads threads_;
   std::vector<RayQuery> queries_;
   std::vector<RayAnswer> answers_;
-  /// All the answers of a request that succeeded.
-  std::span<const RayAnswer> rays_;
+  std::vector<PointQuery> points_;
+  std::vector<PointAnswer> film_points_;
+  /// Of a request that succeeded, where they do not lie in shared memory.
+  std::span<const std::byte> more_answers_;
 };
 
 std::vector<char> answer_or_failure(Service& service, std::vector<char> request) {
@@ -184,7 +208,7 @@ int main() {
   Service service;
   while (auto request = read_message()) {
     const std::vector<char> reply = answer_or_failure(service, std::move(*request));
-    if (!write_message(out, reply, service.rays())) return EXIT_FAILURE;
+    if (!write_message(out, reply, service.more_answers())) return EXIT_FAILURE;
   }
   return std::fclose(out) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

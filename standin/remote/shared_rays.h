@@ -10,8 +10,8 @@
 
 namespace standin {
 
-/// Memory of one request's rays, which the ray service and its client both see: a file that both map. One writes while the
-/// other waits for a message, so that nothing more has to be agreed. Threads: one at a time.
+/// Memory of one request's rays or points, which the ray service and its client both see: a file that both map. One writes
+/// while the other waits for a message, so that nothing more has to be agreed. Threads: one at a time.
 class SharedRays {
  public:
   /// Makes a new file in memory; null where this system has no place for one. Removes it again on destruction.
@@ -30,7 +30,13 @@ class SharedRays {
   std::span<RayQuery> queries() const { return {static_cast<RayQuery*>(memory_), most_rays_}; }
   std::span<RayAnswer> answers() const { return {reinterpret_cast<RayAnswer*>(queries().data() + most_rays_), most_rays_}; }
 
+  /// In the same memory: a request has either rays or points.
+  std::span<PointQuery> points() const { return {static_cast<PointQuery*>(memory_), most_rays_}; }
+  std::span<PointAnswer> film_points() const { return {reinterpret_cast<PointAnswer*>(answers().data()), most_rays_}; }
+
  private:
+  static_assert(sizeof(PointQuery) <= sizeof(RayQuery) && sizeof(PointAnswer) <= sizeof(RayAnswer));
+
   SharedRays(void* memory, std::size_t most_rays, std::filesystem::path file)
       : memory_(memory), most_rays_(most_rays), file_(std::move(file)) {}
 

@@ -142,6 +142,18 @@ class LocalSession : public Session {
     return camera_ ? camera_->project(world, fractional_time, eye) : plain_.project(world, 0.0, 0.0, fractional_time, eye);
   }
 
+  void project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) override {
+    if (queries.size() != answers.size()) throw std::runtime_error("A session needs space for one answer per point");
+    if (camera_) {
+      camera_->project(queries, answers);
+      return;
+    }
+    for (std::size_t i = 0; i < queries.size(); ++i) {
+      const auto film = plain_.project(queries[i].world, 0.0, 0.0, queries[i].fractional_time, queries[i].eye);
+      answers[i] = film ? PointAnswer{film->first, film->second, 1} : PointAnswer{};
+    }
+  }
+
   std::vector<ControlDescription> panel() override {
     return camera_ ? describe_panel(host_, camera_->panel()) : std::vector<ControlDescription>();
   }

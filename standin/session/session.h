@@ -84,6 +84,9 @@ class Session {
   /// Film position of a world point, or none. Threads: any number at once.
   virtual std::optional<std::pair<double, double>> project(Vec3 world, double fractional_time, Eye eye) = 0;
 
+  /// The same of many points, one answer per query. Threads: any number at once.
+  virtual void project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) = 0;
+
   // --- The camera's open panel. Threads: one, with no ray asked for meanwhile.
 
   /// The panel's rows with their values at the time of the last frame; none for the host's own perspective camera.

@@ -29,7 +29,7 @@ void read_as(const std::vector<char>& bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::vector<char> bytes(data + 1, data + size);
-  switch (*data % 9) {
+  switch (*data % 10) {
     case 0:
       read_as<OpenSession>(bytes);
       break;
@@ -53,6 +53,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       break;
     case 7:
       read_as<DescribeModule::Answer>(bytes);
+      break;
+    case 9:
+      read_as<ProjectPoints>(bytes);
       break;
     default:
       read_as<Failure>(bytes);

@@ -3,10 +3,13 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -20,6 +23,8 @@
 #include "standin/host/module.h"
 #include "standin/remote/ray_service.h"
 #include "tool/commands/camera_options.h"
+#include "tool/commands/link_stmap.h"
+#include "tool/commands/usage_error.h"
 #include "tool/output/interruption.h"
 #include "tool/output/text_table.h"
 
@@ -83,26 +88,59 @@ struct Reading {
 };
 
 /// The link file through the functions that the module exports.
-class LinkReader {
+class CameraLink {
  public:
-  explicit LinkReader(const std::filesystem::path& module_file) : module_(module_file) {
+  explicit CameraLink(const std::filesystem::path& module_file) : module_(module_file) {
     sidecar_path_ = module_.library().find_as<decltype(QrmLink_SidecarPath)>("QrmLink_SidecarPath");
     read_ = module_.library().find_as<decltype(QrmLink_Read)>("QrmLink_Read");
-    if (sidecar_path_ == nullptr || read_ == nullptr)
+    write_ = module_.library().find_as<decltype(QrmLink_WriteEx6)>("QrmLink_WriteEx6");
+    if (sidecar_path_ == nullptr || read_ == nullptr || write_ == nullptr)
       throw std::runtime_error(module_file.string() + ": the module does not export the camera link functions");
   }
 
   Reading read() const {
-    std::array<char, 1024> path{};
-    if (sidecar_path_(path.data(), static_cast<int>(path.size())) == 0)
-      return {false, "The temporary directory is not known, or its path is too long; set TMPDIR"};
-    const std::filesystem::path file = path.data();
+    const std::filesystem::path file = place();
+    if (file.empty()) return {false, no_place};
     QrmLinkRecord record{};
     if (read_(&record) == 1) return {true, file.string() + '\n' + record_text(record)};
     return {false, file.string() + ": " + trouble(file, record)};
   }
 
+  /// Adds the map to what the file has, or begins one. Lines that are not kept are told on standard error. Throws where the
+  /// file is none of this version: it stays as it is.
+  void publish(const PublishedStMap& map) const {
+    const std::filesystem::path file = place();
+    if (file.empty()) throw std::runtime_error(no_place);
+    std::error_code error;
+    QrmLinkRecord record{};
+    const bool is_there = read_(&record) == 1;
+    const bool is_free = std::filesystem::is_directory(file.parent_path(), error) && !std::filesystem::exists(file, error);
+    if (!is_there && !is_free) throw std::runtime_error(file.string() + ": " + trouble(file, record));
+    if (is_free) {
+      record = {};
+      std::strncpy(record.plugin, "ovicam", sizeof record.plugin - 1);
+      std::strncpy(record.plugin_version, OVICAM_VERSION, sizeof record.plugin_version - 1);
+    }
+    const std::string before = is_there ? text_of(file) : std::string();
+    publish_stmap(write_, record, map);
+    for (const std::string& line : lines_not_kept(before, text_of(file)))
+      std::cerr << "warning: the module does not keep this line of the camera link file: " << line << '\n';
+  }
+
  private:
+  static constexpr const char* no_place = "The temporary directory is not known, or its path is too long; set TMPDIR";
+
+  /// Empty where there is none.
+  std::filesystem::path place() const {
+    std::array<char, 1024> path{};
+    return sidecar_path_(path.data(), static_cast<int>(path.size())) != 0 ? path.data() : "";
+  }
+
+  static std::string text_of(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
   static std::string trouble(const std::filesystem::path& file, const QrmLinkRecord& record) {
     std::error_code error;
     if (!std::filesystem::is_directory(file.parent_path(), error)) return "the temporary directory does not exist; set TMPDIR";
@@ -116,6 +154,7 @@ class LinkReader {
   standin::Module module_;
   decltype(QrmLink_SidecarPath)* sidecar_path_ = nullptr;
   decltype(QrmLink_Read)* read_ = nullptr;
+  decltype(QrmLink_WriteEx6)* write_ = nullptr;
 };
 
 void print(const Reading& reading) {
@@ -123,7 +162,7 @@ void print(const Reading& reading) {
 }
 
 /// Shows the link file now and whenever it changes, until the person interrupts it.
-void watch(const LinkReader& reader) {
+void watch(const CameraLink& reader) {
   expect_interruption();
   std::optional<Reading> shown;
   while (!interrupted()) {
@@ -139,21 +178,27 @@ void watch(const LinkReader& reader) {
 struct Arguments {
   CameraOptions options;
   bool watch = false;
+  std::string stmap;
+  std::optional<double> strength;
+  std::optional<double> blend;
 };
 
 void show_link(const Arguments& arguments) {
+  for (const auto& [option, share] : {std::pair{"--strength", arguments.strength}, std::pair{"--blend", arguments.blend}})
+    if (share && std::isnan(*share)) throw UsageError(std::string(option) + ": give a number from 0 to 1");
   const auto module_file = arguments.options.module_file();
   if (standin::is_windows_binary(module_file)) {
     throw std::runtime_error(
         module_file.string() +
         ": a module for Windows uses the temporary directory of Windows; give the OviCam.so of the same build");
   }
-  const LinkReader reader(module_file);
+  const CameraLink link(module_file);
   if (arguments.watch) {
-    watch(reader);
+    watch(link);
     return;
   }
-  const Reading reading = reader.read();
+  if (!arguments.stmap.empty()) link.publish(checked_stmap(arguments.stmap, arguments.strength, arguments.blend));
+  const Reading reading = link.read();
   if (!reading.has_record) throw std::runtime_error(reading.text);
   print(reading);
 }
@@ -161,11 +206,23 @@ void show_link(const Arguments& arguments) {
 }  // namespace
 
 void add_link_command(CLI::App& app) {
-  auto* command = app.add_subcommand("link", "Shows what the cameras publish in the camera link file.");
-  command->footer("Example:\n  ovicam link --watch");
+  auto* command =
+      app.add_subcommand("link", "Shows what the cameras publish in the camera link file, and adds an ST map to it.");
+  command->footer(
+      "Examples:\n  ovicam link --watch\n  ovicam link --set-stmap lens.undistort.exr --strength 1 --blend 0.5\n"
+      "A map is added to what the file has. The next exposure that a camera publishes replaces the file, without a map.");
   const auto arguments = std::make_shared<Arguments>();
   arguments->options.add_module_to(*command);
   command->add_flag("--watch", arguments->watch, "Shows it again whenever it changes, until interrupted");
+  auto* stmap =
+      command->add_option("--set-stmap", arguments->stmap, "Adds this ST map to the link file, for programs that read it")
+          ->excludes("--watch");
+  command->add_option("--strength", arguments->strength, "Share of the map's displacement, 0 to 1 (default: as before, or 1)")
+      ->check(CLI::Range(0.0, 1.0))
+      ->needs(stmap);
+  command->add_option("--blend", arguments->blend, "Blend of the map with the plain picture, 0 to 1 (default: as before, or 1)")
+      ->check(CLI::Range(0.0, 1.0))
+      ->needs(stmap);
   command->callback([arguments] { show_link(*arguments); });
 }
 

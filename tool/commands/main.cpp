@@ -19,6 +19,7 @@
 #include "tool/commands/render_command.h"
 #include "tool/commands/scene_command.h"
 #include "tool/commands/skybox_command.h"
+#include "tool/commands/stmap_command.h"
 #include "tool/commands/usage_error.h"
 #include "tool/commands/validate_command.h"
 #include "tool/commands/view_command.h"
@@ -79,6 +80,7 @@ int run(int argc, char** argv) {
   tool::add_rays_command(app);
   tool::add_scene_command(app);
   tool::add_skybox_command(app);
+  tool::add_stmap_command(app);
   tool::add_bake_coverage_command(app);
   tool::add_link_command(app);
   tool::add_validate_command(app);

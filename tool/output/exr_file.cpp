@@ -11,6 +11,7 @@
 #include <ImfOutputFile.h>
 #include <ImfStandardAttributes.h>
 #include <ImfStringAttribute.h>
+#include <ImfThreading.h>
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +19,7 @@
 #include <half.h>
 #include <new>
 #include <optional>
+#include <thread>
 #include <utility>
 
 namespace tool {
@@ -82,6 +84,7 @@ void add_facts(Imf::Header& header, const PictureMetadata& metadata) {
   };
   text("tool", metadata.tool_version);
   text("module", metadata.module_version);
+  for (const auto& [name, value] : metadata.more) text(name, value);
   if (metadata.scene.empty()) return;
   text("scene", metadata.scene);
   text("camera", metadata.camera);
@@ -106,6 +109,7 @@ Imf::Header make_header(const ExrLayout& layout) {
   const PixelBox& part = layout.part;
   Imf::Header header(box(0, 0, layout.frame_width, layout.frame_height), box(part.left, part.top, part.width, part.height));
   header.compression() = Imf::ZIP_COMPRESSION;
+  if (layout.quick) header.zipCompressionLevel() = 1;
   for (const ExrChannel& channel : layout.channels)
     header.channels().insert(channel.name, Imf::Channel(channel.half ? Imf::HALF : Imf::FLOAT));
   if (!layout.views.empty()) Imf::addMultiView(header, layout.views);
@@ -122,7 +126,9 @@ std::string name_in_view(const std::string& channel, const std::vector<std::stri
 struct ExrWriter::State {
   State(RandomOutput& to, const ExrLayout& layout)
       : file(&to), stream(to), part(layout.part), channels(layout.channels), next_row(part.top) {
-    output.emplace(stream, make_header(layout));
+    const int threads = layout.quick ? static_cast<int>(std::thread::hardware_concurrency()) : 0;
+    if (threads > Imf::globalThreadCount()) Imf::setGlobalThreadCount(threads);
+    output.emplace(stream, make_header(layout), threads);
   }
 
   RandomOutput* file;

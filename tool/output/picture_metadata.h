@@ -24,6 +24,8 @@ struct PictureMetadata {
   std::string tool_version;
   /// How the frame is lit, where that is not plainly.
   std::string light;
+  /// What a picture of its kind tells besides, as texts by name.
+  std::vector<std::pair<std::string, std::string>> more;
   int frame = 0;
   double time_seconds = 0.0;
   double frames_per_second = 0.0;

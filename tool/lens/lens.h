@@ -1,0 +1,44 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "standin/scene/vector.h"
+
+namespace tool {
+
+/// A place in a frame, in shares of it: 0, 0 is the lower left corner and 1, 1 the upper right one. What lies outside of the
+/// frame goes on beyond these. Without meaning where nothing was found.
+struct FramePlace {
+  double s = 0.0;
+  double t = 0.0;
+  bool found = false;
+};
+
+/// Where a place of a frame looks to: of length one, in the world's axes. Without meaning where nothing was found.
+struct LensDirection {
+  standin::Vec3 towards;
+  bool found = false;
+};
+
+/// What a frame's places look at, and where on the frame a direction is: directions only, wherever the lens stands.
+class Lens {
+ public:
+  Lens() = default;
+  Lens(const Lens&) = delete;
+  Lens& operator=(const Lens&) = delete;
+  virtual ~Lens() = default;
+
+  /// The direction of each place that was found. Failures throw std::runtime_error. Threads: any number at once.
+  virtual void look(std::span<const FramePlace> places, std::span<LensDirection> directions) const = 0;
+  /// The place of each direction that was found. Of several, one. Failures throw std::runtime_error. Threads: any number at
+  /// once.
+  virtual void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const = 0;
+
+  /// Where the lens stands, metres.
+  virtual standin::Vec3 position() const = 0;
+  /// For a person, as what it is: "the perspective of 90 degrees".
+  virtual std::string description() const = 0;
+};
+
+}  // namespace tool
