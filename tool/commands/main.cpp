@@ -17,6 +17,7 @@
 #include "tool/commands/panel_command.h"
 #include "tool/commands/rays_command.h"
 #include "tool/commands/render_command.h"
+#include "tool/commands/reproject_command.h"
 #include "tool/commands/scene_command.h"
 #include "tool/commands/skybox_command.h"
 #include "tool/commands/stmap_command.h"
@@ -81,6 +82,7 @@ int run(int argc, char** argv) {
   tool::add_scene_command(app);
   tool::add_skybox_command(app);
   tool::add_stmap_command(app);
+  tool::add_reproject_command(app);
   tool::add_bake_coverage_command(app);
   tool::add_link_command(app);
   tool::add_validate_command(app);

@@ -1,13 +1,10 @@
 #include "tool/commands/stmap_command.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <numbers>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -21,6 +18,7 @@
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"
 #include "tool/commands/camera_options.h"
+#include "tool/commands/lens_option.h"
 #include "tool/commands/option_text.h"
 #include "tool/commands/usage_error.h"
 #include "tool/commands/warnings.h"
@@ -64,25 +62,6 @@ std::vector<Direction> parse_directions(const std::string& text) {
   throw UsageError("--direction " + text + ": give undistort, distort or both");
 }
 
-/// The number that the text begins with; what follows it is left in `text`.
-std::optional<double> take_number(std::string_view& text) {
-  double number = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || !std::isfinite(number)) return std::nullopt;
-  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-  return number;
-}
-
-double parse_field_radians(const std::string& text) {
-  std::string_view rest = text;
-  const auto number = take_number(rest);
-  const double radians = rest == "rad" ? number.value_or(0.0) : number.value_or(0.0) * std::numbers::pi / 180.0;
-  const bool has_unit = rest.empty() || rest == "deg" || rest == "°" || rest == "rad";
-  if (!number || !has_unit || !(radians >= 1e-4) || !(radians <= std::numbers::pi - 1e-4))
-    throw UsageError("--target-fov " + text + ": give an angle above 0 and below 180 degrees, such as 60deg");
-  return radians;
-}
-
 /// None: automatic.
 std::optional<double> parse_overscan_percent(const std::string& text) {
   if (text == "auto") return std::nullopt;
@@ -99,7 +78,7 @@ struct Plan {
       : directions(parse_directions(arguments.direction)),
         overscan_percent(parse_overscan_percent(arguments.overscan)),
         eye(parse_eye(arguments.eye)) {
-    if (!arguments.target_field.empty()) field_radians = parse_field_radians(arguments.target_field);
+    if (!arguments.target_field.empty()) field_radians = parse_field_radians("--target-fov", arguments.target_field);
     if (arguments.to.empty() == arguments.target_field.empty())
       throw UsageError("give the second lens: either --target-fov for a plain perspective, or --to for another camera");
     const std::filesystem::path output = arguments.output;

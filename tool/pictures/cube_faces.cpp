@@ -7,6 +7,8 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 
+#include "tool/pictures/linear_light.h"
+
 namespace tool {
 namespace {
 
@@ -16,28 +18,6 @@ constexpr double quarter_turn = std::numbers::pi / 2.0;
 /// Along each edge of a pixel; a view that is much larger gets more.
 constexpr int fewest_samples = 2;
 constexpr int most_samples = 32;
-
-float linear_of_srgb(float value) { return value <= 0.04045F ? value / 12.92F : std::pow((value + 0.055F) / 1.055F, 2.4F); }
-float srgb_of_linear(float value) {
-  return value <= 0.0031308F ? 12.92F * value : 1.055F * std::pow(value, 1.0F / 2.4F) - 0.055F;
-}
-
-/// Between numbers as a PNG has them and linear light times alpha, in place.
-void make_linear(std::span<float> samples, std::size_t channels, int alpha) {
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    const std::size_t channel = i % channels;
-    if (static_cast<int>(channel) == alpha) continue;
-    samples[i] = linear_of_srgb(samples[i]) * (alpha < 0 ? 1.0F : samples[i - channel + static_cast<std::size_t>(alpha)]);
-  }
-}
-void make_srgb(std::span<float> samples, std::size_t channels, int alpha) {
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    const std::size_t channel = i % channels;
-    if (static_cast<int>(channel) == alpha) continue;
-    const float opacity = alpha < 0 ? 1.0F : samples[i - channel + static_cast<std::size_t>(alpha)];
-    samples[i] = opacity > 0.0F ? srgb_of_linear(samples[i] / opacity) : 0.0F;
-  }
-}
 
 }  // namespace
 

@@ -1,0 +1,237 @@
+/// `ovicam reproject`: files, lenses by name, and what it refuses.
+
+#include <OpenImageIO/imagebuf.h>
+#include <OpenImageIO/imagebufalgo.h>
+#include <OpenImageIO/imageio.h>
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "standin/scene/scene.h"
+#include "tests/support/paths.h"
+#include "tests/support/tool_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::contents;
+using test_support::names_in;
+using test_support::NativeTool;
+using test_support::Outcome;
+using test_support::quoted;
+using test_support::run_tool;
+using test_support::shipped_module;
+
+fs::path sample_scene() { return test_support::source_folder() / "samples" / "cameras.lws"; }
+std::string lens(const std::string& camera) { return "'" + sample_scene().string() + ":" + camera + "'"; }
+
+/// A file's name is never used twice: OpenImageIO remembers what it has read by its name.
+OIIO::ImageBuf read(const fs::path& file) {
+  OIIO::ImageBuf picture(file.string());
+  EXPECT_TRUE(picture.read(0, 0, true, OIIO::TypeDesc::FLOAT)) << picture.geterror();
+  return picture;
+}
+
+/// Root of the mean square, of colours from 0 to 1, and the share of pixels that are more than 0.1 apart.
+struct Difference {
+  double root_mean_square = 0.0;
+  double share_far = 0.0;
+};
+
+Difference difference(const OIIO::ImageBuf& a, const OIIO::ImageBuf& b) {
+  const OIIO::ROI colours(0, a.spec().width, 0, a.spec().height, 0, 1, 0, 3);
+  const auto result = OIIO::ImageBufAlgo::compare(a, b, 0.1F, 0.1F, colours);
+  return {result.rms_error, static_cast<double>(result.nfail) / (a.spec().width * a.spec().height)};
+}
+
+class Reproject : public NativeTool {
+ protected:
+  Outcome reproject(const std::string& from_file, const std::string& to_file, const std::string& more) const {
+    return run_tool("reproject " + quoted(out(from_file)) + " -o " + quoted(out(to_file)) + " " + more);
+  }
+
+  void render_sample(const std::string& camera, const std::string& file, const std::string& more) const {
+    const Outcome outcome =
+        run_tool("render " + quoted(sample_scene()) + " --camera '" + camera + "' " + more + " -o " + quoted(out(file)));
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  }
+
+  void write(const std::string& file, const OIIO::ImageSpec& layout, float value = 0.5F) const {
+    const auto output = OIIO::ImageOutput::create(out(file).string());
+    ASSERT_TRUE(output && output->open(out(file).string(), layout)) << OIIO::geterror();
+    const std::vector<float> samples(static_cast<std::size_t>(layout.width * layout.height * layout.nchannels), value);
+    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, samples.data())) << output->geterror();
+    ASSERT_TRUE(output->close());
+  }
+};
+
+TEST_F(Reproject, IsWhatARenderThroughTheOtherLensShows) {
+  render_sample("Immersive", "all.exr", "--size 1536x768 --samples 4");
+  const standin::Scene scene = standin::read_scene_file(sample_scene());
+  const double zoom = scene.find_camera("Immersive")->camera->zoom_factor.at(0.0);
+  const std::string field = std::to_string(2.0 * std::atan(16.0 / 9.0 / zoom)) + "rad";
+  struct Case {
+    std::string to;
+    std::string server;
+  };
+  for (const Case& each : {Case{"perspective:" + field, "Perspective"}, Case{"QuorinPanoramicCam", "QuorinPanoramicCam"}}) {
+    render_sample("Immersive", each.server + ".exr", "--size 256x144 --samples 16 --server " + each.server);
+    const Outcome outcome = reproject("all.exr", each.server + " again.exr",
+                                      "--from " + lens("Immersive") + " --to " + each.to + " --size 256x144");
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+    const Difference off = difference(read(out(each.server + " again.exr")), read(out(each.server + ".exr")));
+    EXPECT_LT(off.root_mean_square, 0.05) << each.to;
+    EXPECT_LT(off.share_far, 0.1) << each.to;
+  }
+  // The scale that tells right from wrong.
+  const Outcome other =
+      reproject("all.exr", "other.exr", "--from " + lens("Immersive") + " --to perspective:40 --size 256x144");
+  ASSERT_EQ(other.exit_code, 0) << other.output;
+  EXPECT_GT(difference(read(out("other.exr")), read(out("Perspective.exr"))).root_mean_square, 0.1);
+}
+
+TEST_F(Reproject, ThereAndBackIsThePictureItself) {
+  render_sample("Immersive", "all.exr", "--size 512x256 --samples 9");
+  // Twice as large in between: what is lost then is what filtering twice takes.
+  ASSERT_EQ(
+      reproject("all.exr", "between.exr", "--from " + lens("Immersive") + " --to QuorinImmersiveCam --size 1024x512").exit_code,
+      0);
+  ASSERT_EQ(
+      reproject("between.exr", "back.exr", "--from QuorinImmersiveCam --to " + lens("Immersive") + " --size 512x256").exit_code,
+      0);
+  EXPECT_LT(difference(read(out("back.exr")), read(out("all.exr"))).root_mean_square, 0.03);
+  ASSERT_EQ(reproject("all.exr", "same.exr", "--from " + lens("Immersive") + " --to " + lens("Immersive") + " --size 512x256")
+                .exit_code,
+            0);
+  EXPECT_LT(difference(read(out("same.exr")), read(out("all.exr"))).root_mean_square, 0.003);
+}
+
+/// Kinds of numbers, names and layers are the same as before.
+TEST_F(Reproject, TheFormStays) {
+  OIIO::ImageSpec layers(64, 32, 7, OIIO::TypeDesc::HALF);
+  layers.channelnames = {"R", "G", "B", "A", "Z", "right.R", "N.X"};
+  layers.channelformats = {OIIO::TypeDesc::HALF,  OIIO::TypeDesc::HALF, OIIO::TypeDesc::HALF, OIIO::TypeDesc::HALF,
+                           OIIO::TypeDesc::FLOAT, OIIO::TypeDesc::HALF, OIIO::TypeDesc::HALF};
+  layers.alpha_channel = 3;
+  layers.attribute("comment", "kept");
+  layers.attribute("ovicam/camera", "not true any more");
+  write("layers.exr", layers);
+  ASSERT_EQ(reproject("layers.exr", "layers2.exr", "--from equirectangular --to fisheye180 --size 40x30").exit_code, 0);
+  const auto input = OIIO::ImageInput::open(out("layers2.exr").string());
+  ASSERT_TRUE(input);
+  const OIIO::ImageSpec& now = input->spec();
+  EXPECT_EQ(now.width, 40);
+  EXPECT_EQ(now.height, 30);
+  std::vector<std::string> names = now.channelnames;
+  std::ranges::sort(names);
+  EXPECT_EQ(names, (std::vector<std::string>{"A", "B", "G", "N.X", "R", "Z", "right.R"}));
+  for (int channel = 0; channel < now.nchannels; ++channel)
+    EXPECT_EQ(now.channelformat(channel), now.channel_name(channel) == "Z" ? OIIO::TypeDesc::FLOAT : OIIO::TypeDesc::HALF);
+  EXPECT_EQ(now.get_string_attribute("comment"), "kept");
+  EXPECT_EQ(now.get_string_attribute("ovicam/camera"), "");
+  EXPECT_EQ(now.get_string_attribute("ovicam/reproject/to"), "fisheye180");
+
+  for (const OIIO::TypeDesc kind : {OIIO::TypeDesc::UINT8, OIIO::TypeDesc::UINT16}) {
+    const std::string name = kind == OIIO::TypeDesc::UINT8 ? "8" : "16";
+    OIIO::ImageSpec layout(64, 32, 4, kind);
+    layout.attribute("oiio:UnassociatedAlpha", 1);
+    write(name + ".png", layout);
+    ASSERT_EQ(reproject(name + ".png", name + "b.png", "--from equirectangular --to fisheye180 --size 40x30").exit_code, 0);
+    const auto png = OIIO::ImageInput::open(out(name + "b.png").string());
+    ASSERT_TRUE(png);
+    EXPECT_EQ(png->spec().format, kind);
+    EXPECT_EQ(png->spec().nchannels, 4);
+    const OIIO::ImageBuf picture = read(out(name + "b.png"));
+    // Associated, as it is read here: the colour is half of what is half transparent.
+    EXPECT_NEAR(picture.getchannel(20, 15, 0, 3), 0.5F, 0.01F);
+    EXPECT_EQ(picture.getchannel(0, 0, 0, 3), 0.0F) << "outside of the circle";
+  }
+}
+
+TEST_F(Reproject, APartOfAFrameIsInItsPlace) {
+  render_sample("Immersive", "whole.exr", "--size 256x128 --samples 4");
+  render_sample("Immersive", "part.exr", "--size 256x128 --samples 4 --region 100,40,60,50");
+  for (const std::string name : {"whole", "part"})
+    ASSERT_EQ(reproject(name + ".exr", name + "2.exr", "--from " + lens("Immersive") + " --to perspective:30deg --size 40x30")
+                  .exit_code,
+              0);
+  EXPECT_LT(difference(read(out("whole2.exr")), read(out("part2.exr"))).root_mean_square, 1e-6);
+}
+
+TEST_F(Reproject, ThroughTheShippedModuleIsTheSame) {
+  if (shipped_module().empty()) GTEST_SKIP() << "build/windows holds no OviCam.p with its ray service";
+  render_sample("Immersive", "all.exr", "--size 128x64 --samples 1");
+  const std::string lenses = "--from " + lens("Immersive") + " --to 'QuorinFisheyeCam,FisheyePower=2' --size 64x48";
+  const Outcome here = reproject("all.exr", "here.exr", lenses);
+  ASSERT_EQ(here.exit_code, 0) << here.output;
+  const Outcome there = reproject("all.exr", "there.exr", lenses + " --module " + quoted(shipped_module()));
+  ASSERT_EQ(there.exit_code, 0) << there.output;
+  EXPECT_LT(difference(read(out("here.exr")), read(out("there.exr"))).root_mean_square, 1e-5);
+}
+
+TEST_F(Reproject, RefusesWithASentenceAndLeavesNoFile) {
+  OIIO::ImageSpec layout(16, 8, 3, OIIO::TypeDesc::HALF);
+  write("all.exr", layout);
+  std::ofstream(out("empty.exr")).close();
+  std::ofstream(out("text.exr")) << "no picture";
+  const std::string whole = contents(out("all.exr"));
+  std::ofstream(out("half.exr"), std::ios::binary) << whole.substr(0, whole.size() - 20);
+  struct Case {
+    std::string file;
+    std::string more;
+    int exit_code;
+    std::string sentence;
+  };
+  const std::string sound = "--from equirectangular --to fisheye180";
+  for (const Case& each : {
+           Case{"missing.exr", sound, 1, "there is no such picture"},
+           Case{"empty.exr", sound, 1, "not a picture that can be read"},
+           Case{"text.exr", sound, 1, "not a picture that can be read"},
+           Case{"half.exr", sound, 1, "half.exr: it "},
+           Case{"all.exr", "--from equirectangular --to nowhere", 2, "give a camera of a scene"},
+           Case{"all.exr", "--from equirectangular --to perspective:200", 2, "give an angle above 0"},
+           Case{"all.exr", "--from equirectangular --to perspective:", 2, "give an angle above 0"},
+           Case{"all.exr", "--from equirectangular --to QuorinFisheyeCam,Power", 2, "is not PARAMETER=VALUE"},
+           Case{"all.exr", "--from equirectangular --to QuorinFisheyeCam,FisheyePower=much", 1, "is not a number"},
+           Case{"all.exr", "--from equirectangular --to QuorinNoCam", 1, "QuorinNoCam"},
+           Case{"all.exr", "--from equirectangular --to missing.lws:Camera", 1, "missing.lws"},
+           Case{"all.exr", "--from equirectangular --to " + lens("Nobody"), 1, "has no camera \"Nobody\""},
+           Case{"all.exr", "--from equirectangular --to " + lens(""), 2, "give the name of a camera"},
+           Case{"all.exr", "--from " + lens("Cylinder Upright") + " --to fisheye180", 1, "has no inverse"},
+           Case{"all.exr", "--from " + lens("Skybox Cross") + " --to fisheye180", 1, "skybox split --face"},
+           Case{"all.exr", sound + " --size 0x8", 2, "from 1 to"},
+           Case{"all.exr", sound + " --size 99999x8", 2, "from 1 to"},
+       }) {
+    const Outcome outcome = reproject(each.file, "new.exr", each.more);
+    EXPECT_EQ(outcome.exit_code, each.exit_code) << each.file << ' ' << each.more << ": " << outcome.output;
+    EXPECT_NE(outcome.output.find(each.sentence), std::string::npos) << each.more << ": " << outcome.output;
+    EXPECT_FALSE(fs::exists(out("new.exr"))) << each.more;
+  }
+  EXPECT_EQ(reproject("all.exr", "new.png", sound).exit_code, 2);
+  EXPECT_EQ(reproject("all.exr", "gone/new.exr", sound).exit_code, 1);
+  for (const std::string& name : names_in(folder_)) EXPECT_EQ(name.find("new"), std::string::npos) << name;
+}
+
+/// The picture can be its own successor, and numbers that are none do not spread.
+TEST_F(Reproject, ReplacesItsPictureAndTellsOfBrokenNumbers) {
+  OIIO::ImageSpec layout(16, 8, 3, OIIO::TypeDesc::FLOAT);
+  write("nan.exr", layout, std::numeric_limits<float>::quiet_NaN());
+  const Outcome outcome = reproject("nan.exr", "nan.exr", "--from equirectangular --to fisheye180 --size 12x12");
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+  EXPECT_NE(outcome.output.find("warning: "), std::string::npos) << outcome.output;
+  const OIIO::ImageBuf picture = read(out("nan.exr"));
+  EXPECT_EQ(picture.spec().width, 12);
+  EXPECT_EQ(picture.getchannel(6, 6, 0, 0), 0.0F);
+  write("strict.exr", layout, std::numeric_limits<float>::infinity());
+  const Outcome strict = reproject("strict.exr", "strict2.exr", "--strict --from equirectangular --to fisheye180 --size 12x12");
+  EXPECT_EQ(strict.exit_code, 1) << strict.output;
+  EXPECT_FALSE(fs::exists(out("strict2.exr")));
+}
+
+}  // namespace

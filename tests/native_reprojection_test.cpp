@@ -1,0 +1,225 @@
+/// Pictures whose colour is the direction that they show, seen through other lenses.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "standin/session/session.h"
+#include "tests/support/paths.h"
+#include "tool/lens/camera_lens.h"
+#include "tool/lens/perspective_lens.h"
+#include "tool/lens/plain_lenses.h"
+#include "tool/lens/reprojection.h"
+
+namespace tool {
+namespace {
+
+using standin::Vec3;
+
+/// A picture in memory.
+class MemoryPicture final : public LargePicture {
+ public:
+  MemoryPicture(int width, int height, std::vector<std::string> channels)
+      : width_(width), height_(height), channels_(std::move(channels)) {
+    samples_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * channels_.size());
+  }
+
+  int width() const override { return width_; }
+  int height() const override { return height_; }
+  const std::vector<std::string>& channels() const override { return channels_; }
+  int alpha_channel() const override { return static_cast<int>(channels_.size()) - 1; }
+  bool is_srgb() const override { return false; }
+  void read(const PixelBox& part, std::span<float> samples) const override {
+    if (part.left < 0 || part.top < 0 || part.left + part.width > width_ || part.top + part.height > height_)
+      throw std::runtime_error("a part beyond the picture");
+    for (int row = 0; row < part.height; ++row)
+      std::copy_n(&samples_[index(part.left, part.top + row)], static_cast<std::size_t>(part.width) * channels_.size(),
+                  &samples[static_cast<std::size_t>(row) * static_cast<std::size_t>(part.width) * channels_.size()]);
+  }
+  std::unique_ptr<PictureWriter> create(PictureBytes& /*bytes*/, int /*width*/, int /*height*/,
+                                        const std::vector<std::pair<std::string, std::string>>& /*facts*/) const override {
+    return nullptr;
+  }
+
+  float* pixel(int column, int row) { return &samples_[index(column, row)]; }
+
+ private:
+  std::size_t index(int column, int row) const {
+    return (static_cast<std::size_t>(row) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(column)) *
+           channels_.size();
+  }
+
+  int width_;
+  int height_;
+  std::vector<std::string> channels_;
+  std::vector<float> samples_;
+};
+
+std::vector<LensDirection> pixel_directions(const Lens& lens, int width, int height) {
+  std::vector<FramePlace> places;
+  for (int row = 0; row < height; ++row)
+    for (int column = 0; column < width; ++column) places.push_back({(column + 0.5) / width, 1.0 - (row + 0.5) / height, true});
+  std::vector<LensDirection> directions(places.size());
+  lens.look(places, directions);
+  return directions;
+}
+
+void show_directions(const Lens& lens, MemoryPicture& picture) {
+  const int width = picture.width();
+  const int height = picture.height();
+  const auto directions = pixel_directions(lens, width, height);
+  for (int row = 0; row < height; ++row) {
+    for (int column = 0; column < width; ++column) {
+      const LensDirection& seen = directions[static_cast<std::size_t>(row * width + column)];
+      const Vec3 v = seen.found ? seen.towards : Vec3{};
+      const std::array<float, 4> values{static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z),
+                                        seen.found ? 1.0F : 0.0F};
+      std::ranges::copy(values, picture.pixel(column, row));
+    }
+  }
+}
+
+struct Outcome {
+  double worst = 0.0;
+  int inside = 0;
+  int seen = 0;
+};
+
+/// The new picture against the directions of its own lens, wherever it is wholly within the field.
+Outcome reprojected(const Lens& from, const Lens& to, int from_width, int from_height, int to_width, int to_height) {
+  MemoryPicture picture(from_width, from_height, {"X", "Y", "Z", "A"});
+  show_directions(from, picture);
+  Reprojection reprojection(picture, from, to, to_width, to_height);
+  std::vector<float> samples(static_cast<std::size_t>(to_width) * static_cast<std::size_t>(to_height) * 4);
+  // In two bands, of which the first is not a whole number of blocks.
+  const int first = to_height / 3 + 1;
+  const std::size_t numbers = static_cast<std::size_t>(first) * static_cast<std::size_t>(to_width) * 4;
+  reprojection.fill({0, 0, to_width, first}, std::span(samples).first(numbers));
+  reprojection.fill({0, first, to_width, to_height - first}, std::span(samples).subspan(numbers));
+  const auto directions = pixel_directions(to, to_width, to_height);
+  Outcome outcome;
+  for (std::size_t i = 0; i < directions.size(); ++i) {
+    const float* sample = &samples[4 * i];
+    if (!directions[i].found) continue;
+    ++outcome.seen;
+    if (sample[3] < 0.99999F) continue;
+    ++outcome.inside;
+    const Vec3 v{sample[0], sample[1], sample[2]};
+    outcome.worst = std::max(outcome.worst, length(v - directions[i].towards));
+  }
+  return outcome;
+}
+
+standin::ItemPose turned(double heading, double pitch) {
+  standin::ItemPose pose;
+  pose.forward = {std::sin(heading) * std::cos(pitch), std::sin(pitch), std::cos(heading) * std::cos(pitch)};
+  pose.right = {std::cos(heading), 0.0, -std::sin(heading)};
+  pose.up = cross(pose.forward, pose.right);
+  return pose;
+}
+
+void expect_directions(const Lens& from, const Lens& to, int least_share_percent) {
+  const Outcome outcome = reprojected(from, to, 1600, 800, 300, 190);
+  const std::string pair = from.description() + " to " + to.description();
+  EXPECT_LT(outcome.worst, 2e-3) << pair;
+  EXPECT_GT(outcome.inside * 100, outcome.seen * least_share_percent) << pair;
+}
+
+TEST(Reprojection, DirectionsStayWhatTheyAreFromEquirectangular) {
+  const EquirectangularLens all(standin::ItemPose{});
+  // All of it is there, the seam, both poles and what is nearest to them too.
+  for (const auto& [heading, pitch] :
+       {std::pair{0.0, 0.0}, std::pair{3.1, 0.2}, std::pair{0.5, 1.5707963}, std::pair{2.0, -1.55}, std::pair{-1.3, 0.8}}) {
+    const standin::ItemPose pose = turned(heading, pitch);
+    expect_directions(all, PerspectiveLens(pose, 1.6, 190.0 / 300.0), 100 - 1);
+    expect_directions(all, Fisheye180Lens(pose, 300.0 / 190.0), 97);
+    expect_directions(all, EquirectangularLens(pose), 100 - 1);
+  }
+}
+
+TEST(Reprojection, DirectionsStayWhatTheyAreFromAPartOfThem) {
+  const Fisheye180Lens fisheye(turned(0.3, 0.4), 2.0);
+  const PerspectiveLens plain(turned(0.3, 0.4), 1.7, 0.5);
+  expect_directions(fisheye, PerspectiveLens(turned(0.4, 0.4), 1.2, 190.0 / 300.0), 99);
+  expect_directions(fisheye, EquirectangularLens(standin::ItemPose{}), 45);
+  expect_directions(plain, Fisheye180Lens(turned(0.3, 0.4), 300.0 / 190.0), 15);
+  expect_directions(plain, EquirectangularLens(standin::ItemPose{}), 5);
+  expect_directions(plain, plain, 98);
+}
+
+TEST(Reprojection, DirectionsStayWhatTheyAreThroughTheModulesLenses) {
+  for (const std::string camera : {"Spherical 360", "Fisheye Power 1", "Radial Shift Barrel", "Panoramic", "Immersive",
+                                   "Advanced Panorama Scales", "Stereo Convergence", "Perspective"}) {
+    standin::SessionOptions options;
+    options.scene_file = test_support::source_folder() / "samples" / "cameras.lws";
+    options.module_file = test_support::module_file();
+    options.camera_name = camera;
+    const auto session = standin::open_session(options);
+    const CameraLens lens(*session, session->begin_frame(0), standin::Eye::left, camera);
+    const EquirectangularLens all(standin::ItemPose{});
+    expect_directions(all, lens, 98);
+    expect_directions(lens, all, 1);
+    const PerspectiveLens plain(turned(0.1, 0.1), 1.0, 190.0 / 300.0);
+    expect_directions(lens, plain, 1);
+  }
+}
+
+TEST(Reprojection, KnowsHowEdgesMeet) {
+  const EquirectangularLens all(standin::ItemPose{});
+  EXPECT_TRUE(edges_of(all).goes_round);
+  EXPECT_TRUE(edges_of(all).pole_above);
+  EXPECT_TRUE(edges_of(all).pole_below);
+  const PerspectiveLens plain(standin::ItemPose{}, 1.0, 1.0);
+  EXPECT_FALSE(edges_of(plain).goes_round);
+  EXPECT_FALSE(edges_of(plain).pole_above);
+}
+
+/// A fine pattern becomes grey where it is too fine, and does not shimmer.
+TEST(Reprojection, WhatIsTooFineIsAveraged) {
+  MemoryPicture lines(1024, 512, {"Y", "A"});
+  for (int row = 0; row < 512; ++row) {
+    for (int column = 0; column < 1024; ++column) {
+      lines.pixel(column, row)[0] = (column + row) % 2 == 0 ? 1.0F : 0.0F;
+      lines.pixel(column, row)[1] = 1.0F;
+    }
+  }
+  const EquirectangularLens from(standin::ItemPose{});
+  const PerspectiveLens to(standin::ItemPose{}, 1.6, 1.0);
+  Reprojection reprojection(lines, from, to, 30, 30);
+  std::vector<float> samples(30 * 30 * 2);
+  reprojection.fill({0, 0, 30, 30}, samples);
+  for (std::size_t i = 0; i < samples.size(); i += 2) {
+    EXPECT_NEAR(samples[i], 0.5F, 0.1F) << i;
+    EXPECT_NEAR(samples[i + 1], 1.0F, 1e-4F) << i;
+  }
+}
+
+TEST(Reprojection, NumbersThatAreNoneAreTakenForNothing) {
+  MemoryPicture picture(64, 32, {"Y", "A"});
+  for (int row = 0; row < 32; ++row)
+    for (int column = 0; column < 64; ++column) picture.pixel(column, row)[0] = 0.5F;
+  const EquirectangularLens lens(standin::ItemPose{});
+  std::vector<float> samples(static_cast<std::size_t>(64 * 32 * 2));
+  Reprojection sound(picture, lens, lens, 64, 32);
+  sound.fill({0, 0, 64, 32}, samples);
+  EXPECT_FALSE(sound.has_broken_numbers());
+  picture.pixel(30, 20)[0] = std::numeric_limits<float>::quiet_NaN();
+  picture.pixel(31, 0)[1] = std::numeric_limits<float>::infinity();
+  Reprojection broken(picture, lens, lens, 64, 32);
+  broken.fill({0, 0, 64, 32}, samples);
+  EXPECT_TRUE(broken.has_broken_numbers());
+  for (const float sample : samples) ASSERT_TRUE(std::isfinite(sample));
+  EXPECT_NEAR(samples[(20 * 64 + 40) * 2], 0.5F, 1e-6F);
+  EXPECT_LT(samples[(20 * 64 + 30) * 2], 0.5F);
+}
+
+}  // namespace
+}  // namespace tool

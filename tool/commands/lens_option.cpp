@@ -1,0 +1,156 @@
+#include "tool/commands/lens_option.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+#include <stdexcept>
+
+#include "standin/host/plain_camera.h"
+#include "standin/remote/ray_service.h"
+#include "tool/commands/usage_error.h"
+#include "tool/lens/camera_lens.h"
+#include "tool/lens/perspective_lens.h"
+#include "tool/lens/plain_lenses.h"
+
+namespace tool {
+namespace {
+
+constexpr std::string_view scene_end = ".lws:";
+
+CameraOptions options_of(const LensChoice& choice, const CameraOptions& options) {
+  CameraOptions of_camera = options;
+  of_camera.scene = choice.scene;
+  of_camera.camera = choice.camera;
+  return of_camera;
+}
+
+/// A scene of one camera, at rest, with the server.
+standin::Scene scene_of(const LensChoice& choice) {
+  standin::Item camera;
+  camera.kind = standin::ItemKind::camera;
+  camera.id = 0x30000000U;
+  camera.name = choice.server;
+  camera.camera.emplace();
+  if (choice.server != standin::own_camera_name)
+    camera.camera->handler = standin::PluginBlock{"CameraHandler", 1, choice.server, {}};
+  standin::Scene scene;
+  scene.items.push_back(camera);
+  return scene;
+}
+
+}  // namespace
+
+std::optional<double> take_number(std::string_view& text) {
+  double number = 0.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || !std::isfinite(number)) return std::nullopt;
+  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  return number;
+}
+
+double parse_field_radians(const std::string& option, const std::string& text) {
+  std::string_view rest = text;
+  const auto number = take_number(rest);
+  const double radians = rest == "rad" ? number.value_or(0.0) : number.value_or(0.0) * std::numbers::pi / 180.0;
+  const bool has_unit = rest.empty() || rest == "deg" || rest == "°" || rest == "rad";
+  if (!number || !has_unit || !(radians >= 1e-4) || !(radians <= std::numbers::pi - 1e-4))
+    throw UsageError(option + " " + text + ": give an angle above 0 and below 180 degrees, such as 60deg");
+  return radians;
+}
+
+LensChoice parse_lens(const std::string& option, const std::string& text) {
+  LensChoice choice;
+  if (const std::size_t end = text.find(scene_end); end != std::string::npos) {
+    choice.kind = LensChoice::Kind::scene_camera;
+    choice.scene = text.substr(0, end + scene_end.size() - 1);
+    choice.camera = text.substr(end + scene_end.size());
+    if (choice.camera.empty()) throw UsageError(option + " " + text + ": give the name of a camera after the colon");
+    return choice;
+  }
+  if (text == "equirectangular") return choice;
+  if (text == "fisheye180") {
+    choice.kind = LensChoice::Kind::fisheye180;
+    return choice;
+  }
+  if (constexpr std::string_view perspective = "perspective:"; text.starts_with(perspective)) {
+    choice.kind = LensChoice::Kind::perspective;
+    choice.field_radians = parse_field_radians(option + " perspective:", text.substr(perspective.size()));
+    return choice;
+  }
+  choice.kind = LensChoice::Kind::server;
+  choice.server = text.substr(0, text.find(','));
+  for (std::size_t start = choice.server.size(); start < text.size();) {
+    const std::size_t end = std::min(text.find(',', start + 1), text.size());
+    const std::string setting = text.substr(start + 1, end - start - 1);
+    const std::size_t equals = setting.find('=');
+    if (equals == std::string::npos || equals == 0)
+      throw UsageError(option + " " + text + ": \"" + setting + "\" is not PARAMETER=VALUE");
+    choice.settings.emplace_back(setting.substr(0, equals), setting.substr(equals + 1));
+    start = end;
+  }
+  const bool is_server = choice.server.starts_with("Quorin") || choice.server == standin::own_camera_name;
+  if (!is_server) {
+    throw UsageError(option + " " + text +
+                     ": give a camera of a scene (scene.lws:Name), a server with values (QuorinFisheyeCam,FisheyePower=2), "
+                     "equirectangular, fisheye180 or perspective:90deg");
+  }
+  return choice;
+}
+
+std::optional<PictureSize> size_of(const LensChoice& choice) {
+  if (choice.kind != LensChoice::Kind::scene_camera) return std::nullopt;
+  const CameraOptions options = options_of(choice, {});
+  const standin::Scene scene = options.read_scene();
+  return picture_size("", *options.find_camera(scene).camera, choice.scene);
+}
+
+OpenLens open_lens(const LensChoice& choice, const CameraOptions& options, std::optional<int> frame, PictureSize size,
+                   standin::Eye eye, bool elsewhere, Warnings& warnings) {
+  OpenLens opened;
+  const double width_over_height = static_cast<double>(size.width) / size.height;
+  switch (choice.kind) {
+    case LensChoice::Kind::equirectangular:
+      opened.lens = std::make_unique<EquirectangularLens>(standin::ItemPose{});
+      return opened;
+    case LensChoice::Kind::fisheye180:
+      opened.lens = std::make_unique<Fisheye180Lens>(standin::ItemPose{}, width_over_height);
+      return opened;
+    case LensChoice::Kind::perspective:
+      opened.lens = std::make_unique<PerspectiveLens>(standin::ItemPose{}, choice.field_radians, 1.0 / width_over_height);
+      return opened;
+    case LensChoice::Kind::scene_camera:
+    case LensChoice::Kind::server:
+      break;
+  }
+  CameraOptions of_camera = options_of(choice, options);
+  if (choice.kind == LensChoice::Kind::server) {
+    opened.folder = std::make_unique<standin::ScratchFolder>("lens");
+    of_camera.scene = (opened.folder->path() / "lens.lws").string();
+    standin::write_scene_file(scene_of(choice), of_camera.scene);
+  }
+  const standin::Scene scene = of_camera.read_scene();
+  const standin::Item& item = of_camera.find_camera(scene);
+  standin::SessionOptions session = of_camera.session_options();
+  session.settings = choice.settings;
+  session.width_pixels = size.width;
+  session.height_pixels = size.height;
+  opened.session = elsewhere ? standin::open_remote_session(session) : standin::open_session_for(session);
+  const standin::FrameSetup setup = opened.session->begin_frame(frame.value_or(scene.first_frame));
+  if (!(setup.film_width > 0.0 && setup.film_height > 0.0))
+    throw std::runtime_error("camera \"" + item.name + "\" has a film without a size; give it one in the scene");
+  opened.server = setup.server_name;
+  const std::string server = setup.server_name.empty() ? "the host's own" : setup.server_name;
+  const bool of_scene = choice.kind == LensChoice::Kind::scene_camera;
+  if (!of_scene && setup.server_name != choice.server && choice.server != standin::own_camera_name)
+    throw std::runtime_error("the module has no camera server \"" + choice.server +
+                             "\"; \"ovicam info\" lists those that it has");
+  if (of_scene) warnings.add(scene);
+  warnings.add(*opened.session);
+  const std::string name = of_scene ? "camera \"" + item.name + "\" (" + server + ")" : "the camera server " + server;
+  opened.lens = std::make_unique<CameraLens>(*opened.session, setup, eye, name);
+  if (of_scene) opened.pose = standin::with_unit_axes(scene.world_pose(item, setup.start_seconds));
+  return opened;
+}
+
+}  // namespace tool

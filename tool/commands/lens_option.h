@@ -1,0 +1,63 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "standin/remote/scratch_folder.h"
+#include "standin/scene/scene.h"
+#include "standin/session/session.h"
+#include "tool/commands/camera_options.h"
+#include "tool/commands/option_text.h"
+#include "tool/commands/warnings.h"
+#include "tool/lens/lens.h"
+
+namespace tool {
+
+/// The number that the text begins with, and is finite; what follows it is left in `text`.
+std::optional<double> take_number(std::string_view& text);
+
+/// A horizontal field of view in degrees, or with a unit. Throws UsageError, which begins with the option, for what a plain
+/// perspective cannot have.
+double parse_field_radians(const std::string& option, const std::string& text);
+
+/// What --from and --to of `ovicam reproject` name.
+struct LensChoice {
+  enum class Kind { scene_camera, server, equirectangular, perspective, fisheye180 };
+  Kind kind = Kind::equirectangular;
+  /// Of a camera of a scene.
+  std::string scene;
+  std::string camera;
+  /// Of a server with values.
+  std::string server;
+  std::vector<std::pair<std::string, std::string>> settings;
+  /// Of a perspective.
+  double field_radians = 0.0;
+};
+
+/// Throws UsageError, which tells what can be given.
+LensChoice parse_lens(const std::string& option, const std::string& text);
+
+/// A lens that was opened, with all that it lives on.
+struct OpenLens {
+  std::unique_ptr<standin::ScratchFolder> folder;
+  std::unique_ptr<standin::Session> session;
+  std::unique_ptr<Lens> lens;
+  /// Of a camera; empty for the host's own.
+  std::string server;
+  /// Of a scene's camera.
+  std::optional<standin::ItemPose> pose;
+};
+
+/// The size of a scene's camera, as the scene has it; none for other lenses. Throws std::runtime_error.
+std::optional<PictureSize> size_of(const LensChoice& choice);
+
+/// Opens the lens for a frame of that size. There is one host in a process: where there is one already, `elsewhere` opens the
+/// camera in another. Throws std::runtime_error with a sentence.
+OpenLens open_lens(const LensChoice& choice, const CameraOptions& options, std::optional<int> frame, PictureSize size,
+                   standin::Eye eye, bool elsewhere, Warnings& warnings);
+
+}  // namespace tool

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <string>
+
+#include "standin/scene/vector.h"
+#include "tool/lens/lens.h"
+
+namespace tool {
+
+/// All round and from pole to pole: s is the azimuth, from half a turn to the left to half a turn to the right, t the
+/// elevation. Formula: the plate carree (equirectangular) projection.
+class EquirectangularLens final : public Lens {
+ public:
+  /// The pose's axes have length one.
+  explicit EquirectangularLens(const standin::ItemPose& pose) : pose_(pose) {}
+
+  void look(std::span<const FramePlace> places, std::span<LensDirection> directions) const override;
+  void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const override;
+  standin::Vec3 position() const override { return pose_.position; }
+  std::string description() const override { return "equirectangular"; }
+
+ private:
+  standin::ItemPose pose_;
+};
+
+/// The half of all directions that lies ahead, as a circle that touches the frame's shorter sides; around it, nothing. Formula:
+/// the equidistant projection.
+class Fisheye180Lens final : public Lens {
+ public:
+  /// The pose's axes have length one. `width_over_height`: of the frame as it is seen.
+  Fisheye180Lens(const standin::ItemPose& pose, double width_over_height);
+
+  void look(std::span<const FramePlace> places, std::span<LensDirection> directions) const override;
+  void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const override;
+  standin::Vec3 position() const override { return pose_.position; }
+  std::string description() const override { return "fisheye180"; }
+
+ private:
+  standin::ItemPose pose_;
+  /// Of the frame, in radii of the circle.
+  double half_width_;
+  double half_height_;
+};
+
+/// Another lens with its directions in the axes of a pose, in place of the world's.
+class LensInPose final : public Lens {
+ public:
+  /// The lens must outlive this; the pose's axes have length one.
+  LensInPose(const Lens& lens, const standin::ItemPose& pose) : lens_(lens), pose_(pose) {}
+
+  void look(std::span<const FramePlace> places, std::span<LensDirection> directions) const override;
+  void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const override;
+  standin::Vec3 position() const override { return {}; }
+  std::string description() const override { return lens_.description(); }
+
+ private:
+  const Lens& lens_;
+  standin::ItemPose pose_;
+};
+
+}  // namespace tool

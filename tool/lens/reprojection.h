@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "tool/lens/lens.h"
+#include "tool/output/pixel_box.h"
+#include "tool/pictures/large_picture.h"
+
+namespace tool {
+
+/// How the edges of a lens's frame meet.
+struct FrameEdges {
+  /// The left edge looks where the right one does.
+  bool goes_round = false;
+  /// The whole edge looks in one direction.
+  bool pole_above = false;
+  bool pole_below = false;
+};
+
+/// What the lens's directions say of its frame's edges. Throws what the lens throws. Threads: any.
+FrameEdges edges_of(const Lens& lens);
+
+/// A picture seen through another lens. Each pixel is the mean of the picture over what the pixel sees: of as many samples as
+/// the lenses' mapping needs there, each between the centres of pixels. Colours of sRGB are mixed as linear light.
+class Reprojection {
+ public:
+  /// Everything must outlive this. `to_width` and `to_height`: of the new frame, pixels. Throws what lenses and picture throw.
+  Reprojection(const LargePicture& picture, const Lens& from, const Lens& to, int to_width, int to_height);
+
+  /// All channels of a part of the new frame, row by row from the top; 0 where it sees nothing of the picture. Uses all threads
+  /// of the caller's TBB arena. Throws what the lenses and the picture throw. Threads: one.
+  void fill(PixelBox part, std::span<float> samples);
+
+  /// Whether numbers of the picture were none, or infinite, and were taken for 0.
+  bool has_broken_numbers() const { return broken_; }
+  /// Whether a pixel saw something of the picture.
+  bool has_seen() const { return seen_; }
+
+ private:
+  /// A place in pixels of the picture, from the centre of its upper left one to the right and down.
+  struct PicturePoint {
+    double column = 0.0;
+    double row = 0.0;
+    bool found = false;
+  };
+  struct Footprint;
+  class Pixels;
+
+  void fill_block(PixelBox block, PixelBox part, std::span<float> samples);
+  std::vector<PicturePoint> points(std::span<const FramePlace> seen_at) const;
+  void move_near(PicturePoint& point, double column) const;
+  std::vector<Footprint> footprints(PixelBox block) const;
+  void read(const PixelBox& box, std::span<float> samples);
+
+  const LargePicture& picture_;
+  const Lens& from_;
+  const Lens& to_;
+  int to_width_;
+  int to_height_;
+  int width_;
+  int height_;
+  std::size_t channels_;
+  FrameEdges edges_;
+  /// The picture's rows next to its poles; empty where it has none.
+  std::vector<float> first_row_;
+  std::vector<float> last_row_;
+  std::atomic<bool> broken_ = false;
+  std::atomic<bool> seen_ = false;
+};
+
+}  // namespace tool

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tool/output/pixel_box.h"
+
+namespace tool {
+
+/// Where the bytes of a new picture go. Failures throw. Threads: one.
+class PictureBytes {
+ public:
+  PictureBytes() = default;
+  PictureBytes(const PictureBytes&) = delete;
+  PictureBytes& operator=(const PictureBytes&) = delete;
+  virtual ~PictureBytes() = default;
+
+  virtual void write(std::span<const std::byte> bytes) = 0;
+  /// Bytes from the start to where the next one is written.
+  virtual void move_to(std::uint64_t position) = 0;
+};
+
+/// A new picture in the form of another: its kind of file and of numbers, its channels and what it says of itself.
+class PictureWriter {
+ public:
+  PictureWriter() = default;
+  PictureWriter(const PictureWriter&) = delete;
+  PictureWriter& operator=(const PictureWriter&) = delete;
+  virtual ~PictureWriter() = default;
+
+  /// The next whole rows from the top, each pixel with all its channels. Throws std::runtime_error. Threads: one.
+  virtual void write_rows(std::span<const float> samples) = 0;
+  /// After the last row: nothing is written any more.
+  virtual void finish() = 0;
+};
+
+/// A picture that is read part by part, so that it may be larger than the memory that it takes.
+class LargePicture {
+ public:
+  LargePicture() = default;
+  LargePicture(const LargePicture&) = delete;
+  LargePicture& operator=(const LargePicture&) = delete;
+  virtual ~LargePicture() = default;
+
+  /// Of the whole frame, which the file may hold only a part of.
+  virtual int width() const = 0;
+  virtual int height() const = 0;
+  virtual const std::vector<std::string>& channels() const = 0;
+  /// Index of a channel; -1: there is none.
+  virtual int alpha_channel() const = 0;
+  /// Whether the numbers are those of sRGB rather than of linear light, and colours are not multiplied by alpha.
+  virtual bool is_srgb() const = 0;
+
+  /// The pixels of a part of the frame, row by row from the top, each with all its channels; 1 is white. What the file does not
+  /// hold is 0. Throws std::runtime_error. Threads: any number at once.
+  virtual void read(const PixelBox& part, std::span<float> samples) const = 0;
+
+  /// A picture of another size, whose frame it fills. What the old one says of its camera is left out; `facts` are added, as
+  /// texts by name. The bytes' place must outlive the writer. Throws std::runtime_error. Threads: one.
+  virtual std::unique_ptr<PictureWriter> create(PictureBytes& bytes, int width, int height,
+                                                const std::vector<std::pair<std::string, std::string>>& facts) const = 0;
+};
+
+/// Opens a PNG or EXR, or whatever else is installed for. Throws std::runtime_error with a sentence for a person. Threads: one.
+std::unique_ptr<LargePicture> open_picture(const std::filesystem::path& file);
+
+}  // namespace tool

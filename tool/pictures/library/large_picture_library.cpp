@@ -1,0 +1,175 @@
+/// What reads pictures part by part, in the library that is loaded for it: see open_picture.
+
+#include <OpenImageIO/filesystem.h>
+#include <OpenImageIO/imagecache.h>
+#include <OpenImageIO/imageio.h>
+#include <algorithm>
+#include <cstddef>
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tool/output/picture.h"
+#include "tool/pictures/large_picture.h"
+
+namespace {
+
+/// Of decoded pixels.
+constexpr float most_megabytes = 192.0F;
+/// Rows that are decoded at once where a picture is not stored in tiles.
+constexpr int rows_at_once = 64;
+
+/// OpenImageIO's way to those bytes. It must not meet an exception: the first is kept.
+class FileProxy final : public OIIO::Filesystem::IOProxy {
+ public:
+  explicit FileProxy(tool::PictureBytes& file) : IOProxy("picture", Write), file_(file) {}
+
+  const char* proxytype() const override { return "file"; }
+  bool seek(int64_t offset) override {
+    m_pos = offset;
+    size_ = std::max(size_, m_pos);
+    return guarded([&] { file_.move_to(static_cast<std::uint64_t>(offset)); });
+  }
+  size_t write(const void* bytes, size_t count) override {
+    const bool written = guarded([&] { file_.write({static_cast<const std::byte*>(bytes), count}); });
+    if (!written) return 0;
+    m_pos += static_cast<int64_t>(count);
+    size_ = std::max(size_, m_pos);
+    return count;
+  }
+  size_t size() const override { return static_cast<size_t>(size_); }
+
+  void throw_if_failed() const {
+    if (failed_) std::rethrow_exception(failed_);
+  }
+
+ private:
+  template <class Step>
+  bool guarded(Step&& step) {
+    if (failed_) return false;
+    try {
+      step();
+      return true;
+    } catch (...) {
+      failed_ = std::current_exception();
+      return false;
+    }
+  }
+
+  tool::PictureBytes& file_;
+  int64_t size_ = 0;
+  std::exception_ptr failed_;
+};
+
+class Writer final : public tool::PictureWriter {
+ public:
+  Writer(tool::PictureBytes& file, const std::string& format, const OIIO::ImageSpec& layout)
+      : proxy_(file), output_(OIIO::ImageOutput::create(format)), layout_(layout) {
+    if (!output_ || !output_->supports("ioproxy"))
+      throw std::runtime_error("no picture of this format can be written; give a PNG or EXR file to begin with");
+    if (!output_->set_ioproxy(&proxy_) || !output_->open("picture." + format, layout)) fail();
+  }
+  ~Writer() override {
+    if (output_) output_->close();
+  }
+
+  void write_rows(std::span<const float> samples) override {
+    const std::size_t row = static_cast<std::size_t>(layout_.width) * static_cast<std::size_t>(layout_.nchannels);
+    const int end = next_ + static_cast<int>(samples.size() / row);
+    if (!output_->write_scanlines(next_, end, 0, OIIO::TypeDesc::FLOAT, samples.data())) fail();
+    proxy_.throw_if_failed();
+    next_ = end;
+  }
+
+  void finish() override {
+    const bool closed = output_->close();
+    proxy_.throw_if_failed();
+    if (!closed) fail();
+    output_.reset();
+  }
+
+ private:
+  [[noreturn]] void fail() {
+    proxy_.throw_if_failed();
+    throw std::runtime_error("the picture cannot be written: " + output_->geterror());
+  }
+
+  FileProxy proxy_;
+  std::unique_ptr<OIIO::ImageOutput> output_;
+  OIIO::ImageSpec layout_;
+  int next_ = 0;
+};
+
+class Picture final : public tool::LargePicture {
+ public:
+  explicit Picture(const std::string& file) : file_(file), name_(file), cache_(OIIO::ImageCache::create(false)) {
+    cache_->attribute("max_memory_MB", most_megabytes);
+    cache_->attribute("autotile", rows_at_once);
+    cache_->attribute("unassociatedalpha", 1);
+    cache_->attribute("failure_retries", 0);
+    int parts = 0;
+    if (!cache_->get_imagespec(name_, layout_, 0, 0, true) ||
+        !cache_->get_image_info(name_, 0, 0, OIIO::ustring("subimages"), OIIO::TypeDesc::INT, &parts)) {
+      cache_->geterror();
+      refuse("it is not a picture that can be read; give a PNG or EXR file");
+    }
+    if (parts > 1) refuse("it has several parts; give one of them as a file of its own");
+    if (layout_.full_width > tool::largest_picture_side || layout_.full_height > tool::largest_picture_side ||
+        layout_.depth > 1)
+      refuse("it is larger than " + std::to_string(tool::largest_picture_side) + " pixels");
+    if (layout_.full_width < 1 || layout_.full_height < 1) refuse("it has no pixels");
+    OIIO::ustring format;
+    cache_->get_image_info(name_, 0, 0, OIIO::ustring("fileformat"), OIIO::TypeDesc::STRING, &format);
+    format_ = format.string();
+  }
+  ~Picture() override { OIIO::ImageCache::destroy(cache_); }
+
+  int width() const override { return layout_.full_width; }
+  int height() const override { return layout_.full_height; }
+  const std::vector<std::string>& channels() const override { return layout_.channelnames; }
+  int alpha_channel() const override { return layout_.alpha_channel; }
+  bool is_srgb() const override { return format_ == "png"; }
+
+  void read(const tool::PixelBox& part, std::span<float> samples) const override {
+    const int left = layout_.full_x + part.left;
+    const int top = layout_.full_y + part.top;
+    if (!cache_->get_pixels(name_, 0, 0, left, left + part.width, top, top + part.height, 0, 1, OIIO::TypeDesc::FLOAT,
+                            samples.data()))
+      refuse("it cannot be read to its end: " + cache_->geterror());
+  }
+
+  std::unique_ptr<tool::PictureWriter> create(tool::PictureBytes& file, int width, int height,
+                                              const std::vector<std::pair<std::string, std::string>>& facts) const override {
+    OIIO::ImageSpec layout = layout_;
+    layout.x = layout.y = layout.full_x = layout.full_y = 0;
+    layout.width = layout.full_width = width;
+    layout.height = layout.full_height = height;
+    layout.tile_width = layout.tile_height = layout.tile_depth = 0;
+    // True of the old lens only.
+    layout.erase_attribute("worldtocamera");
+    layout.erase_attribute("worldtoscreen");
+    layout.erase_attribute("worldToNDC");
+    layout.erase_attribute("PixelAspectRatio");
+    layout.erase_attribute("ovicam/.*");
+    layout.attribute("oiio:UnassociatedAlpha", is_srgb() ? 1 : 0);
+    for (const auto& [name, text] : facts) layout.attribute(name, text);
+    return std::make_unique<Writer>(file, format_, layout);
+  }
+
+ private:
+  [[noreturn]] void refuse(const std::string& reason) const { throw std::runtime_error(file_ + ": " + reason); }
+
+  std::string file_;
+  OIIO::ustring name_;
+  OIIO::ImageCache* cache_;
+  OIIO::ImageSpec layout_;
+  std::string format_;
+};
+
+}  // namespace
+
+extern "C" [[gnu::visibility("default")]] tool::LargePicture* ovicam_open_picture(const char* file) {
+  return new Picture(file);
+}

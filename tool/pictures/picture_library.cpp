@@ -1,0 +1,23 @@
+#include "tool/pictures/picture_library.h"
+
+#include <dlfcn.h>
+#include <stdexcept>
+
+#include "standin/remote/program_file.h"
+
+namespace tool {
+
+void* picture_library_function(const char* name) {
+  static const auto library = standin::program_file("ovicam-pictures.so");
+  // It is never unloaded: the libraries behind it leave threads and functions for the process's end.
+  static void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* function = handle != nullptr ? dlsym(handle, name) : nullptr;
+  if (function == nullptr) {
+    const char* reason = dlerror();
+    throw std::runtime_error("pictures cannot be read without " + library.string() +
+                             ", which is built with this program: " + (reason != nullptr ? reason : "it was not loaded"));
+  }
+  return function;
+}
+
+}  // namespace tool
