@@ -81,6 +81,13 @@ std::optional<std::pair<double, double>> PlainCamera::project(Vec3 world, double
   return std::pair{(start_x + (x - start_x) * to_focus) * to_film, (start_y + (y - start_y) * to_focus) * to_film};
 }
 
+void PlainCamera::project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) const {
+  for (std::size_t i = 0; i < queries.size(); ++i) {
+    const auto film = project(queries[i].world, 0.0, 0.0, queries[i].fractional_time, queries[i].eye);
+    answers[i] = film ? PointAnswer{film->first, film->second, 1} : PointAnswer{};
+  }
+}
+
 void PlainCamera::preview(LWDMatrix4 projection) const {
   std::fill_n(&projection[0][0], sizeof(LWDMatrix4) / sizeof(double), 0.0);
   projection[0][0] = film_distance_ / half_film_width_;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "sdk/types.h"
@@ -24,6 +25,8 @@ class PlainCamera {
   /// Film metres; none when the point is not in front of the lens.
   std::optional<std::pair<double, double>> project(Vec3 world, double lens_x, double lens_y, double fractional_time,
                                                    Eye eye) const;
+  /// The same of many points through the lens's centre; as many answers as queries.
+  void project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) const;
   /// Camera space to the unit cube of the view, for column vectors: x and y of the film edges become -1 and 1.
   void preview(LWDMatrix4 projection) const;
 

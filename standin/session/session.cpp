@@ -144,14 +144,10 @@ class LocalSession : public Session {
 
   void project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) override {
     if (queries.size() != answers.size()) throw std::runtime_error("A session needs space for one answer per point");
-    if (camera_) {
+    if (camera_)
       camera_->project(queries, answers);
-      return;
-    }
-    for (std::size_t i = 0; i < queries.size(); ++i) {
-      const auto film = plain_.project(queries[i].world, 0.0, 0.0, queries[i].fractional_time, queries[i].eye);
-      answers[i] = film ? PointAnswer{film->first, film->second, 1} : PointAnswer{};
-    }
+    else
+      plain_.project(queries, answers);
   }
 
   std::vector<ControlDescription> panel() override {

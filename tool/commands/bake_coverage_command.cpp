@@ -29,7 +29,7 @@ constexpr const char* baking_server = "QuorinBakingCam";
 constexpr Pixel covered{1.0F, 1.0F, 1.0F, 1.0F};
 constexpr Pixel uncovered{0.01F, 0.012F, 0.02F, 1.0F};
 
-struct Arguments {
+struct BakeCoverageArguments {
   CameraOptions camera;
   std::string size;
   std::string picture;
@@ -58,7 +58,7 @@ std::size_t show_row(standin::Session& session, std::span<const standin::RayQuer
   return static_cast<std::size_t>(std::ranges::count_if(answers, is_covered));
 }
 
-void write_coverage(const Arguments& arguments) {
+void write_coverage(const BakeCoverageArguments& arguments) {
   if (!arguments.camera.server.empty() && arguments.camera.server != baking_server)
     throw UsageError("--server " + arguments.camera.server + ": only " + baking_server + " shows coverage");
   if (!PictureFile::is_picture_name(arguments.picture))
@@ -107,7 +107,7 @@ void add_bake_coverage_command(CLI::App& app) {
       "Example:\n  ovicam bake-coverage samples/cameras.lws --camera Baking -o coverage.png\n"
       "Covered pixels are white. --set Mesh=NAME and --set \"UV Map\"=NAME choose what is shown; with --set \"Bake "
       "surroundings\"=1 the polygons' edges count as well as their corners.");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<BakeCoverageArguments>();
   arguments->camera.add_to(*command);
   command->add_option("--size", arguments->size, "WIDTHxHEIGHT in pixels (default: as the scene has it)");
   command->add_option("-o,--output", arguments->picture, "Picture, .png or .exr")->required();

@@ -27,7 +27,7 @@ std::string hexadecimal(std::uint32_t number) {
   return text.str();
 }
 
-std::string decimal(double number) {
+std::string ten_digits(double number) {
   std::ostringstream text;
   text << std::setprecision(10) << number;
   return text.str();
@@ -62,7 +62,7 @@ void write_camera(const standin::CameraDescription& camera) {
   TextTable parameters;
   parameters.add_row({"Channel", "Default"});
   for (const auto& parameter : camera.parameters)
-    parameters.add_row({parameter.channel_name, decimal(parameter.default_value)});
+    parameters.add_row({parameter.channel_name, ten_digits(parameter.default_value)});
   std::cout << "  Parameters" << (camera.parameters.empty() ? ": none\n" : "\n");
   if (!camera.parameters.empty()) parameters.write(std::cout, "    ");
 
@@ -156,7 +156,7 @@ void write_tables(const standin::ModuleDescription& module) {
   for (const standin::CameraDescription& camera : module.cameras) write_camera(camera);
 }
 
-struct Arguments {
+struct InfoArguments {
   std::string module_file;
   bool json = false;
 };
@@ -166,7 +166,7 @@ struct Arguments {
 void add_info_command(CLI::App& app) {
   auto* command = app.add_subcommand("info", "Shows a module's servers, and each camera's parameters and panel.");
   command->footer("Example:\n  ovicam info build/native/OviCam.so");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<InfoArguments>();
   command->add_option("MODULE", arguments->module_file, "Module file, such as OviCam.so")->required();
   command->add_flag("--json", arguments->json,
                     "As JSON, for programs; also ranges, the scene file's order and whether a camera projects");

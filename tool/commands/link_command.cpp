@@ -175,7 +175,7 @@ void watch(const CameraLink& reader) {
   }
 }
 
-struct Arguments {
+struct LinkArguments {
   CameraOptions options;
   bool watch = false;
   std::string stmap;
@@ -183,7 +183,7 @@ struct Arguments {
   std::optional<double> blend;
 };
 
-void show_link(const Arguments& arguments) {
+void show_link(const LinkArguments& arguments) {
   for (const auto& [option, share] : {std::pair{"--strength", arguments.strength}, std::pair{"--blend", arguments.blend}})
     if (share && std::isnan(*share)) throw UsageError(std::string(option) + ": give a number from 0 to 1");
   const auto module_file = arguments.options.module_file();
@@ -211,7 +211,7 @@ void add_link_command(CLI::App& app) {
   command->footer(
       "Examples:\n  ovicam link --watch\n  ovicam link --set-stmap lens.undistort.exr --strength 1 --blend 0.5\n"
       "A map is added to what the file has. The next exposure that a camera publishes replaces the file, without a map.");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<LinkArguments>();
   arguments->options.add_module_to(*command);
   command->add_flag("--watch", arguments->watch, "Shows it again whenever it changes, until interrupted");
   auto* stmap =

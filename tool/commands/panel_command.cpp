@@ -15,12 +15,12 @@
 namespace tool {
 namespace {
 
-struct Arguments {
+struct PanelArguments {
   CameraOptions camera;
   std::string page;
 };
 
-void show_panel(const Arguments& arguments) {
+void show_panel(const PanelArguments& arguments) {
   const std::filesystem::path page_file = arguments.page;
   if (page_file.extension() != ".html") throw UsageError("-o " + arguments.page + ": the name must end in .html");
   Warnings warnings(arguments.camera.strict);
@@ -51,7 +51,7 @@ void show_panel(const Arguments& arguments) {
 void add_panel_command(CLI::App& app) {
   auto* command = app.add_subcommand("panel", "Shows a camera's panel as a page and, with Chromium, as a picture beside it.");
   command->footer("Example:\n  ovicam panel samples/cameras.lws --camera \"Skybox Cross\" -o panel.html");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<PanelArguments>();
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->page, "Page, .html; the picture gets the same name with .png")->required();
   command->callback([arguments] { show_panel(*arguments); });

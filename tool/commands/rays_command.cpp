@@ -28,7 +28,7 @@ using nlohmann::json;
 
 constexpr int most_columns_or_rows = 1000;
 
-struct Arguments {
+struct RaysArguments {
   CameraOptions camera;
   std::string grid = "9x5";
   std::string eye = "centre";
@@ -93,7 +93,7 @@ json described(const GridRay& ray) {
   return value;
 }
 
-std::string decimal(double number) {
+std::string six_decimals(double number) {
   std::ostringstream text;
   text << std::fixed << std::setprecision(6) << (number == 0.0 ? 0.0 : number);
   return text.str();
@@ -103,21 +103,21 @@ void write_table(const std::vector<GridRay>& rays) {
   TextTable table;
   table.add_row({"Column", "Row", "Film x", "Film y", "Start x", "y", "z", "Direction x", "y", "z"});
   for (const GridRay& ray : rays) {
-    std::vector<std::string> cells = {std::to_string(ray.column), std::to_string(ray.row), decimal(ray.query.film_x),
-                                      decimal(ray.query.film_y)};
+    std::vector<std::string> cells = {std::to_string(ray.column), std::to_string(ray.row), six_decimals(ray.query.film_x),
+                                      six_decimals(ray.query.film_y)};
     if (ray.answer.result == 0) {
       cells.emplace_back("no ray");
     } else {
       const auto& [start, direction] = std::pair{ray.answer.position, ray.answer.direction};
       for (const double number : {start.x, start.y, start.z, direction.x, direction.y, direction.z})
-        cells.push_back(decimal(number));
+        cells.push_back(six_decimals(number));
     }
     table.add_row(std::move(cells));
   }
   table.write(std::cout, "");
 }
 
-void show_rays(const Arguments& arguments) {
+void show_rays(const RaysArguments& arguments) {
   const Grid grid = parse_grid(arguments.grid);
   const standin::Eye eye = parse_eye(arguments.eye);
 
@@ -158,7 +158,7 @@ void add_rays_command(CLI::App& app) {
   auto* command = app.add_subcommand(
       "rays", "Shows the ray that the module gives for each film position, in metres, in the scene's world space.");
   command->footer("Example:\n  ovicam rays samples/cameras.lws --camera Panoramic --grid 5x3");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<RaysArguments>();
   arguments->camera.add_to(*command);
   command->add_option("--grid", arguments->grid, "COLUMNSxROWS of film positions, from edge to edge")->capture_default_str();
   command->add_option("--eye", arguments->eye, "centre, left or right")->capture_default_str();

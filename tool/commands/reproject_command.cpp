@@ -31,10 +31,8 @@ namespace {
 constexpr std::size_t numbers_at_once = std::size_t{1} << 23;
 constexpr int fewest_rows = 64;
 constexpr int most_rows = 256;
-/// Positions of two lenses that are closer than this are the same, metres.
-constexpr double same_position = 1e-4;
 
-struct Arguments {
+struct ReprojectArguments {
   CameraOptions options;
   std::string picture;
   std::string from;
@@ -102,7 +100,7 @@ void write_picture(Reprojection& reprojection, const LargePicture& picture, Pict
   file.finish();
 }
 
-void reproject(const Arguments& arguments) {
+void reproject(const ReprojectArguments& arguments) {
   const LensChoice from_choice = parse_lens("--from", arguments.from);
   const LensChoice to_choice = parse_lens("--to", arguments.to);
   const standin::Eye eye = parse_eye(arguments.eye);
@@ -127,7 +125,7 @@ void reproject(const Arguments& arguments) {
   }
   const OpenLens to = open_lens(to_choice, arguments.options, arguments.frame, *size, eye, from.session != nullptr, warnings);
   warnings.tell();
-  if (from.pose && to.pose && length(from.lens->position() - to.lens->position()) > same_position) {
+  if (from.pose && to.pose && length(from.lens->position() - to.lens->position()) > same_position_metres) {
     std::cerr << "note: the two cameras stand " << length(from.lens->position() - to.lens->position())
               << " m apart; only directions count, as if all they see were far away\n";
   }
@@ -154,7 +152,7 @@ void add_reproject_command(CLI::App& app) {
       "perspective:90deg (horizontal field of view). Two cameras of scenes look where they look in the world; otherwise both "
       "lenses look the same way. The new picture has the kind of numbers and all the channels of the old one. It is 0, and "
       "transparent, where the old one shows nothing.");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<ReprojectArguments>();
   command->add_option("PICTURE", arguments->picture, "Picture to begin with, PNG or EXR")->required();
   command->add_option("--from", arguments->from, "LENS that the picture was made with")->required();
   command->add_option("--to", arguments->to, "LENS of the new picture")->required();

@@ -27,7 +27,7 @@ using standin::plain_number;
 constexpr const char* no_size = "Width x Height";
 constexpr const char* not_known = "not known";
 
-struct Arguments {
+struct SceneArguments {
   CameraOptions options;
   bool json = false;
 };
@@ -111,7 +111,7 @@ json described_light(const standin::Scene& scene, const standin::Item& item) {
           {"shadows", item.light->shadow_type != 0}};
 }
 
-json described(const Arguments& arguments, const standin::Scene& scene) {
+json described(const SceneArguments& arguments, const standin::Scene& scene) {
   json cameras = json::array();
   json objects = json::array();
   json lights = json::array();
@@ -204,7 +204,7 @@ void write_tables(const json& scene) {
   for (const json& warning : scene["warnings"]) std::cout << "warning: " << warning.get<std::string>() << '\n';
 }
 
-void show_scene(const Arguments& arguments) {
+void show_scene(const SceneArguments& arguments) {
   const json scene = described(arguments, arguments.options.read_scene());
   arguments.json ? write_json(std::cout, scene) : write_tables(scene);
 }
@@ -216,7 +216,7 @@ void add_scene_command(CLI::App& app) {
   command->footer(
       "Example:\n  ovicam scene samples/cameras.lws --module build/native/OviCam.so\n"
       "Values are those of the first frame. Sizes that overscan and print cameras work out need --module.");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<SceneArguments>();
   command->add_option("SCENE", arguments->options.scene, "Scene file")->required();
   command->add_option("--module", arguments->options.module, "Module file, for the sizes that its cameras work out");
   command->add_option("--content", arguments->options.content,

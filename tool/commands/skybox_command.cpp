@@ -49,7 +49,7 @@ constexpr std::array<Face, 6> faces_of(Layout layout) {
 }
 
 /// Where the camera's cells begin and end, in whole pixels: a pixel belongs to the cell that its centre lies in.
-struct Grid {
+struct FaceGrid {
   std::array<int, column_count + 1> columns{};
   std::array<int, row_count + 1> rows{};
 };
@@ -57,7 +57,7 @@ struct Grid {
 /// The camera truncates film sizes to four decimals.
 double cut(double film_size) { return std::floor(film_size * 10000.0) / 10000.0; }
 
-Grid grid_of(int width, int height, double film_height) {
+FaceGrid grid_of(int width, int height, double film_height) {
   standin::CameraSettings camera;
   camera.width_pixels = width;
   camera.height_pixels = height;
@@ -66,7 +66,7 @@ Grid grid_of(int width, int height, double film_height) {
   const double split_x = -grid_shift_pixels / width * film_width;
   const double split_y = -grid_shift_pixels / height * film_height;
 
-  Grid grid;
+  FaceGrid grid;
   grid.columns.back() = width;
   for (int column = width - 1; column >= 0; --column) {
     const double x = ((column + 0.5) / width - 0.5) * film_width;
@@ -84,7 +84,7 @@ Grid grid_of(int width, int height, double film_height) {
   return grid;
 }
 
-PixelBox cell_of(const Grid& grid, const Face& face) {
+PixelBox cell_of(const FaceGrid& grid, const Face& face) {
   const int left = grid.columns[face.column];
   const int top = grid.rows[face.row];
   return {left, top, grid.columns[face.column + 1] - left, grid.rows[face.row + 1] - top};
@@ -106,7 +106,7 @@ bool is_empty(const StoredPicture& picture, const PixelBox& cell) {
   return true;
 }
 
-Layout detect_layout(const StoredPicture& picture, const Grid& grid, const std::string& file) {
+Layout detect_layout(const StoredPicture& picture, const FaceGrid& grid, const std::string& file) {
   const std::string remedy = "; give --layout cross or --layout alternate";
   if (picture.alpha_channel() < 0) throw unusable(file, "it has no alpha channel, which shows the empty cells" + remedy);
   std::array<std::array<bool, column_count>, row_count> empty{};
@@ -211,7 +211,7 @@ std::vector<float> assembled(const std::array<std::vector<float>, 6>& faces, std
   return picture;
 }
 
-struct Arguments {
+struct SkyboxArguments {
   std::string picture;
   std::string folder;
   std::string layout;
@@ -221,7 +221,7 @@ struct Arguments {
 };
 
 /// Writes the faces as squares of the same size.
-void write_squares(const Arguments& arguments, const StoredPicture& picture, Layout layout, Order order) {
+void write_squares(const SkyboxArguments& arguments, const StoredPicture& picture, Layout layout, Order order) {
   const int side = arguments.face_pixels;
   const auto faces = faces_of(layout);
   const CubePicture cube(picture,
@@ -265,7 +265,7 @@ void write_squares(const Arguments& arguments, const StoredPicture& picture, Lay
   std::cout << arguments.output_layout << ": " << width << 'x' << height << " pixels -> " << file.name().string() << '\n';
 }
 
-void split(const Arguments& arguments) {
+void split(const SkyboxArguments& arguments) {
   const auto wanted_layout = parse_layout(arguments.layout);
   const Order order = parse_order(arguments.output_layout);
   const auto read = read_picture(arguments.picture);
@@ -273,7 +273,7 @@ void split(const Arguments& arguments) {
   const int width = picture.width();
   const int height = picture.height();
   const std::string size = std::to_string(width) + 'x' + std::to_string(height);
-  const Grid grid = grid_of(width, height, arguments.film_height);
+  const FaceGrid grid = grid_of(width, height, arguments.film_height);
   for (const Layout layout : {Layout::cross, Layout::alternate}) {
     for (const Face& face : faces_of(layout))
       if (!has_room(cell_of(grid, face)))
@@ -319,7 +319,7 @@ void add_skybox_command(CLI::App& app) {
       "With --face, each is a square of exactly a quarter turn instead, and they meet at their edges: the camera's faces are a "
       "touch narrower, and what is missing between two goes over from the one into the other. Strips have right, left, top, "
       "bottom, front and back: +X, -X, +Y, -Y, +Z and -Z. In strips and in the cross, the top joins the front.");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<SkyboxArguments>();
   command->add_option("PICTURE", arguments->picture, "Rendered skybox frame, PNG or EXR")->required();
   command->add_option("-o,--output", arguments->folder, "Folder for the six faces; created if it does not exist")->required();
   command->add_option("--layout", arguments->layout, "cross or alternate (default: told from the empty cells)");

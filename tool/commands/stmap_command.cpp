@@ -36,12 +36,10 @@ namespace {
 
 /// Of the frame's size.
 constexpr double most_overscan_percent = 1000.0;
-/// Positions of two lenses that are closer than this are the same, metres.
-constexpr double same_position = 1e-4;
 /// Pixels that are computed before they are written.
 constexpr int pixels_at_once = 1 << 19;
 
-struct Arguments {
+struct StMapArguments {
   CameraOptions camera;
   std::optional<int> frame;
   std::string direction = "undistort";
@@ -73,8 +71,8 @@ std::optional<double> parse_overscan_percent(const std::string& text) {
 }
 
 /// As far as it can be told without the scene.
-struct Plan {
-  explicit Plan(const Arguments& arguments)
+struct MapPlan {
+  explicit MapPlan(const StMapArguments& arguments)
       : directions(parse_directions(arguments.direction)),
         overscan_percent(parse_overscan_percent(arguments.overscan)),
         eye(parse_eye(arguments.eye)) {
@@ -176,7 +174,7 @@ PictureMetadata map_metadata(const LensFrame& camera, const LensFrame& second, c
   return metadata;
 }
 
-void write_map(const Plan& plan, Direction direction, const LensFrame& camera, const LensFrame& second, NewFile& file,
+void write_map(const MapPlan& plan, Direction direction, const LensFrame& camera, const LensFrame& second, NewFile& file,
                Progress& progress) {
   const LensFrame& pixels = direction == Direction::undistort ? second : camera;
   const LensFrame& into = direction == Direction::undistort ? camera : second;
@@ -223,8 +221,8 @@ void write_map(const Plan& plan, Direction direction, const LensFrame& camera, c
   progress.note(line.str());
 }
 
-void make_maps(const Arguments& arguments) {
-  const Plan plan(arguments);
+void make_maps(const StMapArguments& arguments) {
+  const MapPlan plan(arguments);
   const standin::Scene scene = arguments.camera.read_scene();
   const standin::Item& item = arguments.camera.find_camera(scene);
   const int frame = arguments.frame.value_or(scene.first_frame);
@@ -248,7 +246,7 @@ void make_maps(const Arguments& arguments) {
           : open_camera(other, scene, frame, arguments.size, plan.eye, true, warnings);
   warnings.tell();
   if (const double apart = length(camera.lens->position() - second.lens->position());
-      !plan.field_radians && apart > same_position) {
+      !plan.field_radians && apart > same_position_metres) {
     std::cerr << "note: the two cameras stand " << apart
               << " m apart; the map goes by directions alone, as if all they see were far away\n";
   }
@@ -282,7 +280,7 @@ void add_stmap_command(CLI::App& app) {
       "picture of the second lens; a distort map, applied to a picture of the second lens, gives the camera's. With "
       "--direction "
       "both, \".undistort\" and \".distort\" go into the two names.");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<StMapArguments>();
   arguments->camera.add_to(*command);
   command->add_option("-o,--output", arguments->output, "Map; its name ends in .exr")->required();
   command->add_option("--direction", arguments->direction, "undistort, distort or both")->capture_default_str();

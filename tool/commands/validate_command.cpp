@@ -21,7 +21,7 @@ namespace {
 using standin::validate::Options;
 using standin::validate::Result;
 
-struct Arguments {
+struct ValidateArguments {
   std::string module_file;
   std::vector<std::string> tests;
   std::vector<std::string> servers;
@@ -79,7 +79,7 @@ void summarise(const std::vector<Result>& results) {
   table.write(std::cout, "");
 }
 
-void validate(const Arguments& arguments) {
+void validate(const ValidateArguments& arguments) {
   if (arguments.list) {
     list_tests();
     return;
@@ -110,7 +110,7 @@ void add_validate_command(CLI::App& app) {
       "Every test runs in a process of its own: a crash or an endless loop is a failed test, and the call that it was in is "
       "named. A module for Windows is run under Wine. The exit code is 0 only if every test has run and passed. "
       "docs/validate.md says what the tests hold a module to.");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<ValidateArguments>();
   command->add_option("MODULE", arguments->module_file, "Module file, such as OviCam.so or OviCam.p");
   command->add_option("--server", arguments->servers, "Only this camera; may be given again (default: every one)")
       ->expected(1)

@@ -23,7 +23,7 @@ namespace {
 
 constexpr int highest_port = 65535;
 
-struct Arguments {
+struct ViewArguments {
   CameraOptions camera;
   std::string size;
   std::optional<int> frame;
@@ -40,7 +40,7 @@ void open_in_browser(const std::string& address) {
   std::thread([child] { waitpid(child, nullptr, 0); }).detach();
 }
 
-ViewSource source_of(const Arguments& arguments) {
+ViewSource source_of(const ViewArguments& arguments) {
   ViewSource source;
   source.session = arguments.camera.session_options();
   if (!arguments.size.empty()) {
@@ -61,7 +61,7 @@ ViewSource source_of(const Arguments& arguments) {
   return source;
 }
 
-void view(const Arguments& arguments) {
+void view(const ViewArguments& arguments) {
   const ViewSource source = source_of(arguments);
   {
     Warnings warnings(arguments.camera.strict);
@@ -93,7 +93,7 @@ void add_view_command(CLI::App& app) {
       "the "
       "camera's panel, looks around, compares with a plain perspective, saves pictures, and gives the command that renders the "
       "same. The scene is never changed: with the new settings it is saved under another name beside it.");
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<ViewArguments>();
   arguments->camera.add_to(*command);
   command->add_option("--size", arguments->size, "WIDTHxHEIGHT in pixels (default: as the scene has it)");
   command->add_option("--frame", arguments->frame, "The frame to begin with (default: the scene's first)")

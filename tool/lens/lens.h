@@ -7,6 +7,9 @@
 
 namespace tool {
 
+/// Lenses whose positions are closer than this stand in one place.
+inline constexpr double same_position_metres = 1e-4;
+
 /// A place in a frame, in shares of it: 0, 0 is the lower left corner and 1, 1 the upper right one. What lies outside of the
 /// frame goes on beyond these. Without meaning where nothing was found.
 struct FramePlace {

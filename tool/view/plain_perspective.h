@@ -31,6 +31,9 @@ class PlainPerspective final : public standin::Session {
   std::optional<std::pair<double, double>> project(standin::Vec3 world, double fractional_time, standin::Eye eye) override {
     return camera_.project(world, 0.0, 0.0, fractional_time, eye);
   }
+  void project(std::span<const standin::PointQuery> queries, std::span<standin::PointAnswer> answers) override {
+    camera_.project(queries, answers);
+  }
   std::vector<standin::ControlDescription> panel() override { return {}; }
   standin::AppliedSetting set(const std::string& /*name*/, const std::string& /*text*/) override { return {}; }
   void turn(const standin::CameraTurn& /*by*/) override {}
