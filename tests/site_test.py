@@ -452,6 +452,21 @@ class Mistakes(unittest.TestCase):
         self.assertEqual(make_pages.without_picture({"picture": [{"page": "both"}]}, page_of, list(page_of)), ["ThirdCam"])
         self.assertEqual(make_pages.without_picture({}, page_of, ["OneCam"]), ["OneCam"])
 
+    def test_a_picture_that_is_not_of_the_full_sphere(self):
+        file = self.folder / "half.png"
+        file.write_bytes(png(30, 30))
+        with self.assertRaisesRegex(make_pages.PageError, "half.png is no picture of the full sphere"):
+            make_pages.sphere_script(file)
+        file.write_bytes(png(60, 30))
+        self.assertIn('["half.png"] = \'data:image/jpeg;base64,', make_pages.sphere_script(file))
+
+    def test_lines_to_try_are_quoted_for_a_shell(self):
+        entry = {"camera": "Joe's \"Eye\" $HOME", "arguments": ["--set", "A b=5%", "--frames", "3", "--eye", "left"]}
+        line, more = make_pages.command_for(entry)
+        told = subprocess.run(["sh", "-c", f"ovicam() {{ printf '%s|' \"$@\"; }}\n{line}"], capture_output=True, text=True, check=True)
+        self.assertEqual(told.stdout, f"view|samples/cameras.lws|--camera|{entry['camera']}|--set|A b=5%|--frame|3|")
+        self.assertIn("“left”", more)
+
     def test_the_program_ends_with_the_sentence(self):
         pages = self.folder / "pages"
         pages.mkdir()
