@@ -569,8 +569,11 @@ void Viewing::publish_picture(ViewPicture picture) {
 
 std::optional<std::string> Viewing::save_scene(const SceneCopy& copy) {
   const std::filesystem::path file = scene_copy_file(source_.session.scene_file, copy.name);
-  if (!copy.replace && std::filesystem::exists(file)) return std::nullopt;
-  std::packaged_task<void()> errand([&] { write_scene_copy(copy, file); });
+  bool is_taken = false;
+  std::packaged_task<void()> errand([&] {
+    is_taken = !copy.replace && std::filesystem::exists(file);
+    if (!is_taken) write_scene_copy(copy, file);
+  });
   auto done = errand.get_future();
   {
     const std::lock_guard lock(mutex_);
@@ -579,7 +582,7 @@ std::optional<std::string> Viewing::save_scene(const SceneCopy& copy) {
     changed_.notify_all();
   }
   done.get();
-  return file.string();
+  return is_taken ? std::nullopt : std::optional(file.string());
 }
 
 void Viewing::write_scene_copy(const SceneCopy& copy, const std::filesystem::path& file) {
