@@ -430,9 +430,10 @@ std::string Viewing::command_line() const {
   if (const auto found = settings_.find({choice_.camera, choice_.server}); found != settings_.end())
     for (const auto& [name, text] : found->second) add("--set", name + "=" + text);
   // Every digit, so that the command turns by the very same.
-  const auto& [heading, pitch, bank] = choice_.turn;
-  if (choice_.turn != std::array<double, 3>{})
-    words.push_back("--turn=" + standin::shortest(heading) + "," + standin::shortest(pitch) + "," + standin::shortest(bank));
+  if (choice_.turn != std::array<double, 3>{}) {
+    std::string& turn = words.emplace_back("--turn=");
+    for (const double angle : choice_.turn) (turn += turn.ends_with('=') ? "" : ",") += standin::shortest(angle);
+  }
   if (choice_.zoom != 1.0) add("--zoom", standin::shortest(choice_.zoom));
   add("--frames", std::to_string(choice_.frame));
   add("--size", std::to_string(choice_.width) + "x" + std::to_string(choice_.height));
