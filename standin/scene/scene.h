@@ -47,7 +47,7 @@ struct CameraPlaces {
   /// After the last line that is known to be the camera's: what it lacks can stand there.
   std::size_t end = 0;
 
-  friend bool operator==(const CameraPlaces&, const CameraPlaces&) { return true; }
+  friend bool operator==(const CameraPlaces& /*one*/, const CameraPlaces& /*other*/) { return true; }
 };
 
 /// A camera's settings, each a constant or keyed.

@@ -576,8 +576,10 @@ function zoomBy(factor) {
   for (const row of fields) {
     const now = Number(rows.get(row.id).wanted ?? Number(row.value) / unitOf(row)[0]);
     if (!fieldBefore.has(row.name)) fieldBefore.set(row.name, [row.id, shortNumber(now)]);
-    const [low, high] = [row.minimum ?? -Math.PI * 4, row.maximum ?? Math.PI * 4].map((limit) => limit / unitOf(row)[0]);
-    const next = shortNumber(Number(Math.min(high, Math.max(low, now / factor)).toFixed(3)));
+    // Beyond a whole turn, only what was turned there already.
+    const [low, high] = [Math.max(row.minimum ?? -Infinity, -2 * Math.PI), Math.min(row.maximum ?? Infinity, 2 * Math.PI)]
+      .map((limit) => limit / unitOf(row)[0]);
+    const next = shortNumber(Number(Math.min(Math.max(high, now), Math.max(Math.min(low, now), now / factor)).toFixed(3)));
     rows.get(row.id).wanted = next;
     settings.push([row.name, inChannelUnits(row, next)]);
   }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "standin/host/plain_camera.h"
 #include "standin/session/session.h"
 
@@ -10,8 +12,8 @@ namespace tool {
 class PlainPerspective final : public standin::Session {
  public:
   /// At the frame's time. The scene must outlive this.
-  PlainPerspective(const standin::Scene& scene, const standin::Item& camera, const standin::FrameSetup& setup)
-      : camera_(scene, camera.id), setup_(setup) {
+  PlainPerspective(const standin::Scene& scene, const standin::Item& camera, standin::FrameSetup setup)
+      : camera_(scene, camera.id), setup_(std::move(setup)) {
     setup_.server_name.clear();
     setup_.module_version.clear();
     setup_.parameters.clear();

@@ -54,7 +54,7 @@ fs::path scene_copy_file(const fs::path& scene, const std::string& name) {
   if (relative.is_absolute() || std::ranges::find(relative, "..") != relative.end())
     refuse(name, "the scene is saved beside the one that is viewed; give a name, or one in a folder there");
   const fs::path home = fs::absolute(scene).parent_path();
-  const fs::path file = home / relative;
+  fs::path file = home / relative;
   std::error_code error;
   const fs::path folder = fs::canonical(file.parent_path(), error);
   if (error || !fs::is_directory(folder)) refuse(name, "there is no such folder beside the scene; make it first");

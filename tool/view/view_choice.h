@@ -69,7 +69,7 @@ struct ViewChange {
 std::string_view name_of(ViewEye eye);
 
 /// The change that a page sends as JSON. Throws std::runtime_error with a sentence where it is none, or beyond the limits.
-ViewChange parse_change(const std::string& text, std::size_t camera_count);
+ViewChange parse_change(const std::string& body, std::size_t camera_count);
 
 /// The same setting again takes the place of the one before, at the end.
 void add_setting(std::vector<std::pair<std::string, std::string>>& settings, std::pair<std::string, std::string> setting);

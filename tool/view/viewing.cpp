@@ -430,9 +430,10 @@ std::string Viewing::command_line() const {
   if (const auto found = settings_.find({choice_.camera, choice_.server}); found != settings_.end())
     for (const auto& [name, text] : found->second) add("--set", name + "=" + text);
   // Every digit, so that the command turns by the very same.
-  const auto& [heading, pitch, bank] = choice_.turn;
-  if (choice_.turn != std::array<double, 3>{})
-    words.push_back("--turn=" + standin::shortest(heading) + "," + standin::shortest(pitch) + "," + standin::shortest(bank));
+  if (choice_.turn != std::array<double, 3>{}) {
+    std::string& turn = words.emplace_back("--turn=");
+    for (const double angle : choice_.turn) (turn += turn.ends_with('=') ? "" : ",") += standin::shortest(angle);
+  }
   if (choice_.zoom != 1.0) add("--zoom", standin::shortest(choice_.zoom));
   add("--frames", std::to_string(choice_.frame));
   add("--size", std::to_string(choice_.width) + "x" + std::to_string(choice_.height));
@@ -569,8 +570,11 @@ void Viewing::publish_picture(ViewPicture picture) {
 
 std::optional<std::string> Viewing::save_scene(const SceneCopy& copy) {
   const std::filesystem::path file = scene_copy_file(source_.session.scene_file, copy.name);
-  if (!copy.replace && std::filesystem::exists(file)) return std::nullopt;
-  std::packaged_task<void()> errand([&] { write_scene_copy(copy, file); });
+  bool is_taken = false;
+  std::packaged_task<void()> errand([&] {
+    is_taken = !copy.replace && std::filesystem::exists(file);
+    if (!is_taken) write_scene_copy(copy, file);
+  });
   auto done = errand.get_future();
   {
     const std::lock_guard lock(mutex_);
@@ -579,7 +583,7 @@ std::optional<std::string> Viewing::save_scene(const SceneCopy& copy) {
     changed_.notify_all();
   }
   done.get();
-  return file.string();
+  return is_taken ? std::nullopt : std::optional(file.string());
 }
 
 void Viewing::write_scene_copy(const SceneCopy& copy, const std::filesystem::path& file) {
