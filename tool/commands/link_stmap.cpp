@@ -103,7 +103,8 @@ std::vector<std::string> lines_not_kept(const std::string& before, const std::st
   for (const auto& [key, value] : values_of(before)) {
     if (key.starts_with("stmap_")) continue;
     const auto now = kept.find(key);
-    if (now == kept.end() || !same_value(value, now->second)) lost.push_back(key + (value.empty() ? "" : "=") + value);
+    if (now == kept.end() || !same_value(value, now->second))
+      lost.push_back(value.empty() ? key : std::string(key).append("=").append(value));
   }
   return lost;
 }

@@ -43,6 +43,7 @@ CameraLens::CameraLens(standin::Session& session, const standin::FrameSetup& set
   };
   const std::vector<FramePlace> places = probe_places(0.0, 0.0);
   std::vector<standin::RayQuery> queries;
+  queries.reserve(places.size());
   for (const FramePlace& place : places)
     queries.push_back({(place.s - 0.5) * film_width_, (place.t - 0.5) * film_height_, 0.0, 0.0, 0.0, eye_});
   std::vector<standin::RayAnswer> rays(queries.size());

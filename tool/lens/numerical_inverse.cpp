@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <nanoflann.hpp>
-#include <ranges>
 #include <span>
 #include <tuple>
 #include <utility>
@@ -242,8 +241,8 @@ void NumericalInverse::locate(std::span<const LensDirection> directions, std::sp
     }
   };
   for (std::size_t start = 0; start < most_starts; ++start) solve(*inside_, start);
-  const bool all_found = std::ranges::all_of(std::views::iota(std::size_t{0}, directions.size()),
-                                             [&](std::size_t i) { return !directions[i].found || places[i].found; });
+  bool all_found = true;
+  for (std::size_t i = 0; i < directions.size(); ++i) all_found = all_found && (!directions[i].found || places[i].found);
   if (all_found) return;
   for (std::size_t start = 0; start < most_starts; ++start) solve(*outside_, start);
 }

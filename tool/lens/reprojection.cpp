@@ -244,7 +244,8 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
   seen_at.clear();
   for (int row = 0; row < block.height; ++row) {
     for (int column = 0; column < block.width; ++column) {
-      const std::size_t at = static_cast<std::size_t>((row + 1) * stride + column + 1);
+      const std::size_t at =
+          static_cast<std::size_t>(row + 1) * static_cast<std::size_t>(stride) + static_cast<std::size_t>(column) + 1;
       const std::size_t number =
           static_cast<std::size_t>(row) * static_cast<std::size_t>(block.width) + static_cast<std::size_t>(column);
       Footprint& print = prints[number];
@@ -274,7 +275,8 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
       edges.push_back(number);
       for (int i = 0; i < samples_of_edge * samples_of_edge; ++i) {
         const double x = (i % samples_of_edge + 0.5) / samples_of_edge - 0.5;
-        const double y = (static_cast<double>(i / samples_of_edge) + 0.5) / samples_of_edge - 0.5;
+        const int line = i / samples_of_edge;
+        const double y = (line + 0.5) / samples_of_edge - 0.5;
         seen_at.push_back(place(block.left + column + x, block.top + row + y));
       }
     }
