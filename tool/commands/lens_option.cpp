@@ -85,7 +85,8 @@ LensChoice parse_lens(const std::string& option, const std::string& text) {
     const std::string setting = text.substr(start + 1, end - start - 1);
     const std::size_t equals = setting.find('=');
     if (equals == std::string::npos || equals == 0)
-      throw UsageError(option + " " + text + ": \"" + setting + "\" is not PARAMETER=VALUE");
+      throw UsageError(
+          std::string(option).append(" ").append(text).append(": \"").append(setting).append("\" is not PARAMETER=VALUE"));
     choice.settings.emplace_back(setting.substr(0, equals), setting.substr(equals + 1));
     start = end;
   }
@@ -144,7 +145,7 @@ OpenLens open_lens(const LensChoice& choice, const CameraOptions& options, std::
   const bool of_scene = choice.kind == LensChoice::Kind::scene_camera;
   if (!of_scene && setup.server_name != choice.server && choice.server != standin::own_camera_name)
     throw std::runtime_error("the module has no camera server \"" + choice.server +
-                             "\"; \"ovicam info\" lists those that it has");
+                             R"("; "ovicam info" lists those that it has)");
   if (of_scene) warnings.add(scene);
   warnings.add(*opened.session);
   const std::string name = of_scene ? "camera \"" + item.name + "\" (" + server + ")" : "the camera server " + server;

@@ -67,7 +67,7 @@ class Writer final : public tool::PictureWriter {
  public:
   Writer(tool::PictureBytes& file, const std::string& format, const OIIO::ImageSpec& layout)
       : proxy_(file), output_(OIIO::ImageOutput::create(format)), layout_(layout) {
-    if (!output_ || !output_->supports("ioproxy"))
+    if (!output_ || output_->supports("ioproxy") == 0)
       throw std::runtime_error("no picture of this format can be written; give a PNG or EXR file to begin with");
     if (!output_->set_ioproxy(&proxy_) || !output_->open("picture." + format, layout)) fail();
   }
