@@ -203,7 +203,7 @@ TEST_F(Reproject, RefusesWithASentenceAndLeavesNoFile) {
            Case{"all.exr", "--from equirectangular --to missing.lws:Camera", 1, "missing.lws"},
            Case{"all.exr", "--from equirectangular --to " + lens("Nobody"), 1, "has no camera \"Nobody\""},
            Case{"all.exr", "--from equirectangular --to " + lens(""), 2, "give the name of a camera"},
-           Case{"all.exr", "--from " + lens("Cylinder Upright") + " --to fisheye180", 1, "has no inverse"},
+           Case{"all.exr", "--from " + lens("Cylinder Lying") + " --to fisheye180", 1, "has no inverse"},
            Case{"all.exr", "--from " + lens("Skybox Cross") + " --to fisheye180", 1, "skybox split --face"},
            Case{"all.exr", sound + " --size 0x8", 2, "from 1 to"},
            Case{"all.exr", sound + " --size 99999x8", 2, "from 1 to"},

@@ -331,7 +331,7 @@ TEST_F(StMap, RefusesWithASentenceAndLeavesNoFile) {
            Case{"Panoramic", "--target-fov 60", 1, "no frame of the perspective of 60 degrees shows all"},
            Case{"Radial Shift Barrel", "--target-fov 0.01 --size 4000x4000", 1, "give --overscan 0"},
            Case{"Radial Shift Barrel", "--target-fov 60 --size 30000x3000 --overscan 100", 1, "larger than 32768 pixels"},
-           Case{"Cylinder Upright", "--target-fov 60 --overscan 0", 1, "has no inverse"},
+           Case{"Cylinder Lying", "--target-fov 60 --overscan 0", 1, "has no inverse"},
            Case{"Baking", "--target-fov 60 --overscan 0", 1, "has no inverse"},
        }) {
     const Outcome outcome = make(each.camera, "bad.exr", each.more);
