@@ -14,7 +14,7 @@
 #   make format    formats the C++
 #   make module    build/windows/OviCam.p, which the host loads, and build/native/OviCam.so for this machine
 
-.PHONY: gallery docs recording package tool-package check bench fuzz soak mutants lint format module packages lint-packages
+.PHONY: gallery docs programs recording package tool-package check bench fuzz soak mutants lint format module packages lint-packages
 
 # What one command builds, a later one need not install again.
 packages:
@@ -26,20 +26,19 @@ module: packages
 	cmake --build --preset native --target ovicam_module
 	cmake --build --preset windows --target ovicam_module import_libraries
 
-gallery: module
-	cmake --build --preset native --target ovicam
-	cmake --build --preset windows --target ovicam-ray-service
+gallery: programs
 	samples/render_gallery.py
 	docs/site/make_pages.py
 
-docs: module
-	cmake --build --preset native --target ovicam
-	cmake --build --preset windows --target ovicam-ray-service
+docs: programs
 	docs/site/make_pages.py
 
-recording: module
-	cmake --build --preset native --target ovicam
-	samples/record_view.py
+# The module and what renders through it.
+programs: packages
+	cmake --preset native
+	cmake --preset windows
+	cmake --build --preset native --target ovicam_module ovicam
+	cmake --build --preset windows --target ovicam_module import_libraries ovicam-ray-service
 
 package: gallery
 	cmake/make_package.py

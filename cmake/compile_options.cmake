@@ -43,4 +43,4 @@ if(OVICAM_SANITIZE)
 endif()
 
 # What is not shipped compiles several files as one: most of the time goes into reading the same headers.
-option(OVICAM_UNITY "Compile the stand-in host, the tool's commands and the tests several files at a time" ON)
+option(OVICAM_UNITY "Compile the stand-in host, the tool and the tests several files at a time" ON)
