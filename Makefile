@@ -33,6 +33,9 @@ gallery: programs
 docs: programs
 	docs/site/make_pages.py
 
+recording: programs
+	samples/record_view.py
+
 # The module and what renders through it.
 programs: packages
 	cmake --preset native
