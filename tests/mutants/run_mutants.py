@@ -60,7 +60,8 @@ def faults_of(file):
 
 
 def tests_of(file):
-    own = sorted(path.stem for path in (ROOT / file.parent).glob("*_test.cpp"))
+    # What cameras share is tested with the cameras.
+    own = sorted(path.stem for path in (list((ROOT / file.parent).glob("*_test.cpp")) or ROOT.glob("cameras/*/*_cam_test.cpp")))
     return [*own, *(name for name in COMMON_TESTS if name not in own)]
 
 
