@@ -14,15 +14,17 @@
 #   make format    formats the C++
 #   make module    build/windows/OviCam.p, which the host loads, and build/native/OviCam.so for this machine
 
-.PHONY: gallery docs programs recording package tool-package check bench fuzz soak mutants lint format module packages lint-packages
+.PHONY: gallery docs configured programs recording package tool-package check bench fuzz soak mutants lint format module packages lint-packages
 
 # What one command builds, a later one need not install again.
 packages:
 	@cmake/install-packages.sh
 
-module: packages
+configured: packages
 	cmake --preset native
 	cmake --preset windows
+
+module: configured
 	cmake --build --preset native --target ovicam_module
 	cmake --build --preset windows --target ovicam_module import_libraries
 
@@ -37,9 +39,7 @@ recording: programs
 	samples/record_view.py
 
 # The module and what renders through it.
-programs: packages
-	cmake --preset native
-	cmake --preset windows
+programs: configured
 	cmake --build --preset native --target ovicam_module ovicam
 	cmake --build --preset windows --target ovicam_module import_libraries ovicam-ray-service
 

@@ -46,15 +46,7 @@ class SoftLight : public NativeTool {
  protected:
   void SetUp() override {
     scene.folder = folder_;
-    standin::Item camera;
-    camera.kind = standin::ItemKind::camera;
-    camera.id = 0x30000000U;
-    camera.name = "Front";
-    camera.camera.emplace();
-    camera.camera->zoom_factor = standin::Envelope::constant(2.0);
-    camera.camera->width_pixels = 64;
-    camera.camera->height_pixels = 48;
-    scene.items.push_back(camera);
+    scene.items.push_back(front_camera());
     scene.ambient_intensity = standin::Envelope::constant(0.5);
   }
 

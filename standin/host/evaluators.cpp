@@ -7,6 +7,7 @@
 #include "standin/host/plain_camera.h"
 #include "standin/host/save_state.h"
 #include "standin/host/services.h"
+#include "standin/scene/number_text.h"
 
 namespace standin {
 namespace {

@@ -58,8 +58,7 @@ RayAnswer PlainCamera::evaluate(const RayQuery& query) const {
     direction = direction * (focal_distance_ / film_distance_) - start;
   }
   if (!(dot(direction, direction) > 0.0)) return {};
-  const Vec3 world_direction = pose->right * direction.x + pose->up * direction.y + pose->forward * direction.z;
-  return {1, pose->point_to_world(start), normalized(world_direction), pose->forward};
+  return {1, pose->point_to_world(start), normalized(pose->direction_to_world(direction)), pose->forward};
 }
 
 std::optional<std::pair<double, double>> PlainCamera::project(Vec3 world, double lens_x, double lens_y, double fractional_time,

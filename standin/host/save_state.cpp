@@ -11,6 +11,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "standin/scene/number_text.h"
+
 namespace standin {
 namespace {
 
@@ -41,7 +43,7 @@ std::string to_text(Number value) {
   std::array<char, 64> text{};
   std::to_chars_result result{};
   if constexpr (std::is_floating_point_v<Number>)
-    result = std::to_chars(text.data(), text.data() + text.size(), value);
+    return shortest(value);
   else if constexpr (std::is_signed_v<Number>)
     result = std::to_chars(text.data(), text.data() + text.size(), static_cast<long long>(value));
   else
@@ -196,9 +198,6 @@ std::size_t hash_of(const std::string& server_name, const std::string& state) {
 }
 
 }  // namespace
-
-std::string shortest(double value) { return to_text(value); }
-std::string shortest(float value) { return to_text(value); }
 
 SaveState::SaveState(LWIoMode mode) {
   record_.ioMode = mode;

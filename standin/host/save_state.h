@@ -128,8 +128,4 @@ void save_parameter(SaveState& state, const Envelope& envelope);
 /// Null, or what is wrong, in which case the envelope is unchanged.
 LWError load_parameter(LoadState& state, Envelope& envelope);
 
-/// The fewest digits that read back the same, in any locale.
-std::string shortest(double value);
-std::string shortest(float value);
-
 }  // namespace standin

@@ -9,6 +9,11 @@ namespace standin {
 /// The heading's place in a motion; pitch and bank follow.
 inline constexpr std::size_t first_angle_channel = 3;
 
+/// As far as a camera is turned, about each axis in either direction, and zoomed.
+inline constexpr double most_turn_degrees = 36000.0;
+inline constexpr double least_zoom = 0.001;
+inline constexpr double greatest_zoom = 1000.0;
+
 /// How a camera is looked through otherwise than its scene has it.
 struct CameraTurn {
   /// Added to heading, pitch and bank.

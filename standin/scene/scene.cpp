@@ -38,8 +38,8 @@ ItemPose pose_in_parent(const Item& item, double time_seconds) {
 }
 
 ItemPose within(const ItemPose& parent, const ItemPose& child) {
-  const auto turned = [&](Vec3 v) { return parent.right * v.x + parent.up * v.y + parent.forward * v.z; };
-  return {parent.point_to_world(child.position), turned(child.right), turned(child.up), turned(child.forward)};
+  return {parent.point_to_world(child.position), parent.direction_to_world(child.right), parent.direction_to_world(child.up),
+          parent.direction_to_world(child.forward)};
 }
 
 /// Hosts of different years write the angles of a cone in degrees or in radians. A cone that is never wider than a right angle

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "standin/scene/file_error.h"
+#include "standin/scene/number_text.h"
 #include "standin/scene/scene_keywords.h"
 
 namespace standin {
@@ -20,12 +21,6 @@ namespace {
 constexpr std::size_t angles_of_a_motion = 3;
 constexpr double channels_of_a_motion = 9.0;
 constexpr double most_span_kinds = 100.0;
-
-/// In any locale, the fewest digits that read back as the same number.
-std::string digits_of(double number) {
-  std::array<char, 32> text;
-  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
-}
 
 /// A line with one of its words replaced; the line itself where it has fewer.
 std::string with_word(std::string_view line, std::size_t number, std::string_view word) {
@@ -180,9 +175,9 @@ class SceneEdit {
       const Key before = key;
       change(content, key);
       if (key == before) continue;
-      std::string changed = with_word(lines_[i], 1, digits_of(key.value));
+      std::string changed = with_word(lines_[i], 1, shortest(key.value));
       for (std::size_t j = 0; j < key.parameters.size(); ++j)
-        if (key.parameters[j] != before.parameters[j]) changed = with_word(changed, 4 + j, digits_of(key.parameters[j]));
+        if (key.parameters[j] != before.parameters[j]) changed = with_word(changed, 4 + j, shortest(key.parameters[j]));
       replaced_[i] = changed;
     }
   }
@@ -190,13 +185,13 @@ class SceneEdit {
   void change_zoom(double factor) {
     const auto& range = places().zoom_factor;
     if (!range) {
-      insert(line("ZoomFactor " + digits_of(camera_->camera->zoom_factor.at(0.0) * factor)));
+      insert(line("ZoomFactor " + shortest(camera_->camera->zoom_factor.at(0.0) * factor)));
       return;
     }
     if (range->end == range->first + 1) {
       const std::string_view line = lines_[range->first];
       const auto numbers = numbers_after_keyword(line.substr(0, line.find_last_not_of("\r\n") + 1));
-      if (numbers.size() == 1) replaced_[range->first] = with_word(lines_[range->first], 1, digits_of(numbers[0] * factor));
+      if (numbers.size() == 1) replaced_[range->first] = with_word(lines_[range->first], 1, shortest(numbers[0] * factor));
       return;
     }
     change_keys(*range, [&](std::string_view line, Key& key) {

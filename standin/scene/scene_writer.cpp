@@ -1,22 +1,19 @@
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <string_view>
 
 #include "standin/scene/file_bytes.h"
 #include "standin/scene/file_error.h"
+#include "standin/scene/number_text.h"
 #include "standin/scene/scene.h"
 #include "standin/scene/scene_keywords.h"
 
 namespace standin {
 namespace {
 
-/// With the fewest digits that read back as the same number, in any locale.
 std::string number_text(double number) {
   if (!std::isfinite(number)) throw FileError("the scene", "", "holds a number that is not finite");
-  std::array<char, 32> text;
-  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
+  return shortest(number);
 }
 
 std::string vector_text(Vec3 v) { return number_text(v.x) + ' ' + number_text(v.y) + ' ' + number_text(v.z); }

@@ -29,6 +29,9 @@ struct ItemPose {
   Vec3 up{0.0, 1.0, 0.0};
   Vec3 forward{0.0, 0.0, 1.0};
 
+  constexpr Vec3 direction_to_world(Vec3 v) const { return right * v.x + up * v.y + forward * v.z; }
+  /// The way back where the axes have length one.
+  constexpr Vec3 direction_from_world(Vec3 v) const { return {dot(v, right), dot(v, up), dot(v, forward)}; }
   constexpr Vec3 point_to_world(Vec3 p) const { return position + right * p.x + up * p.y + forward * p.z; }
 };
 

@@ -6,6 +6,7 @@
 
 #include "standin/host/hosted_camera.h"
 #include "standin/host/save_state.h"
+#include "standin/scene/number_text.h"
 
 namespace standin {
 namespace {

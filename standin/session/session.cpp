@@ -12,6 +12,7 @@
 #include "standin/host/plain_camera.h"
 #include "standin/host/save_state.h"
 #include "standin/scene/name_list.h"
+#include "standin/scene/number_text.h"
 
 namespace standin {
 namespace {

@@ -27,6 +27,11 @@ struct FrameSetup {
   double film_width = 0.0;
   double film_height = 0.0;
   bool depth_of_field = false;
+
+  /// The film position at a share of the frame from its left edge and from its upper edge, metres.
+  double film_x(double share) const { return (share - 0.5) * film_width; }
+  double film_y(double share) const { return (0.5 - share) * film_height; }
+
   /// The server that gives the rays; empty for the host's own perspective camera, which has nothing of what follows.
   std::string server_name;
   /// As the module's panel shows it.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <numbers>
 #include <optional>
 #include <stdexcept>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "standin/scene/name_list.h"
+#include "standin/scene/number_text.h"
 #include "standin/scene/scene_keywords.h"
 #include "standin/session/control_text.h"
 #include "standin/session/introspection.h"
@@ -58,18 +58,16 @@ double parse_number(const std::string& name, const std::string& text, Quantity q
   // As photographers write an f-stop.
   if (quantity == Quantity::number && rest.starts_with("f/")) rest.remove_prefix(2);
   if (rest.starts_with('+')) rest.remove_prefix(1);
-  double value = 0.0;
-  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
-  if (error != std::errc() || !std::isfinite(value))
-    throw std::runtime_error("\"" + text + "\" is not a number; the setting \"" + name + "\" needs one, such as 0.5");
-  const std::string_view unit_name = trimmed(rest.substr(static_cast<std::size_t>(end - rest.data())));
-  if (unit_name.empty()) return value * size_without_unit(quantity, written);
+  const auto value = take_number(rest);
+  if (!value) throw std::runtime_error("\"" + text + "\" is not a number; the setting \"" + name + "\" needs one, such as 0.5");
+  const std::string_view unit_name = trimmed(rest);
+  if (unit_name.empty()) return *value * size_without_unit(quantity, written);
   const auto unit = std::ranges::find(units, unit_name, &Unit::name);
   if (unit == units.end() || (quantity != Quantity::none && unit->quantity != quantity)) {
     throw std::runtime_error("\"" + text + "\" is not a number of the setting \"" + name + "\": \"" + std::string(unit_name) +
                              "\" does not fit it; " + units_of(quantity));
   }
-  return value * unit->size;
+  return *value * unit->size;
 }
 
 /// A whole number, the text of one of the choices, or yes or no.

@@ -1,10 +1,10 @@
 #include "standin/validate/report_lines.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <fstream>
 #include <stdexcept>
+
+#include "standin/scene/number_text.h"
 
 namespace standin::validate {
 namespace {
@@ -45,9 +45,6 @@ std::vector<std::vector<std::string>> read_report(const std::filesystem::path& f
   return lines;
 }
 
-std::string exact(double number) {
-  std::array<char, 40> text{};
-  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
-}
+std::string exact(double number) { return shortest(number); }
 
 }  // namespace standin::validate

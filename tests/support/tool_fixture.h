@@ -91,6 +91,12 @@ class NativeTool : public testing::Test {
         object.motion[0].keys = {{0.0, 0.0, standin::Span::linear, {}}, {2.0, 2.0, standin::Span::linear, {}}};
       scene.items.push_back(object);
     }
+    scene.items.push_back(front_camera());
+    standin::write_scene_file(scene, scene_);
+  }
+
+  /// At the origin, looking along +Z, 64x48 pixels with a zoom of 2.
+  static standin::Item front_camera() {
     standin::Item camera;
     camera.kind = standin::ItemKind::camera;
     camera.id = 0x30000000U;
@@ -99,8 +105,7 @@ class NativeTool : public testing::Test {
     camera.camera->zoom_factor = standin::Envelope::constant(2.0);
     camera.camera->width_pixels = 64;
     camera.camera->height_pixels = 48;
-    scene.items.push_back(camera);
-    standin::write_scene_file(scene, scene_);
+    return camera;
   }
 
   std::filesystem::path out(const std::string& name) const { return folder_ / name; }

@@ -88,8 +88,8 @@ void write_coverage(const BakeCoverageArguments& arguments) {
   for (int row = 0; row < height; ++row) {
     for (int column = 0; column < width; ++column) {
       standin::RayQuery& query = queries[static_cast<std::size_t>(column)];
-      query.film_x = ((column + 0.5) / width - 0.5) * setup.film_width;
-      query.film_y = (0.5 - (row + 0.5) / height) * setup.film_height;
+      query.film_x = setup.film_x((column + 0.5) / width);
+      query.film_y = setup.film_y((row + 0.5) / height);
     }
     covered_pixels += show_row(*session, queries, pixels);
     picture.write_rows(pixels);

@@ -1,15 +1,14 @@
 #include "tool/commands/camera_options.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <iostream>
 #include <stdexcept>
-#include <system_error>
 
 #include "standin/remote/program_file.h"
 #include "standin/remote/ray_service.h"
 #include "standin/scene/name_list.h"
+#include "standin/scene/number_text.h"
 #include "standin/session/settings.h"
 #include "tool/commands/option_text.h"
 #include "tool/commands/usage_error.h"
@@ -18,10 +17,6 @@
 
 namespace tool {
 namespace {
-
-constexpr double most_turn_degrees = 36000.0;
-constexpr double least_zoom = 0.001;
-constexpr double greatest_zoom = 1000.0;
 
 std::string server_name(const CameraOptions& options, const standin::Item& item) {
   std::string name = options.server;
@@ -68,16 +63,17 @@ standin::CameraTurn CameraOptions::camera_turn() const {
   standin::CameraTurn by;
   if (turn) {
     const auto degrees = three_numbers(*turn);
-    const auto is_allowed = [](double angle) { return std::abs(angle) <= most_turn_degrees; };
+    const auto is_allowed = [](double angle) { return std::abs(angle) <= standin::most_turn_degrees; };
     if (!degrees || !is_allowed(degrees->x) || !is_allowed(degrees->y) || !is_allowed(degrees->z))
       throw UsageError("--turn " + *turn + ": give HEADING,PITCH,BANK in degrees, 36000 at most, such as 15,-5,0");
     by = standin::turn_of_degrees(*degrees, 1.0);
   }
   if (zoom) {
-    const char* end = zoom->data() + zoom->size();
-    const auto [rest, error] = std::from_chars(zoom->data(), end, by.zoom);
-    if (error != std::errc() || rest != end || !(by.zoom >= least_zoom && by.zoom <= greatest_zoom))
+    std::string_view rest = *zoom;
+    const auto factor = standin::take_number(rest);
+    if (!factor || !rest.empty() || !(*factor >= standin::least_zoom && *factor <= standin::greatest_zoom))
       throw UsageError("--zoom " + *zoom + ": give a factor from 0.001 to 1000, such as 1.5");
+    by.zoom = *factor;
   }
   return by;
 }

@@ -1,13 +1,12 @@
 #include "tool/commands/lens_option.h"
 
-#include <charconv>
-#include <cmath>
 #include <cstddef>
 #include <numbers>
 #include <stdexcept>
 
 #include "standin/host/plain_camera.h"
 #include "standin/remote/ray_service.h"
+#include "standin/scene/number_text.h"
 #include "tool/commands/usage_error.h"
 #include "tool/lens/camera_lens.h"
 #include "tool/lens/perspective_lens.h"
@@ -41,17 +40,9 @@ standin::Scene scene_of(const LensChoice& choice) {
 
 }  // namespace
 
-std::optional<double> take_number(std::string_view& text) {
-  double number = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || !std::isfinite(number)) return std::nullopt;
-  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-  return number;
-}
-
 double parse_field_radians(const std::string& option, const std::string& text) {
   std::string_view rest = text;
-  const auto number = take_number(rest);
+  const auto number = standin::take_number(rest);
   const double radians = rest == "rad" ? number.value_or(0.0) : number.value_or(0.0) * std::numbers::pi / 180.0;
   const bool has_unit = rest.empty() || rest == "deg" || rest == "°" || rest == "rad";
   if (!number || !has_unit || !(radians >= 1e-4) || !(radians <= std::numbers::pi - 1e-4))

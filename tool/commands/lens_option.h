@@ -17,9 +17,6 @@
 
 namespace tool {
 
-/// The number that the text begins with, and is finite; what follows it is left in `text`.
-std::optional<double> take_number(std::string_view& text);
-
 /// A horizontal field of view in degrees, or with a unit. Throws UsageError, which begins with the option, for what a plain
 /// perspective cannot have.
 double parse_field_radians(const std::string& option, const std::string& text);

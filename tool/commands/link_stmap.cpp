@@ -1,7 +1,6 @@
 #include "tool/commands/link_stmap.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstddef>
@@ -12,6 +11,7 @@
 #include <system_error>
 #include <thread>
 
+#include "standin/scene/number_text.h"
 #include "tool/pictures/stored_picture.h"
 
 namespace tool {
@@ -27,11 +27,9 @@ constexpr std::chrono::milliseconds next_try{20};
 std::optional<std::vector<double>> numbers_of(std::string_view text) {
   std::vector<double> numbers;
   while (true) {
-    double number = 0.0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc()) return std::nullopt;
-    numbers.push_back(number);
-    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    const auto number = standin::take_number(text);
+    if (!number) return std::nullopt;
+    numbers.push_back(*number);
     if (text.empty()) return numbers;
     if (!text.starts_with(',')) return std::nullopt;
     text.remove_prefix(1);

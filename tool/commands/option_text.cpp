@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
+#include "standin/scene/number_text.h"
 #include "tool/commands/usage_error.h"
 #include "tool/output/picture.h"
 
@@ -34,16 +34,16 @@ std::optional<std::pair<int, int>> two_numbers(std::string_view text) {
 
 std::optional<standin::Vec3> three_numbers(std::string_view text) {
   std::array<double, 3> numbers{};
-  const char* next = text.data();
-  const char* end = next + text.size();
   for (std::size_t i = 0; i < numbers.size(); ++i) {
-    const auto [rest, error] = std::from_chars(next, end, numbers[i]);
-    const bool last = i + 1 == numbers.size();
-    if (error != std::errc() || !std::isfinite(numbers[i]) || (last ? rest != end : rest == end || *rest != ','))
-      return std::nullopt;
-    next = last ? rest : rest + 1;
+    if (i > 0) {
+      if (!text.starts_with(',')) return std::nullopt;
+      text.remove_prefix(1);
+    }
+    const auto number = standin::take_number(text);
+    if (!number) return std::nullopt;
+    numbers[i] = *number;
   }
-  return standin::Vec3{numbers[0], numbers[1], numbers[2]};
+  return text.empty() ? std::optional(standin::Vec3{numbers[0], numbers[1], numbers[2]}) : std::nullopt;
 }
 
 PictureSize parse_size(std::string_view text) {

@@ -68,7 +68,7 @@ struct FrameReport {
 void write_frame(const FrameReport& report) {
   const nlohmann::json line = {{"frame", report.frame}, {"file", report.file.string()}, {"seconds", report.seconds},
                                {"rays", report.rays},   {"warnings", report.warnings},  {"skipped", report.skipped}};
-  std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+  std::cout << json_line(line) << std::endl;
 }
 
 /// The speed of camera, tracing, shading and files together.

@@ -1,7 +1,6 @@
 #include "tool/commands/reproject_command.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -20,6 +19,7 @@
 #include "tool/commands/warnings.h"
 #include "tool/lens/plain_lenses.h"
 #include "tool/lens/reprojection.h"
+#include "tool/output/file_extension.h"
 #include "tool/output/new_file.h"
 #include "tool/output/progress.h"
 #include "tool/pictures/large_picture.h"
@@ -54,12 +54,6 @@ class NewFileBytes final : public PictureBytes {
  private:
   NewFile& file_;
 };
-
-std::string extension_of(const std::filesystem::path& file) {
-  std::string extension = file.extension().string();
-  std::ranges::transform(extension, extension.begin(), [](unsigned char letter) { return std::tolower(letter); });
-  return extension;
-}
 
 /// The lens among the directions of both: a scene's camera in its own axes where the other lens is in none of a scene.
 const Lens& in_common_axes(const OpenLens& lens, const OpenLens& other, std::unique_ptr<LensInPose>& turned) {
@@ -106,8 +100,8 @@ void reproject(const ReprojectArguments& arguments) {
   const standin::Eye eye = parse_eye(arguments.eye);
   std::optional<PictureSize> size;
   if (!arguments.size.empty()) size = parse_size(arguments.size);
-  if (extension_of(arguments.output) != extension_of(arguments.picture)) {
-    throw UsageError("-o " + arguments.output + ": the name must end in " + extension_of(arguments.picture) +
+  if (lower_case_extension(arguments.output) != lower_case_extension(arguments.picture)) {
+    throw UsageError("-o " + arguments.output + ": the name must end in " + lower_case_extension(arguments.picture) +
                      " as the picture's, whose kind of numbers and channels stay");
   }
   const auto picture = open_picture(arguments.picture);

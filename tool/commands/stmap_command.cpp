@@ -15,6 +15,7 @@
 
 #include "standin/host/plain_camera.h"
 #include "standin/remote/ray_service.h"
+#include "standin/scene/number_text.h"
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"
 #include "tool/commands/camera_options.h"
@@ -64,7 +65,7 @@ std::vector<Direction> parse_directions(const std::string& text) {
 std::optional<double> parse_overscan_percent(const std::string& text) {
   if (text == "auto") return std::nullopt;
   std::string_view rest = text;
-  const auto number = take_number(rest);
+  const auto number = standin::take_number(rest);
   if (!number || !(rest.empty() || rest == "%") || !(*number >= 0.0 && *number <= most_overscan_percent))
     throw UsageError("--overscan " + text + ": give auto, or per cent of the frame from 0 to 1000");
   return number;

@@ -16,9 +16,6 @@ constexpr double quarter_turn = std::numbers::pi / 2.0;
 /// Of the circle's radius: its edge belongs to it, whatever was lost in rounding.
 constexpr double edge = 1.0 + 1e-9;
 
-Vec3 to_world(const standin::ItemPose& pose, Vec3 v) { return pose.right * v.x + pose.up * v.y + pose.forward * v.z; }
-Vec3 from_world(const standin::ItemPose& pose, Vec3 v) { return {dot(v, pose.right), dot(v, pose.up), dot(v, pose.forward)}; }
-
 }  // namespace
 
 void EquirectangularLens::look(std::span<const FramePlace> places, std::span<LensDirection> directions) const {
@@ -26,14 +23,14 @@ void EquirectangularLens::look(std::span<const FramePlace> places, std::span<Len
     const double azimuth = (places[i].s - 0.5) * 2.0 * half_turn;
     const double elevation = (places[i].t - 0.5) * half_turn;
     const double level = std::cos(elevation);
-    directions[i] = {to_world(pose_, {level * std::sin(azimuth), std::sin(elevation), level * std::cos(azimuth)}),
+    directions[i] = {pose_.direction_to_world({level * std::sin(azimuth), std::sin(elevation), level * std::cos(azimuth)}),
                      places[i].found};
   }
 }
 
 void EquirectangularLens::locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const {
   for (std::size_t i = 0; i < directions.size(); ++i) {
-    const Vec3 v = from_world(pose_, directions[i].towards);
+    const Vec3 v = pose_.direction_from_world(directions[i].towards);
     places[i] = {0.5 + std::atan2(v.x, v.z) / (2.0 * half_turn), 0.5 + std::atan2(v.y, std::hypot(v.x, v.z)) / half_turn,
                  directions[i].found};
   }
@@ -49,13 +46,13 @@ void Fisheye180Lens::look(std::span<const FramePlace> places, std::span<LensDire
     const double radius = std::hypot(x, y);
     const double angle = radius * quarter_turn;
     const double across = radius > 0.0 ? std::sin(angle) / radius : 0.0;
-    directions[i] = {to_world(pose_, {x * across, y * across, std::cos(angle)}), places[i].found && radius <= edge};
+    directions[i] = {pose_.direction_to_world({x * across, y * across, std::cos(angle)}), places[i].found && radius <= edge};
   }
 }
 
 void Fisheye180Lens::locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const {
   for (std::size_t i = 0; i < directions.size(); ++i) {
-    const Vec3 v = from_world(pose_, directions[i].towards);
+    const Vec3 v = pose_.direction_from_world(directions[i].towards);
     const double across = std::hypot(v.x, v.y);
     const double radius = std::atan2(across, v.z) / quarter_turn;
     const double scale = across > 0.0 ? radius / across : 0.0;
@@ -66,12 +63,12 @@ void Fisheye180Lens::locate(std::span<const LensDirection> directions, std::span
 
 void LensInPose::look(std::span<const FramePlace> places, std::span<LensDirection> directions) const {
   lens_.look(places, directions);
-  for (LensDirection& direction : directions) direction.towards = from_world(pose_, direction.towards);
+  for (LensDirection& direction : directions) direction.towards = pose_.direction_from_world(direction.towards);
 }
 
 void LensInPose::locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const {
   std::vector<LensDirection> in_world(directions.begin(), directions.end());
-  for (LensDirection& direction : in_world) direction.towards = to_world(pose_, direction.towards);
+  for (LensDirection& direction : in_world) direction.towards = pose_.direction_to_world(direction.towards);
   lens_.locate(in_world, places);
 }
 

@@ -1,7 +1,6 @@
 #include "tool/output/picture.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -12,24 +11,20 @@
 #include <utility>
 #include <vector>
 
+#include "tool/output/file_extension.h"
+#include "tool/output/srgb.h"
+
 namespace tool {
 namespace {
 
 // Rows of pixels are handed on as rows of their four numbers.
 static_assert(sizeof(Pixel) == 4 * sizeof(float));
 
-std::string lower_case_extension(const std::filesystem::path& file) {
-  std::string extension = file.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-  return extension;
-}
-
 std::uint8_t eight_bits(float value) { return static_cast<std::uint8_t>(std::lround(255.0F * std::clamp(value, 0.0F, 1.0F))); }
 
 std::uint8_t srgb_eight_bits(float linear) {
   const float bounded = std::clamp(linear, 0.0F, 1.0F);
-  return eight_bits(bounded <= 0.0031308F ? 12.92F * bounded : 1.055F * std::pow(bounded, 1.0F / 2.4F) - 0.055F);
+  return eight_bits(srgb_of_linear(bounded));
 }
 
 /// PNG stores colours without premultiplied alpha.

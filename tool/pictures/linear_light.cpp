@@ -1,16 +1,8 @@
 #include "tool/pictures/linear_light.h"
 
-#include <cmath>
+#include "tool/output/srgb.h"
 
 namespace tool {
-namespace {
-
-float linear_of_srgb(float value) { return value <= 0.04045F ? value / 12.92F : std::pow((value + 0.055F) / 1.055F, 2.4F); }
-float srgb_of_linear(float value) {
-  return value <= 0.0031308F ? 12.92F * value : 1.055F * std::pow(value, 1.0F / 2.4F) - 0.055F;
-}
-
-}  // namespace
 
 void make_linear(std::span<float> samples, std::size_t channels, int alpha) {
   for (std::size_t i = 0; i < samples.size(); ++i) {

@@ -7,7 +7,7 @@
 
 namespace tool {
 
-void* picture_library_function(const char* name) {
+void* picture_library_function(const char* name, const std::filesystem::path& file) {
   static const auto library = standin::program_file("ovicam-pictures.so");
   // It is never unloaded: the libraries behind it leave threads and functions for the process's end.
   static void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -17,6 +17,7 @@ void* picture_library_function(const char* name) {
     throw std::runtime_error("pictures cannot be read without " + library.string() +
                              ", which is built with this program: " + (reason != nullptr ? reason : "it was not loaded"));
   }
+  if (!std::filesystem::is_regular_file(file)) throw std::runtime_error(file.string() + ": there is no such picture");
   return function;
 }
 

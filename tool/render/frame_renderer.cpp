@@ -45,6 +45,8 @@ struct PixelSum {
 /// Memory of one thread.
 struct Workspace {
   std::vector<RayQuery> queries;
+  /// With soft light: of each query.
+  std::vector<LightSample> light_samples;
   std::vector<RayAnswer> answers;
   std::vector<PixelSum> sums;
   /// The rays that are traced together, the pixel of each, and the light that it brings.
@@ -58,21 +60,23 @@ struct Workspace {
 
 /// The queries for samples `first` to `end` - 1 of every pixel of a tile, pixel by pixel.
 void make_queries(const FrameJob& job, standin::Eye eye, const Tile& tile, std::uint32_t first, std::uint32_t end,
-                  std::vector<RayQuery>& queries) {
-  queries.resize(static_cast<std::size_t>(tile.pixels()) * (end - first));
-  auto query = queries.begin();
+                  Workspace& work) {
+  work.queries.resize(static_cast<std::size_t>(tile.pixels()) * (end - first));
+  work.light_samples.clear();
+  auto query = work.queries.begin();
   for (int row = tile.top; row < tile.bottom; ++row) {
     for (int column = tile.left; column < tile.right; ++column) {
       const PixelSamples samples(static_cast<std::uint32_t>(column), static_cast<std::uint32_t>(row), job.samples_per_pixel);
       for (std::uint32_t sample = first; sample < end; ++sample, ++query) {
         const PixelPoint point = samples.point(sample);
-        query->film_x = ((column + point.x) / job.width - 0.5) * job.setup.film_width;
-        query->film_y = (0.5 - (row + point.y) / job.height) * job.setup.film_height;
+        query->film_x = job.setup.film_x((column + point.x) / job.width);
+        query->film_y = job.setup.film_y((row + point.y) / job.height);
         query->eye = eye;
         const LensSample lens = job.setup.depth_of_field ? samples.lens(sample) : LensSample{0.0, 0.0};
         query->lens_x = lens.x;
         query->lens_y = lens.y;
         query->fractional_time = job.setup.duration_seconds > 0.0 ? samples.time(sample) : 0.0;
+        if (job.soft_light) work.light_samples.push_back(samples.light(sample));
       }
     }
   }
@@ -97,16 +101,12 @@ void render_tile(const FrameJob& job, standin::Eye eye, const Tile& tile, Worksp
   const std::uint32_t samples_at_once = std::max(1U, batch_size / static_cast<std::uint32_t>(tile.pixels()));
   for (std::uint32_t first = 0; first < job.samples_per_pixel; first += samples_at_once) {
     const std::uint32_t end = std::min(job.samples_per_pixel, first + samples_at_once);
-    make_queries(job, eye, tile, first, end, work.queries);
+    make_queries(job, eye, tile, first, end, work);
     work.answers.resize(work.queries.size());
     job.session.evaluate(work.queries, work.answers);
     work.counts.asked += work.queries.size();
     std::size_t i = 0;
     for (std::size_t pixel = 0; pixel < work.sums.size(); ++pixel) {
-      const auto across = static_cast<std::size_t>(tile.right - tile.left);
-      const PixelSamples samples(static_cast<std::uint32_t>(tile.left) + static_cast<std::uint32_t>(pixel % across),
-                                 static_cast<std::uint32_t>(tile.top) + static_cast<std::uint32_t>(pixel / across),
-                                 job.samples_per_pixel);
       for (std::uint32_t sample = first; sample < end; ++sample, ++i) {
         if (work.answers[i].result == 0) continue;
         if (!set_view_ray(job.scene, work.answers[i], work.queries[i].fractional_time, work.rays.emplace_back())) {
@@ -115,7 +115,7 @@ void render_tile(const FrameJob& job, standin::Eye eye, const Tile& tile, Worksp
           continue;
         }
         work.pixels.push_back(pixel);
-        if (job.soft_light) work.soft.push_back(samples.light(sample));
+        if (job.soft_light) work.soft.push_back(work.light_samples[i]);
         if (work.rays.size() == rays_at_once) trace_gathered(job.scene, work);
       }
     }

@@ -148,10 +148,7 @@ class Canvas {
   }
 
  private:
-  Vec3 seen(Vec3 world) const {
-    const Vec3 offset = world - eye_.position;
-    return {dot(offset, eye_.right), dot(offset, eye_.up), dot(offset, eye_.forward)};
-  }
+  Vec3 seen(Vec3 world) const { return eye_.direction_from_world(world - eye_.position); }
   /// Where the line between two points meets the nearest distance.
   static Vec3 cut(Vec3 a, Vec3 b) {
     Vec3 at = a + (b - a) * ((nearest - a.z) / (b.z - a.z));

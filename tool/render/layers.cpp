@@ -68,10 +68,9 @@ std::array<double, 3> values_of(Layer layer, const RenderScene& scene, const Hit
 std::vector<RayQuery> queries_of(const LayerJob& job, const PixelBox& part, int row) {
   std::vector<RayQuery> queries(static_cast<std::size_t>(part.width));
   for (int column = 0; column < part.width; ++column) {
-    queries[static_cast<std::size_t>(column)] = {
-        .film_x = ((part.left + column + 0.5) / job.width - 0.5) * job.setup.film_width,
-        .film_y = (0.5 - (part.top + row + 0.5) / job.height) * job.setup.film_height,
-        .eye = job.eye};
+    queries[static_cast<std::size_t>(column)] = {.film_x = job.setup.film_x((part.left + column + 0.5) / job.width),
+                                                 .film_y = job.setup.film_y((part.top + row + 0.5) / job.height),
+                                                 .eye = job.eye};
   }
   return queries;
 }

@@ -1,10 +1,11 @@
 #include "tool/view/scene_copy.h"
 
 #include <algorithm>
-#include <cctype>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <system_error>
+
+#include "tool/output/file_extension.h"
 
 namespace tool {
 namespace {
@@ -16,13 +17,6 @@ constexpr std::size_t longest_name = 1024;
 
 [[noreturn]] void refuse(const std::string& name, const std::string& sentence) {
   throw std::runtime_error("\"" + name + "\": " + sentence);
-}
-
-bool has_scene_extension(const fs::path& file) {
-  std::string extension = file.extension().string();
-  std::ranges::transform(extension, extension.begin(),
-                         [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-  return extension == ".lws";
 }
 
 }  // namespace
@@ -50,7 +44,7 @@ fs::path scene_copy_file(const fs::path& scene, const std::string& name) {
   if (std::ranges::any_of(name, [](unsigned char letter) { return letter < 0x20 || letter == 0x7F; }))
     throw std::runtime_error("The name of a scene cannot hold control characters");
   fs::path relative(name);
-  if (!has_scene_extension(relative)) relative += ".lws";
+  if (lower_case_extension(relative) != ".lws") relative += ".lws";
   if (relative.is_absolute() || std::ranges::find(relative, "..") != relative.end())
     refuse(name, "the scene is saved beside the one that is viewed; give a name, or one in a folder there");
   const fs::path home = fs::absolute(scene).parent_path();

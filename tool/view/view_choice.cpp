@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "standin/scene/camera_turn.h"
+
 namespace tool {
 namespace {
 
@@ -38,7 +40,7 @@ std::array<double, 3> parse_view_turn(const json& value) {
   if (!value.is_array() || value.size() != 3) throw std::runtime_error("\"turn\" must be heading, pitch and bank in degrees");
   std::array<double, 3> turn{};
   for (std::size_t i = 0; i < turn.size(); ++i)
-    turn[i] = real_number("turn", value[i], -most_view_turn_degrees, most_view_turn_degrees);
+    turn[i] = real_number("turn", value[i], -standin::most_turn_degrees, standin::most_turn_degrees);
   return turn;
 }
 
@@ -129,7 +131,7 @@ ViewChange parse_change(const std::string& body, std::size_t camera_count) {
     } else if (name == "turn") {
       change.turn = parse_view_turn(value);
     } else if (name == "zoom") {
-      change.zoom = real_number(name, value, least_view_zoom, greatest_view_zoom);
+      change.zoom = real_number(name, value, standin::least_zoom, standin::greatest_zoom);
     } else if (name == "compare") {
       change.compare = yes_or_no(name, value);
     } else if (name == "reset") {

@@ -19,9 +19,6 @@ inline constexpr int most_view_side = 8192;
 inline constexpr std::int64_t most_view_pixels = std::int64_t{16} << 20;
 inline constexpr std::uint32_t most_view_samples = 4096;
 inline constexpr int farthest_view_frame = 1000000;
-inline constexpr double most_view_turn_degrees = 36000.0;
-inline constexpr double least_view_zoom = 0.001;
-inline constexpr double greatest_view_zoom = 1000.0;
 
 struct ViewChoice {
   std::size_t camera = 0;

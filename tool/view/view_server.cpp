@@ -2,9 +2,7 @@
 
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
-#include <cmath>
 #include <cstdint>
 #include <httplib.h>
 #include <nlohmann/json.hpp>
@@ -12,10 +10,11 @@
 #include <stdexcept>
 #include <string_view>
 #include <sys/random.h>
-#include <system_error>
 #include <thread>
 #include <utility>
 
+#include "standin/scene/number_text.h"
+#include "tool/output/json_output.h"
 #include "tool/output/panel_page.h"
 #include "tool/view/page_files.h"
 
@@ -61,15 +60,14 @@ bool same_secret(std::string_view given, std::string_view secret) {
 }
 
 std::optional<double> number_in(const std::string& text) {
-  double number = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(number)) return std::nullopt;
-  return number;
+  std::string_view rest = text;
+  const auto number = standin::take_number(rest);
+  return rest.empty() ? number : std::nullopt;
 }
 
 void refuse(httplib::Response& response, int status, const std::string& sentence) {
   response.status = status;
-  response.set_content(json{{"trouble", sentence}}.dump(-1, ' ', false, json::error_handler_t::replace), "application/json");
+  response.set_content(json_line({{"trouble", sentence}}), "application/json");
 }
 
 }  // namespace
@@ -187,7 +185,7 @@ class ViewServer::Connections {
       require_json(request);
       const auto file = viewing_.save_scene(parse_scene_copy(request.body));
       if (!file) return refuse(response, 409, "There is a file of this name already");
-      response.set_content(json{{"file", *file}}.dump(-1, ' ', false, json::error_handler_t::replace), "application/json");
+      response.set_content(json_line({{"file", *file}}), "application/json");
     });
     server_.Get(folder + "news", [this](const httplib::Request&, httplib::Response& response) { send_news(response); });
     server_.Get(folder + "look", [this](const httplib::Request& request, httplib::Response& response) {

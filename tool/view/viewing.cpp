@@ -13,8 +13,10 @@
 #include "standin/host/save_state.h"
 #include "standin/remote/ray_service.h"
 #include "standin/scene/file_bytes.h"
+#include "standin/scene/number_text.h"
 #include "standin/scene/scene_edit.h"
 #include "standin/session/control_text.h"
+#include "tool/output/json_output.h"
 #include "tool/output/new_file.h"
 #include "tool/output/panel_page.h"
 #include "tool/output/shell_text.h"
@@ -337,7 +339,7 @@ void Viewing::publish_state() {
   if (session_ != nullptr)
     for (std::string& warning : session_->take_warnings())
       if (std::ranges::find(warnings_, warning) == warnings_.end()) warnings_.push_back(std::move(warning));
-  std::string text = state_json().dump(-1, ' ', false, json::error_handler_t::replace);
+  std::string text = json_line(state_json());
   const std::lock_guard lock(mutex_);
   state_ = std::move(text);
   ++news_.state;
@@ -612,9 +614,8 @@ std::string Viewing::look_at(double x, double y) const {
     throw std::runtime_error("The camera is not ready; point at the picture again");
   if (!(x >= 0.0 && y >= 0.0 && x <= choice_.width && y <= choice_.height))
     throw std::runtime_error("This place is not in the frame");
-  const std::array query{standin::RayQuery{.film_x = (x / choice_.width - 0.5) * setup_.film_width,
-                                           .film_y = (0.5 - y / choice_.height) * setup_.film_height,
-                                           .eye = first_eye(choice_.eye)}};
+  const std::array query{standin::RayQuery{
+      .film_x = setup_.film_x(x / choice_.width), .film_y = setup_.film_y(y / choice_.height), .eye = first_eye(choice_.eye)}};
   std::array<standin::RayAnswer, 1> answer;
   session_->evaluate(query, answer);
   json seen{{"film", {query[0].film_x, query[0].film_y}}};

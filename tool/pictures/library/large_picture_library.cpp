@@ -13,6 +13,7 @@
 
 #include "tool/output/picture.h"
 #include "tool/pictures/large_picture.h"
+#include "tool/pictures/library/whole_frame.h"
 
 namespace {
 
@@ -142,11 +143,7 @@ class Picture final : public tool::LargePicture {
 
   std::unique_ptr<tool::PictureWriter> create(tool::PictureBytes& file, int width, int height,
                                               const std::vector<std::pair<std::string, std::string>>& facts) const override {
-    OIIO::ImageSpec layout = layout_;
-    layout.x = layout.y = layout.full_x = layout.full_y = 0;
-    layout.width = layout.full_width = width;
-    layout.height = layout.full_height = height;
-    layout.tile_width = layout.tile_height = layout.tile_depth = 0;
+    OIIO::ImageSpec layout = tool::whole_frame(layout_, width, height);
     // True of the old lens only.
     layout.erase_attribute("worldtocamera");
     layout.erase_attribute("worldtoscreen");

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "tool/output/picture.h"
+#include "tool/pictures/library/whole_frame.h"
 #include "tool/pictures/stored_picture.h"
 
 namespace {
@@ -72,11 +73,7 @@ class Picture final : public tool::StoredPicture {
 
   std::vector<std::byte> encoded(int width, int height, OIIO::TypeDesc kind, const void* samples) const {
     // Channels of several kinds have one in memory.
-    OIIO::ImageSpec layout = pixels_.nativespec();
-    layout.x = layout.y = layout.full_x = layout.full_y = 0;
-    layout.width = layout.full_width = width;
-    layout.height = layout.full_height = height;
-    layout.tile_width = layout.tile_height = layout.tile_depth = 0;
+    const OIIO::ImageSpec layout = tool::whole_frame(pixels_.nativespec(), width, height);
     std::vector<unsigned char> bytes;
     OIIO::Filesystem::IOVecOutput memory(bytes);
     const std::string format = pixels_.file_format_name();
