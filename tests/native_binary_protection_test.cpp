@@ -8,7 +8,7 @@
 
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_binary_protection_test {
 
 namespace fs = std::filesystem;
 using namespace test_support;
@@ -76,4 +76,4 @@ TEST(ShippedModule, LiesAnywhereInALargeMemoryAndItsDataIsNeverRun) {
   }
 }
 
-}  // namespace
+}  // namespace native_binary_protection_test

@@ -13,7 +13,7 @@
 #include "standin/scene/scene.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_command_line_test {
 
 namespace fs = std::filesystem;
 using namespace test_support;
@@ -201,4 +201,4 @@ TEST_F(NativeCommandLine, SceneShowsSizesThatCamerasWorkOut) {
   EXPECT_EQ(run_tool("scene " + quoted(out("none.lws"))).exit_code, 1);
 }
 
-}  // namespace
+}  // namespace native_command_line_test

@@ -11,7 +11,7 @@
 #include "tests/support/tool_fixture.h"
 #include "tool/output/plain_text.h"
 
-namespace {
+namespace native_control_characters_test {
 
 using namespace test_support;
 
@@ -94,4 +94,4 @@ TEST_F(NativeControlCharacters, OfAService) {
   EXPECT_NE(outcome.output.find("\\u001b[2Jall is well"), std::string::npos) << outcome.output;
 }
 
-}  // namespace
+}  // namespace native_control_characters_test

@@ -13,7 +13,7 @@
 #include "tool/render/render_scene.h"
 #include "tool/render/tracer.h"
 
-namespace {
+namespace native_far_rays_test {
 
 using namespace test_support;
 
@@ -104,4 +104,4 @@ TEST_F(NativeFarRays, NoAnswerOfAServiceIsTracedThatCannotBe) {
   EXPECT_NEAR(tool::view_ray(render_scene, long_direction, 0.0)->direction.y, 0.6, 1e-12);
 }
 
-}  // namespace
+}  // namespace native_far_rays_test

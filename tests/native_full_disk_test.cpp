@@ -5,7 +5,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_full_disk_test {
 
 namespace fs = std::filesystem;
 using test_support::child_folder;
@@ -98,4 +98,4 @@ TEST_F(FullDisk, APanelsPictureIsWholeOrNotThere) {
   }
 }
 
-}  // namespace
+}  // namespace native_full_disk_test

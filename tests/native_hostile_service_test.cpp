@@ -19,7 +19,7 @@
 #include "tests/support/ray_service_fixture.h"
 #include "tests/support/running_tool.h"
 
-namespace {
+namespace native_hostile_service_test {
 
 using namespace standin;
 using namespace standin::ray_protocol;
@@ -223,4 +223,4 @@ TEST_F(HostileService, ALimitThatIsNoNumberIsRefused) {
   }
 }
 
-}  // namespace
+}  // namespace native_hostile_service_test

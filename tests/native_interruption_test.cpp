@@ -10,7 +10,7 @@
 #include "tests/support/running_tool.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_interruption_test {
 
 namespace fs = std::filesystem;
 using namespace test_support;
@@ -104,4 +104,4 @@ TEST_F(NativeInterruption, LeavesNoServiceUnderWine) {
   EXPECT_TRUE(comes_true([&] { return processes_with(service).empty(); }));
 }
 
-}  // namespace
+}  // namespace native_interruption_test

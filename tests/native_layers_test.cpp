@@ -9,7 +9,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_layers_test {
 
 namespace fs = std::filesystem;
 using test_support::contents;
@@ -193,4 +193,4 @@ TEST_F(NativeTool, TheShippedModuleGivesTheSameLayers) {
       EXPECT_NEAR(samples[i], there.samples.at(channel)[i], 1e-3) << channel << ' ' << i;
 }
 
-}  // namespace
+}  // namespace native_layers_test

@@ -14,8 +14,7 @@
 #include "tool/lens/camera_lens.h"
 #include "tool/lens/perspective_lens.h"
 
-namespace tool {
-namespace {
+namespace tool::native_lens_test {
 
 constexpr int columns = 61;
 constexpr int rows = 37;
@@ -151,5 +150,4 @@ TEST(PerspectiveLens, ThereAndBack) {
   for (const FramePlace& place : places) EXPECT_FALSE(place.found);
 }
 
-}  // namespace
-}  // namespace tool
+}  // namespace tool::native_lens_test

@@ -10,7 +10,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_link_stmap_test {
 
 namespace fs = std::filesystem;
 using test_support::contents;
@@ -137,4 +137,4 @@ TEST_F(LinkStMap, RefusesWithASentenceAndLeavesTheFile) {
   EXPECT_EQ(link("--set-stmap " + quoted(map_)).exit_code, 1);
 }
 
-}  // namespace
+}  // namespace native_link_stmap_test

@@ -17,7 +17,7 @@
 #include "tests/support/tool_fixture.h"
 #include "tool/output/new_file.h"
 
-namespace {
+namespace native_log_access_test {
 
 namespace fs = std::filesystem;
 using namespace test_support;
@@ -104,4 +104,4 @@ TEST(NativeUnfinishedFiles, AreReplacedByWholeFilesInTheStandInToo) {
   EXPECT_EQ(names_in(folder).size(), 2U);
 }
 
-}  // namespace
+}  // namespace native_log_access_test

@@ -11,7 +11,7 @@
 #include "standin/scene/object_file.h"
 #include "tests/support/paths.h"
 
-namespace {
+namespace native_object_file_oracle_test {
 
 using standin::Vec3;
 
@@ -133,4 +133,4 @@ TEST(ObjectFileOracle, EveryHostObjectIsReadAsTheImportLibraryReadsIt) {
   EXPECT_TRUE(textured);
 }
 
-}  // namespace
+}  // namespace native_object_file_oracle_test

@@ -8,7 +8,7 @@
 
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_output_streams_test {
 
 using namespace test_support;
 
@@ -61,4 +61,4 @@ TEST_F(NativeOutputStreams, NoFileTakesThePlaceOfAClosedStream) {
   }
 }
 
-}  // namespace
+}  // namespace native_output_streams_test

@@ -9,7 +9,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_picture_metadata_test {
 
 using nlohmann::json;
 using test_support::contents;
@@ -165,4 +165,4 @@ TEST_F(NativeTool, TheShippedModuleTellsTheSame) {
   EXPECT_EQ(facts("here.exr"), facts("there.exr"));
 }
 
-}  // namespace
+}  // namespace native_picture_metadata_test

@@ -19,8 +19,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/ray_service_fixture.h"
 
-namespace standin {
-namespace {
+namespace standin::native_ray_service_test {
 
 using test_support::RayService;
 
@@ -302,5 +301,4 @@ TEST(WindowsBinary, IsToldByItsFirstLetters) {
   EXPECT_FALSE(is_windows_binary(folder / "c.p"));
 }
 
-}  // namespace
-}  // namespace standin
+}  // namespace standin::native_ray_service_test

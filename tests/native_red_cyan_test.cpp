@@ -8,7 +8,7 @@
 
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_red_cyan_test {
 
 using namespace test_support;
 
@@ -46,4 +46,4 @@ TEST_F(NativeTool, RedIsOfTheLeftEyeAndTheRestOfTheRight) {
   EXPECT_NE(wrong.output.find("red-cyan"), std::string::npos) << wrong.output;
 }
 
-}  // namespace
+}  // namespace native_red_cyan_test

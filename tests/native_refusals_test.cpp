@@ -12,7 +12,7 @@
 #include "standin/scene/scene.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_refusals_test {
 
 namespace fs = std::filesystem;
 using namespace test_support;
@@ -182,4 +182,4 @@ TEST_F(NativeRefusals, AnEyeThatChangesNothingIsToldOf) {
   EXPECT_FALSE(told_of(render("out.png", "--server QuorinFisheyeCam --eye centre")));
 }
 
-}  // namespace
+}  // namespace native_refusals_test

@@ -6,7 +6,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_region_test {
 
 using test_support::contents;
 using test_support::names_in;
@@ -87,4 +87,4 @@ TEST_F(NativeTool, ARegionOutsideTheFrameIsRefused) {
   EXPECT_EQ(names_in(folder_), before);
 }
 
-}  // namespace
+}  // namespace native_region_test

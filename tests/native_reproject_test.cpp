@@ -17,7 +17,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_reproject_test {
 
 namespace fs = std::filesystem;
 using test_support::contents;
@@ -234,4 +234,4 @@ TEST_F(Reproject, ReplacesItsPictureAndTellsOfBrokenNumbers) {
   EXPECT_FALSE(fs::exists(out("strict2.exr")));
 }
 
-}  // namespace
+}  // namespace native_reproject_test

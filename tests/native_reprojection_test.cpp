@@ -19,8 +19,7 @@
 #include "tool/lens/plain_lenses.h"
 #include "tool/lens/reprojection.h"
 
-namespace tool {
-namespace {
+namespace tool::native_reprojection_test {
 
 using standin::Vec3;
 
@@ -221,5 +220,4 @@ TEST(Reprojection, NumbersThatAreNoneAreTakenForNothing) {
   EXPECT_LT(samples[(20 * 64 + 30) * 2], 0.5F);
 }
 
-}  // namespace
-}  // namespace tool
+}  // namespace tool::native_reprojection_test

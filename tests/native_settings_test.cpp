@@ -10,7 +10,7 @@
 
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_settings_test {
 
 using namespace test_support;
 
@@ -114,4 +114,4 @@ TEST_F(NativeSettings, TheShippedModuleTakesThemInTheSameWords) {
   EXPECT_EQ(contents(out("told")), "set Horizontal FOV angle: 180.00°\n");
 }
 
-}  // namespace
+}  // namespace native_settings_test

@@ -16,8 +16,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/ray_service_fixture.h"
 
-namespace standin {
-namespace {
+namespace standin::native_shared_rays_test {
 
 namespace fs = std::filesystem;
 using namespace ray_protocol;
@@ -155,5 +154,4 @@ TEST_F(PipedRays, WithoutSharedMemoryTheyFollowTheMessages) {
   }
 }
 
-}  // namespace
-}  // namespace standin
+}  // namespace standin::native_shared_rays_test

@@ -8,7 +8,7 @@
 #include "framework/sine_cosine.h"
 #include "tests/support/random_cases.h"
 
-namespace {
+namespace native_sine_cosine_test {
 
 using framework::math::sines_and_cosines;
 
@@ -69,4 +69,4 @@ TEST(SineCosineErrors, AreWithinOneUnitAtEveryMultipleOfAQuarterTurnAndBesideIt)
   EXPECT_LE(worst.error, 1.0) << worst.radians;
 }
 
-}  // namespace
+}  // namespace native_sine_cosine_test

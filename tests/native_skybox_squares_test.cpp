@@ -10,7 +10,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_skybox_squares_test {
 
 namespace fs = std::filesystem;
 using test_support::names_in;
@@ -186,4 +186,4 @@ TEST_F(SkyboxSquares, MistakesAreToldAndLeaveNothing) {
   EXPECT_EQ(read(out("tiny/top.png")).spec().width, 1);
 }
 
-}  // namespace
+}  // namespace native_skybox_squares_test

@@ -9,7 +9,7 @@
 
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_soft_light_test {
 
 using namespace test_support;
 using standin::Vec3;
@@ -187,4 +187,4 @@ TEST_F(SoftLight, ARegionIsThatPartOfTheWholeFrameWithAnyNumberOfThreads) {
         ASSERT_EQ(part.all[part.at(column, row) + i], whole.all[whole.at(column + 31, row + 33) + i]) << column << ' ' << row;
 }
 
-}  // namespace
+}  // namespace native_soft_light_test

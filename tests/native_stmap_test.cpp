@@ -17,7 +17,7 @@
 #include "tests/support/paths.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_stmap_test {
 
 namespace fs = std::filesystem;
 using test_support::names_in;
@@ -382,4 +382,4 @@ TEST_F(StMap, ThroughTheShippedModuleIsTheSame) {
   }
 }
 
-}  // namespace
+}  // namespace native_stmap_test

@@ -22,7 +22,7 @@
 #include "tests/support/tool_fixture.h"
 #include "tests/support/write_object.h"
 
-namespace {
+namespace native_tool_test {
 
 namespace fs = std::filesystem;
 using test_support::child_folder;
@@ -1259,4 +1259,4 @@ TEST_F(NativeTool, ScenesOfTheHostRender) {
   EXPECT_GT(count, 0);
 }
 
-}  // namespace
+}  // namespace native_tool_test

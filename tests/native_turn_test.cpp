@@ -8,7 +8,7 @@
 #include "standin/scene/scene.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_turn_test {
 
 using namespace test_support;
 
@@ -107,4 +107,4 @@ TEST_F(NativeTurn, WhatIsNoTurnIsRefused) {
   EXPECT_NE(help.output.find("--zoom"), std::string::npos);
 }
 
-}  // namespace
+}  // namespace native_turn_test

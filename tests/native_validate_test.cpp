@@ -13,7 +13,7 @@
 #include "standin/validate/context.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_validate_test {
 
 using test_support::contents;
 using test_support::module_file;
@@ -329,4 +329,4 @@ TEST(Validate, TheShippedModuleIsSound) {
   EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
 }
 
-}  // namespace
+}  // namespace native_validate_test

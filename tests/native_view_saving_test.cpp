@@ -10,7 +10,7 @@
 #include "standin/scene/scene.h"
 #include "tests/support/view_page.h"
 
-namespace {
+namespace native_view_saving_test {
 
 namespace fs = std::filesystem;
 using namespace test_support;
@@ -288,4 +288,4 @@ TEST_F(NativeViewSaving, AFullSphereIsKnownByItsRays) {
   }
 }
 
-}  // namespace
+}  // namespace native_view_saving_test

@@ -21,7 +21,7 @@
 
 #include "tests/support/view_page.h"
 
-namespace {
+namespace native_view_test {
 
 namespace fs = std::filesystem;
 using namespace test_support;
@@ -370,4 +370,4 @@ TEST_F(NativeView, WhatCannotBeShownIsToldInOneSentence) {
   }
 }
 
-}  // namespace
+}  // namespace native_view_test

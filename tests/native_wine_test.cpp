@@ -9,7 +9,7 @@
 #include "tests/support/running_tool.h"
 #include "tests/support/tool_fixture.h"
 
-namespace {
+namespace native_wine_test {
 
 namespace fs = std::filesystem;
 using namespace test_support;
@@ -132,4 +132,4 @@ TEST_F(NativeWine, AFreshPrefixIsSaidToBeSetUp) {
   EXPECT_EQ(second.output.find("set up"), std::string::npos) << second.output;
 }
 
-}  // namespace
+}  // namespace native_wine_test
