@@ -42,7 +42,7 @@ if [ ! -e "$WINEPREFIX/ready" ]; then
     flock 9
     [ ! -e "$WINEPREFIX/ready" ] || exit 0
     echo "note: Wine is being set up in $WINEPREFIX, once; that takes up to a minute" >&"$notices"
-    "$wine" wineboot --init >&2 </dev/null 3>&- || exit 1
+    "$wine" wineboot --init >"$WINEPREFIX/setup.log" 2>&1 </dev/null 3>&- || { cat "$WINEPREFIX/setup.log" >&2; exit 1; }
     wineserver -w 2>/dev/null 3>&- || true
     touch "$WINEPREFIX/ready"
   ) 9>"$WINEPREFIX/lock" ||
