@@ -25,7 +25,7 @@ namespace {
 using standin::Vec3;
 
 /// A picture in memory.
-class MemoryPicture final : public LargePicture {
+class MemoryPicture final : public PicturePixels {
  public:
   MemoryPicture(int width, int height, std::vector<std::string> channels)
       : width_(width), height_(height), channels_(std::move(channels)) {
@@ -43,10 +43,6 @@ class MemoryPicture final : public LargePicture {
     for (int row = 0; row < part.height; ++row)
       std::copy_n(&samples_[index(part.left, part.top + row)], static_cast<std::size_t>(part.width) * channels_.size(),
                   &samples[static_cast<std::size_t>(row) * static_cast<std::size_t>(part.width) * channels_.size()]);
-  }
-  std::unique_ptr<PictureWriter> create(PictureBytes& /*bytes*/, int /*width*/, int /*height*/,
-                                        const std::vector<std::pair<std::string, std::string>>& /*facts*/) const override {
-    return nullptr;
   }
 
   float* pixel(int column, int row) { return &samples_[index(column, row)]; }

@@ -5,32 +5,28 @@
 #include <cstdint>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tool/commands/camera_options.h"
 #include "tool/commands/lens_option.h"
 #include "tool/commands/option_text.h"
+#include "tool/commands/reproject_panes.h"
 #include "tool/commands/usage_error.h"
 #include "tool/commands/warnings.h"
-#include "tool/lens/plain_lenses.h"
-#include "tool/lens/reprojection.h"
 #include "tool/output/file_extension.h"
 #include "tool/output/new_file.h"
-#include "tool/output/progress.h"
-#include "tool/pictures/large_picture.h"
+#include "tool/pictures/picture_views.h"
 
 namespace tool {
 namespace {
-
-/// Numbers of the new picture that are in memory at once, and its rows at least and at most.
-constexpr std::size_t numbers_at_once = std::size_t{1} << 23;
-constexpr int fewest_rows = 64;
-constexpr int most_rows = 256;
 
 struct ReprojectArguments {
   CameraOptions options;
@@ -38,7 +34,7 @@ struct ReprojectArguments {
   std::string from;
   std::string to;
   std::string size;
-  std::string eye = "centre";
+  std::string eye;
   std::optional<int> frame;
   std::string output;
 };
@@ -55,49 +51,27 @@ class NewFileBytes final : public PictureBytes {
   NewFile& file_;
 };
 
-/// The lens among the directions of both: a scene's camera in its own axes where the other lens is in none of a scene.
-const Lens& in_common_axes(const OpenLens& lens, const OpenLens& other, std::unique_ptr<LensInPose>& turned) {
-  if (!lens.pose || other.pose) return *lens.lens;
-  turned = std::make_unique<LensInPose>(*lens.lens, *lens.pose);
-  return *turned;
+/// What is reprojected through which eye of the lenses: each view through its own, unless an eye is given or there are no two.
+std::vector<EyeView> eye_views(const LargePicture& picture, const std::optional<standin::Eye>& given) {
+  if (!given) return eye_views_of(picture);
+  std::vector<std::size_t> all(picture.channels().size());
+  std::iota(all.begin(), all.end(), std::size_t{0});
+  return {{*given, {{}, all}}};
 }
 
-void write_picture(Reprojection& reprojection, const LargePicture& picture, PictureSize size, const std::string& name,
-                   const std::string& output, const Lens& from, const Lens& to, Warnings& warnings) {
-  NewFile file(output);
-  NewFileBytes bytes(file);
-  const auto writer = picture.create(bytes, size.width, size.height,
-                                     {{"ovicam/tool", OVICAM_VERSION},
-                                      {"ovicam/reproject/from", from.description()},
-                                      {"ovicam/reproject/to", to.description()}});
-  const std::size_t row = static_cast<std::size_t>(size.width) * picture.channels().size();
-  const int rows_at_once = std::clamp(static_cast<int>(numbers_at_once / row), fewest_rows, most_rows);
-  std::vector<float> samples;
-  {
-    Progress progress(static_cast<double>(size.width) * size.height);
-    for (int first = 0; first < size.height; first += rows_at_once) {
-      const PixelBox part{0, first, size.width, std::min(rows_at_once, size.height - first)};
-      samples.resize(row * static_cast<std::size_t>(part.height));
-      reprojection.fill(part, samples);
-      writer->write_rows(samples);
-      progress.add(static_cast<std::uint64_t>(part.width) * static_cast<std::uint64_t>(part.height));
-    }
-  }
-  if (!reprojection.has_seen()) {
-    throw std::runtime_error("the picture would be empty: " + from.description() + " and " + to.description() +
-                             " see nothing in common");
-  }
-  if (reprojection.has_broken_numbers())
-    warnings.add(name + " has numbers that are infinite or none at all; they were taken for 0");
-  warnings.tell();
-  writer->finish();
-  file.finish();
+/// One picture where all its views are seen through the same lenses.
+std::vector<EyeView> joined(std::vector<EyeView> eyes) {
+  EyeView all{eyes.front().eye, {}};
+  for (const EyeView& each : eyes) std::ranges::copy(each.view.channels, std::back_inserter(all.view.channels));
+  std::ranges::sort(all.view.channels);
+  return {all};
 }
 
 void reproject(const ReprojectArguments& arguments) {
   const LensChoice from_choice = parse_lens("--from", arguments.from);
   const LensChoice to_choice = parse_lens("--to", arguments.to);
-  const standin::Eye eye = parse_eye(arguments.eye);
+  std::optional<standin::Eye> given_eye;
+  if (!arguments.eye.empty()) given_eye = parse_eye(arguments.eye);
   std::optional<PictureSize> size;
   if (!arguments.size.empty()) size = parse_size(arguments.size);
   if (lower_case_extension(arguments.output) != lower_case_extension(arguments.picture)) {
@@ -109,6 +83,8 @@ void reproject(const ReprojectArguments& arguments) {
   const PictureSize picture_size{picture->width(), picture->height()};
   if (!size) size = size_of(to_choice).value_or(picture_size);
 
+  std::vector<EyeView> eyes = eye_views(*picture, given_eye);
+  const standin::Eye eye = eyes.front().eye;
   Warnings warnings(arguments.options.strict);
   const OpenLens from = open_lens(from_choice, arguments.options, arguments.frame, picture_size, eye, false, warnings);
   if (from.server == "QuorinSkyboxCam") {
@@ -123,14 +99,32 @@ void reproject(const ReprojectArguments& arguments) {
     std::cerr << "note: the two cameras stand " << length(from.lens->position() - to.lens->position())
               << " m apart; only directions count, as if all they see were far away\n";
   }
-  std::unique_ptr<LensInPose> turned_from;
-  std::unique_ptr<LensInPose> turned_to;
-  const Lens& from_lens = in_common_axes(from, to, turned_from);
-  const Lens& to_lens = in_common_axes(to, from, turned_to);
-  Reprojection reprojection(*picture, from_lens, to_lens, size->width, size->height);
-  write_picture(reprojection, *picture, *size, arguments.picture, arguments.output, from_lens, to_lens, warnings);
-  std::cerr << size->width << 'x' << size->height << " pixels of " << to_lens.description() << " from "
-            << from_lens.description() << " -> " << arguments.output << '\n';
+  if (eyes.size() > 1 && !from.has_two_eyes() && !to.has_two_eyes()) eyes = joined(std::move(eyes));
+  std::vector<std::unique_ptr<EyeLenses>> lenses;
+  std::vector<std::unique_ptr<PictureChannels>> pictures;
+  std::vector<Pane> panes;
+  for (const EyeView& each : eyes) {
+    lenses.push_back(std::make_unique<EyeLenses>(from, to, each.eye));
+    pictures.push_back(std::make_unique<PictureChannels>(*picture, each.view.channels));
+    panes.push_back({*pictures.back(), *lenses.back(), {0, 0, size->width, size->height}, each.view.channels});
+  }
+  const std::string from_name = from.lens->description();
+  const std::string to_name = to.lens->description();
+  NewFile file(arguments.output);
+  NewFileBytes bytes(file);
+  const auto writer = picture->create(
+      bytes, size->width, size->height,
+      {{"ovicam/tool", OVICAM_VERSION}, {"ovicam/reproject/from", from_name}, {"ovicam/reproject/to", to_name}});
+  const PaneReport report = write_panes(panes, *size, picture->channels().size(), *writer);
+  if (!report.has_seen)
+    throw std::runtime_error("the picture would be empty: " + from_name + " and " + to_name + " see nothing in common");
+  if (report.has_broken_numbers)
+    warnings.add(arguments.picture + " has numbers that are infinite or none at all; they were taken for 0");
+  warnings.tell();
+  writer->finish();
+  file.finish();
+  std::cerr << size->width << 'x' << size->height << " pixels of " << to_name << " from " << from_name << " -> "
+            << arguments.output << '\n';
 }
 
 }  // namespace
@@ -153,7 +147,10 @@ void add_reproject_command(CLI::App& app) {
   command->add_option("-o,--output", arguments->output, "New picture, of the same kind as the first")->required();
   command->add_option("--size", arguments->size,
                       "WIDTHxHEIGHT of the new picture in pixels (default: as the scene has it, or that of the picture)");
-  command->add_option("--eye", arguments->eye, "Of both lenses: centre, left or right")->capture_default_str();
+  command->add_option(
+      "--eye", arguments->eye,
+      "Of both lenses, for all that the picture holds: centre, left or right (default: each view's own, left or right, of two "
+      "eyes; else centre)");
   command->add_option("--frame", arguments->frame, "Frame of the scenes (default: each scene's first)");
   arguments->options.add_module_to(*command);
   command->add_flag("--strict", arguments->options.strict,

@@ -40,13 +40,13 @@ class PictureWriter {
   virtual void finish() = 0;
 };
 
-/// A picture that is read part by part, so that it may be larger than the memory that it takes.
-class LargePicture {
+/// The pixels of a picture that is read part by part, so that it may be larger than the memory that it takes.
+class PicturePixels {
  public:
-  LargePicture() = default;
-  LargePicture(const LargePicture&) = delete;
-  LargePicture& operator=(const LargePicture&) = delete;
-  virtual ~LargePicture() = default;
+  PicturePixels() = default;
+  PicturePixels(const PicturePixels&) = delete;
+  PicturePixels& operator=(const PicturePixels&) = delete;
+  virtual ~PicturePixels() = default;
 
   /// Of the whole frame, which the file may hold only a part of.
   virtual int width() const = 0;
@@ -60,6 +60,13 @@ class LargePicture {
   /// The pixels of a part of the frame, row by row from the top, each with all its channels; 1 is white. What the file does not
   /// hold is 0. Throws std::runtime_error. Threads: any number at once.
   virtual void read(const PixelBox& part, std::span<float> samples) const = 0;
+};
+
+/// A picture's file.
+class LargePicture : public PicturePixels {
+ public:
+  /// The names of its views, the one whose channels have no name of a view first; empty where there is only one.
+  virtual std::vector<std::string> views() const = 0;
 
   /// A picture of another size, whose frame it fills. What the old one says of its camera is left out; `facts` are added, as
   /// texts by name. The bytes' place must outlive the writer. Throws std::runtime_error. Threads: one.

@@ -27,7 +27,8 @@ class FileProxy final : public OIIO::Filesystem::IOProxy {
  public:
   explicit FileProxy(tool::PictureBytes& file) : IOProxy("picture", Write), file_(file) {}
 
-  const char* proxytype() const override { return "file"; }
+  // What calls itself "file" is taken for one of OpenImageIO's own.
+  const char* proxytype() const override { return "picture"; }
   bool seek(int64_t offset) override {
     m_pos = offset;
     size_ = std::max(size_, m_pos);
@@ -131,7 +132,7 @@ class Picture final : public tool::LargePicture {
   int height() const override { return layout_.full_height; }
   const std::vector<std::string>& channels() const override { return layout_.channelnames; }
   int alpha_channel() const override { return layout_.alpha_channel; }
-  bool is_srgb() const override { return format_ == "png"; }
+  bool is_srgb() const override { return format_ == "png" || format_ == "jpeg"; }
 
   void read(const tool::PixelBox& part, std::span<float> samples) const override {
     const int left = layout_.full_x + part.left;
@@ -139,6 +140,14 @@ class Picture final : public tool::LargePicture {
     if (!cache_->get_pixels(name_, 0, 0, left, left + part.width, top, top + part.height, 0, 1, OIIO::TypeDesc::FLOAT,
                             samples.data()))
       refuse("it cannot be read to its end: " + cache_->geterror());
+  }
+
+  std::vector<std::string> views() const override {
+    const auto* const found = layout_.find_attribute("multiView");
+    std::vector<std::string> names;
+    if (found == nullptr || found->type().basetype != OIIO::TypeDesc::STRING) return names;
+    for (int i = 0; i < static_cast<int>(found->type().basevalues()); ++i) names.push_back(found->get_string_indexed(i));
+    return names;
   }
 
   std::unique_ptr<tool::PictureWriter> create(tool::PictureBytes& file, int width, int height,
