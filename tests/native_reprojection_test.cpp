@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <memory>
+#include <numbers>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -149,6 +150,11 @@ TEST(Reprojection, DirectionsStayWhatTheyAreFromAPartOfThem) {
   expect_directions(plain, Fisheye180Lens(turned(0.3, 0.4), 300.0 / 190.0), 15);
   expect_directions(plain, EquirectangularLens(standin::ItemPose{}), 5);
   expect_directions(plain, plain, 98);
+  const EquirectangularLens half(turned(0.3, 0.4), std::numbers::pi);
+  expect_directions(half, PerspectiveLens(turned(0.5, 0.3), 1.2, 190.0 / 300.0), 99);
+  expect_directions(half, Fisheye180Lens(turned(0.3, 0.4), 300.0 / 190.0), 97);
+  expect_directions(half, EquirectangularLens(standin::ItemPose{}), 45);
+  expect_directions(EquirectangularLens(standin::ItemPose{}), half, 99);
 }
 
 TEST(Reprojection, DirectionsStayWhatTheyAreThroughTheModulesLenses) {

@@ -61,6 +61,10 @@ LensChoice parse_lens(const std::string& option, const std::string& text) {
     return choice;
   }
   if (text == "equirectangular") return choice;
+  if (text == "equirectangular180") {
+    choice.kind = LensChoice::Kind::equirectangular180;
+    return choice;
+  }
   if (text == "fisheye180") {
     choice.kind = LensChoice::Kind::fisheye180;
     return choice;
@@ -86,7 +90,7 @@ LensChoice parse_lens(const std::string& option, const std::string& text) {
   if (!is_server) {
     throw UsageError(option + " " + text +
                      ": give a camera of a scene (scene.lws:Name), a server with values (QuorinFisheyeCam,FisheyePower=2), "
-                     "equirectangular, fisheye180 or perspective:90deg");
+                     "equirectangular, equirectangular180, fisheye180 or perspective:90deg");
   }
   return choice;
 }
@@ -115,6 +119,9 @@ OpenLens open_lens(const LensChoice& choice, const CameraOptions& options, std::
   switch (choice.kind) {
     case LensChoice::Kind::equirectangular:
       opened.lens = std::make_unique<EquirectangularLens>(standin::ItemPose{});
+      return opened;
+    case LensChoice::Kind::equirectangular180:
+      opened.lens = std::make_unique<EquirectangularLens>(standin::ItemPose{}, std::numbers::pi);
       return opened;
     case LensChoice::Kind::fisheye180:
       opened.lens = std::make_unique<Fisheye180Lens>(standin::ItemPose{}, width_over_height);

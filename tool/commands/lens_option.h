@@ -23,7 +23,7 @@ double parse_field_radians(const std::string& option, const std::string& text);
 
 /// What --from and --to of `ovicam reproject` name.
 struct LensChoice {
-  enum class Kind { scene_camera, server, equirectangular, perspective, fisheye180 };
+  enum class Kind { scene_camera, server, equirectangular, equirectangular180, perspective, fisheye180 };
   Kind kind = Kind::equirectangular;
   /// Of a camera of a scene.
   std::string scene;

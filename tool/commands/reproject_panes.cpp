@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
+#include <map>
+#include <numeric>
+#include <stdexcept>
 #include <utility>
 
 #include "tool/lens/reprojection.h"
@@ -23,6 +27,12 @@ standin::Eye eye_named(std::string name) {
   return standin::Eye::centre;
 }
 
+std::vector<std::size_t> every_channel(const LargePicture& picture) {
+  std::vector<std::size_t> channels(picture.channels().size());
+  std::iota(channels.begin(), channels.end(), std::size_t{0});
+  return channels;
+}
+
 /// The next rows of a pane, with its channels alone, into those of the new picture.
 void fill_rows(const Pane& pane, Reprojection& reprojection, const PixelBox& rows, std::size_t channel_count,
                std::vector<float>& own, std::span<float> samples) {
@@ -30,8 +40,8 @@ void fill_rows(const Pane& pane, Reprojection& reprojection, const PixelBox& row
   const int end = std::min(rows.top + rows.height, pane.place.top + pane.place.height);
   if (first >= end) return;
   const PixelBox part{0, first - pane.place.top, pane.place.width, end - first};
-  const std::size_t own_count = pane.channels.size();
-  if (own_count == channel_count && part.width == rows.width) {
+  const std::size_t own_count = pane.of.channels.size();
+  if (own_count == channel_count && part.width == rows.width && std::ranges::is_sorted(pane.of.channels)) {
     const std::size_t row = static_cast<std::size_t>(rows.width) * channel_count;
     reprojection.fill(
         part, samples.subspan(static_cast<std::size_t>(first - rows.top) * row, static_cast<std::size_t>(part.height) * row));
@@ -44,23 +54,76 @@ void fill_rows(const Pane& pane, Reprojection& reprojection, const PixelBox& row
     const std::size_t start = static_cast<std::size_t>(row - rows.top) * static_cast<std::size_t>(rows.width) +
                               static_cast<std::size_t>(pane.place.left);
     for (std::size_t pixel = start; pixel < start + static_cast<std::size_t>(part.width); ++pixel)
-      for (const std::size_t channel : pane.channels) samples[pixel * channel_count + channel] = *from++;
+      for (const std::size_t channel : pane.of.channels) samples[pixel * channel_count + channel] = *from++;
   }
 }
 
 }  // namespace
 
-std::vector<EyeView> eye_views_of(const LargePicture& picture) {
-  std::vector<EyeView> eyes;
-  for (PictureView& view : views_of(picture)) {
-    const standin::Eye eye = eye_named(view.name);
-    const auto same = std::ranges::find(eyes, eye, &EyeView::eye);
-    if (same == eyes.end())
-      eyes.push_back({eye, std::move(view)});
-    else
-      std::ranges::copy(view.channels, std::back_inserter(same->view.channels));
+EyePictures seen_by(const LargePicture& picture, standin::Eye eye) {
+  EyePictures pictures{{}, every_channel(picture), {picture.width(), picture.height()}};
+  pictures.eyes.push_back({eye, std::make_unique<PictureChannels>(picture, pictures.channels), pictures.channels});
+  return pictures;
+}
+
+EyePictures by_views(const LargePicture& picture) {
+  std::map<standin::Eye, std::vector<std::size_t>> channels;
+  for (const PictureView& view : views_of(picture))
+    std::ranges::copy(view.channels, std::back_inserter(channels[eye_named(view.name)]));
+  EyePictures pictures{{}, every_channel(picture), {picture.width(), picture.height()}};
+  for (auto& [eye, of_eye] : channels) {
+    std::ranges::sort(of_eye);
+    pictures.eyes.push_back({eye, std::make_unique<PictureChannels>(picture, of_eye), of_eye});
   }
-  return eyes;
+  return pictures;
+}
+
+EyePictures views_to_pack(const LargePicture& picture, const std::string& name) {
+  const std::vector<PictureView> views = views_of(picture);
+  const PictureView* left = nullptr;
+  const PictureView* right = nullptr;
+  for (const PictureView& view : views) {
+    if (eye_named(view.name) == standin::Eye::left) left = &view;
+    if (eye_named(view.name) == standin::Eye::right) right = &view;
+  }
+  if (left == nullptr || right == nullptr) {
+    throw std::runtime_error(
+        name +
+        ": it has no views left and right to be packed; give an EXR of \"ovicam render --stereo\", or, of a "
+        "picture that is packed already, --packed");
+  }
+  if (views.size() > 2) throw std::runtime_error(name + ": it has more views than left and right; pack only those two");
+  EyePictures pictures{{}, left->channels, {picture.width(), picture.height()}};
+  std::vector<std::string> names;
+  for (const std::size_t channel : left->channels) names.push_back(name_without_view(picture.channels()[channel], left->name));
+  std::vector<std::size_t> places;
+  for (const std::size_t channel : right->channels) {
+    const std::string of_right = name_without_view(picture.channels()[channel], right->name);
+    const auto place = static_cast<std::size_t>(std::ranges::find(names, of_right) - names.begin());
+    if (place < names.size()) places.push_back(place);
+  }
+  if (left->channels.size() != right->channels.size() || places.size() != names.size())
+    throw std::runtime_error(name + ": its left and its right view have other channels; leave out those that only one has");
+  std::vector<std::size_t> in_order(names.size());
+  std::iota(in_order.begin(), in_order.end(), std::size_t{0});
+  pictures.eyes.push_back({standin::Eye::left, std::make_unique<PictureChannels>(picture, left->channels), in_order});
+  pictures.eyes.push_back({standin::Eye::right, std::make_unique<PictureChannels>(picture, right->channels), places});
+  return pictures;
+}
+
+EyePictures unpacked(const LargePicture& picture, Packing packing, const std::string& name) {
+  const PixelBox two = packed_frame(packing, 1, 1);
+  if (picture.width() % two.width != 0 || picture.height() % two.height != 0) {
+    throw std::runtime_error(name + ": it is " + std::to_string(picture.width()) + "x" + std::to_string(picture.height()) +
+                             " pixels, which are no two equal halves " + std::string(name_of(packing)));
+  }
+  EyePictures pictures{{}, every_channel(picture), {picture.width() / two.width, picture.height() / two.height}};
+  for (const bool right : {false, true}) {
+    const PixelBox place = place_of_eye(packing, right, pictures.size.width, pictures.size.height);
+    pictures.eyes.push_back(
+        {right ? standin::Eye::right : standin::Eye::left, std::make_unique<PicturePart>(picture, place), pictures.channels});
+  }
+  return pictures;
 }
 
 EyeLenses::EyeLenses(const OpenLens& from, const OpenLens& to, standin::Eye eye)
@@ -77,8 +140,8 @@ const Lens* EyeLenses::in_common_axes(const OpenLens& lens, const OpenLens& othe
 PaneReport write_panes(std::span<const Pane> panes, PictureSize size, std::size_t channel_count, PictureWriter& writer) {
   std::vector<std::unique_ptr<Reprojection>> reprojections;
   for (const Pane& pane : panes) {
-    reprojections.push_back(std::make_unique<Reprojection>(pane.picture, pane.lenses.from(), pane.lenses.to(), pane.place.width,
-                                                           pane.place.height));
+    reprojections.push_back(std::make_unique<Reprojection>(*pane.of.pixels, pane.lenses.from(), pane.lenses.to(),
+                                                           pane.place.width, pane.place.height));
   }
   const std::size_t row = static_cast<std::size_t>(size.width) * channel_count;
   const int rows_at_once = std::clamp(static_cast<int>(numbers_at_once / row), fewest_rows, most_rows);

@@ -9,20 +9,41 @@
 #include "standin/session/session.h"
 #include "tool/commands/lens_option.h"
 #include "tool/lens/plain_lenses.h"
+#include "tool/output/packing.h"
 #include "tool/pictures/large_picture.h"
 #include "tool/pictures/picture_views.h"
 
 namespace tool {
 
-/// What of a picture is seen through the lenses of one eye.
-struct EyeView {
+/// What one eye sees of a picture.
+struct EyePicture {
   standin::Eye eye = standin::Eye::centre;
-  PictureView view;
+  std::unique_ptr<PicturePixels> pixels;
+  /// Where its channels are among those of the new picture.
+  std::vector<std::size_t> channels;
 };
 
-/// The eye of each view of a picture: that which its name tells, left or right, and otherwise the centre. Views that share an
-/// eye are one.
-std::vector<EyeView> eye_views_of(const LargePicture& picture);
+/// A picture by eyes, and which of its channels the new one has.
+struct EyePictures {
+  std::vector<EyePicture> eyes;
+  std::vector<std::size_t> channels;
+  /// Of each eye's picture, pixels.
+  PictureSize size;
+};
+
+/// All of it as one eye sees it. The picture must outlive what these give.
+EyePictures seen_by(const LargePicture& picture, standin::Eye eye);
+
+/// Each view by the eye that its name tells, left or right, and otherwise by the centre.
+EyePictures by_views(const LargePicture& picture);
+
+/// The views left and right, with the channels of one. Throws std::runtime_error, which begins with the name, where there are
+/// others or none, or where they differ in their channels.
+EyePictures views_to_pack(const LargePicture& picture, const std::string& name);
+
+/// Both eyes of a picture that has them packed. Throws std::runtime_error, which begins with the name, where the halves are not
+/// equally large.
+EyePictures unpacked(const LargePicture& picture, Packing packing, const std::string& name);
 
 /// The lenses of one eye, in axes that both share. Threads: any, once it is made.
 class EyeLenses {
@@ -43,13 +64,10 @@ class EyeLenses {
 
 /// A part of a new picture, and what it is filled from.
 struct Pane {
-  const PicturePixels& picture;
+  const EyePicture& of;
   const EyeLenses& lenses;
   /// In the new picture, pixels.
   PixelBox place;
-  /// Where the picture's channels are among those of the new one. A pane as wide as that one which has all of its channels has
-  /// them in the same order.
-  std::vector<std::size_t> channels;
 };
 
 struct PaneReport {

@@ -81,6 +81,7 @@ std::vector<std::pair<std::string, std::string>> texts_of(const PictureMetadata&
   add("Camera", metadata.camera);
   add("Server", metadata.server);
   add("Light", metadata.light);
+  add("Packing", metadata.packing);
   if (!metadata.scene.empty()) add("Frame", std::to_string(metadata.frame));
   return texts;
 }

@@ -44,4 +44,24 @@ class PictureChannels final : public PicturePixels {
   int alpha_ = -1;
 };
 
+/// A part of a picture's frame, as a picture.
+class PicturePart final : public PicturePixels {
+ public:
+  /// The picture must outlive this; the part lies in its frame.
+  PicturePart(const PicturePixels& picture, const PixelBox& part) : picture_(picture), part_(part) {}
+
+  int width() const override { return part_.width; }
+  int height() const override { return part_.height; }
+  const std::vector<std::string>& channels() const override { return picture_.channels(); }
+  int alpha_channel() const override { return picture_.alpha_channel(); }
+  bool is_srgb() const override { return picture_.is_srgb(); }
+  void read(const PixelBox& part, std::span<float> samples) const override {
+    picture_.read({part_.left + part.left, part_.top + part.top, part.width, part.height}, samples);
+  }
+
+ private:
+  const PicturePixels& picture_;
+  PixelBox part_;
+};
+
 }  // namespace tool

@@ -150,9 +150,10 @@ class Picture final : public tool::LargePicture {
     return names;
   }
 
-  std::unique_ptr<tool::PictureWriter> create(tool::PictureBytes& file, int width, int height,
-                                              const std::vector<std::pair<std::string, std::string>>& facts) const override {
-    OIIO::ImageSpec layout = tool::whole_frame(layout_, width, height);
+  std::unique_ptr<tool::PictureWriter> create(tool::PictureBytes& file, const tool::NewPicture& form) const override {
+    OIIO::ImageSpec layout = tool::whole_frame(layout_, form.width, form.height);
+    keep_channels(layout, form.channels);
+    if (!form.has_views) layout.erase_attribute("multiView");
     // True of the old lens only.
     layout.erase_attribute("worldtocamera");
     layout.erase_attribute("worldtoscreen");
@@ -160,11 +161,26 @@ class Picture final : public tool::LargePicture {
     layout.erase_attribute("PixelAspectRatio");
     layout.erase_attribute("ovicam/.*");
     layout.attribute("oiio:UnassociatedAlpha", is_srgb() ? 1 : 0);
-    for (const auto& [name, text] : facts) layout.attribute(name, text);
+    for (const auto& [name, text] : form.facts) layout.attribute(name, text);
     return std::make_unique<Writer>(file, format_, layout);
   }
 
  private:
+  static void keep_channels(OIIO::ImageSpec& layout, const std::vector<std::size_t>& kept) {
+    const OIIO::ImageSpec before = layout;
+    layout.nchannels = static_cast<int>(kept.size());
+    layout.channelnames.clear();
+    layout.channelformats.clear();
+    layout.alpha_channel = layout.z_channel = -1;
+    for (std::size_t i = 0; i < kept.size(); ++i) {
+      const auto old = static_cast<int>(kept[i]);
+      layout.channelnames.push_back(before.channelnames[kept[i]]);
+      if (!before.channelformats.empty()) layout.channelformats.push_back(before.channelformats[kept[i]]);
+      if (old == before.alpha_channel) layout.alpha_channel = static_cast<int>(i);
+      if (old == before.z_channel) layout.z_channel = static_cast<int>(i);
+    }
+  }
+
   [[noreturn]] void refuse(const std::string& reason) const { throw std::runtime_error(file_ + ": " + reason); }
 
   std::string file_;
