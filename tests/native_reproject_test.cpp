@@ -214,6 +214,14 @@ TEST_F(Reproject, AJpegStaysOne) {
   EXPECT_NEAR(picture.getchannel(20, 15, 0, 0), 0.5F, 0.01F);
 }
 
+TEST_F(Reproject, ATiffIsRefused) {
+  write("all.tif", OIIO::ImageSpec(64, 32, 3, OIIO::TypeDesc::UINT8));
+  const Outcome outcome = reproject("all.tif", "round.tif", "--from equirectangular --to fisheye180");
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_NE(outcome.output.find("give a PNG, EXR or JPEG file"), std::string::npos) << outcome.output;
+  EXPECT_FALSE(fs::exists(out("round.tif")));
+}
+
 TEST_F(Reproject, APartOfAFrameIsInItsPlace) {
   render_sample("Immersive", "whole.exr", "--size 256x128 --samples 4");
   render_sample("Immersive", "part.exr", "--size 256x128 --samples 4 --region 100,40,60,50");

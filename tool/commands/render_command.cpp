@@ -28,6 +28,7 @@
 #include "tool/commands/usage_error.h"
 #include "tool/commands/warnings.h"
 #include "tool/lens/half_ahead.h"
+#include "tool/lens/panorama.h"
 #include "tool/output/json_output.h"
 #include "tool/output/new_file.h"
 #include "tool/output/picture.h"
@@ -206,10 +207,11 @@ class Rendering {
     }
   }
 
+  standin::ItemPose pose_at(double seconds) const { return standin::with_unit_axes(scene_.world_pose(item_, seconds)); }
+
   void look_ahead() {
     auto ahead = std::make_unique<HalfAheadSession>(
-        std::move(session_), [this](double seconds) { return standin::with_unit_axes(scene_.world_pose(item_, seconds)); },
-        camera_name());
+        std::move(session_), [this](double seconds) { return pose_at(seconds); }, camera_name());
     half_ahead_ = ahead.get();
     session_ = std::move(ahead);
     setup_ = session_->begin_frame(frames_.first());
@@ -242,6 +244,14 @@ class Rendering {
     return true;
   }
 
+  /// For players, where the whole frame is a panorama.
+  std::string packet() const {
+    if (part_.width != size_.width || part_.height != size_.height) return {};
+    const auto cover = panorama_cover(*session_, setup_, plan_.eye);
+    if (!cover) return {};
+    return panorama_packet(panorama_properties({*cover, size_.width, size_.height, plan_.packing}));
+  }
+
   PictureMetadata metadata() const {
     PictureMetadata metadata = frame_metadata(scene_, arguments_.camera.scene, item_, setup_, size_.width, size_.height,
                                               plan_.red_cyan || plan_.packing ? standin::Eye::centre : plan_.eye);
@@ -250,6 +260,7 @@ class Rendering {
       metadata.packing = name_of(*plan_.packing);
       metadata.world_to_ndc.reset();
     }
+    metadata.xmp = packet();
     if (arguments_.light != RenderArguments().light) metadata.light = arguments_.light;
     return metadata;
   }

@@ -21,6 +21,7 @@
 #include "tool/commands/reproject_panes.h"
 #include "tool/commands/usage_error.h"
 #include "tool/commands/warnings.h"
+#include "tool/lens/panorama.h"
 #include "tool/output/file_extension.h"
 #include "tool/output/new_file.h"
 #include "tool/output/packing.h"
@@ -103,6 +104,19 @@ struct Plan {
   }
 };
 
+/// For players, where the lens makes a panorama for all eyes.
+std::vector<std::pair<std::string, std::string>> panorama_of(const OpenLens& lens, const std::vector<EyePicture>& eyes,
+                                                             PictureSize size, const std::optional<Packing>& packing) {
+  std::optional<PanoramaCover> cover;
+  for (const EyePicture& each : eyes) {
+    const std::unique_ptr<Lens> of_eye = lens.of_another_eye(each.eye);
+    const auto found = panorama_cover(of_eye ? *of_eye : *lens.lens);
+    if (!found || (cover && cover != found)) return {};
+    cover = found;
+  }
+  return panorama_properties({cover.value(), size.width, size.height, packing});
+}
+
 void reproject(const ReprojectArguments& arguments) {
   const Plan plan(arguments);
   const auto picture = open_picture(arguments.picture);
@@ -146,7 +160,8 @@ void reproject(const ReprojectArguments& arguments) {
                   size.height,
                   pictures.channels,
                   !plan.packing,
-                  {{"ovicam/tool", OVICAM_VERSION}, {"ovicam/reproject/from", from_name}, {"ovicam/reproject/to", to_name}}};
+                  {{"ovicam/tool", OVICAM_VERSION}, {"ovicam/reproject/from", from_name}, {"ovicam/reproject/to", to_name}},
+                  panorama_of(to, pictures.eyes, of_eye, plan.packing)};
   if (plan.packing) form.facts.emplace_back("ovicam/packing", name_of(*plan.packing));
   const auto writer = picture->create(bytes, form);
   const PaneReport report = write_panes(panes, size, pictures.channels.size(), *writer);

@@ -82,6 +82,7 @@ void add_facts(Imf::Header& header, const PictureMetadata& metadata) {
   const auto number = [&](const std::string& name, double value) {
     header.insert("ovicam/" + name, Imf::DoubleAttribute(value));
   };
+  if (!metadata.xmp.empty()) header.insert("xmp", Imf::StringAttribute(metadata.xmp));
   text("tool", metadata.tool_version);
   text("module", metadata.module_version);
   for (const auto& [name, value] : metadata.more) text(name, value);

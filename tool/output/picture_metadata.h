@@ -27,6 +27,8 @@ struct PictureMetadata {
   std::string light;
   /// How it holds the frames of both eyes, where it does.
   std::string packing;
+  /// The XMP packet that players read; empty where the picture is no panorama.
+  std::string xmp;
   /// What a picture of its kind tells besides, as texts by name.
   std::vector<std::pair<std::string, std::string>> more;
   int frame = 0;

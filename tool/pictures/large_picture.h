@@ -73,6 +73,8 @@ struct NewPicture {
   bool has_views = true;
   /// Texts by name.
   std::vector<std::pair<std::string, std::string>> facts;
+  /// Of a panorama, what players read of it: see panorama_properties.
+  std::vector<std::pair<std::string, std::string>> panorama;
 };
 
 /// A picture's file.
