@@ -226,8 +226,7 @@ TEST_F(Packing, IsRefusedWithASentenceWhereThereAreNoTwoEyes) {
   ASSERT_EQ(render("one.exr").exit_code, 0);
   ASSERT_EQ(render("one.png").exit_code, 0);
   ASSERT_EQ(render("views.exr", "--stereo").exit_code, 0);
-  const std::string samples =
-      "render " + quoted(test_support::source_folder() / "samples" / "cameras.lws") + " --samples 1 ";
+  const std::string samples = "render " + quoted(test_support::source_folder() / "samples" / "cameras.lws") + " --samples 1 ";
   const std::string flat = " --from perspective:60deg --to fisheye180 ";
   struct Case {
     std::string command;
@@ -235,7 +234,8 @@ TEST_F(Packing, IsRefusedWithASentenceWhereThereAreNoTwoEyes) {
     std::string sentence;
   };
   for (const Case& each : {
-           Case{samples + "--camera Immersive --size 32x32 --packing side-by-side -o new.png", 1, "shows the same to both eyes"},
+           Case{samples + "--camera Immersive --size 32x32 --packing side-by-side -o new.png", 1,
+                "shows the same to both eyes"},
            Case{samples + "--camera Immersive --packing vr180 -o new.exr", 1, "shows the same to both eyes"},
            Case{samples + "--camera Stereo --set EyeSeparation=0 --packing over-under -o new.exr", 1,
                 "shows the same to both eyes"},

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "standin/host/plain_camera.h"
 #include "standin/remote/ray_service.h"
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"

@@ -69,11 +69,10 @@ struct Plan {
     packed = parse_packing(arguments.packed, "--packed");
     packing = parse_packing(arguments.packing);
     const auto lens = [](const char* option, const std::string& text, const std::optional<Packing>& of) {
-      const LensChoice half = parse_lens(option, "equirectangular180");
-      if (text.empty() && of == Packing::vr180) return half;
+      if (text.empty() && of == Packing::vr180) return parse_lens(option, "equirectangular180");
       if (text.empty()) throw UsageError(std::string(option) + " is required: give a LENS");
       LensChoice choice = parse_lens(option, text);
-      if (of == Packing::vr180 && choice.kind != half.kind)
+      if (of == Packing::vr180 && choice.kind != LensChoice::Kind::equirectangular180)
         throw UsageError(std::string(option) + " " + text + ": vr180 is always equirectangular180; leave " + option + " out");
       return choice;
     };

@@ -32,8 +32,10 @@ std::string panorama_packet(const std::vector<std::pair<std::string, std::string
       " <rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">\n"
       "  <rdf:Description rdf:about=\"\" xmlns:GPano=\"http://ns.google.com/photos/1.0/panorama/\" "
       "xmlns:GSpherical=\"http://ns.google.com/videos/1.0/spherical/\">\n";
-  for (const auto& [name, value] : properties) packet.append("   <" + name + ">" + value + "</" + name + ">\n");
-  return packet + "  </rdf:Description>\n </rdf:RDF>\n</x:xmpmeta>\n<?xpacket end=\"r\"?>";
+  for (const auto& [name, value] : properties)
+    packet.append("   <").append(name).append(">").append(value).append("</").append(name).append(">\n");
+  packet += "  </rdf:Description>\n </rdf:RDF>\n</x:xmpmeta>\n<?xpacket end=\"r\"?>";
+  return packet;
 }
 
 }  // namespace tool
