@@ -5,7 +5,7 @@ set -eu
 packages="make ninja-build cmake g++ g++-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-win32 wine wine64 googletest libgtest-dev libcli11-dev
           libembree-dev libtbb-dev libopenimageio-dev openimageio-tools libopenexr-dev openexr libpng-dev libassimp-dev libcairo2-dev
           pkg-config chromium chromium-driver util-linux nlohmann-json3-dev libcereal-dev libcpp-httplib-dev libnanoflann-dev
-          python3-jinja2 python3-pil python3-selenium python3-tqdm pandoc
+          libimage-exiftool-perl python3-jinja2 python3-pil python3-selenium python3-tqdm pandoc
           clang lld llvm libclang-rt-14-dev python3"
 [ "${1:-}" != lint ] || packages="clang-format-16 clang-tidy pyflakes3 shellcheck"
 set --

@@ -154,6 +154,74 @@ TEST_F(Reproject, TheFormStays) {
   }
 }
 
+/// Each view as if it were alone and its eye were given.
+TEST_F(Reproject, BothEyesGoThroughLensesOfTheirOwn) {
+  const std::string camera = "Stereo Convergence";
+  const std::string settings = "--size 160x90 --samples 4 --set 'Eye Separation=0.5m' ";
+  render_sample(camera, "both.exr", settings + "--stereo --layers normal");
+  const std::string scene = lens(camera);
+  const std::string lenses = "--from " + scene + " --to perspective:40deg --size 120x80";
+  const std::string to_eyes = "--from equirectangular --to " + scene + " --size 120x80";
+  for (const std::string& way : {lenses, to_eyes}) {
+    const std::string name = &way == &lenses ? "a" : "b";
+    const Outcome outcome = reproject("both.exr", "both " + name + ".exr", way);
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+    const OIIO::ImageBuf both = read(out("both " + name + ".exr"));
+    const OIIO::ParamValue* views = both.spec().find_attribute("multiView");
+    ASSERT_NE(views, nullptr);
+    EXPECT_EQ(views->get_string(), "\"left\", \"right\"");
+    for (const std::string eye : {"left", "right"}) {
+      const std::string alone = name + eye + ".exr";
+      ASSERT_EQ(reproject("both.exr", alone, way + " --eye " + eye).exit_code, 0);
+      const OIIO::ImageBuf one = read(out(alone));
+      for (int channel = 0; channel < one.nchannels(); ++channel) {
+        const std::string channel_name = one.spec().channel_name(channel);
+        const bool of_right = channel_name.find("right.") != std::string::npos;
+        double most = 0.0;
+        for (int y = 0; y < 80; ++y)
+          for (int x = 0; x < 120; ++x)
+            most = std::max(most, std::abs(static_cast<double>(one.getchannel(x, y, 0, channel)) -
+                                           both.getchannel(x, y, 0, both.spec().channelindex(channel_name))));
+        if (of_right == (eye == "right"))
+          EXPECT_EQ(most, 0.0) << way << ": " << eye << ' ' << channel_name;
+        else if (!channel_name.ends_with("A"))
+          EXPECT_GT(most, 0.05) << way << ": " << eye << ' ' << channel_name;
+      }
+    }
+  }
+}
+
+/// A camera whose eyes see the same shows what a picture without eyes shows.
+TEST_F(Reproject, BothEyesOfOneLensAreSeenThroughIt) {
+  render_sample("Stereo", "two.exr", "--size 80x40 --samples 1 --stereo");
+  ASSERT_EQ(reproject("two.exr", "round.exr", "--from equirectangular --to " + lens("Immersive") + " --size 64x32").exit_code,
+            0);
+  ASSERT_EQ(
+      reproject("two.exr", "middle.exr", "--eye centre --from equirectangular --to " + lens("Immersive") + " --size 64x32")
+          .exit_code,
+      0);
+  const auto all = OIIO::ImageBufAlgo::compare(read(out("round.exr")), read(out("middle.exr")), 0.0F, 0.0F);
+  EXPECT_EQ(all.maxerror, 0.0);
+}
+
+TEST_F(Reproject, AJpegStaysOne) {
+  write("all.jpg", OIIO::ImageSpec(64, 32, 3, OIIO::TypeDesc::UINT8));
+  const Outcome outcome = reproject("all.jpg", "round.jpg", "--from equirectangular --to perspective:60deg --size 40x30");
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+  const OIIO::ImageBuf picture = read(out("round.jpg"));
+  EXPECT_EQ(picture.spec().width, 40);
+  EXPECT_EQ(contents(out("round.jpg")).substr(0, 2), "\xFF\xD8");
+  EXPECT_NEAR(picture.getchannel(20, 15, 0, 0), 0.5F, 0.01F);
+}
+
+TEST_F(Reproject, ATiffIsRefused) {
+  write("all.tif", OIIO::ImageSpec(64, 32, 3, OIIO::TypeDesc::UINT8));
+  const Outcome outcome = reproject("all.tif", "round.tif", "--from equirectangular --to fisheye180");
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_NE(outcome.output.find("give a PNG, EXR or JPEG file"), std::string::npos) << outcome.output;
+  EXPECT_FALSE(fs::exists(out("round.tif")));
+}
+
 TEST_F(Reproject, APartOfAFrameIsInItsPlace) {
   render_sample("Immersive", "whole.exr", "--size 256x128 --samples 4");
   render_sample("Immersive", "part.exr", "--size 256x128 --samples 4 --region 100,40,60,50");

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <memory>
+#include <numbers>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -24,7 +25,7 @@ namespace tool::native_reprojection_test {
 using standin::Vec3;
 
 /// A picture in memory.
-class MemoryPicture final : public LargePicture {
+class MemoryPicture final : public PicturePixels {
  public:
   MemoryPicture(int width, int height, std::vector<std::string> channels)
       : width_(width), height_(height), channels_(std::move(channels)) {
@@ -42,10 +43,6 @@ class MemoryPicture final : public LargePicture {
     for (int row = 0; row < part.height; ++row)
       std::copy_n(&samples_[index(part.left, part.top + row)], static_cast<std::size_t>(part.width) * channels_.size(),
                   &samples[static_cast<std::size_t>(row) * static_cast<std::size_t>(part.width) * channels_.size()]);
-  }
-  std::unique_ptr<PictureWriter> create(PictureBytes& /*bytes*/, int /*width*/, int /*height*/,
-                                        const std::vector<std::pair<std::string, std::string>>& /*facts*/) const override {
-    return nullptr;
   }
 
   float* pixel(int column, int row) { return &samples_[index(column, row)]; }
@@ -152,6 +149,11 @@ TEST(Reprojection, DirectionsStayWhatTheyAreFromAPartOfThem) {
   expect_directions(plain, Fisheye180Lens(turned(0.3, 0.4), 300.0 / 190.0), 15);
   expect_directions(plain, EquirectangularLens(standin::ItemPose{}), 5);
   expect_directions(plain, plain, 98);
+  const EquirectangularLens half(turned(0.3, 0.4), std::numbers::pi);
+  expect_directions(half, PerspectiveLens(turned(0.5, 0.3), 1.2, 190.0 / 300.0), 99);
+  expect_directions(half, Fisheye180Lens(turned(0.3, 0.4), 300.0 / 190.0), 97);
+  expect_directions(half, EquirectangularLens(standin::ItemPose{}), 45);
+  expect_directions(EquirectangularLens(standin::ItemPose{}), half, 99);
 }
 
 TEST(Reprojection, DirectionsStayWhatTheyAreThroughTheModulesLenses) {

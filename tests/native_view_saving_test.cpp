@@ -274,7 +274,11 @@ TEST_F(NativeViewSaving, AFullSphereIsKnownByItsRays) {
     return json{{"settings", json::array({json::array({label, value})})}};
   };
   EXPECT_TRUE(is_sphere({{"server", "QuorinImmersiveCam"}}));
-  EXPECT_TRUE(is_sphere({{"turn", {40.0, 25.0, 10.0}}})) << "wherever it looks";
+  const std::uint64_t number = page.change({{"turn", {40.0, 25.0, 10.0}}});
+  EXPECT_TRUE(page.state_with(number).at("full_sphere").get<bool>()) << "wherever it looks";
+  const std::string saved = page.refined_picture(number).png;
+  EXPECT_TRUE(saved == rendered(page.state()));
+  EXPECT_NE(saved.find("GPano"), std::string::npos) << "what is saved tells players of it";
   EXPECT_FALSE(is_sphere({{"server", "Perspective"}}));
   EXPECT_FALSE(is_sphere({{"server", "QuorinSphericalCam"}}));
   for (const char* server : {"QuorinPanoramicCam", "QuorinAdvPanCam"}) {

@@ -38,7 +38,7 @@ PAGE_SETTINGS = (
 )
 LENSES = ("", "none", "thin")
 FILM_PARTS = ("", "half", "tile", "picture")
-DEVELOPER_PAGES = ("link-file", "euler-angles", "stmap", "reproject", "validate", "performance", "security")
+DEVELOPER_PAGES = ("link-file", "euler-angles", "stmap", "reproject", "players", "validate", "performance", "security")
 MATHML = "http://www.w3.org/1998/Math/MathML"
 INCLUDED_FILES = ("interop/camera_link.h", "interop/euler.h", "examples/read_camera_link.c", "examples/read_camera_link.py")
 

@@ -11,6 +11,7 @@
 #include "tool/lens/camera_lens.h"
 #include "tool/lens/perspective_lens.h"
 #include "tool/lens/plain_lenses.h"
+#include "tool/render/frame_probe.h"
 
 namespace tool {
 namespace {
@@ -60,6 +61,10 @@ LensChoice parse_lens(const std::string& option, const std::string& text) {
     return choice;
   }
   if (text == "equirectangular") return choice;
+  if (text == "equirectangular180") {
+    choice.kind = LensChoice::Kind::equirectangular180;
+    return choice;
+  }
   if (text == "fisheye180") {
     choice.kind = LensChoice::Kind::fisheye180;
     return choice;
@@ -85,7 +90,7 @@ LensChoice parse_lens(const std::string& option, const std::string& text) {
   if (!is_server) {
     throw UsageError(option + " " + text +
                      ": give a camera of a scene (scene.lws:Name), a server with values (QuorinFisheyeCam,FisheyePower=2), "
-                     "equirectangular, fisheye180 or perspective:90deg");
+                     "equirectangular, equirectangular180, fisheye180 or perspective:90deg");
   }
   return choice;
 }
@@ -97,6 +102,16 @@ std::optional<PictureSize> size_of(const LensChoice& choice) {
   return picture_size("", *options.find_camera(scene).camera, choice.scene);
 }
 
+bool OpenLens::has_two_eyes() const {
+  return session != nullptr &&
+         !same_rays(probe_frame(*session, setup, standin::Eye::left), probe_frame(*session, setup, standin::Eye::right));
+}
+
+std::unique_ptr<Lens> OpenLens::of_another_eye(standin::Eye other) const {
+  if (session == nullptr || other == eye) return nullptr;
+  return std::make_unique<CameraLens>(*session, setup, other, lens->description());
+}
+
 OpenLens open_lens(const LensChoice& choice, const CameraOptions& options, std::optional<int> frame, PictureSize size,
                    standin::Eye eye, bool elsewhere, Warnings& warnings) {
   OpenLens opened;
@@ -104,6 +119,9 @@ OpenLens open_lens(const LensChoice& choice, const CameraOptions& options, std::
   switch (choice.kind) {
     case LensChoice::Kind::equirectangular:
       opened.lens = std::make_unique<EquirectangularLens>(standin::ItemPose{});
+      return opened;
+    case LensChoice::Kind::equirectangular180:
+      opened.lens = std::make_unique<EquirectangularLens>(standin::ItemPose{}, std::numbers::pi);
       return opened;
     case LensChoice::Kind::fisheye180:
       opened.lens = std::make_unique<Fisheye180Lens>(standin::ItemPose{}, width_over_height);
@@ -128,7 +146,9 @@ OpenLens open_lens(const LensChoice& choice, const CameraOptions& options, std::
   session.width_pixels = size.width;
   session.height_pixels = size.height;
   opened.session = elsewhere ? standin::open_remote_session(session) : standin::open_session_for(session);
-  const standin::FrameSetup setup = opened.session->begin_frame(frame.value_or(scene.first_frame));
+  opened.setup = opened.session->begin_frame(frame.value_or(scene.first_frame));
+  opened.eye = eye;
+  const standin::FrameSetup& setup = opened.setup;
   if (!(setup.film_width > 0.0 && setup.film_height > 0.0))
     throw std::runtime_error("camera \"" + item.name + "\" has a film without a size; give it one in the scene");
   opened.server = setup.server_name;

@@ -23,7 +23,7 @@ double parse_field_radians(const std::string& option, const std::string& text);
 
 /// What --from and --to of `ovicam reproject` name.
 struct LensChoice {
-  enum class Kind { scene_camera, server, equirectangular, perspective, fisheye180 };
+  enum class Kind { scene_camera, server, equirectangular, equirectangular180, perspective, fisheye180 };
   Kind kind = Kind::equirectangular;
   /// Of a camera of a scene.
   std::string scene;
@@ -40,6 +40,12 @@ LensChoice parse_lens(const std::string& option, const std::string& text);
 
 /// A lens that was opened, with all that it lives on.
 struct OpenLens {
+  /// Whether it is a camera whose left eye sees otherwise than its right one. Throws what the session throws. Threads: one.
+  bool has_two_eyes() const;
+  /// The same lens for another eye than it was opened for; none where that is the same. This must outlive it. Throws what the
+  /// session throws. Threads: one.
+  std::unique_ptr<Lens> of_another_eye(standin::Eye other) const;
+
   std::unique_ptr<standin::ScratchFolder> folder;
   std::unique_ptr<standin::Session> session;
   std::unique_ptr<Lens> lens;
@@ -47,6 +53,9 @@ struct OpenLens {
   std::string server;
   /// Of a scene's camera.
   std::optional<standin::ItemPose> pose;
+  /// Of a camera: the frame that its session has begun.
+  standin::FrameSetup setup;
+  standin::Eye eye = standin::Eye::centre;
 };
 
 /// The size of a scene's camera, as the scene has it; none for other lenses. Throws std::runtime_error.

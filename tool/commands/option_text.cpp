@@ -104,4 +104,27 @@ standin::Eye parse_eye(std::string_view text, const std::string& others) {
                    (others.empty() ? " or right" : ", right or " + others));
 }
 
+std::optional<Packing> parse_packing(const std::string& text, const std::string& option) {
+  if (text.empty()) return std::nullopt;
+  for (const Packing packing : {Packing::side_by_side, Packing::over_under, Packing::vr180})
+    if (text == name_of(packing)) return packing;
+  throw UsageError(option + " " + text + ": give side-by-side, over-under or vr180");
+}
+
+PictureSize packed_size(Packing packing, PictureSize eye) {
+  const PixelBox whole = packed_frame(packing, eye.width, eye.height);
+  const PictureSize size{whole.width, whole.height};
+  if (!allowed(size)) {
+    throw UsageError("both eyes would make a picture of " + std::to_string(size.width) + "x" + std::to_string(size.height) +
+                     " pixels; " + limits() + ": give a smaller --size, which is that of one eye");
+  }
+  return size;
+}
+
+void check_size_of_eye(Packing packing, PictureSize eye) {
+  if (packing == Packing::vr180 && eye.width != eye.height)
+    throw UsageError("--size " + std::to_string(eye.width) + "x" + std::to_string(eye.height) +
+                     ": each eye of vr180 is as wide as it is high; give it a size such as 2048x2048");
+}
+
 }  // namespace tool

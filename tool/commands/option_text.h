@@ -8,6 +8,7 @@
 
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"
+#include "tool/output/packing.h"
 #include "tool/output/pixel_box.h"
 #include "tool/render/layers.h"
 
@@ -40,5 +41,14 @@ std::vector<Layer> parse_layers(const std::string& text);
 
 /// The eye that --eye names. Throws UsageError, which tells of the command's `others` as well.
 standin::Eye parse_eye(std::string_view text, const std::string& others = {});
+
+/// The packing that --packing, or the option of that name, names; none when the text is empty. Throws UsageError.
+std::optional<Packing> parse_packing(const std::string& text, const std::string& option = "--packing");
+
+/// The whole picture of both eyes. Throws UsageError when that is too large.
+PictureSize packed_size(Packing packing, PictureSize eye);
+
+/// The size of each eye's picture, which has to be square for VR180. Throws UsageError.
+void check_size_of_eye(Packing packing, PictureSize eye);
 
 }  // namespace tool

@@ -18,6 +18,7 @@ struct RenderArguments {
   int threads = 0;
   std::string eye = "centre";
   bool stereo = false;
+  std::string packing;
   std::string layers;
   bool motion_blur = false;
   bool depth_of_field = false;

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "standin/host/plain_camera.h"
 #include "standin/remote/ray_service.h"
 #include "standin/scene/scene.h"
 #include "standin/session/session.h"
@@ -27,12 +28,16 @@
 #include "tool/commands/unused_settings.h"
 #include "tool/commands/usage_error.h"
 #include "tool/commands/warnings.h"
+#include "tool/lens/half_ahead.h"
+#include "tool/lens/panorama.h"
 #include "tool/output/json_output.h"
 #include "tool/output/new_file.h"
 #include "tool/output/picture.h"
 #include "tool/output/progress.h"
 #include "tool/render/frame_metadata.h"
+#include "tool/render/frame_probe.h"
 #include "tool/render/frame_renderer.h"
+#include "tool/render/packed_frame.h"
 #include "tool/render/render_scene.h"
 
 namespace tool {
@@ -45,10 +50,10 @@ std::string frame_start(int frame, const std::string& camera) {
   return "frame " + std::to_string(frame) + ": camera \"" + camera + "\", ";
 }
 
-std::string frame_line(const FrameJob& job, const RayCounts& rays, double seconds, const std::string& camera,
-                       const std::filesystem::path& file) {
+std::string frame_line(const FrameJob& job, const PixelBox& part, const RayCounts& rays, double seconds,
+                       const std::string& camera, const std::filesystem::path& file) {
   std::ostringstream line;
-  line << frame_start(job.setup.frame, camera) << job.part.width << 'x' << job.part.height << ", " << job.samples_per_pixel
+  line << frame_start(job.setup.frame, camera) << part.width << 'x' << part.height << ", " << job.samples_per_pixel
        << (job.samples_per_pixel == 1 ? " sample, " : " samples, ") << short_count(static_cast<double>(rays.asked)) << " rays, "
        << std::fixed << std::setprecision(1) << seconds << " s -> " << file.string();
   return line.str();
@@ -99,6 +104,7 @@ struct Plan {
   std::optional<FrameList> frames;
   standin::Eye eye;
   bool red_cyan;
+  std::optional<Packing> packing;
   std::vector<Layer> layers;
   ExrContents more;
 
@@ -108,7 +114,8 @@ struct Plan {
     arguments.camera.camera_turn();
     if (!arguments.frames.empty()) frames = parse_frames(arguments.frames);
     red_cyan = arguments.eye == "red-cyan";
-    eye = arguments.stereo || red_cyan ? standin::Eye::left : parse_eye(arguments.eye, "red-cyan");
+    packing = parse_packing(arguments.packing);
+    eye = arguments.stereo || red_cyan || packing ? standin::Eye::left : parse_eye(arguments.eye, "red-cyan");
     layers = parse_layers(arguments.layers);
     if (red_cyan && !layers.empty())
       throw UsageError("--layers are of one eye; leave them out with --eye red-cyan, or give --stereo");
@@ -129,7 +136,8 @@ class Rendering {
         plan_(std::move(plan)),
         scene_(arguments.camera.read_scene()),
         item_(arguments.camera.find_camera(scene_)),
-        size_(picture_size(arguments.size, *item_.camera, arguments.camera.scene)),
+        size_(size_of_frame()),
+        picture_size_(plan_.packing ? packed_size(*plan_.packing, size_) : size_),
         part_(parse_region(arguments.region, size_)),
         frames_(plan_.frames.value_or(FrameList(scene_.first_frame))),
         name_(arguments.output, !frames_.single()),
@@ -148,6 +156,8 @@ class Rendering {
     render_scene_.emplace(scene_, warnings_.lines());
     warnings_.add(*session_);
     add_eye_without_effect(*session_, setup_, plan_.eye, warnings_);
+    if (plan_.packing) check_eyes();
+    if (plan_.packing == Packing::vr180) look_ahead();
     told_ = warnings_.tell();
     if (!render_scene_->has_objects()) {
       throw std::runtime_error(
@@ -178,7 +188,36 @@ class Rendering {
   }
 
  private:
-  bool has_both_eyes() const { return arguments_.stereo || plan_.red_cyan; }
+  bool has_both_eyes() const { return arguments_.stereo || plan_.red_cyan || plan_.packing; }
+
+  PictureSize size_of_frame() const {
+    PictureSize size = picture_size(arguments_.size, *item_.camera, arguments_.camera.scene);
+    if (plan_.packing == Packing::vr180 && arguments_.size.empty()) size.width = size.height;
+    if (plan_.packing) check_size_of_eye(*plan_.packing, size);
+    return size;
+  }
+
+  std::string camera_name() const {
+    return "camera \"" + item_.name + "\" (" + (setup_.server_name.empty() ? "the host's own" : setup_.server_name) + ")";
+  }
+
+  void check_eyes() {
+    if (same_rays(probe_frame(*session_, setup_, standin::Eye::left), probe_frame(*session_, setup_, standin::Eye::right))) {
+      throw std::runtime_error("--packing " + arguments_.packing + ": " + camera_name() +
+                               " shows the same to both eyes; choose a camera whose eyes stand apart, or leave --packing out");
+    }
+  }
+
+  standin::ItemPose pose_at(double seconds) const { return standin::with_unit_axes(scene_.world_pose(item_, seconds)); }
+
+  void look_ahead() {
+    auto ahead = std::make_unique<HalfAheadSession>(
+        std::move(session_), [this](double seconds) { return pose_at(seconds); }, camera_name());
+    half_ahead_ = ahead.get();
+    session_ = std::move(ahead);
+    setup_ = session_->begin_frame(frames_.first());
+    warnings_.add(*session_);
+  }
 
   std::uint64_t samples_per_frame() const {
     const auto pixels = static_cast<std::uint64_t>(part_.width) * static_cast<std::uint64_t>(part_.height);
@@ -206,9 +245,23 @@ class Rendering {
     return true;
   }
 
+  /// For players, where the whole frame is a panorama.
+  std::string packet() const {
+    if (part_.width != size_.width || part_.height != size_.height) return {};
+    const auto cover = panorama_cover(*session_, setup_, plan_.eye);
+    if (!cover) return {};
+    return panorama_packet(panorama_properties({*cover, size_.width, size_.height, plan_.packing}));
+  }
+
   PictureMetadata metadata() const {
     PictureMetadata metadata = frame_metadata(scene_, arguments_.camera.scene, item_, setup_, size_.width, size_.height,
-                                              plan_.red_cyan ? standin::Eye::centre : plan_.eye);
+                                              plan_.red_cyan || plan_.packing ? standin::Eye::centre : plan_.eye);
+    if (half_ahead_ != nullptr) metadata.film_width_metres = half_ahead_->camera_setup().film_width;
+    if (plan_.packing) {
+      metadata.packing = name_of(*plan_.packing);
+      metadata.world_to_ndc.reset();
+    }
+    metadata.xmp = packet();
     if (arguments_.light != RenderArguments().light) metadata.light = arguments_.light;
     return metadata;
   }
@@ -228,9 +281,9 @@ class Rendering {
                        .red_cyan = plan_.red_cyan,
                        .soft_light = arguments_.light == "soft",
                        .layers = plan_.layers};
-    const PictureForm form{.width = size_.width,
-                           .height = size_.height,
-                           .part = part_,
+    const PictureForm form{.width = picture_size_.width,
+                           .height = picture_size_.height,
+                           .part = plan_.packing ? std::nullopt : std::optional(part_),
                            .more_channels = plan_.more.channels,
                            .views = plan_.more.views,
                            .metadata = metadata()};
@@ -239,12 +292,14 @@ class Rendering {
     warnings_.add(*session_);
     std::ranges::move(warnings_.tell(), std::back_inserter(told_));
     render_scene_->set_frame(setup_.start_seconds, setup_.duration_seconds);
-    const RayCounts rays = render_frame(job, picture, progress);
+    const RayCounts rays =
+        plan_.packing ? render_packed(job, *plan_.packing, picture, progress) : render_frame(job, picture, progress);
     picture.finish();
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     all_rays_ += rays;
     all_seconds_ += seconds;
-    progress.note(frame_line(job, rays, seconds, item_.name, file));
+    progress.note(frame_line(job, plan_.packing ? packed_frame(*plan_.packing, size_.width, size_.height) : part_, rays,
+                             seconds, item_.name, file));
     report({.frame = frame, .file = file, .seconds = seconds, .rays = rays.traced});
   }
 
@@ -252,12 +307,16 @@ class Rendering {
   const Plan plan_;
   const standin::Scene scene_;
   const standin::Item& item_;
+  /// Of an eye's frame, and of the whole picture.
   const PictureSize size_;
+  const PictureSize picture_size_;
   const PixelBox part_;
   const FrameList frames_;
   const FrameName name_;
   Warnings warnings_;
   std::unique_ptr<standin::Session> session_;
+  /// The same, where it is one.
+  const HalfAheadSession* half_ahead_ = nullptr;
   /// Of the frame that was begun last.
   standin::FrameSetup setup_;
   std::optional<RenderScene> render_scene_;
@@ -297,8 +356,8 @@ void add_render_command(CLI::App& app) {
   command->add_option("--frames", arguments->frames,
                       "A, A-B, A-B:STEP or A-BxSTEP, several with commas between them (default: the scene's first frame)");
   command->add_option("--size", arguments->size, "WIDTHxHEIGHT in pixels (default: as the scene has it)");
-  command->add_option("--region", arguments->region,
-                      "X,Y,WIDTH,HEIGHT: only this part of the frame, in pixels from its upper left corner");
+  auto* region = command->add_option("--region", arguments->region,
+                                     "X,Y,WIDTH,HEIGHT: only this part of the frame, in pixels from its upper left corner");
   command->add_option("--samples", arguments->samples, "Samples per pixel")
       ->check(CLI::Range(std::uint32_t{1}, most_samples))
       ->capture_default_str();
@@ -312,7 +371,17 @@ void add_render_command(CLI::App& app) {
           ->capture_default_str();
   auto* eye =
       command->add_option("--eye", arguments->eye, "centre, left, right or red-cyan, for the glasses")->capture_default_str();
-  command->add_flag("--stereo", arguments->stereo, "Both eyes, as the views left and right of one EXR")->excludes(eye);
+  auto* stereo =
+      command->add_flag("--stereo", arguments->stereo, "Both eyes, as the views left and right of one EXR")->excludes(eye);
+  auto* packing =
+      command
+          ->add_option(
+              "--packing", arguments->packing,
+              "Both eyes, each of --size, in one picture: side-by-side, over-under (the left one above), or vr180 (the "
+              "half that lies ahead, equirectangular, side by side)")
+          ->excludes(eye)
+          ->excludes(stereo)
+          ->excludes(region);
   command->add_option("--layers", arguments->layers,
                       "Any of depth,normal,position,uv,motion: more channels of an EXR (Z, N, P, UV, forward), "
                       "each of the ray through the pixel's centre");
@@ -320,7 +389,8 @@ void add_render_command(CLI::App& app) {
   command->add_flag("--depth-of-field", arguments->depth_of_field, "Depth of field even if the scene has it off");
   auto* gizmo =
       command->add_flag("--gizmo", arguments->gizmo, "Draw the camera's gizmo over the scene's edges, as a viewport does")
-          ->excludes(light);
+          ->excludes(light)
+          ->excludes(packing);
   command
       ->add_flag("--skip-existing", arguments->skip_existing,
                  "Leave out frames whose picture is there; one is there only whole")

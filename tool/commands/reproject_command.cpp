@@ -5,32 +5,30 @@
 #include <cstdint>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tool/commands/camera_options.h"
 #include "tool/commands/lens_option.h"
 #include "tool/commands/option_text.h"
+#include "tool/commands/reproject_panes.h"
 #include "tool/commands/usage_error.h"
 #include "tool/commands/warnings.h"
-#include "tool/lens/plain_lenses.h"
-#include "tool/lens/reprojection.h"
+#include "tool/lens/panorama.h"
 #include "tool/output/file_extension.h"
 #include "tool/output/new_file.h"
-#include "tool/output/progress.h"
+#include "tool/output/packing.h"
 #include "tool/pictures/large_picture.h"
 
 namespace tool {
 namespace {
-
-/// Numbers of the new picture that are in memory at once, and its rows at least and at most.
-constexpr std::size_t numbers_at_once = std::size_t{1} << 23;
-constexpr int fewest_rows = 64;
-constexpr int most_rows = 256;
 
 struct ReprojectArguments {
   CameraOptions options;
@@ -38,7 +36,9 @@ struct ReprojectArguments {
   std::string from;
   std::string to;
   std::string size;
-  std::string eye = "centre";
+  std::string eye;
+  std::string packed;
+  std::string packing;
   std::optional<int> frame;
   std::string output;
 };
@@ -55,82 +55,124 @@ class NewFileBytes final : public PictureBytes {
   NewFile& file_;
 };
 
-/// The lens among the directions of both: a scene's camera in its own axes where the other lens is in none of a scene.
-const Lens& in_common_axes(const OpenLens& lens, const OpenLens& other, std::unique_ptr<LensInPose>& turned) {
-  if (!lens.pose || other.pose) return *lens.lens;
-  turned = std::make_unique<LensInPose>(*lens.lens, *lens.pose);
-  return *turned;
-}
+/// What the command line asks for, as far as that can be told without the picture.
+struct Plan {
+  LensChoice from;
+  LensChoice to;
+  std::optional<standin::Eye> eye;
+  std::optional<PictureSize> size;
+  /// Of the picture, and of the new one.
+  std::optional<Packing> packed;
+  std::optional<Packing> packing;
 
-void write_picture(Reprojection& reprojection, const LargePicture& picture, PictureSize size, const std::string& name,
-                   const std::string& output, const Lens& from, const Lens& to, Warnings& warnings) {
-  NewFile file(output);
-  NewFileBytes bytes(file);
-  const auto writer = picture.create(bytes, size.width, size.height,
-                                     {{"ovicam/tool", OVICAM_VERSION},
-                                      {"ovicam/reproject/from", from.description()},
-                                      {"ovicam/reproject/to", to.description()}});
-  const std::size_t row = static_cast<std::size_t>(size.width) * picture.channels().size();
-  const int rows_at_once = std::clamp(static_cast<int>(numbers_at_once / row), fewest_rows, most_rows);
-  std::vector<float> samples;
-  {
-    Progress progress(static_cast<double>(size.width) * size.height);
-    for (int first = 0; first < size.height; first += rows_at_once) {
-      const PixelBox part{0, first, size.width, std::min(rows_at_once, size.height - first)};
-      samples.resize(row * static_cast<std::size_t>(part.height));
-      reprojection.fill(part, samples);
-      writer->write_rows(samples);
-      progress.add(static_cast<std::uint64_t>(part.width) * static_cast<std::uint64_t>(part.height));
+  explicit Plan(const ReprojectArguments& arguments) {
+    packed = parse_packing(arguments.packed, "--packed");
+    packing = parse_packing(arguments.packing);
+    const auto lens = [](const char* option, const std::string& text, const std::optional<Packing>& of) {
+      if (text.empty() && of == Packing::vr180) return parse_lens(option, "equirectangular180");
+      if (text.empty()) throw UsageError(std::string(option) + " is required: give a LENS");
+      LensChoice choice = parse_lens(option, text);
+      if (of == Packing::vr180 && choice.kind != LensChoice::Kind::equirectangular180)
+        throw UsageError(std::string(option) + " " + text + ": vr180 is always equirectangular180; leave " + option + " out");
+      return choice;
+    };
+    from = lens("--from", arguments.from, packed);
+    to = lens("--to", arguments.to, packing);
+    // Both eyes stay where they are.
+    if (packed && !packing) packing = packed == Packing::vr180 ? Packing::side_by_side : *packed;
+    if (!arguments.eye.empty()) eye = parse_eye(arguments.eye);
+    if (!arguments.size.empty()) size = parse_size(arguments.size);
+    if (size && packing) check_size_of_eye(*packing, *size);
+    if (lower_case_extension(arguments.output) != lower_case_extension(arguments.picture)) {
+      throw UsageError("-o " + arguments.output + ": the name must end in " + lower_case_extension(arguments.picture) +
+                       " as the picture's, whose kind of numbers and channels stay");
     }
   }
-  if (!reprojection.has_seen()) {
-    throw std::runtime_error("the picture would be empty: " + from.description() + " and " + to.description() +
-                             " see nothing in common");
+
+  EyePictures pictures_of(const LargePicture& picture, const std::string& name) const {
+    if (packed) return unpacked(picture, *packed, name);
+    if (packing) return views_to_pack(picture, name);
+    return eye ? seen_by(picture, *eye) : by_views(picture);
   }
-  if (reprojection.has_broken_numbers())
-    warnings.add(name + " has numbers that are infinite or none at all; they were taken for 0");
-  warnings.tell();
-  writer->finish();
-  file.finish();
+
+  PictureSize size_of_eye(PictureSize of_old) const {
+    if (size) return *size;
+    PictureSize found = size_of(to).value_or(of_old);
+    if (packing == Packing::vr180) found.width = found.height;
+    return found;
+  }
+};
+
+/// For players, where the lens makes a panorama for all eyes.
+std::vector<std::pair<std::string, std::string>> panorama_of(const OpenLens& lens, const std::vector<EyePicture>& eyes,
+                                                             PictureSize size, const std::optional<Packing>& packing) {
+  std::optional<PanoramaCover> cover;
+  for (const EyePicture& each : eyes) {
+    const std::unique_ptr<Lens> of_eye = lens.of_another_eye(each.eye);
+    const auto found = panorama_cover(of_eye ? *of_eye : *lens.lens);
+    if (!found || (cover && cover != found)) return {};
+    cover = found;
+  }
+  return panorama_properties({cover.value(), size.width, size.height, packing});
 }
 
 void reproject(const ReprojectArguments& arguments) {
-  const LensChoice from_choice = parse_lens("--from", arguments.from);
-  const LensChoice to_choice = parse_lens("--to", arguments.to);
-  const standin::Eye eye = parse_eye(arguments.eye);
-  std::optional<PictureSize> size;
-  if (!arguments.size.empty()) size = parse_size(arguments.size);
-  if (lower_case_extension(arguments.output) != lower_case_extension(arguments.picture)) {
-    throw UsageError("-o " + arguments.output + ": the name must end in " + lower_case_extension(arguments.picture) +
-                     " as the picture's, whose kind of numbers and channels stay");
-  }
+  const Plan plan(arguments);
   const auto picture = open_picture(arguments.picture);
   check_can_be_written(arguments.output);
-  const PictureSize picture_size{picture->width(), picture->height()};
-  if (!size) size = size_of(to_choice).value_or(picture_size);
+  EyePictures pictures = plan.pictures_of(*picture, arguments.picture);
+  const PictureSize of_eye = plan.size_of_eye(pictures.size);
+  const PictureSize size = plan.packing ? packed_size(*plan.packing, of_eye) : of_eye;
 
+  const standin::Eye first = pictures.eyes.front().eye;
   Warnings warnings(arguments.options.strict);
-  const OpenLens from = open_lens(from_choice, arguments.options, arguments.frame, picture_size, eye, false, warnings);
+  const OpenLens from = open_lens(plan.from, arguments.options, arguments.frame, pictures.size, first, false, warnings);
   if (from.server == "QuorinSkyboxCam") {
     throw std::runtime_error(
         "--from " + arguments.from +
         ": between the faces of a skybox there are gaps, which would be lines in the new picture; cut it into squares with "
         "\"ovicam skybox split --face\"");
   }
-  const OpenLens to = open_lens(to_choice, arguments.options, arguments.frame, *size, eye, from.session != nullptr, warnings);
+  const OpenLens to = open_lens(plan.to, arguments.options, arguments.frame, of_eye, first, from.session != nullptr, warnings);
   warnings.tell();
   if (from.pose && to.pose && length(from.lens->position() - to.lens->position()) > same_position_metres) {
     std::cerr << "note: the two cameras stand " << length(from.lens->position() - to.lens->position())
               << " m apart; only directions count, as if all they see were far away\n";
   }
-  std::unique_ptr<LensInPose> turned_from;
-  std::unique_ptr<LensInPose> turned_to;
-  const Lens& from_lens = in_common_axes(from, to, turned_from);
-  const Lens& to_lens = in_common_axes(to, from, turned_to);
-  Reprojection reprojection(*picture, from_lens, to_lens, size->width, size->height);
-  write_picture(reprojection, *picture, *size, arguments.picture, arguments.output, from_lens, to_lens, warnings);
-  std::cerr << size->width << 'x' << size->height << " pixels of " << to_lens.description() << " from "
-            << from_lens.description() << " -> " << arguments.output << '\n';
+  // Views that are seen through the same lenses are one picture.
+  if (pictures.eyes.size() > 1 && !plan.packing && !from.has_two_eyes() && !to.has_two_eyes())
+    pictures = seen_by(*picture, first);
+  std::vector<std::unique_ptr<EyeLenses>> lenses;
+  std::vector<Pane> panes;
+  for (const EyePicture& each : pictures.eyes) {
+    lenses.push_back(std::make_unique<EyeLenses>(from, to, each.eye));
+    const bool right = each.eye == standin::Eye::right;
+    panes.push_back({each, *lenses.back(),
+                     plan.packing ? place_of_eye(*plan.packing, right, of_eye.width, of_eye.height)
+                                  : PixelBox{0, 0, size.width, size.height}});
+  }
+  const std::string from_name = from.lens->description();
+  const std::string to_name = to.lens->description();
+  NewFile file(arguments.output);
+  NewFileBytes bytes(file);
+  NewPicture form{size.width,
+                  size.height,
+                  pictures.channels,
+                  !plan.packing,
+                  {{"ovicam/tool", OVICAM_VERSION}, {"ovicam/reproject/from", from_name}, {"ovicam/reproject/to", to_name}},
+                  panorama_of(to, pictures.eyes, of_eye, plan.packing)};
+  if (plan.packing) form.facts.emplace_back("ovicam/packing", name_of(*plan.packing));
+  const auto writer = picture->create(bytes, form);
+  const PaneReport report = write_panes(panes, size, pictures.channels.size(), *writer);
+  if (!report.has_seen)
+    throw std::runtime_error("the picture would be empty: " + from_name + " and " + to_name + " see nothing in common");
+  if (report.has_broken_numbers)
+    warnings.add(arguments.picture + " has numbers that are infinite or none at all; they were taken for 0");
+  warnings.tell();
+  writer->finish();
+  file.finish();
+  std::cerr << size.width << 'x' << size.height << " pixels of " << to_name << " from " << from_name << " -> "
+            << arguments.output << '\n';
 }
 
 }  // namespace
@@ -141,19 +183,36 @@ void add_reproject_command(CLI::App& app) {
       "Examples:\n"
       "  ovicam reproject plaza.png --from samples/plaza.lws:Panorama --to perspective:90deg --size 1280x720 -o flat.png\n"
       "  ovicam reproject all.exr --from equirectangular --to QuorinFisheyeCam,FisheyePower=2 --size 2048x2048 -o fisheye.exr\n"
+      "  ovicam reproject both.exr --from 'samples/cameras.lws:Stereo' --packing vr180 --size 2048x2048 -o vr180.exr\n"
       "A LENS is a camera of a scene, scene.lws:Name; a camera server with values as --set has them, "
-      "QuorinFisheyeCam,FisheyePower=2; or equirectangular, fisheye180 (equidistant, the circle touches the shorter sides) or "
+      "QuorinFisheyeCam,FisheyePower=2; or equirectangular, equirectangular180 (the half ahead), fisheye180 (equidistant, the "
+      "circle touches the shorter sides) or "
       "perspective:90deg (horizontal field of view). Two cameras of scenes look where they look in the world; otherwise both "
       "lenses look the same way. The new picture has the kind of numbers and all the channels of the old one. It is 0, and "
       "transparent, where the old one shows nothing.");
   const auto arguments = std::make_shared<ReprojectArguments>();
   command->add_option("PICTURE", arguments->picture, "Picture to begin with, PNG or EXR")->required();
-  command->add_option("--from", arguments->from, "LENS that the picture was made with")->required();
-  command->add_option("--to", arguments->to, "LENS of the new picture")->required();
+  command->add_option("--from", arguments->from, "LENS that the picture was made with");
+  command->add_option("--to", arguments->to, "LENS of the new picture");
   command->add_option("-o,--output", arguments->output, "New picture, of the same kind as the first")->required();
-  command->add_option("--size", arguments->size,
-                      "WIDTHxHEIGHT of the new picture in pixels (default: as the scene has it, or that of the picture)");
-  command->add_option("--eye", arguments->eye, "Of both lenses: centre, left or right")->capture_default_str();
+  command->add_option(
+      "--size", arguments->size,
+      "WIDTHxHEIGHT of the new picture in pixels, of each eye where it has both (default: as the scene has it, or that of the "
+      "picture)");
+  auto* eye = command->add_option(
+      "--eye", arguments->eye,
+      "Of both lenses, for all that the picture holds: centre, left or right (default: each view's own, left or right, of two "
+      "eyes; else centre)");
+  command
+      ->add_option(
+          "--packing", arguments->packing,
+          "Both eyes, each of --size, in one picture: side-by-side, over-under (the left one above), or vr180 (the half "
+          "that lies ahead, side by side; --to is equirectangular180 then)")
+      ->excludes(eye);
+  command
+      ->add_option("--packed", arguments->packed,
+                   "How PICTURE has both eyes in it already, with the same words; they stay so unless --packing is given")
+      ->excludes(eye);
   command->add_option("--frame", arguments->frame, "Frame of the scenes (default: each scene's first)");
   arguments->options.add_module_to(*command);
   command->add_flag("--strict", arguments->options.strict,

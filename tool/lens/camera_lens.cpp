@@ -34,6 +34,23 @@ std::vector<FramePlace> probe_places(double s_offset, double t_offset) {
 
 }  // namespace
 
+void look_through(standin::Session& session, double film_width, double film_height, standin::Eye eye,
+                  std::span<const FramePlace> places, std::span<LensDirection> directions) {
+  std::vector<standin::RayQuery> queries(places.size());
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    queries[i].film_x = (places[i].s - 0.5) * film_width;
+    queries[i].film_y = (places[i].t - 0.5) * film_height;
+    queries[i].eye = eye;
+  }
+  std::vector<standin::RayAnswer> rays(places.size());
+  session.evaluate(queries, rays);
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    const double size = length(rays[i].direction);
+    directions[i].found = places[i].found && rays[i].result != 0 && std::isfinite(size) && size > 0.0;
+    if (directions[i].found) directions[i].towards = rays[i].direction * (1.0 / size);
+  }
+}
+
 CameraLens::CameraLens(standin::Session& session, const standin::FrameSetup& setup, standin::Eye eye, std::string name)
     : session_(session), film_width_(setup.film_width), film_height_(setup.film_height), eye_(eye), name_(std::move(name)) {
   const auto looked = [&](const std::vector<FramePlace>& places) {
@@ -96,19 +113,7 @@ CameraLens::CameraLens(standin::Session& session, const standin::FrameSetup& set
 }
 
 void CameraLens::look(std::span<const FramePlace> places, std::span<LensDirection> directions) const {
-  std::vector<standin::RayQuery> queries(places.size());
-  for (std::size_t i = 0; i < places.size(); ++i) {
-    queries[i].film_x = (places[i].s - 0.5) * film_width_;
-    queries[i].film_y = (places[i].t - 0.5) * film_height_;
-    queries[i].eye = eye_;
-  }
-  std::vector<standin::RayAnswer> rays(places.size());
-  session_.evaluate(queries, rays);
-  for (std::size_t i = 0; i < places.size(); ++i) {
-    const double size = length(rays[i].direction);
-    directions[i].found = places[i].found && rays[i].result != 0 && std::isfinite(size) && size > 0.0;
-    if (directions[i].found) directions[i].towards = rays[i].direction * (1.0 / size);
-  }
+  look_through(session_, film_width_, film_height_, eye_, places, directions);
 }
 
 void CameraLens::locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const {

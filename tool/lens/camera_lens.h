@@ -9,6 +9,11 @@
 
 namespace tool {
 
+/// Where places of an eye's frame look to, through the lens's centre at the start of the frame that the session has begun. The
+/// film in metres. Throws what the session throws. Threads: any number at once.
+void look_through(standin::Session& session, double film_width, double film_height, standin::Eye eye,
+                  std::span<const FramePlace> places, std::span<LensDirection> directions);
+
 /// A camera of a scene, at the start of the frame that its session has begun: the ray through the lens's centre. Places come
 /// from the camera's own projection where that leads back to what its rays see, and from the rays alone where it does not.
 class CameraLens final : public Lens {

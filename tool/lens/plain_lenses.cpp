@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <numbers>
+#include <string>
 #include <vector>
 
 namespace tool {
@@ -13,14 +14,14 @@ using standin::Vec3;
 
 constexpr double half_turn = std::numbers::pi;
 constexpr double quarter_turn = std::numbers::pi / 2.0;
-/// Of the circle's radius: its edge belongs to it, whatever was lost in rounding.
+/// Of the circle's radius or of the span: its edge belongs to it, whatever was lost in rounding.
 constexpr double edge = 1.0 + 1e-9;
 
 }  // namespace
 
 void EquirectangularLens::look(std::span<const FramePlace> places, std::span<LensDirection> directions) const {
   for (std::size_t i = 0; i < places.size(); ++i) {
-    const double azimuth = (places[i].s - 0.5) * 2.0 * half_turn;
+    const double azimuth = (places[i].s - 0.5) * span_radians_;
     const double elevation = (places[i].t - 0.5) * half_turn;
     const double level = std::cos(elevation);
     directions[i] = {pose_.direction_to_world({level * std::sin(azimuth), std::sin(elevation), level * std::cos(azimuth)}),
@@ -31,9 +32,15 @@ void EquirectangularLens::look(std::span<const FramePlace> places, std::span<Len
 void EquirectangularLens::locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const {
   for (std::size_t i = 0; i < directions.size(); ++i) {
     const Vec3 v = pose_.direction_from_world(directions[i].towards);
-    places[i] = {0.5 + std::atan2(v.x, v.z) / (2.0 * half_turn), 0.5 + std::atan2(v.y, std::hypot(v.x, v.z)) / half_turn,
-                 directions[i].found};
+    const double azimuth = std::atan2(v.x, v.z);
+    places[i] = {0.5 + azimuth / span_radians_, 0.5 + std::atan2(v.y, std::hypot(v.x, v.z)) / half_turn,
+                 directions[i].found && std::abs(azimuth) <= span_radians_ / 2.0 * edge};
   }
+}
+
+std::string EquirectangularLens::description() const {
+  return span_radians_ < 2.0 * half_turn ? "equirectangular" + std::to_string(std::lround(span_radians_ * 180.0 / half_turn))
+                                         : "equirectangular";
 }
 
 Fisheye180Lens::Fisheye180Lens(const standin::ItemPose& pose, double width_over_height)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <numbers>
 #include <string>
 
 #include "standin/scene/vector.h"
@@ -7,20 +8,22 @@
 
 namespace tool {
 
-/// All round and from pole to pole: s is the azimuth, from half a turn to the left to half a turn to the right, t the
-/// elevation. Formula: the plate carree (equirectangular) projection.
+/// From pole to pole, and all round or a part of that: s is the azimuth, half of the span to the left and half of it to the
+/// right, t the elevation. Formula: the plate carree (equirectangular) projection.
 class EquirectangularLens final : public Lens {
  public:
-  /// The pose's axes have length one.
-  explicit EquirectangularLens(const standin::ItemPose& pose) : pose_(pose) {}
+  /// The pose's axes have length one. `span_radians`: from the left edge to the right one, above 0, at most a turn.
+  explicit EquirectangularLens(const standin::ItemPose& pose, double span_radians = 2.0 * std::numbers::pi)
+      : pose_(pose), span_radians_(span_radians) {}
 
   void look(std::span<const FramePlace> places, std::span<LensDirection> directions) const override;
   void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const override;
   standin::Vec3 position() const override { return pose_.position; }
-  std::string description() const override { return "equirectangular"; }
+  std::string description() const override;
 
  private:
   standin::ItemPose pose_;
+  double span_radians_;
 };
 
 /// The half of all directions that lies ahead, as a circle that touches the frame's shorter sides; around it, nothing. Formula:

@@ -166,7 +166,7 @@ class Reprojection::Pixels {
   std::vector<float> samples_;
 };
 
-Reprojection::Reprojection(const LargePicture& picture, const Lens& from, const Lens& to, int to_width, int to_height)
+Reprojection::Reprojection(const PicturePixels& picture, const Lens& from, const Lens& to, int to_width, int to_height)
     : picture_(picture),
       from_(from),
       to_(to),

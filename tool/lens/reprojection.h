@@ -28,7 +28,7 @@ FrameEdges edges_of(const Lens& lens);
 class Reprojection {
  public:
   /// Everything must outlive this. `to_width` and `to_height`: of the new frame, pixels. Throws what lenses and picture throw.
-  Reprojection(const LargePicture& picture, const Lens& from, const Lens& to, int to_width, int to_height);
+  Reprojection(const PicturePixels& picture, const Lens& from, const Lens& to, int to_width, int to_height);
 
   /// All channels of a part of the new frame, row by row from the top; 0 where it sees nothing of the picture. Uses all threads
   /// of the caller's TBB arena. Throws what the lenses and the picture throw. Threads: one.
@@ -55,7 +55,7 @@ class Reprojection {
   std::vector<Footprint> footprints(PixelBox block) const;
   void read(const PixelBox& box, std::span<float> samples);
 
-  const LargePicture& picture_;
+  const PicturePixels& picture_;
   const Lens& from_;
   const Lens& to_;
   int to_width_;

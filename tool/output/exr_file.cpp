@@ -82,6 +82,7 @@ void add_facts(Imf::Header& header, const PictureMetadata& metadata) {
   const auto number = [&](const std::string& name, double value) {
     header.insert("ovicam/" + name, Imf::DoubleAttribute(value));
   };
+  if (!metadata.xmp.empty()) header.insert("xmp", Imf::StringAttribute(metadata.xmp));
   text("tool", metadata.tool_version);
   text("module", metadata.module_version);
   for (const auto& [name, value] : metadata.more) text(name, value);
@@ -90,6 +91,7 @@ void add_facts(Imf::Header& header, const PictureMetadata& metadata) {
   text("camera", metadata.camera);
   text("server", metadata.server);
   text("light", metadata.light);
+  text("packing", metadata.packing);
   header.insert("ovicam/frame", Imf::IntAttribute(metadata.frame));
   number("seconds", metadata.time_seconds);
   number("zoomFactor", metadata.zoom_factor);
@@ -99,7 +101,7 @@ void add_facts(Imf::Header& header, const PictureMetadata& metadata) {
   for (const auto& [name, value] : metadata.settings) text("setting/" + name, value);
   Imf::addFramesPerSecond(header, Imf::guessExactFps(metadata.frames_per_second));
   Imf::addWorldToCamera(header, matrix(metadata.world_to_camera));
-  Imf::addWorldToNDC(header, matrix(metadata.world_to_ndc));
+  if (metadata.world_to_ndc) Imf::addWorldToNDC(header, matrix(*metadata.world_to_ndc));
   // OpenEXR refuses others.
   if (metadata.pixel_aspect > 1e-6 && metadata.pixel_aspect < 1e6)
     header.pixelAspectRatio() = static_cast<float>(metadata.pixel_aspect);

@@ -81,6 +81,8 @@ std::vector<std::pair<std::string, std::string>> texts_of(const PictureMetadata&
   add("Camera", metadata.camera);
   add("Server", metadata.server);
   add("Light", metadata.light);
+  add("Packing", metadata.packing);
+  add("XML:com.adobe.xmp", metadata.xmp);
   if (!metadata.scene.empty()) add("Frame", std::to_string(metadata.frame));
   return texts;
 }

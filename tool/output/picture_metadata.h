@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +25,10 @@ struct PictureMetadata {
   std::string tool_version;
   /// How the frame is lit, where that is not plainly.
   std::string light;
+  /// How it holds the frames of both eyes, where it does.
+  std::string packing;
+  /// The XMP packet that players read; empty where the picture is no panorama.
+  std::string xmp;
   /// What a picture of its kind tells besides, as texts by name.
   std::vector<std::pair<std::string, std::string>> more;
   int frame = 0;
@@ -35,7 +40,8 @@ struct PictureMetadata {
   double film_height_metres = 0.0;
   double pixel_aspect = 1.0;
   RowMatrix world_to_camera{};
-  RowMatrix world_to_ndc{};
+  /// Only of a picture of one frame.
+  std::optional<RowMatrix> world_to_ndc;
 };
 
 }  // namespace tool

@@ -40,13 +40,13 @@ class PictureWriter {
   virtual void finish() = 0;
 };
 
-/// A picture that is read part by part, so that it may be larger than the memory that it takes.
-class LargePicture {
+/// The pixels of a picture that is read part by part, so that it may be larger than the memory that it takes.
+class PicturePixels {
  public:
-  LargePicture() = default;
-  LargePicture(const LargePicture&) = delete;
-  LargePicture& operator=(const LargePicture&) = delete;
-  virtual ~LargePicture() = default;
+  PicturePixels() = default;
+  PicturePixels(const PicturePixels&) = delete;
+  PicturePixels& operator=(const PicturePixels&) = delete;
+  virtual ~PicturePixels() = default;
 
   /// Of the whole frame, which the file may hold only a part of.
   virtual int width() const = 0;
@@ -60,11 +60,32 @@ class LargePicture {
   /// The pixels of a part of the frame, row by row from the top, each with all its channels; 1 is white. What the file does not
   /// hold is 0. Throws std::runtime_error. Threads: any number at once.
   virtual void read(const PixelBox& part, std::span<float> samples) const = 0;
+};
 
-  /// A picture of another size, whose frame it fills. What the old one says of its camera is left out; `facts` are added, as
-  /// texts by name. The bytes' place must outlive the writer. Throws std::runtime_error. Threads: one.
-  virtual std::unique_ptr<PictureWriter> create(PictureBytes& bytes, int width, int height,
-                                                const std::vector<std::pair<std::string, std::string>>& facts) const = 0;
+/// What a new picture in the form of another has of its own.
+struct NewPicture {
+  /// Of its frame, which it fills, pixels.
+  int width = 0;
+  int height = 0;
+  /// Which of the other's channels it has, by index, in their order.
+  std::vector<std::size_t> channels;
+  /// Whether it has the other's views.
+  bool has_views = true;
+  /// Texts by name.
+  std::vector<std::pair<std::string, std::string>> facts;
+  /// Of a panorama, what players read of it: see panorama_properties.
+  std::vector<std::pair<std::string, std::string>> panorama;
+};
+
+/// A picture's file.
+class LargePicture : public PicturePixels {
+ public:
+  /// The names of its views, the one whose channels have no name of a view first; empty where there is only one.
+  virtual std::vector<std::string> views() const = 0;
+
+  /// A picture in the form of this one. What this one says of its camera is left out. The bytes' place must outlive the writer.
+  /// Throws std::runtime_error. Threads: one.
+  virtual std::unique_ptr<PictureWriter> create(PictureBytes& bytes, const NewPicture& form) const = 0;
 };
 
 /// Opens a PNG or EXR, or whatever else is installed for. Throws std::runtime_error with a sentence for a person. Threads: one.

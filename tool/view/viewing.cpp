@@ -418,7 +418,7 @@ json Viewing::state_json() const {
           {"scene_size", {camera().camera->width_pixels, camera().camera->height_pixels}},
           {"frames", {{"first", scene_->first_frame}, {"last", scene_->last_frame}, {"per_second", scene_->frames_per_second}}},
           {"film", {setup_.film_width, setup_.film_height}},
-          {"full_sphere", measures_.full_sphere},
+          {"full_sphere", measures_.panorama == PanoramaCover::sphere},
           {"degrees_per_height", measures_.degrees_per_height ? json(*measures_.degrees_per_height) : json()},
           {"rows", std::move(rows)},
           {"command", command_line()}};
@@ -501,6 +501,8 @@ void Viewing::render_step() {
   steps_.pop_back();
   is_first_step_ = false;
   picture.form = form_of(setup_);
+  if (picture.refined && measures_.panorama)
+    picture.form.metadata.xmp = panorama_packet(panorama_properties({*measures_.panorama, choice_.width, choice_.height}));
   picture.png = png_bytes(*pixels, picture.form);
   if (picture.refined) picture.pixels = std::move(*pixels);
   publish_picture(std::move(picture));
