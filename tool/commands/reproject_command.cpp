@@ -22,6 +22,7 @@
 #include "tool/output/file_extension.h"
 #include "tool/output/new_file.h"
 #include "tool/output/progress.h"
+#include "tool/pictures/cube_layouts.h"
 #include "tool/pictures/large_picture.h"
 
 namespace tool {
@@ -107,15 +108,15 @@ void reproject(const ReprojectArguments& arguments) {
   const auto picture = open_picture(arguments.picture);
   check_can_be_written(arguments.output);
   const PictureSize picture_size{picture->width(), picture->height()};
-  if (!size) size = size_of(to_choice).value_or(picture_size);
+  if (!size) size = size_of(to_choice, from_choice, picture_size);
 
   Warnings warnings(arguments.options.strict);
   const OpenLens from = open_lens(from_choice, arguments.options, arguments.frame, picture_size, eye, false, warnings);
   if (from.server == "QuorinSkyboxCam") {
     throw std::runtime_error(
         "--from " + arguments.from +
-        ": between the faces of a skybox there are gaps, which would be lines in the new picture; cut it into squares with "
-        "\"ovicam skybox split --face\"");
+        ": between the faces of a skybox there are gaps, which would be lines in the new picture; close them with \"ovicam "
+        "skybox split --face\", or give --from skybox and have the lines");
   }
   const OpenLens to = open_lens(to_choice, arguments.options, arguments.frame, *size, eye, from.session != nullptr, warnings);
   warnings.tell();
@@ -142,8 +143,12 @@ void add_reproject_command(CLI::App& app) {
       "  ovicam reproject plaza.png --from samples/plaza.lws:Panorama --to perspective:90deg --size 1280x720 -o flat.png\n"
       "  ovicam reproject all.exr --from equirectangular --to QuorinFisheyeCam,FisheyePower=2 --size 2048x2048 -o fisheye.exr\n"
       "A LENS is a camera of a scene, scene.lws:Name; a camera server with values as --set has them, "
-      "QuorinFisheyeCam,FisheyePower=2; or equirectangular, fisheye180 (equidistant, the circle touches the shorter sides) or "
-      "perspective:90deg (horizontal field of view). Two cameras of scenes look where they look in the world; otherwise both "
+      "QuorinFisheyeCam,FisheyePower=2; or equirectangular, fisheye180 (equidistant, the circle touches the shorter sides), "
+      "perspective:90deg (horizontal field of view), cubemap or skybox (as that camera renders it, with its gaps). "
+      "cubemap:cross "
+      "and the like name the layout: " +
+      cube_layout_names(true) +
+      "; without it, the shape of the picture tells. Two cameras of scenes look where they look in the world; otherwise both "
       "lenses look the same way. The new picture has the kind of numbers and all the channels of the old one. It is 0, and "
       "transparent, where the old one shows nothing.");
   const auto arguments = std::make_shared<ReprojectArguments>();
@@ -151,8 +156,10 @@ void add_reproject_command(CLI::App& app) {
   command->add_option("--from", arguments->from, "LENS that the picture was made with")->required();
   command->add_option("--to", arguments->to, "LENS of the new picture")->required();
   command->add_option("-o,--output", arguments->output, "New picture, of the same kind as the first")->required();
-  command->add_option("--size", arguments->size,
-                      "WIDTHxHEIGHT of the new picture in pixels (default: as the scene has it, or that of the picture)");
+  command->add_option(
+      "--size", arguments->size,
+      "WIDTHxHEIGHT of the new picture in pixels (default: as the scene has it; of a cube, faces a quarter as wide "
+      "as the picture, or the picture's own; else that of the picture)");
   command->add_option("--eye", arguments->eye, "Of both lenses: centre, left or right")->capture_default_str();
   command->add_option("--frame", arguments->frame, "Frame of the scenes (default: each scene's first)");
   arguments->options.add_module_to(*command);

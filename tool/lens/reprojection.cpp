@@ -6,6 +6,7 @@
 #include <tbb/blocked_range2d.h>
 #include <tbb/parallel_for.h>
 
+#include "tool/pictures/cube_cells.h"
 #include "tool/pictures/linear_light.h"
 
 namespace tool {
@@ -18,7 +19,8 @@ constexpr int least_block_pixels = 4;
 constexpr std::size_t most_numbers = std::size_t{1} << 22;
 /// Samples along each axis of what a pixel sees, where the mapping is smooth, and where it is not.
 constexpr int most_samples = 48;
-constexpr int samples_of_edge = 6;
+constexpr int fewest_samples_of_edge = 6;
+constexpr int most_samples_of_edge = 16;
 /// Where the edges of frames are compared.
 constexpr int edge_places = 17;
 /// Between directions that are the same.
@@ -76,7 +78,7 @@ struct Reprojection::Footprint {
   void for_each(Use use) const {
     if (!points.empty()) {
       for (const PicturePoint& point : points)
-        if (point.found) use(point.column, point.row, 1.0 / static_cast<double>(points.size()));
+        if (point.found) use(point.part, point.column, point.row, 1.0 / static_cast<double>(points.size()));
       return;
     }
     const int across = samples_across();
@@ -86,7 +88,8 @@ struct Reprojection::Footprint {
       for (int j = 0; j < across; ++j) {
         const double x = (j + 0.5) / across - 0.5;
         const double y = (i + 0.5) / down - 0.5;
-        use(middle.column + across_column * x + down_column * y, middle.row + across_row * x + down_row * y, weight);
+        use(middle.part, middle.column + across_column * x + down_column * y, middle.row + across_row * x + down_row * y,
+            weight);
       }
     }
   }
@@ -95,70 +98,168 @@ struct Reprojection::Footprint {
   static int samples_over(double pixels) { return std::clamp(static_cast<int>(std::ceil(pixels - 1e-6)), 1, most_samples); }
 };
 
-/// A part of the picture. Columns go on around it where its edges meet.
+/// A rectangle of the picture, or of one of its parts, with what lies beyond the edges of that: the other side where edges
+/// meet, the neighbour where the picture holds several parts, else the outermost pixels again.
 class Reprojection::Pixels {
  public:
-  Pixels(const Reprojection& of, int left, int top, int right, int bottom)
-      : of_(of), left_(left), top_(top), columns_(right - left), rows_(bottom - top) {}
+  Pixels(const Reprojection& of, int part, int left, int top, int right, int bottom)
+      : of_(of),
+        part_(part),
+        box_(of.parts_[static_cast<std::size_t>(part)]),
+        left_(left),
+        top_(top),
+        columns_(right - left),
+        rows_(bottom - top) {}
 
   std::size_t count() const { return static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_) * of_.channels_; }
 
   void read(Reprojection& from) {
     samples_.resize(count());
-    // The part may lie across the picture's edges: at most two pieces, as it is no wider than the picture.
-    const int first = wrapped(left_);
-    const int before_edge = std::min(columns_, of_.width_ - first);
-    if (before_edge == columns_) {
-      from.read({first, top_, columns_, rows_}, samples_);
-      return;
+    const int above = std::clamp(box_.top, top_, top_ + rows_ - 1);
+    const int below = std::clamp(box_.top + box_.height, above + 1, top_ + rows_);
+    const bool round = of_.edges_.goes_round;
+    const int before = round ? left_ : std::clamp(box_.left, left_, left_ + columns_ - 1);
+    const int behind = round ? left_ + columns_ : std::clamp(box_.left + box_.width, before + 1, left_ + columns_);
+    for (int column = before; column < behind;) {
+      const int first = round ? wrapped(column) : column;
+      const int width = std::min(behind - column, of_.width_ - first);
+      read_stored(from, {first, above, width, below - above}, column);
+      column += width;
     }
-    for (const auto& [column, left, width] :
-         {std::array{0, first, before_edge}, std::array{before_edge, 0, columns_ - before_edge}}) {
-      std::vector<float> piece(static_cast<std::size_t>(width) * static_cast<std::size_t>(rows_) * of_.channels_);
-      from.read({left, top_, width, rows_}, piece);
-      const std::size_t row_size = static_cast<std::size_t>(width) * of_.channels_;
-      for (int row = 0; row < rows_; ++row)
-        std::copy_n(&piece[static_cast<std::size_t>(row) * row_size], row_size, &samples_[place(column, row)]);
+    for (int row = above; row < below; ++row) {
+      for (int column = left_; column < before; ++column) copy(before, row, column, row, 1);
+      for (int column = behind; column < left_ + columns_; ++column) copy(behind - 1, row, column, row, 1);
     }
+    for (int row = top_; row < above; ++row) fill_row_beyond(row, above, of_.edges_.pole_above, of_.first_row_);
+    for (int row = below; row < top_ + rows_; ++row) fill_row_beyond(row, below - 1, of_.edges_.pole_below, of_.last_row_);
+    if (of_.has_parts_) read_neighbours(from, {before, above, behind - before, below - above});
   }
 
   void add(double column, double row, double weight, std::span<float> sum) const {
-    const double left = std::floor(column);
-    const double top = std::floor(row);
-    const auto to_right = static_cast<float>(column - left);
-    const auto to_bottom = static_cast<float>(row - top);
-    const auto first = static_cast<int>(left);
-    const auto above = static_cast<int>(top);
+    const double x = column - left_;
+    const double y = row - top_;
+    // Not below 0.
+    const auto first = static_cast<std::size_t>(x);
+    const auto above = static_cast<std::size_t>(y);
+    const auto to_right = static_cast<float>(x - static_cast<double>(first));
+    const auto to_bottom = static_cast<float>(y - static_cast<double>(above));
     const auto share = static_cast<float>(weight);
-    const std::array<const float*, 4> taps{pixel(first, above), pixel(first + 1, above), pixel(first, above + 1),
-                                           pixel(first + 1, above + 1)};
+    const std::size_t line = static_cast<std::size_t>(columns_) * of_.channels_;
+    const float* const upper = &samples_[above * line + first * of_.channels_];
+    const float* const lower = upper + line;
     const std::array<float, 4> weights{share * (1.0F - to_right) * (1.0F - to_bottom), share * to_right * (1.0F - to_bottom),
                                        share * (1.0F - to_right) * to_bottom, share * to_right * to_bottom};
     for (std::size_t channel = 0; channel < of_.channels_; ++channel)
-      sum[channel] += weights[0] * taps[0][channel] + weights[1] * taps[1][channel] + weights[2] * taps[2][channel] +
-                      weights[3] * taps[3][channel];
+      sum[channel] += weights[0] * upper[channel] + weights[1] * upper[of_.channels_ + channel] + weights[2] * lower[channel] +
+                      weights[3] * lower[of_.channels_ + channel];
   }
 
  private:
   int wrapped(int column) const { return ((column % of_.width_) + of_.width_) % of_.width_; }
 
   std::size_t place(int column, int row) const {
-    return (static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) + static_cast<std::size_t>(column)) *
+    return (static_cast<std::size_t>(row - top_) * static_cast<std::size_t>(columns_) +
+            static_cast<std::size_t>(column - left_)) *
            of_.channels_;
   }
 
-  const float* pixel(int column, int row) const {
-    // Beyond a pole lies the other side of the same row.
-    const bool beyond_first = row < 0 && of_.edges_.pole_above;
-    if (beyond_first || (row >= of_.height_ && of_.edges_.pole_below)) {
-      const std::vector<float>& edge = beyond_first ? of_.first_row_ : of_.last_row_;
-      return &edge[static_cast<std::size_t>(wrapped(column + of_.width_ / 2)) * of_.channels_];
+  void copy(int from_column, int from_row, int column, int row, int pixels) {
+    std::copy_n(&samples_[place(from_column, from_row)], static_cast<std::size_t>(pixels) * of_.channels_,
+                &samples_[place(column, row)]);
+  }
+
+  /// Pixels of the picture, to where that column lies here.
+  void read_stored(Reprojection& from, const PixelBox& stored, int column) {
+    if (stored.width == columns_) {
+      from.read(stored, std::span(samples_).subspan(
+                            place(column, stored.top),
+                            static_cast<std::size_t>(stored.width) * static_cast<std::size_t>(stored.height) * of_.channels_));
+      return;
     }
-    const int x = of_.edges_.goes_round ? wrapped(column - left_) : std::clamp(column, 0, of_.width_ - 1) - left_;
-    return &samples_[place(x, std::clamp(row, 0, of_.height_ - 1) - top_)];
+    const std::size_t line = static_cast<std::size_t>(stored.width) * of_.channels_;
+    std::vector<float> samples(line * static_cast<std::size_t>(stored.height));
+    from.read(stored, samples);
+    for (int row = 0; row < stored.height; ++row)
+      std::copy_n(&samples[static_cast<std::size_t>(row) * line], line, &samples_[place(column, stored.top + row)]);
+  }
+
+  void fill_row_beyond(int row, int nearest, bool is_pole, const std::vector<float>& edge) {
+    if (!is_pole) {
+      copy(left_, nearest, left_, row, columns_);
+      return;
+    }
+    // Beyond a pole lies the other side of the same row.
+    for (int column = left_; column < left_ + columns_; ++column) {
+      const auto across = static_cast<std::size_t>(wrapped(column + of_.width_ / 2));
+      std::copy_n(&edge[across * of_.channels_], of_.channels_, &samples_[place(column, row)]);
+    }
+  }
+
+  /// What the other parts show of the pixels beyond this one's; where none shows anything, all stays as it is.
+  void read_neighbours(Reprojection& from, const PixelBox& own) {
+    std::vector<FramePlace> places;
+    std::vector<std::size_t> at;
+    for (int row = top_; row < top_ + rows_; ++row) {
+      for (int column = left_; column < left_ + columns_; ++column) {
+        const bool is_own = column >= own.left && column < own.left + own.width && row >= own.top && row < own.top + own.height;
+        if (is_own) continue;
+        places.push_back({(column + 0.5) / of_.width_, 1.0 - (row + 0.5) / of_.height_, true, part_});
+        at.push_back(place(column, row));
+      }
+    }
+    if (places.empty()) return;
+    std::vector<LensDirection> directions(places.size());
+    of_.from_.look(places, directions);
+    of_.from_.locate(directions, places);
+    std::vector<PicturePoint> points;
+    for (const FramePlace& each : places) points.push_back(of_.point_at(each));
+    for (int part = 0; part < static_cast<int>(of_.parts_.size()); ++part) {
+      if (part == part_) continue;
+      const PixelBox& box = of_.parts_[static_cast<std::size_t>(part)];
+      int left = box.left + box.width;
+      int right = box.left;
+      int top = box.top + box.height;
+      int bottom = box.top;
+      for (PicturePoint& point : points) {
+        if (!point.found || point.part != part) continue;
+        point.column = std::clamp<double>(point.column, box.left, box.left + box.width - 1);
+        point.row = std::clamp<double>(point.row, box.top, box.top + box.height - 1);
+        left = std::min(left, static_cast<int>(point.column));
+        right = std::max(right, static_cast<int>(point.column) + 2);
+        top = std::min(top, static_cast<int>(point.row));
+        bottom = std::max(bottom, static_cast<int>(point.row) + 2);
+      }
+      if (left >= right) continue;
+      // The last one's own neighbours count for nothing: it is clamped to the middle of a pixel.
+      right = std::min(right, box.left + box.width);
+      bottom = std::min(bottom, box.top + box.height);
+      std::vector<float> samples(static_cast<std::size_t>(right - left) * static_cast<std::size_t>(bottom - top) *
+                                 of_.channels_);
+      from.read({left, top, right - left, bottom - top}, samples);
+      const auto pixel = [&](int column, int row) {
+        const int x = std::min(column, right - 1) - left;
+        const int y = std::min(row, bottom - 1) - top;
+        return &samples[(static_cast<std::size_t>(y) * static_cast<std::size_t>(right - left) + static_cast<std::size_t>(x)) *
+                        of_.channels_];
+      };
+      for (std::size_t i = 0; i < points.size(); ++i) {
+        const PicturePoint& point = points[i];
+        if (!point.found || point.part != part) continue;
+        const int column = static_cast<int>(point.column);
+        const int row = static_cast<int>(point.row);
+        const auto x = static_cast<float>(point.column - column);
+        const auto y = static_cast<float>(point.row - row);
+        for (std::size_t channel = 0; channel < of_.channels_; ++channel)
+          samples_[at[i] + channel] =
+              (1.0F - y) * ((1.0F - x) * pixel(column, row)[channel] + x * pixel(column + 1, row)[channel]) +
+              y * ((1.0F - x) * pixel(column, row + 1)[channel] + x * pixel(column + 1, row + 1)[channel]);
+      }
+    }
   }
 
   const Reprojection& of_;
+  int part_;
+  const PixelBox& box_;
   int left_;
   int top_;
   int columns_;
@@ -176,6 +277,10 @@ Reprojection::Reprojection(const LargePicture& picture, const Lens& from, const 
       height_(picture.height()),
       channels_(picture.channels().size()),
       edges_(edges_of(from)) {
+  for (const auto& [left, right, bottom, top] : from.parts())
+    parts_.push_back(whole_pixels(left, right, bottom, top, width_, height_));
+  has_parts_ = !parts_.empty();
+  if (!has_parts_) parts_.push_back({0, 0, width_, height_});
   const std::size_t row = static_cast<std::size_t>(width_) * channels_;
   if (edges_.pole_above) read({0, 0, width_, 1}, first_row_ = std::vector<float>(row));
   if (edges_.pole_below) read({0, height_ - 1, width_, 1}, last_row_ = std::vector<float>(row));
@@ -206,18 +311,27 @@ void Reprojection::read(const PixelBox& box, std::span<float> samples) {
   if (picture_.is_srgb()) make_linear(samples, channels_, picture_.alpha_channel());
 }
 
+Reprojection::PicturePoint Reprojection::point_at(const FramePlace& place) const {
+  if (!place.found) return {};
+  const int part = has_parts_ ? place.part : 0;
+  const PixelBox& box = parts_[static_cast<std::size_t>(part)];
+  if (box.width < 1 || box.height < 1) return {};
+  const double column = place.s * width_ - box.left;
+  const double row = (1.0 - place.t) * height_ - box.top;
+  const double lost = rounding * std::max(width_, height_);
+  const bool in_columns = edges_.goes_round ? std::abs(place.s) < 1e3 : column >= -lost && column <= box.width + lost;
+  if (!in_columns || !(row >= -lost && row <= box.height + lost)) return {};
+  return {box.left + column - 0.5, box.top + row - 0.5, true, part};
+}
+
 std::vector<Reprojection::PicturePoint> Reprojection::points(std::span<const FramePlace> seen_at) const {
   std::vector<LensDirection> directions(seen_at.size());
   std::vector<FramePlace> places(seen_at.size());
   to_.look(seen_at, directions);
   from_.locate(directions, places);
-  std::vector<PicturePoint> points(seen_at.size());
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    const auto& [s, t, found] = places[i];
-    const bool in_columns = edges_.goes_round ? std::abs(s) < 1e3 : s >= -rounding && s <= 1.0 + rounding;
-    if (found && in_columns && t >= -rounding && t <= 1.0 + rounding)
-      points[i] = {s * width_ - 0.5, (1.0 - t) * height_ - 0.5, true};
-  }
+  std::vector<PicturePoint> points;
+  points.reserve(places.size());
+  for (const FramePlace& place : places) points.push_back(point_at(place));
   return points;
 }
 
@@ -240,7 +354,12 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
   for (PicturePoint& point : grid) move_near(point, near);
 
   std::vector<Footprint> prints(static_cast<std::size_t>(block.width) * static_cast<std::size_t>(block.height));
-  std::vector<std::size_t> edges;
+  /// A pixel whose mapping is not smooth, and its samples along each side.
+  struct Edge {
+    std::size_t number;
+    int samples;
+  };
+  std::vector<Edge> edges;
   seen_at.clear();
   for (int row = 0; row < block.height; ++row) {
     for (int column = 0; column < block.width; ++column) {
@@ -254,14 +373,18 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
                                   grid[at + static_cast<std::size_t>(stride)]};
       bool smooth = print.middle.found;
       bool any = print.middle.found;
+      double farthest = 0.0;
       const auto change = [&](PicturePoint before, PicturePoint after, double& by_column, double& by_row) {
         any = any || before.found || after.found;
-        if (!smooth || !before.found || !after.found) {
-          smooth = false;
-          return;
+        for (PicturePoint* neighbour : {&before, &after}) {
+          if (!print.middle.found || !neighbour->found || neighbour->part != print.middle.part) {
+            smooth = false;
+            continue;
+          }
+          move_near(*neighbour, print.middle.column);
+          farthest = std::max(farthest, std::hypot(neighbour->column - print.middle.column, neighbour->row - print.middle.row));
         }
-        move_near(before, print.middle.column);
-        move_near(after, print.middle.column);
+        if (!smooth) return;
         by_column = (after.column - before.column) / 2.0;
         by_row = (after.row - before.row) / 2.0;
         const double bend = std::hypot(after.column + before.column - 2.0 * print.middle.column,
@@ -272,20 +395,23 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
       change(neighbours[0], neighbours[1], print.across_column, print.across_row);
       change(neighbours[2], neighbours[3], print.down_column, print.down_row);
       if (smooth || !any) continue;
-      edges.push_back(number);
-      for (int i = 0; i < samples_of_edge * samples_of_edge; ++i) {
-        const double x = (i % samples_of_edge + 0.5) / samples_of_edge - 0.5;
-        const int line = i / samples_of_edge;
-        const double y = (line + 0.5) / samples_of_edge - 0.5;
+      const int samples =
+          static_cast<int>(std::clamp(std::ceil(farthest), double{fewest_samples_of_edge}, double{most_samples_of_edge}));
+      edges.push_back({number, samples});
+      for (int i = 0; i < samples * samples; ++i) {
+        const double x = (i % samples + 0.5) / samples - 0.5;
+        const int line = i / samples;
+        const double y = (line + 0.5) / samples - 0.5;
         seen_at.push_back(place(block.left + column + x, block.top + row + y));
       }
     }
   }
   const std::vector<PicturePoint> more = points(seen_at);
-  constexpr std::size_t each = static_cast<std::size_t>(samples_of_edge) * samples_of_edge;
-  for (std::size_t i = 0; i < edges.size(); ++i) {
-    auto& to = prints[edges[i]].points;
-    to.assign(more.begin() + static_cast<std::ptrdiff_t>(i * each), more.begin() + static_cast<std::ptrdiff_t>((i + 1) * each));
+  auto next = more.begin();
+  for (const Edge& edge : edges) {
+    auto& to = prints[edge.number].points;
+    to.assign(next, next + edge.samples * edge.samples);
+    next += edge.samples * edge.samples;
     for (PicturePoint& point : to) move_near(point, near);
   }
   return prints;
@@ -300,34 +426,39 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
   };
   for (int row = 0; row < block.height; ++row)
     for (int column = 0; column < block.width; ++column) std::ranges::fill(output(column, row), 0.0F);
-  double left = 1e9;
-  double right = -1e9;
-  double top = 1e9;
-  double bottom = -1e9;
+  /// Of the points of one part.
+  struct Extent {
+    double left = 1e9;
+    double right = -1e9;
+    double top = 1e9;
+    double bottom = -1e9;
+  };
+  std::vector<Extent> extents(parts_.size());
   for (const Footprint& print : prints) {
     if (!print.sees()) continue;
-    print.for_each([&](double column, double row, double) {
-      left = std::min(left, column);
-      right = std::max(right, column);
-      top = std::min(top, row);
-      bottom = std::max(bottom, row);
+    print.for_each([&](int of, double column, double row, double) {
+      Extent& extent = extents[static_cast<std::size_t>(of)];
+      extent.left = std::min(extent.left, column);
+      extent.right = std::max(extent.right, column);
+      extent.top = std::min(extent.top, row);
+      extent.bottom = std::max(extent.bottom, row);
     });
   }
-  if (!(left <= right)) return;
-  seen_ = true;
-  auto first = static_cast<int>(std::floor(left));
-  auto last = static_cast<int>(std::floor(right)) + 1;
-  if (!edges_.goes_round) {
-    first = std::clamp(first, 0, width_ - 1);
-    last = std::clamp(last, 0, width_ - 1);
-  } else if (last - first >= width_) {
-    first = 0;
-    last = width_ - 1;
+  std::vector<Pixels> pixels;
+  std::vector<std::size_t> of_part(parts_.size());
+  std::size_t numbers = 0;
+  for (std::size_t i = 0; i < extents.size(); ++i) {
+    const Extent& extent = extents[i];
+    if (!(extent.left <= extent.right)) continue;
+    of_part[i] = pixels.size();
+    pixels.emplace_back(*this, static_cast<int>(i), static_cast<int>(std::floor(extent.left)),
+                        static_cast<int>(std::floor(extent.top)), static_cast<int>(std::floor(extent.right)) + 2,
+                        static_cast<int>(std::floor(extent.bottom)) + 2);
+    numbers += pixels.back().count();
   }
-  const int above = std::clamp(static_cast<int>(std::floor(top)), 0, height_ - 1);
-  const int below = std::clamp(static_cast<int>(std::floor(bottom)) + 1, 0, height_ - 1);
-  Pixels pixels(*this, first, above, last + 1, below + 1);
-  if (pixels.count() > most_numbers && std::max(block.width, block.height) > least_block_pixels) {
+  if (pixels.empty()) return;
+  seen_ = true;
+  if (numbers > most_numbers && std::max(block.width, block.height) > least_block_pixels) {
     const bool wide = block.width >= block.height;
     const int half = (wide ? block.width : block.height) / 2;
     PixelBox one = block;
@@ -339,14 +470,16 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
     fill_block(other, part, samples);
     return;
   }
-  pixels.read(*this);
+  for (Pixels& each : pixels) each.read(*this);
   for (int row = 0; row < block.height; ++row) {
     for (int column = 0; column < block.width; ++column) {
       const Footprint& print =
           prints[static_cast<std::size_t>(row) * static_cast<std::size_t>(block.width) + static_cast<std::size_t>(column)];
       if (!print.sees()) continue;
       const std::span<float> sum = output(column, row);
-      print.for_each([&](double x, double y, double weight) { pixels.add(x, y, weight, sum); });
+      print.for_each([&](int of, double x, double y, double weight) {
+        pixels[of_part[static_cast<std::size_t>(of)]].add(x, y, weight, sum);
+      });
     }
   }
 }

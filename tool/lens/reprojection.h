@@ -45,11 +45,14 @@ class Reprojection {
     double column = 0.0;
     double row = 0.0;
     bool found = false;
+    /// Of parts_.
+    int part = 0;
   };
   struct Footprint;
   class Pixels;
 
   void fill_block(PixelBox block, PixelBox part, std::span<float> samples);
+  PicturePoint point_at(const FramePlace& place) const;
   std::vector<PicturePoint> points(std::span<const FramePlace> seen_at) const;
   void move_near(PicturePoint& point, double column) const;
   std::vector<Footprint> footprints(PixelBox block) const;
@@ -64,6 +67,9 @@ class Reprojection {
   int height_;
   std::size_t channels_;
   FrameEdges edges_;
+  /// The picture, or the pictures that it holds side by side.
+  std::vector<PixelBox> parts_;
+  bool has_parts_;
   /// The picture's rows next to its poles; empty where it has none.
   std::vector<float> first_row_;
   std::vector<float> last_row_;
