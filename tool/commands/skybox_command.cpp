@@ -279,7 +279,8 @@ void add_skybox_command(CLI::App& app) {
       "With --face, each is a square of exactly a quarter turn instead, and they meet at their edges: the camera's faces are a "
       "touch narrower, and what is missing between two goes over from the one into the other. horizontal and vertical are "
       "strips "
-      "of right, left, top, bottom, front and back: +X, -X, +Y, -Y, +Z and -Z. \"ovicam skybox layouts\" tells of all.");
+      "of right, left, top, bottom, front and back: +X, -X, +Y, -Y, +Z and -Z. \"ovicam skybox layouts\" tells of all, and "
+      "docs/cubemaps.md draws them.");
   const auto arguments = std::make_shared<SkyboxArguments>();
   command->add_option("PICTURE", arguments->picture, "Rendered skybox frame, PNG or EXR")->required();
   command->add_option("-o,--output", arguments->folder, "Folder for the six faces; created if it does not exist")->required();
