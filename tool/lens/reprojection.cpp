@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <tbb/blocked_range2d.h>
+#include <cstring>
 #include <tbb/parallel_for.h>
 
 #include "tool/pictures/cube_cells.h"
@@ -15,6 +15,8 @@ namespace {
 /// Of the new frame, along each side.
 constexpr int block_pixels = 64;
 constexpr int least_block_pixels = 4;
+/// Pixels of the picture that one sample stands for: it is interpolated between neighbours, and so sees two of them anyway.
+constexpr double pixels_of_a_sample = 1.25;
 /// Of the picture, for one block; a block that needs more is divided.
 constexpr std::size_t most_numbers = std::size_t{1} << 22;
 /// Samples along each axis of what a pixel sees, where the mapping is smooth, and where it is not.
@@ -59,6 +61,24 @@ FrameEdges edges_of(const Lens& lens) {
   return edges;
 }
 
+namespace {
+
+/// Four numbers, which the processor handles at once.
+using Four = float __attribute__((vector_size(16)));
+
+Four four_at(const float* numbers) {
+  Four four;
+  std::memcpy(&four, numbers, sizeof(four));
+  return four;
+}
+
+/// Along an axis of what a pixel sees, so long in pixels of the picture.
+int samples_over(double pixels) {
+  return std::clamp(static_cast<int>(std::ceil(pixels - (pixels_of_a_sample - 1.0))), 1, most_samples);
+}
+
+}  // namespace
+
 /// What one pixel sees of the picture.
 struct Reprojection::Footprint {
   PicturePoint middle;
@@ -93,9 +113,12 @@ struct Reprojection::Footprint {
       }
     }
   }
+};
 
- private:
-  static int samples_over(double pixels) { return std::clamp(static_cast<int>(std::ceil(pixels - 1e-6)), 1, most_samples); }
+/// Pixels whose mapping is not smooth, or not all of it.
+struct Reprojection::RoughPixels {
+  PixelBox box;
+  std::vector<Footprint> prints;
 };
 
 /// A rectangle of the picture, or of one of its parts, with what lies beyond the edges of that: the other side where edges
@@ -112,9 +135,12 @@ class Reprojection::Pixels {
         rows_(bottom - top) {}
 
   std::size_t count() const { return static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_) * of_.channels_; }
+  int left() const { return left_; }
+  int top() const { return top_; }
 
   void read(Reprojection& from) {
-    samples_.resize(count());
+    // Four numbers are read at once, whatever the pixel has.
+    samples_.resize(count() + 4);
     const int above = std::clamp(box_.top, top_, top_ + rows_ - 1);
     const int below = std::clamp(box_.top + box_.height, above + 1, top_ + rows_);
     const bool round = of_.edges_.goes_round;
@@ -133,6 +159,57 @@ class Reprojection::Pixels {
     for (int row = top_; row < above; ++row) fill_row_beyond(row, above, of_.edges_.pole_above, of_.first_row_);
     for (int row = below; row < top_ + rows_; ++row) fill_row_beyond(row, below - 1, of_.edges_.pole_below, of_.last_row_);
     if (of_.has_parts_) read_neighbours(from, {before, above, behind - before, below - above});
+  }
+
+  /// The new picture's pixels of a smooth cell, whose places count from the first pixel here. `line`: numbers from one row of
+  /// the new picture to the next.
+  void fill(const BlockMapping::Cell& cell, std::span<const float> columns, std::span<const float> rows, float* samples,
+            std::size_t line) const {
+    const int across = samples_over(std::hypot(cell.across_column, cell.across_row));
+    const int down = samples_over(std::hypot(cell.down_column, cell.down_row));
+    std::array<float, static_cast<std::size_t>(most_samples) * most_samples> beside;
+    std::array<float, static_cast<std::size_t>(most_samples) * most_samples> above;
+    const auto count = static_cast<std::size_t>(across) * static_cast<std::size_t>(down);
+    for (std::size_t i = 0; i < count; ++i) {
+      const double x = (static_cast<int>(i) % across + 0.5) / across - 0.5;
+      const int below = static_cast<int>(i) / across;
+      const double y = (below + 0.5) / down - 0.5;
+      beside[i] = static_cast<float>(cell.across_column * x + cell.down_column * y);
+      above[i] = static_cast<float>(cell.across_row * x + cell.down_row * y);
+    }
+    const float share = 1.0F / static_cast<float>(count);
+    for (int row = 0; row < cell.pixels.height; ++row) {
+      float* to = samples + static_cast<std::size_t>(row) * line;
+      for (int column = 0; column < cell.pixels.width; ++column, to += of_.channels_) {
+        const auto number = static_cast<std::size_t>(row * BlockMapping::cell_pixels + column);
+        for (std::size_t channel = 0; channel < of_.channels_; channel += 4) {
+          Four sum{};
+          if (count == 1) {
+            sum = at(columns[number], rows[number], channel);
+          } else {
+            for (std::size_t i = 0; i < count; ++i) sum += at(columns[number] + beside[i], rows[number] + above[i], channel);
+            sum *= share;
+          }
+          std::memcpy(to + channel, &sum, std::min<std::size_t>(4, of_.channels_ - channel) * sizeof(float));
+        }
+      }
+    }
+  }
+
+  /// Four channels of the picture between pixels; the place counts from the first pixel here. Not all of the four need exist.
+  Four at(float column, float row, std::size_t channel) const {
+    const auto first = static_cast<std::size_t>(static_cast<int>(column));
+    const auto above = static_cast<std::size_t>(static_cast<int>(row));
+    const float to_right = column - static_cast<float>(static_cast<int>(column));
+    const float to_bottom = row - static_cast<float>(static_cast<int>(row));
+    const std::size_t line = static_cast<std::size_t>(columns_) * of_.channels_;
+    const float* const upper = &samples_[above * line + first * of_.channels_ + channel];
+    const float* const lower = upper + line;
+    const Four left = four_at(upper);
+    const Four left_below = four_at(lower);
+    const Four over = left + (four_at(upper + of_.channels_) - left) * to_right;
+    const Four under = left_below + (four_at(lower + of_.channels_) - left_below) * to_right;
+    return over + (under - over) * to_bottom;
   }
 
   void add(double column, double row, double weight, std::span<float> sum) const {
@@ -287,31 +364,38 @@ Reprojection::Reprojection(const LargePicture& picture, const Lens& from, const 
 }
 
 void Reprojection::fill(PixelBox part, std::span<float> samples) {
-  tbb::parallel_for(
-      tbb::blocked_range2d<int>(part.top, part.top + part.height, block_pixels, part.left, part.left + part.width,
-                                block_pixels),
-      [&](const tbb::blocked_range2d<int>& range) {
-        fill_block({range.cols().begin(), range.rows().begin(), static_cast<int>(range.cols().size()),
-                    static_cast<int>(range.rows().size())},
-                   part, samples);
-      },
-      tbb::simple_partitioner());
-  if (picture_.is_srgb()) make_srgb(samples, channels_, picture_.alpha_channel());
+  const int across = (part.width + block_pixels - 1) / block_pixels;
+  const int down = (part.height + block_pixels - 1) / block_pixels;
+  tbb::parallel_for(0, across * down, [&](int number) {
+    const int left = part.left + number % across * block_pixels;
+    const int top = part.top + number / across * block_pixels;
+    fill_block({left, top, std::min(block_pixels, part.left + part.width - left),
+                std::min(block_pixels, part.top + part.height - top)},
+               part, samples);
+  });
+  if (!picture_.is_srgb()) return;
+  const std::size_t row = static_cast<std::size_t>(part.width) * channels_;
+  tbb::parallel_for(0, part.height, [&](int number) {
+    make_srgb(samples.subspan(static_cast<std::size_t>(number) * row, row), channels_, picture_.alpha_channel());
+  });
 }
 
 void Reprojection::read(const PixelBox& box, std::span<float> samples) {
   picture_.read(box, samples);
-  bool broken = false;
-  for (float& sample : samples) {
-    if (std::isfinite(sample)) continue;
-    sample = 0.0F;
-    broken = true;
+  // What is no number, or infinite, times 0 is no number.
+  Four sum{};
+  std::size_t i = 0;
+  for (; i + 4 <= samples.size(); i += 4) sum += four_at(&samples[i]) * 0.0F;
+  for (; i < samples.size(); ++i) sum[0] += samples[i] * 0.0F;
+  if (!std::isfinite(sum[0] + sum[1] + sum[2] + sum[3])) {
+    for (float& sample : samples)
+      if (!std::isfinite(sample)) sample = 0.0F;
+    broken_ = true;
   }
-  if (broken) broken_ = true;
   if (picture_.is_srgb()) make_linear(samples, channels_, picture_.alpha_channel());
 }
 
-Reprojection::PicturePoint Reprojection::point_at(const FramePlace& place) const {
+PicturePoint Reprojection::point_at(const FramePlace& place) const {
   if (!place.found) return {};
   const int part = has_parts_ ? place.part : 0;
   const PixelBox& box = parts_[static_cast<std::size_t>(part)];
@@ -324,7 +408,7 @@ Reprojection::PicturePoint Reprojection::point_at(const FramePlace& place) const
   return {box.left + column - 0.5, box.top + row - 0.5, true, part};
 }
 
-std::vector<Reprojection::PicturePoint> Reprojection::points(std::span<const FramePlace> seen_at) const {
+std::vector<PicturePoint> Reprojection::points(std::span<const FramePlace> seen_at) const {
   std::vector<LensDirection> directions(seen_at.size());
   std::vector<FramePlace> places(seen_at.size());
   to_.look(seen_at, directions);
@@ -339,7 +423,7 @@ void Reprojection::move_near(PicturePoint& point, double column) const {
   if (edges_.goes_round) point.column -= std::round((point.column - column) / width_) * width_;
 }
 
-std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) const {
+std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block, std::optional<double> near_column) const {
   const int stride = block.width + 2;
   const auto place = [&](double column, double row) {
     return FramePlace{(column + 0.5) / to_width_, 1.0 - (row + 0.5) / to_height_, true};
@@ -350,7 +434,7 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
   std::vector<PicturePoint> grid = points(seen_at);
   const auto first = std::ranges::find_if(grid, &PicturePoint::found);
   if (first == grid.end()) return {};
-  const double near = first->column;
+  const double near = near_column.value_or(first->column);
   for (PicturePoint& point : grid) move_near(point, near);
 
   std::vector<Footprint> prints(static_cast<std::size_t>(block.width) * static_cast<std::size_t>(block.height));
@@ -418,32 +502,67 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
 }
 
 void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> samples) {
-  const std::vector<Footprint> prints = footprints(block);
-  const auto output = [&](int column, int row) {
-    const std::size_t pixel = static_cast<std::size_t>(block.top - part.top + row) * static_cast<std::size_t>(part.width) +
-                              static_cast<std::size_t>(block.left - part.left + column);
-    return samples.subspan(pixel * channels_, channels_);
-  };
-  for (int row = 0; row < block.height; ++row)
-    for (int column = 0; column < block.width; ++column) std::ranges::fill(output(column, row), 0.0F);
+  constexpr auto cell_width = static_cast<std::size_t>(BlockMapping::cell_pixels);
+  constexpr std::size_t cell_size = cell_width * cell_width;
+  const BlockMapping mapping([this](auto places) { return points(places); }, block, to_width_, to_height_,
+                             edges_.goes_round ? width_ : 0.0);
+  const std::span<const BlockMapping::Cell> cells = mapping.cells();
+  std::vector<RoughPixels> rough;
+  if (!mapping.has_smooth_cells()) {
+    rough.push_back({block, footprints(block, {})});
+  } else {
+    // Cells side by side are asked for at once.
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      if (cells[i].is_smooth) continue;
+      PixelBox box = cells[i].pixels;
+      while (i + 1 < cells.size() && !cells[i + 1].is_smooth && cells[i + 1].pixels.top == box.top)
+        box.width += cells[++i].pixels.width;
+      rough.push_back({box, footprints(box, mapping.base(0).column)});
+    }
+  }
+
   /// Of the points of one part.
   struct Extent {
     double left = 1e9;
     double right = -1e9;
     double top = 1e9;
     double bottom = -1e9;
+
+    void add(double column, double row) {
+      left = std::min(left, column);
+      right = std::max(right, column);
+      top = std::min(top, row);
+      bottom = std::max(bottom, row);
+    }
   };
   std::vector<Extent> extents(parts_.size());
-  for (const Footprint& print : prints) {
-    if (!print.sees()) continue;
-    print.for_each([&](int of, double column, double row, double) {
-      Extent& extent = extents[static_cast<std::size_t>(of)];
-      extent.left = std::min(extent.left, column);
-      extent.right = std::max(extent.right, column);
-      extent.top = std::min(extent.top, row);
-      extent.bottom = std::max(extent.bottom, row);
-    });
+  std::vector<float> columns(cells.size() * cell_size);
+  std::vector<float> rows(cells.size() * cell_size);
+  const auto of_cell = [](std::vector<float>& numbers, std::size_t cell) {
+    return std::span(numbers).subspan(cell * cell_size, cell_size);
+  };
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    const BlockMapping::Cell& cell = cells[i];
+    if (!cell.is_smooth) continue;
+    mapping.positions(i, of_cell(columns, i), of_cell(rows, i));
+    const auto [left, right] = std::ranges::minmax(of_cell(columns, i));
+    const auto [top, bottom] = std::ranges::minmax(of_cell(rows, i));
+    // And what is lost in rounding.
+    const double beside = (std::abs(cell.across_column) + std::abs(cell.down_column)) / 2.0 + 0.01;
+    const double above = (std::abs(cell.across_row) + std::abs(cell.down_row)) / 2.0 + 0.01;
+    const auto [column, row] = mapping.base(cell.part);
+    Extent& extent = extents[static_cast<std::size_t>(cell.part)];
+    extent.add(column + left - beside, row + top - above);
+    extent.add(column + right + beside, row + bottom + above);
   }
+  for (const auto& [box, prints] : rough) {
+    for (const Footprint& print : prints) {
+      if (!print.sees()) continue;
+      print.for_each(
+          [&](int of, double column, double row, double) { extents[static_cast<std::size_t>(of)].add(column, row); });
+    }
+  }
+
   std::vector<Pixels> pixels;
   std::vector<std::size_t> of_part(parts_.size());
   std::size_t numbers = 0;
@@ -456,8 +575,11 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
                         static_cast<int>(std::floor(extent.bottom)) + 2);
     numbers += pixels.back().count();
   }
-  if (pixels.empty()) return;
-  seen_ = true;
+  const auto output = [&](int column, int row) {
+    const std::size_t pixel = static_cast<std::size_t>(row - part.top) * static_cast<std::size_t>(part.width) +
+                              static_cast<std::size_t>(column - part.left);
+    return samples.subspan(pixel * channels_, channels_);
+  };
   if (numbers > most_numbers && std::max(block.width, block.height) > least_block_pixels) {
     const bool wide = block.width >= block.height;
     const int half = (wide ? block.width : block.height) / 2;
@@ -471,16 +593,31 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
     return;
   }
   for (Pixels& each : pixels) each.read(*this);
-  for (int row = 0; row < block.height; ++row) {
-    for (int column = 0; column < block.width; ++column) {
-      const Footprint& print =
-          prints[static_cast<std::size_t>(row) * static_cast<std::size_t>(block.width) + static_cast<std::size_t>(column)];
-      if (!print.sees()) continue;
-      const std::span<float> sum = output(column, row);
-      print.for_each([&](int of, double x, double y, double weight) {
-        pixels[of_part[static_cast<std::size_t>(of)]].add(x, y, weight, sum);
-      });
+  if (!pixels.empty()) seen_ = true;
+  for (const auto& [box, prints] : rough) {
+    for (int row = 0; row < box.height; ++row) {
+      for (int column = 0; column < box.width; ++column) {
+        const std::span<float> sum = output(box.left + column, box.top + row);
+        std::ranges::fill(sum, 0.0F);
+        if (prints.empty()) continue;
+        const Footprint& print =
+            prints[static_cast<std::size_t>(row) * static_cast<std::size_t>(box.width) + static_cast<std::size_t>(column)];
+        if (!print.sees()) continue;
+        print.for_each([&](int of, double x, double y, double weight) {
+          pixels[of_part[static_cast<std::size_t>(of)]].add(x, y, weight, sum);
+        });
+      }
     }
+  }
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    const BlockMapping::Cell& cell = cells[i];
+    if (!cell.is_smooth) continue;
+    const Pixels& of = pixels[of_part[static_cast<std::size_t>(cell.part)]];
+    const auto [column, row] = mapping.base(cell.part);
+    for (float& each : of_cell(columns, i)) each += static_cast<float>(column - of.left());
+    for (float& each : of_cell(rows, i)) each += static_cast<float>(row - of.top());
+    of.fill(cell, of_cell(columns, i), of_cell(rows, i), output(cell.pixels.left, cell.pixels.top).data(),
+            static_cast<std::size_t>(part.width) * channels_);
   }
 }
 
