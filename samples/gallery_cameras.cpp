@@ -305,6 +305,9 @@ std::vector<SceneCamera> chart_cameras() {
                      saved({none, none, envelope(0.35), none, none, none, none})});
   cameras.push_back({"Cylinder Upright", "QuorinCylinderCam", 960, 260, at_rest(cylinder_place), 3.2,
                      saved({envelope(30), envelope(180 * degree), envelope(-180 * degree), whole(1)})});
+  const Place in_cube{{cube_place[0], cube_place[1], cube_place[2]}};
+  cameras.push_back(plain_camera("Pinhole Cube", at_rest(in_cube), 1.0));
+  cameras.push_back({"Skybox Chart", "QuorinSkyboxCam", 800, 600, at_rest(in_cube), 3.2, saved({whole(0)})});
   return cameras;
 }
 

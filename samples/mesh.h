@@ -57,7 +57,7 @@ class Mesh {
   /// A roof over the rectangle from low to high (its height range is the roof's): two slopes and two gables, the ridge
   /// running left to right, or front to back.
   void gable_roof(Vec3 low, Vec3 high, bool ridge_runs_back);
-  /// Flat lettering on a wall or floor, centred on a point, in letters A to H, N, S, W and digits 1 to 8.
+  /// Flat lettering on a wall or floor, centred on a point, in most capital letters, the digits 1 to 8, plus and minus.
   void lettering(Vec3 centre, Vec3 right, Vec3 up, std::string_view text, double height);
 
   /// Gives every point of the object a texture position. From above: u and v along x and z over the square of this half side.

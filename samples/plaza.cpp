@@ -937,6 +937,56 @@ SampleObject grid_board() {
   return {"objects/grid_board.lwo", "grid_board", std::move(mesh), {0}};
 }
 
+SampleObject cube_chart() {
+  constexpr double half = 5.0;
+  /// Nothing shines in there but the sides themselves.
+  constexpr double glow = 1.0;
+  constexpr Vec3 x{1, 0, 0};
+  constexpr Vec3 y{0, 1, 0};
+  constexpr Vec3 z{0, 0, 1};
+  struct Side {
+    std::string name;
+    std::string axis;
+    Vec3 color;
+    Vec3 right;
+    Vec3 up;
+    Vec3 ahead;
+    /// Of the arrow's ends, from the middle upward.
+    double foot = -0.9;
+    double tip = 4.2;
+  };
+  const std::array sides{
+      Side{"FRONT", "+Z", {0.86, 0.36, 0.30}, x, y, z},
+      Side{"BACK", "-Z", {0.90, 0.72, 0.28}, x * -1.0, y, z * -1.0},
+      Side{"RIGHT", "+X", {0.36, 0.68, 0.42}, z * -1.0, y, x},
+      Side{"LEFT", "-X", {0.34, 0.52, 0.82}, z, y, x * -1.0},
+      Side{"TOP", "+Y", {0.62, 0.80, 0.92}, x, z * -1.0, y, 4.2, -0.9},
+      Side{"BOTTOM", "-Y", {0.66, 0.60, 0.54}, x, z, y * -1.0},
+  };
+  Mesh mesh;
+  for (const Side& side : sides) {
+    // Marks lie a little before the side.
+    const auto at = [&](double right, double up, double before) {
+      return side.ahead * (half - before) + side.right * right + side.up * up;
+    };
+    mesh.paint({"Cube " + side.name, side.color, glow});
+    mesh.quad(at(-half, -half, 0), side.right * (2 * half), side.up * (2 * half));
+    mesh.paint({"Cube Edge", {0.97, 0.97, 0.94}, glow});
+    for (const double edge : {-half, half - 0.15}) {
+      mesh.quad(at(edge, -half, 0.01), side.right * 0.15, side.up * (2 * half));
+      mesh.quad(at(-half, edge, 0.02), side.right * (2 * half), side.up * 0.15);
+    }
+    mesh.paint({"Cube Mark", {0.10, 0.11, 0.14}, glow});
+    mesh.lettering(at(0, -2.3, 0.03), side.right, side.up, side.name, 1.3);
+    mesh.lettering(at(0, -4.0, 0.03), side.right, side.up, side.axis, 1.0);
+    const double way = side.tip > side.foot ? 1.0 : -1.0;
+    const double barb = side.tip - 2.2 * way;
+    mesh.quad(at(-0.35, std::min(side.foot, barb), 0.03), side.right * 0.7, side.up * std::abs(barb - side.foot));
+    mesh.polygon(std::array{at(-1.3 * way, barb, 0.03), at(0, side.tip, 0.03), at(1.3 * way, barb, 0.03)});
+  }
+  return {"objects/cube_chart.lwo", "cube_chart", std::move(mesh), {0}};
+}
+
 std::vector<SampleObject> plaza_objects() {
   struct Maker {
     std::string name;

@@ -32,4 +32,8 @@ std::vector<SampleObject> plaza_objects();
 /// is 48 m wide and 32 m high. Threads: any.
 SampleObject grid_board();
 
+/// The inside of a cube around the origin of the object. Each side has its name, the axis of the world that it lies along, and
+/// an arrow: up on four of them, and towards the front above and below.
+SampleObject cube_chart();
+
 }  // namespace samples

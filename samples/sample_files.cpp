@@ -48,6 +48,9 @@ std::vector<SampleFile> sample_files() {
   const SampleObject board = grid_board();
   files.push_back({board.file, board.mesh.object_file(board.name)});
   chart_objects.push_back({board.file, Placement{board_place, {}, -1, {}}});
+  const SampleObject cube = cube_chart();
+  files.push_back({cube.file, cube.mesh.object_file(cube.name)});
+  chart_objects.push_back({cube.file, Placement{cube_place, {}, -1, {}}});
   // From the south-west, so that the north and east sides are in the sun and the columns throw shadows across the floor.
   const SceneLight sun{38.0, 46.0, 0.75, 0.5};
   const auto add_scene = [&](const std::string& path, std::span<const SceneObject> shown, std::span<const SceneNull> nulls,

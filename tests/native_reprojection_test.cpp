@@ -1,19 +1,15 @@
 /// Pictures whose colour is the direction that they show, seen through other lenses.
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <limits>
-#include <memory>
-#include <numbers>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "standin/session/session.h"
+#include "tests/support/direction_picture.h"
 #include "tests/support/paths.h"
 #include "tool/lens/camera_lens.h"
 #include "tool/lens/perspective_lens.h"
@@ -22,108 +18,13 @@
 
 namespace tool::native_reprojection_test {
 
-using standin::Vec3;
-
-/// A picture in memory.
-class MemoryPicture final : public PicturePixels {
- public:
-  MemoryPicture(int width, int height, std::vector<std::string> channels)
-      : width_(width), height_(height), channels_(std::move(channels)) {
-    samples_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * channels_.size());
-  }
-
-  int width() const override { return width_; }
-  int height() const override { return height_; }
-  const std::vector<std::string>& channels() const override { return channels_; }
-  int alpha_channel() const override { return static_cast<int>(channels_.size()) - 1; }
-  bool is_srgb() const override { return false; }
-  void read(const PixelBox& part, std::span<float> samples) const override {
-    if (part.left < 0 || part.top < 0 || part.left + part.width > width_ || part.top + part.height > height_)
-      throw std::runtime_error("a part beyond the picture");
-    for (int row = 0; row < part.height; ++row)
-      std::copy_n(&samples_[index(part.left, part.top + row)], static_cast<std::size_t>(part.width) * channels_.size(),
-                  &samples[static_cast<std::size_t>(row) * static_cast<std::size_t>(part.width) * channels_.size()]);
-  }
-
-  float* pixel(int column, int row) { return &samples_[index(column, row)]; }
-
- private:
-  std::size_t index(int column, int row) const {
-    return (static_cast<std::size_t>(row) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(column)) *
-           channels_.size();
-  }
-
-  int width_;
-  int height_;
-  std::vector<std::string> channels_;
-  std::vector<float> samples_;
-};
-
-std::vector<LensDirection> pixel_directions(const Lens& lens, int width, int height) {
-  std::vector<FramePlace> places;
-  for (int row = 0; row < height; ++row)
-    for (int column = 0; column < width; ++column) places.push_back({(column + 0.5) / width, 1.0 - (row + 0.5) / height, true});
-  std::vector<LensDirection> directions(places.size());
-  lens.look(places, directions);
-  return directions;
-}
-
-void show_directions(const Lens& lens, MemoryPicture& picture) {
-  const int width = picture.width();
-  const int height = picture.height();
-  const auto directions = pixel_directions(lens, width, height);
-  for (int row = 0; row < height; ++row) {
-    for (int column = 0; column < width; ++column) {
-      const LensDirection& seen = directions[static_cast<std::size_t>(row * width + column)];
-      const Vec3 v = seen.found ? seen.towards : Vec3{};
-      const std::array<float, 4> values{static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z),
-                                        seen.found ? 1.0F : 0.0F};
-      std::ranges::copy(values, picture.pixel(column, row));
-    }
-  }
-}
-
-struct Outcome {
-  double worst = 0.0;
-  int inside = 0;
-  int seen = 0;
-};
-
-/// The new picture against the directions of its own lens, wherever it is wholly within the field.
-Outcome reprojected(const Lens& from, const Lens& to, int from_width, int from_height, int to_width, int to_height) {
-  MemoryPicture picture(from_width, from_height, {"X", "Y", "Z", "A"});
-  show_directions(from, picture);
-  Reprojection reprojection(picture, from, to, to_width, to_height);
-  std::vector<float> samples(static_cast<std::size_t>(to_width) * static_cast<std::size_t>(to_height) * 4);
-  // In two bands, of which the first is not a whole number of blocks.
-  const int first = to_height / 3 + 1;
-  const std::size_t numbers = static_cast<std::size_t>(first) * static_cast<std::size_t>(to_width) * 4;
-  reprojection.fill({0, 0, to_width, first}, std::span(samples).first(numbers));
-  reprojection.fill({0, first, to_width, to_height - first}, std::span(samples).subspan(numbers));
-  const auto directions = pixel_directions(to, to_width, to_height);
-  Outcome outcome;
-  for (std::size_t i = 0; i < directions.size(); ++i) {
-    const float* sample = &samples[4 * i];
-    if (!directions[i].found) continue;
-    ++outcome.seen;
-    if (sample[3] < 0.99999F) continue;
-    ++outcome.inside;
-    const Vec3 v{sample[0], sample[1], sample[2]};
-    outcome.worst = std::max(outcome.worst, length(v - directions[i].towards));
-  }
-  return outcome;
-}
-
-standin::ItemPose turned(double heading, double pitch) {
-  standin::ItemPose pose;
-  pose.forward = {std::sin(heading) * std::cos(pitch), std::sin(pitch), std::cos(heading) * std::cos(pitch)};
-  pose.right = {std::cos(heading), 0.0, -std::sin(heading)};
-  pose.up = cross(pose.forward, pose.right);
-  return pose;
-}
+using test_support::DirectionCheck;
+using test_support::MemoryPicture;
+using test_support::reprojected;
+using test_support::turned;
 
 void expect_directions(const Lens& from, const Lens& to, int least_share_percent) {
-  const Outcome outcome = reprojected(from, to, 1600, 800, 300, 190);
+  const DirectionCheck outcome = reprojected(from, to, 1600, 800, 300, 190);
   const std::string pair = from.description() + " to " + to.description();
   EXPECT_LT(outcome.worst, 2e-3) << pair;
   EXPECT_GT(outcome.inside * 100, outcome.seen * least_share_percent) << pair;

@@ -2,6 +2,7 @@
 #include <OpenImageIO/imagebufalgo.h>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -163,6 +164,60 @@ TEST_F(SkyboxSquares, LayoutsHoldTheSquaresInTheirOrder) {
   EXPECT_TRUE(same(square(cross, 1, 0), read(out("faces/top.png"))));
   EXPECT_TRUE(same(square(cross, 1, 2), read(out("faces/bottom.png"))));
   EXPECT_EQ(square(cross, 0, 0).getchannel(side / 2, side / 2, 0, 3), 0.0F);
+}
+
+/// The same squares, as other programs name and turn them.
+TEST_F(SkyboxSquares, OtherProgramsGetTheirOwnNamesAndTurns) {
+  render_sky("Skybox Cross", "sky.png");
+  ASSERT_EQ(split("sky.png", "faces").exit_code, 0);
+  struct Named {
+    std::string name;
+    std::string as;
+    /// To the right, in quarters.
+    int turns;
+  };
+  const auto expect = [&](const std::string& layout, const std::vector<Named>& faces) {
+    const Outcome outcome = split("sky.png", layout, " --output-layout " + layout);
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
+    EXPECT_EQ(names_in(out(layout)).size(), 6U);
+    for (const auto& [name, as, turns] : faces) {
+      OIIO::ImageBuf face = read(out("faces") / (name + ".png"));
+      if (turns == 1) face = OIIO::ImageBufAlgo::rotate90(face);
+      if (turns == 2) face = OIIO::ImageBufAlgo::rotate180(face);
+      if (turns == 3) face = OIIO::ImageBufAlgo::rotate270(face);
+      const OIIO::ImageBuf found = read(out(layout) / (as + ".png"));
+      // Samples are added up in another order.
+      EXPECT_LT(OIIO::ImageBufAlgo::compare(face, found, 0.0F, 0.0F).maxerror, 1.01 / 255.0) << layout << ' ' << as;
+    }
+  };
+  expect("opengl",
+         {{"right", "px", 0}, {"left", "nx", 0}, {"top", "py", 0}, {"bottom", "ny", 0}, {"front", "pz", 0}, {"back", "nz", 0}});
+  expect("unreal",
+         {{"front", "px", 3}, {"back", "nx", 1}, {"right", "py", 2}, {"left", "ny", 0}, {"top", "pz", 3}, {"bottom", "nz", 3}});
+  expect("quake",
+         {{"right", "lf", 0}, {"left", "rt", 0}, {"top", "up", 3}, {"bottom", "dn", 1}, {"front", "ft", 0}, {"back", "bk", 0}});
+  ASSERT_EQ(split("sky.png", "one", " --output-layout vertical-cross").exit_code, 0);
+  const OIIO::ImageBuf cross = read(out("one/vertical-cross.png"));
+  EXPECT_EQ(cross.spec().width, 3 * side);
+  EXPECT_EQ(cross.spec().height, 4 * side);
+  EXPECT_LT(
+      OIIO::ImageBufAlgo::compare(square(cross, 1, 3), OIIO::ImageBufAlgo::rotate180(read(out("faces/back.png"))), 0.0F, 0.0F)
+          .maxerror,
+      1.01 / 255.0);
+}
+
+TEST_F(SkyboxSquares, LayoutsAreListed) {
+  const Outcome text = run_tool("skybox layouts");
+  ASSERT_EQ(text.exit_code, 0) << text.output;
+  EXPECT_NE(text.output.find("column 1, row 0: looks to +Y, with +X to the right and -Z up"), std::string::npos) << text.output;
+  const Outcome json = run_tool("skybox layouts --json");
+  ASSERT_EQ(json.exit_code, 0) << json.output;
+  const auto layouts = nlohmann::json::parse(json.output);
+  ASSERT_EQ(layouts.size(), 10U);
+  EXPECT_EQ(layouts[0]["name"], "cross");
+  for (const auto& layout : layouts) EXPECT_EQ(layout["faces"].size(), 6U);
+  EXPECT_EQ(layouts[0]["faces"][1],
+            (nlohmann::json{{"name", "front"}, {"column", 1}, {"row", 1}, {"right", "+X"}, {"up", "+Y"}, {"ahead", "+Z"}}));
 }
 
 TEST_F(SkyboxSquares, MistakesAreToldAndLeaveNothing) {

@@ -27,6 +27,7 @@ from PIL import Image
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).parent))
+from cube_drawing import layout_drawings
 from ray_drawing import film_and_rays
 
 SITE = Path(__file__).resolve().parent
@@ -38,7 +39,7 @@ PAGE_SETTINGS = (
 )
 LENSES = ("", "none", "thin")
 FILM_PARTS = ("", "half", "tile", "picture")
-DEVELOPER_PAGES = ("link-file", "euler-angles", "stmap", "reproject", "players", "validate", "performance", "security")
+DEVELOPER_PAGES = ("link-file", "euler-angles", "stmap", "reproject", "cubemaps", "players", "validate", "performance", "security")
 MATHML = "http://www.w3.org/1998/Math/MathML"
 INCLUDED_FILES = ("interop/camera_link.h", "interop/euler.h", "examples/read_camera_link.c", "examples/read_camera_link.py")
 
@@ -428,7 +429,7 @@ def read_pictures(listed, folder):
 # --- Putting it together.
 
 
-def developer_page(slug):
+def developer_page(slug, programs):
     settings, markdown = split_page(ROOT / "docs" / f"{slug}.md")
 
     def included(match):
@@ -438,7 +439,11 @@ def developer_page(slug):
         language = {".h": "c", ".c": "c", ".py": "python"}[file.suffix]
         return f"~~~~ {{.{language}}}\n{file.read_text(encoding='utf-8').rstrip()}\n~~~~"
 
-    return {**settings, "slug": slug, "body": html_of(re.sub(r"^\{\{include (\S+)\}\}$", included, markdown, flags=re.MULTILINE))}
+    body = html_of(re.sub(r"^\{\{include (\S+)\}\}$", included, markdown, flags=re.MULTILINE))
+    if "{{cube layouts: " in body:
+        for kind, drawn in layout_drawings(programs.json("skybox", "layouts")).items():
+            body = body.replace(f"<p>{{{{cube layouts: {kind}}}}}</p>", drawn)
+    return {**settings, "slug": slug, "body": body}
 
 
 def write_if_changed(file, text):
@@ -455,7 +460,7 @@ def make_pages(module, tool, output, pages_folder):
     with ThreadPoolExecutor(max_workers=os.cpu_count() or 2) as pool:
         described = pool.submit(programs.module_description)
         drawn = {page.slug: pool.submit(drawings, page, programs) for page in pages}
-        developer = [pool.submit(developer_page, slug) for slug in DEVELOPER_PAGES]
+        developer = [pool.submit(developer_page, slug, programs) for slug in DEVELOPER_PAGES]
         description = described.result()
         by_name = {camera["server_name"]: camera for camera in description["unregistered_cameras"] + description["cameras"]}
         cameras_of = {page.slug: [by_name[name] for name in page.servers if name in by_name] for page in pages}

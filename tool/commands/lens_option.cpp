@@ -1,5 +1,6 @@
 #include "tool/commands/lens_option.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <numbers>
 #include <stdexcept>
@@ -9,8 +10,11 @@
 #include "standin/scene/number_text.h"
 #include "tool/commands/usage_error.h"
 #include "tool/lens/camera_lens.h"
+#include "tool/lens/cube_lens.h"
 #include "tool/lens/perspective_lens.h"
 #include "tool/lens/plain_lenses.h"
+#include "tool/output/picture.h"
+#include "tool/pictures/cube_cells.h"
 #include "tool/render/frame_probe.h"
 
 namespace tool {
@@ -37,6 +41,28 @@ standin::Scene scene_of(const LensChoice& choice) {
   standin::Scene scene;
   scene.items.push_back(camera);
   return scene;
+}
+
+/// The layout of a cube map's frame. Throws std::runtime_error where it cannot be one.
+const CubeLayout& cube_layout_of(const LensChoice& choice, PictureSize size) {
+  const CubeLayout* layout = choice.layout != nullptr ? choice.layout : cube_layout_of_shape(size.width, size.height);
+  if (layout != nullptr && cube_face_pixels(*layout, size.width, size.height)) return *layout;
+  const std::string frame = std::to_string(size.width) + "x" + std::to_string(size.height);
+  if (layout == nullptr) {
+    throw std::runtime_error(
+        "a frame of " + frame +
+        " pixels has the shape of no cube map of six squares; give the layout, as in cubemap:cross, and for a "
+        "new picture --size");
+  }
+  const std::string shape = std::to_string(layout->columns) + "x" + std::to_string(layout->rows);
+  throw std::runtime_error("a frame of " + frame + " pixels is no " + shape +
+                           " equal squares, as cubemap:" + std::string(layout->name) +
+                           " has them; give another layout, or for a new picture a --size such as " +
+                           std::to_string(layout->columns * 512) + "x" + std::to_string(layout->rows * 512));
+}
+
+const CubeLayout& skybox_layout_of(const LensChoice& choice) {
+  return choice.layout != nullptr ? *choice.layout : *find_cube_layout("cross");
 }
 
 }  // namespace
@@ -74,6 +100,25 @@ LensChoice parse_lens(const std::string& option, const std::string& text) {
     choice.field_radians = parse_field_radians(option + " perspective:", text.substr(perspective.size()));
     return choice;
   }
+  const std::string shape = text.substr(0, text.find(':'));
+  if (shape == "cubemap" || shape == "skybox") {
+    const bool is_cube_map = shape == "cubemap";
+    choice.kind = is_cube_map ? LensChoice::Kind::cubemap : LensChoice::Kind::skybox;
+    if (text == shape) return choice;
+    const std::string name = text.substr(shape.size() + 1);
+    choice.layout = find_cube_layout(name);
+    const bool fits = choice.layout != nullptr && choice.layout->is_one_picture();
+    if (is_cube_map ? !fits : name != "cross" && name != "alternate") {
+      throw UsageError(std::string(option)
+                           .append(" ")
+                           .append(text)
+                           .append(": after ")
+                           .append(shape)
+                           .append(": give ")
+                           .append(is_cube_map ? cube_layout_names(true) : "cross or alternate"));
+    }
+    return choice;
+  }
   choice.kind = LensChoice::Kind::server;
   choice.server = text.substr(0, text.find(','));
   for (std::size_t start = choice.server.size(); start < text.size();) {
@@ -90,13 +135,22 @@ LensChoice parse_lens(const std::string& option, const std::string& text) {
   if (!is_server) {
     throw UsageError(option + " " + text +
                      ": give a camera of a scene (scene.lws:Name), a server with values (QuorinFisheyeCam,FisheyePower=2), "
-                     "equirectangular, equirectangular180, fisheye180 or perspective:90deg");
+                     "equirectangular, equirectangular180, fisheye180, perspective:90deg, cubemap or skybox");
   }
   return choice;
 }
 
-std::optional<PictureSize> size_of(const LensChoice& choice) {
-  if (choice.kind != LensChoice::Kind::scene_camera) return std::nullopt;
+PictureSize size_of(const LensChoice& choice, const LensChoice& from, PictureSize picture) {
+  using Kind = LensChoice::Kind;
+  if (choice.kind == Kind::cubemap || choice.kind == Kind::skybox) {
+    const CubeLayout& layout = choice.layout != nullptr ? *choice.layout : *find_cube_layout("cross");
+    const int columns = from.kind == Kind::cubemap ? cube_layout_of(from, picture).columns : 4;
+    const int side = std::max(1, picture.width / columns);
+    if (side * std::max(layout.columns, layout.rows) > largest_picture_side)
+      throw std::runtime_error("six faces of " + std::to_string(side) + " pixels are too large for one picture; give --size");
+    return {side * layout.columns, side * layout.rows};
+  }
+  if (choice.kind != Kind::scene_camera) return picture;
   const CameraOptions options = options_of(choice, {});
   const standin::Scene scene = options.read_scene();
   return picture_size("", *options.find_camera(scene).camera, choice.scene);
@@ -129,6 +183,18 @@ OpenLens open_lens(const LensChoice& choice, const CameraOptions& options, std::
     case LensChoice::Kind::perspective:
       opened.lens = std::make_unique<PerspectiveLens>(standin::ItemPose{}, choice.field_radians, 1.0 / width_over_height);
       return opened;
+    case LensChoice::Kind::cubemap: {
+      const CubeLayout& layout = cube_layout_of(choice, size);
+      opened.lens = std::make_unique<CubeLens>(standin::ItemPose{}, cube_cells(layout), "cubemap:" + std::string(layout.name));
+      return opened;
+    }
+    case LensChoice::Kind::skybox: {
+      const CubeLayout& layout = skybox_layout_of(choice);
+      const double film_height = standin::CameraSettings().aperture_height;
+      const auto cells = skybox_cells(layout, size.width, size.height, film_height);
+      opened.lens = std::make_unique<CubeLens>(standin::ItemPose{}, cells, "skybox:" + std::string(layout.name));
+      return opened;
+    }
     case LensChoice::Kind::scene_camera:
     case LensChoice::Kind::server:
       break;

@@ -14,6 +14,7 @@
 #include "tool/commands/option_text.h"
 #include "tool/commands/warnings.h"
 #include "tool/lens/lens.h"
+#include "tool/pictures/cube_layouts.h"
 
 namespace tool {
 
@@ -23,7 +24,7 @@ double parse_field_radians(const std::string& option, const std::string& text);
 
 /// What --from and --to of `ovicam reproject` name.
 struct LensChoice {
-  enum class Kind { scene_camera, server, equirectangular, equirectangular180, perspective, fisheye180 };
+  enum class Kind { scene_camera, server, equirectangular, equirectangular180, perspective, fisheye180, cubemap, skybox };
   Kind kind = Kind::equirectangular;
   /// Of a camera of a scene.
   std::string scene;
@@ -33,6 +34,8 @@ struct LensChoice {
   std::vector<std::pair<std::string, std::string>> settings;
   /// Of a perspective.
   double field_radians = 0.0;
+  /// Of a cube map or skybox. Null: that of the frame's shape.
+  const CubeLayout* layout = nullptr;
 };
 
 /// Throws UsageError, which tells what can be given.
@@ -58,8 +61,9 @@ struct OpenLens {
   standin::Eye eye = standin::Eye::centre;
 };
 
-/// The size of a scene's camera, as the scene has it; none for other lenses. Throws std::runtime_error.
-std::optional<PictureSize> size_of(const LensChoice& choice);
+/// The size that the new picture has where none is asked for: the scene's own of a camera; of a cube, that of the old picture's
+/// faces, or faces a quarter as wide as the old picture; else that of the old picture. Throws std::runtime_error.
+PictureSize size_of(const LensChoice& choice, const LensChoice& from, PictureSize picture);
 
 /// Opens the lens for a frame of that size. There is one host in a process: where there is one already, `elsewhere` opens the
 /// camera in another. Throws std::runtime_error with a sentence.

@@ -25,6 +25,7 @@
 #include "tool/output/file_extension.h"
 #include "tool/output/new_file.h"
 #include "tool/output/packing.h"
+#include "tool/pictures/cube_layouts.h"
 #include "tool/pictures/large_picture.h"
 
 namespace tool {
@@ -97,7 +98,7 @@ struct Plan {
 
   PictureSize size_of_eye(PictureSize of_old) const {
     if (size) return *size;
-    PictureSize found = size_of(to).value_or(of_old);
+    PictureSize found = size_of(to, from, of_old);
     if (packing == Packing::vr180) found.width = found.height;
     return found;
   }
@@ -130,8 +131,8 @@ void reproject(const ReprojectArguments& arguments) {
   if (from.server == "QuorinSkyboxCam") {
     throw std::runtime_error(
         "--from " + arguments.from +
-        ": between the faces of a skybox there are gaps, which would be lines in the new picture; cut it into squares with "
-        "\"ovicam skybox split --face\"");
+        ": between the faces of a skybox there are gaps, which would be lines in the new picture; close them with \"ovicam "
+        "skybox split --face\", or give --from skybox and have the lines");
   }
   const OpenLens to = open_lens(plan.to, arguments.options, arguments.frame, of_eye, first, from.session != nullptr, warnings);
   warnings.tell();
@@ -186,8 +187,11 @@ void add_reproject_command(CLI::App& app) {
       "  ovicam reproject both.exr --from 'samples/cameras.lws:Stereo' --packing vr180 --size 2048x2048 -o vr180.exr\n"
       "A LENS is a camera of a scene, scene.lws:Name; a camera server with values as --set has them, "
       "QuorinFisheyeCam,FisheyePower=2; or equirectangular, equirectangular180 (the half ahead), fisheye180 (equidistant, the "
-      "circle touches the shorter sides) or "
-      "perspective:90deg (horizontal field of view). Two cameras of scenes look where they look in the world; otherwise both "
+      "circle touches the shorter sides), perspective:90deg (horizontal field of view), cubemap or skybox (as that camera "
+      "renders "
+      "it, with its gaps). cubemap:cross and the like name the layout: " +
+      cube_layout_names(true) +
+      "; without it, the shape of the picture tells. Two cameras of scenes look where they look in the world; otherwise both "
       "lenses look the same way. The new picture has the kind of numbers and all the channels of the old one. It is 0, and "
       "transparent, where the old one shows nothing.");
   const auto arguments = std::make_shared<ReprojectArguments>();
@@ -195,10 +199,10 @@ void add_reproject_command(CLI::App& app) {
   command->add_option("--from", arguments->from, "LENS that the picture was made with");
   command->add_option("--to", arguments->to, "LENS of the new picture");
   command->add_option("-o,--output", arguments->output, "New picture, of the same kind as the first")->required();
-  command->add_option(
-      "--size", arguments->size,
-      "WIDTHxHEIGHT of the new picture in pixels, of each eye where it has both (default: as the scene has it, or that of the "
-      "picture)");
+  command->add_option("--size", arguments->size,
+                      "WIDTHxHEIGHT of the new picture in pixels, of each eye where it has both (default: as the scene has it; "
+                      "of a cube, faces a "
+                      "quarter as wide as the picture, or the picture's own; else that of the picture)");
   auto* eye = command->add_option(
       "--eye", arguments->eye,
       "Of both lenses, for all that the picture holds: centre, left or right (default: each view's own, left or right, of two "

@@ -2,6 +2,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 #include "standin/scene/vector.h"
 
@@ -16,6 +17,16 @@ struct FramePlace {
   double s = 0.0;
   double t = 0.0;
   bool found = false;
+  /// The one of Lens::parts; -1: told from s and t.
+  int part = -1;
+};
+
+/// A rectangle of a frame, in shares of it.
+struct FramePart {
+  double left = 0.0;
+  double right = 0.0;
+  double bottom = 0.0;
+  double top = 0.0;
 };
 
 /// Where a place of a frame looks to: of length one, in the world's axes. Without meaning where nothing was found.
@@ -37,6 +48,11 @@ class Lens {
   /// The place of each direction that was found. Of several, one. Failures throw std::runtime_error. Threads: any number at
   /// once.
   virtual void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const = 0;
+
+  /// Of a frame that shows several pictures side by side: the rectangles, beyond whose edges something else lies on the frame
+  /// than in the world. A place of a part may lie beyond its edges: it looks where the part would if it were larger. Empty: the
+  /// frame is one picture. Threads: any.
+  virtual std::vector<FramePart> parts() const { return {}; }
 
   /// Where the lens stands, metres.
   virtual standin::Vec3 position() const = 0;

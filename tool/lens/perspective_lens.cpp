@@ -23,7 +23,7 @@ PerspectiveLens::PerspectiveLens(const standin::ItemPose& pose, double field_rad
 
 void PerspectiveLens::look(std::span<const FramePlace> places, std::span<LensDirection> directions) const {
   for (std::size_t i = 0; i < places.size(); ++i) {
-    const auto& [s, t, found] = places[i];
+    const auto& [s, t, found, part] = places[i];
     const Vec3 ahead =
         pose_.forward + pose_.right * ((2.0 * s - 1.0) * half_width_) + pose_.up * ((2.0 * t - 1.0) * half_height_);
     directions[i] = {normalized(ahead), found};

@@ -2,6 +2,7 @@
 
 #include <numbers>
 #include <string>
+#include <vector>
 
 #include "standin/scene/vector.h"
 #include "tool/lens/lens.h"
@@ -53,6 +54,7 @@ class LensInPose final : public Lens {
 
   void look(std::span<const FramePlace> places, std::span<LensDirection> directions) const override;
   void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const override;
+  std::vector<FramePart> parts() const override { return lens_.parts(); }
   standin::Vec3 position() const override { return {}; }
   std::string description() const override { return lens_.description(); }
 

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <tbb/blocked_range2d.h>
+#include <cstring>
 #include <tbb/parallel_for.h>
 
+#include "tool/pictures/cube_cells.h"
 #include "tool/pictures/linear_light.h"
 
 namespace tool {
@@ -14,11 +15,14 @@ namespace {
 /// Of the new frame, along each side.
 constexpr int block_pixels = 64;
 constexpr int least_block_pixels = 4;
+/// Pixels of the picture that one sample stands for: it is interpolated between neighbours, and so sees two of them anyway.
+constexpr double pixels_of_a_sample = 1.25;
 /// Of the picture, for one block; a block that needs more is divided.
 constexpr std::size_t most_numbers = std::size_t{1} << 22;
 /// Samples along each axis of what a pixel sees, where the mapping is smooth, and where it is not.
 constexpr int most_samples = 48;
-constexpr int samples_of_edge = 6;
+constexpr int fewest_samples_of_edge = 6;
+constexpr int most_samples_of_edge = 16;
 /// Where the edges of frames are compared.
 constexpr int edge_places = 17;
 /// Between directions that are the same.
@@ -57,6 +61,24 @@ FrameEdges edges_of(const Lens& lens) {
   return edges;
 }
 
+namespace {
+
+/// Four numbers, which the processor handles at once.
+using Four = float __attribute__((vector_size(16)));
+
+Four four_at(const float* numbers) {
+  Four four;
+  std::memcpy(&four, numbers, sizeof(four));
+  return four;
+}
+
+/// Along an axis of what a pixel sees, so long in pixels of the picture.
+int samples_over(double pixels) {
+  return std::clamp(static_cast<int>(std::ceil(pixels - (pixels_of_a_sample - 1.0))), 1, most_samples);
+}
+
+}  // namespace
+
 /// What one pixel sees of the picture.
 struct Reprojection::Footprint {
   PicturePoint middle;
@@ -76,7 +98,7 @@ struct Reprojection::Footprint {
   void for_each(Use use) const {
     if (!points.empty()) {
       for (const PicturePoint& point : points)
-        if (point.found) use(point.column, point.row, 1.0 / static_cast<double>(points.size()));
+        if (point.found) use(point.part, point.column, point.row, 1.0 / static_cast<double>(points.size()));
       return;
     }
     const int across = samples_across();
@@ -86,79 +108,235 @@ struct Reprojection::Footprint {
       for (int j = 0; j < across; ++j) {
         const double x = (j + 0.5) / across - 0.5;
         const double y = (i + 0.5) / down - 0.5;
-        use(middle.column + across_column * x + down_column * y, middle.row + across_row * x + down_row * y, weight);
+        use(middle.part, middle.column + across_column * x + down_column * y, middle.row + across_row * x + down_row * y,
+            weight);
+      }
+    }
+  }
+};
+
+/// Pixels whose mapping is not smooth, or not all of it.
+struct Reprojection::RoughPixels {
+  PixelBox box;
+  std::vector<Footprint> prints;
+};
+
+/// A rectangle of the picture, or of one of its parts, with what lies beyond the edges of that: the other side where edges
+/// meet, the neighbour where the picture holds several parts, else the outermost pixels again.
+class Reprojection::Pixels {
+ public:
+  Pixels(const Reprojection& of, int part, int left, int top, int right, int bottom)
+      : of_(of),
+        part_(part),
+        box_(of.parts_[static_cast<std::size_t>(part)]),
+        left_(left),
+        top_(top),
+        columns_(right - left),
+        rows_(bottom - top) {}
+
+  std::size_t count() const { return static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_) * of_.channels_; }
+  int left() const { return left_; }
+  int top() const { return top_; }
+
+  void read(Reprojection& from) {
+    // Four numbers are read at once, whatever the pixel has.
+    samples_.resize(count() + 4);
+    const int above = std::clamp(box_.top, top_, top_ + rows_ - 1);
+    const int below = std::clamp(box_.top + box_.height, above + 1, top_ + rows_);
+    const bool round = of_.edges_.goes_round;
+    const int before = round ? left_ : std::clamp(box_.left, left_, left_ + columns_ - 1);
+    const int behind = round ? left_ + columns_ : std::clamp(box_.left + box_.width, before + 1, left_ + columns_);
+    for (int column = before; column < behind;) {
+      const int first = round ? wrapped(column) : column;
+      const int width = std::min(behind - column, of_.width_ - first);
+      read_stored(from, {first, above, width, below - above}, column);
+      column += width;
+    }
+    for (int row = above; row < below; ++row) {
+      for (int column = left_; column < before; ++column) copy(before, row, column, row, 1);
+      for (int column = behind; column < left_ + columns_; ++column) copy(behind - 1, row, column, row, 1);
+    }
+    for (int row = top_; row < above; ++row) fill_row_beyond(row, above, of_.edges_.pole_above, of_.first_row_);
+    for (int row = below; row < top_ + rows_; ++row) fill_row_beyond(row, below - 1, of_.edges_.pole_below, of_.last_row_);
+    if (of_.has_parts_) read_neighbours(from, {before, above, behind - before, below - above});
+  }
+
+  /// The new picture's pixels of a smooth cell, whose places count from the first pixel here. `line`: numbers from one row of
+  /// the new picture to the next.
+  void fill(const BlockMapping::Cell& cell, std::span<const float> columns, std::span<const float> rows, float* samples,
+            std::size_t line) const {
+    const int across = samples_over(std::hypot(cell.across_column, cell.across_row));
+    const int down = samples_over(std::hypot(cell.down_column, cell.down_row));
+    std::array<float, static_cast<std::size_t>(most_samples) * most_samples> beside;
+    std::array<float, static_cast<std::size_t>(most_samples) * most_samples> above;
+    const auto count = static_cast<std::size_t>(across) * static_cast<std::size_t>(down);
+    for (std::size_t i = 0; i < count; ++i) {
+      const double x = (static_cast<int>(i) % across + 0.5) / across - 0.5;
+      const int below = static_cast<int>(i) / across;
+      const double y = (below + 0.5) / down - 0.5;
+      beside[i] = static_cast<float>(cell.across_column * x + cell.down_column * y);
+      above[i] = static_cast<float>(cell.across_row * x + cell.down_row * y);
+    }
+    const float share = 1.0F / static_cast<float>(count);
+    for (int row = 0; row < cell.pixels.height; ++row) {
+      float* to = samples + static_cast<std::size_t>(row) * line;
+      for (int column = 0; column < cell.pixels.width; ++column, to += of_.channels_) {
+        const auto number = static_cast<std::size_t>(row * BlockMapping::cell_pixels + column);
+        for (std::size_t channel = 0; channel < of_.channels_; channel += 4) {
+          Four sum{};
+          if (count == 1) {
+            sum = at(columns[number], rows[number], channel);
+          } else {
+            for (std::size_t i = 0; i < count; ++i) sum += at(columns[number] + beside[i], rows[number] + above[i], channel);
+            sum *= share;
+          }
+          std::memcpy(to + channel, &sum, std::min<std::size_t>(4, of_.channels_ - channel) * sizeof(float));
+        }
       }
     }
   }
 
- private:
-  static int samples_over(double pixels) { return std::clamp(static_cast<int>(std::ceil(pixels - 1e-6)), 1, most_samples); }
-};
-
-/// A part of the picture. Columns go on around it where its edges meet.
-class Reprojection::Pixels {
- public:
-  Pixels(const Reprojection& of, int left, int top, int right, int bottom)
-      : of_(of), left_(left), top_(top), columns_(right - left), rows_(bottom - top) {}
-
-  std::size_t count() const { return static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_) * of_.channels_; }
-
-  void read(Reprojection& from) {
-    samples_.resize(count());
-    // The part may lie across the picture's edges: at most two pieces, as it is no wider than the picture.
-    const int first = wrapped(left_);
-    const int before_edge = std::min(columns_, of_.width_ - first);
-    if (before_edge == columns_) {
-      from.read({first, top_, columns_, rows_}, samples_);
-      return;
-    }
-    for (const auto& [column, left, width] :
-         {std::array{0, first, before_edge}, std::array{before_edge, 0, columns_ - before_edge}}) {
-      std::vector<float> piece(static_cast<std::size_t>(width) * static_cast<std::size_t>(rows_) * of_.channels_);
-      from.read({left, top_, width, rows_}, piece);
-      const std::size_t row_size = static_cast<std::size_t>(width) * of_.channels_;
-      for (int row = 0; row < rows_; ++row)
-        std::copy_n(&piece[static_cast<std::size_t>(row) * row_size], row_size, &samples_[place(column, row)]);
-    }
+  /// Four channels of the picture between pixels; the place counts from the first pixel here. Not all of the four need exist.
+  Four at(float column, float row, std::size_t channel) const {
+    const auto first = static_cast<std::size_t>(static_cast<int>(column));
+    const auto above = static_cast<std::size_t>(static_cast<int>(row));
+    const float to_right = column - static_cast<float>(static_cast<int>(column));
+    const float to_bottom = row - static_cast<float>(static_cast<int>(row));
+    const std::size_t line = static_cast<std::size_t>(columns_) * of_.channels_;
+    const float* const upper = &samples_[above * line + first * of_.channels_ + channel];
+    const float* const lower = upper + line;
+    const Four left = four_at(upper);
+    const Four left_below = four_at(lower);
+    const Four over = left + (four_at(upper + of_.channels_) - left) * to_right;
+    const Four under = left_below + (four_at(lower + of_.channels_) - left_below) * to_right;
+    return over + (under - over) * to_bottom;
   }
 
   void add(double column, double row, double weight, std::span<float> sum) const {
-    const double left = std::floor(column);
-    const double top = std::floor(row);
-    const auto to_right = static_cast<float>(column - left);
-    const auto to_bottom = static_cast<float>(row - top);
-    const auto first = static_cast<int>(left);
-    const auto above = static_cast<int>(top);
+    const double x = column - left_;
+    const double y = row - top_;
+    // Not below 0.
+    const auto first = static_cast<std::size_t>(x);
+    const auto above = static_cast<std::size_t>(y);
+    const auto to_right = static_cast<float>(x - static_cast<double>(first));
+    const auto to_bottom = static_cast<float>(y - static_cast<double>(above));
     const auto share = static_cast<float>(weight);
-    const std::array<const float*, 4> taps{pixel(first, above), pixel(first + 1, above), pixel(first, above + 1),
-                                           pixel(first + 1, above + 1)};
+    const std::size_t line = static_cast<std::size_t>(columns_) * of_.channels_;
+    const float* const upper = &samples_[above * line + first * of_.channels_];
+    const float* const lower = upper + line;
     const std::array<float, 4> weights{share * (1.0F - to_right) * (1.0F - to_bottom), share * to_right * (1.0F - to_bottom),
                                        share * (1.0F - to_right) * to_bottom, share * to_right * to_bottom};
     for (std::size_t channel = 0; channel < of_.channels_; ++channel)
-      sum[channel] += weights[0] * taps[0][channel] + weights[1] * taps[1][channel] + weights[2] * taps[2][channel] +
-                      weights[3] * taps[3][channel];
+      sum[channel] += weights[0] * upper[channel] + weights[1] * upper[of_.channels_ + channel] + weights[2] * lower[channel] +
+                      weights[3] * lower[of_.channels_ + channel];
   }
 
  private:
   int wrapped(int column) const { return ((column % of_.width_) + of_.width_) % of_.width_; }
 
   std::size_t place(int column, int row) const {
-    return (static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) + static_cast<std::size_t>(column)) *
+    return (static_cast<std::size_t>(row - top_) * static_cast<std::size_t>(columns_) +
+            static_cast<std::size_t>(column - left_)) *
            of_.channels_;
   }
 
-  const float* pixel(int column, int row) const {
-    // Beyond a pole lies the other side of the same row.
-    const bool beyond_first = row < 0 && of_.edges_.pole_above;
-    if (beyond_first || (row >= of_.height_ && of_.edges_.pole_below)) {
-      const std::vector<float>& edge = beyond_first ? of_.first_row_ : of_.last_row_;
-      return &edge[static_cast<std::size_t>(wrapped(column + of_.width_ / 2)) * of_.channels_];
+  void copy(int from_column, int from_row, int column, int row, int pixels) {
+    std::copy_n(&samples_[place(from_column, from_row)], static_cast<std::size_t>(pixels) * of_.channels_,
+                &samples_[place(column, row)]);
+  }
+
+  /// Pixels of the picture, to where that column lies here.
+  void read_stored(Reprojection& from, const PixelBox& stored, int column) {
+    if (stored.width == columns_) {
+      from.read(stored, std::span(samples_).subspan(
+                            place(column, stored.top),
+                            static_cast<std::size_t>(stored.width) * static_cast<std::size_t>(stored.height) * of_.channels_));
+      return;
     }
-    const int x = of_.edges_.goes_round ? wrapped(column - left_) : std::clamp(column, 0, of_.width_ - 1) - left_;
-    return &samples_[place(x, std::clamp(row, 0, of_.height_ - 1) - top_)];
+    const std::size_t line = static_cast<std::size_t>(stored.width) * of_.channels_;
+    std::vector<float> samples(line * static_cast<std::size_t>(stored.height));
+    from.read(stored, samples);
+    for (int row = 0; row < stored.height; ++row)
+      std::copy_n(&samples[static_cast<std::size_t>(row) * line], line, &samples_[place(column, stored.top + row)]);
+  }
+
+  void fill_row_beyond(int row, int nearest, bool is_pole, const std::vector<float>& edge) {
+    if (!is_pole) {
+      copy(left_, nearest, left_, row, columns_);
+      return;
+    }
+    // Beyond a pole lies the other side of the same row.
+    for (int column = left_; column < left_ + columns_; ++column) {
+      const auto across = static_cast<std::size_t>(wrapped(column + of_.width_ / 2));
+      std::copy_n(&edge[across * of_.channels_], of_.channels_, &samples_[place(column, row)]);
+    }
+  }
+
+  /// What the other parts show of the pixels beyond this one's; where none shows anything, all stays as it is.
+  void read_neighbours(Reprojection& from, const PixelBox& own) {
+    std::vector<FramePlace> places;
+    std::vector<std::size_t> at;
+    for (int row = top_; row < top_ + rows_; ++row) {
+      for (int column = left_; column < left_ + columns_; ++column) {
+        const bool is_own = column >= own.left && column < own.left + own.width && row >= own.top && row < own.top + own.height;
+        if (is_own) continue;
+        places.push_back({(column + 0.5) / of_.width_, 1.0 - (row + 0.5) / of_.height_, true, part_});
+        at.push_back(place(column, row));
+      }
+    }
+    if (places.empty()) return;
+    std::vector<LensDirection> directions(places.size());
+    of_.from_.look(places, directions);
+    of_.from_.locate(directions, places);
+    std::vector<PicturePoint> points;
+    for (const FramePlace& each : places) points.push_back(of_.point_at(each));
+    for (int part = 0; part < static_cast<int>(of_.parts_.size()); ++part) {
+      if (part == part_) continue;
+      const PixelBox& box = of_.parts_[static_cast<std::size_t>(part)];
+      int left = box.left + box.width;
+      int right = box.left;
+      int top = box.top + box.height;
+      int bottom = box.top;
+      for (PicturePoint& point : points) {
+        if (!point.found || point.part != part) continue;
+        point.column = std::clamp<double>(point.column, box.left, box.left + box.width - 1);
+        point.row = std::clamp<double>(point.row, box.top, box.top + box.height - 1);
+        left = std::min(left, static_cast<int>(point.column));
+        right = std::max(right, static_cast<int>(point.column) + 2);
+        top = std::min(top, static_cast<int>(point.row));
+        bottom = std::max(bottom, static_cast<int>(point.row) + 2);
+      }
+      if (left >= right) continue;
+      // The last one's own neighbours count for nothing: it is clamped to the middle of a pixel.
+      right = std::min(right, box.left + box.width);
+      bottom = std::min(bottom, box.top + box.height);
+      std::vector<float> samples(static_cast<std::size_t>(right - left) * static_cast<std::size_t>(bottom - top) *
+                                 of_.channels_);
+      from.read({left, top, right - left, bottom - top}, samples);
+      const auto pixel = [&](int column, int row) {
+        const int x = std::min(column, right - 1) - left;
+        const int y = std::min(row, bottom - 1) - top;
+        return &samples[(static_cast<std::size_t>(y) * static_cast<std::size_t>(right - left) + static_cast<std::size_t>(x)) *
+                        of_.channels_];
+      };
+      for (std::size_t i = 0; i < points.size(); ++i) {
+        const PicturePoint& point = points[i];
+        if (!point.found || point.part != part) continue;
+        const int column = static_cast<int>(point.column);
+        const int row = static_cast<int>(point.row);
+        const auto x = static_cast<float>(point.column - column);
+        const auto y = static_cast<float>(point.row - row);
+        for (std::size_t channel = 0; channel < of_.channels_; ++channel)
+          samples_[at[i] + channel] =
+              (1.0F - y) * ((1.0F - x) * pixel(column, row)[channel] + x * pixel(column + 1, row)[channel]) +
+              y * ((1.0F - x) * pixel(column, row + 1)[channel] + x * pixel(column + 1, row + 1)[channel]);
+      }
+    }
   }
 
   const Reprojection& of_;
+  int part_;
+  const PixelBox& box_;
   int left_;
   int top_;
   int columns_;
@@ -176,48 +354,68 @@ Reprojection::Reprojection(const PicturePixels& picture, const Lens& from, const
       height_(picture.height()),
       channels_(picture.channels().size()),
       edges_(edges_of(from)) {
+  for (const auto& [left, right, bottom, top] : from.parts())
+    parts_.push_back(whole_pixels(left, right, bottom, top, width_, height_));
+  has_parts_ = !parts_.empty();
+  if (!has_parts_) parts_.push_back({0, 0, width_, height_});
   const std::size_t row = static_cast<std::size_t>(width_) * channels_;
   if (edges_.pole_above) read({0, 0, width_, 1}, first_row_ = std::vector<float>(row));
   if (edges_.pole_below) read({0, height_ - 1, width_, 1}, last_row_ = std::vector<float>(row));
 }
 
 void Reprojection::fill(PixelBox part, std::span<float> samples) {
-  tbb::parallel_for(
-      tbb::blocked_range2d<int>(part.top, part.top + part.height, block_pixels, part.left, part.left + part.width,
-                                block_pixels),
-      [&](const tbb::blocked_range2d<int>& range) {
-        fill_block({range.cols().begin(), range.rows().begin(), static_cast<int>(range.cols().size()),
-                    static_cast<int>(range.rows().size())},
-                   part, samples);
-      },
-      tbb::simple_partitioner());
-  if (picture_.is_srgb()) make_srgb(samples, channels_, picture_.alpha_channel());
+  const int across = (part.width + block_pixels - 1) / block_pixels;
+  const int down = (part.height + block_pixels - 1) / block_pixels;
+  tbb::parallel_for(0, across * down, [&](int number) {
+    const int left = part.left + number % across * block_pixels;
+    const int top = part.top + number / across * block_pixels;
+    fill_block({left, top, std::min(block_pixels, part.left + part.width - left),
+                std::min(block_pixels, part.top + part.height - top)},
+               part, samples);
+  });
+  if (!picture_.is_srgb()) return;
+  const std::size_t row = static_cast<std::size_t>(part.width) * channels_;
+  tbb::parallel_for(0, part.height, [&](int number) {
+    make_srgb(samples.subspan(static_cast<std::size_t>(number) * row, row), channels_, picture_.alpha_channel());
+  });
 }
 
 void Reprojection::read(const PixelBox& box, std::span<float> samples) {
   picture_.read(box, samples);
-  bool broken = false;
-  for (float& sample : samples) {
-    if (std::isfinite(sample)) continue;
-    sample = 0.0F;
-    broken = true;
+  // What is no number, or infinite, times 0 is no number.
+  Four sum{};
+  std::size_t i = 0;
+  for (; i + 4 <= samples.size(); i += 4) sum += four_at(&samples[i]) * 0.0F;
+  for (; i < samples.size(); ++i) sum[0] += samples[i] * 0.0F;
+  if (!std::isfinite(sum[0] + sum[1] + sum[2] + sum[3])) {
+    for (float& sample : samples)
+      if (!std::isfinite(sample)) sample = 0.0F;
+    broken_ = true;
   }
-  if (broken) broken_ = true;
   if (picture_.is_srgb()) make_linear(samples, channels_, picture_.alpha_channel());
 }
 
-std::vector<Reprojection::PicturePoint> Reprojection::points(std::span<const FramePlace> seen_at) const {
+PicturePoint Reprojection::point_at(const FramePlace& place) const {
+  if (!place.found) return {};
+  const int part = has_parts_ ? place.part : 0;
+  const PixelBox& box = parts_[static_cast<std::size_t>(part)];
+  if (box.width < 1 || box.height < 1) return {};
+  const double column = place.s * width_ - box.left;
+  const double row = (1.0 - place.t) * height_ - box.top;
+  const double lost = rounding * std::max(width_, height_);
+  const bool in_columns = edges_.goes_round ? std::abs(place.s) < 1e3 : column >= -lost && column <= box.width + lost;
+  if (!in_columns || !(row >= -lost && row <= box.height + lost)) return {};
+  return {box.left + column - 0.5, box.top + row - 0.5, true, part};
+}
+
+std::vector<PicturePoint> Reprojection::points(std::span<const FramePlace> seen_at) const {
   std::vector<LensDirection> directions(seen_at.size());
   std::vector<FramePlace> places(seen_at.size());
   to_.look(seen_at, directions);
   from_.locate(directions, places);
-  std::vector<PicturePoint> points(seen_at.size());
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    const auto& [s, t, found] = places[i];
-    const bool in_columns = edges_.goes_round ? std::abs(s) < 1e3 : s >= -rounding && s <= 1.0 + rounding;
-    if (found && in_columns && t >= -rounding && t <= 1.0 + rounding)
-      points[i] = {s * width_ - 0.5, (1.0 - t) * height_ - 0.5, true};
-  }
+  std::vector<PicturePoint> points;
+  points.reserve(places.size());
+  for (const FramePlace& place : places) points.push_back(point_at(place));
   return points;
 }
 
@@ -225,7 +423,7 @@ void Reprojection::move_near(PicturePoint& point, double column) const {
   if (edges_.goes_round) point.column -= std::round((point.column - column) / width_) * width_;
 }
 
-std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) const {
+std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block, std::optional<double> near_column) const {
   const int stride = block.width + 2;
   const auto place = [&](double column, double row) {
     return FramePlace{(column + 0.5) / to_width_, 1.0 - (row + 0.5) / to_height_, true};
@@ -236,11 +434,16 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
   std::vector<PicturePoint> grid = points(seen_at);
   const auto first = std::ranges::find_if(grid, &PicturePoint::found);
   if (first == grid.end()) return {};
-  const double near = first->column;
+  const double near = near_column.value_or(first->column);
   for (PicturePoint& point : grid) move_near(point, near);
 
   std::vector<Footprint> prints(static_cast<std::size_t>(block.width) * static_cast<std::size_t>(block.height));
-  std::vector<std::size_t> edges;
+  /// A pixel whose mapping is not smooth, and its samples along each side.
+  struct Edge {
+    std::size_t number;
+    int samples;
+  };
+  std::vector<Edge> edges;
   seen_at.clear();
   for (int row = 0; row < block.height; ++row) {
     for (int column = 0; column < block.width; ++column) {
@@ -254,14 +457,18 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
                                   grid[at + static_cast<std::size_t>(stride)]};
       bool smooth = print.middle.found;
       bool any = print.middle.found;
+      double farthest = 0.0;
       const auto change = [&](PicturePoint before, PicturePoint after, double& by_column, double& by_row) {
         any = any || before.found || after.found;
-        if (!smooth || !before.found || !after.found) {
-          smooth = false;
-          return;
+        for (PicturePoint* neighbour : {&before, &after}) {
+          if (!print.middle.found || !neighbour->found || neighbour->part != print.middle.part) {
+            smooth = false;
+            continue;
+          }
+          move_near(*neighbour, print.middle.column);
+          farthest = std::max(farthest, std::hypot(neighbour->column - print.middle.column, neighbour->row - print.middle.row));
         }
-        move_near(before, print.middle.column);
-        move_near(after, print.middle.column);
+        if (!smooth) return;
         by_column = (after.column - before.column) / 2.0;
         by_row = (after.row - before.row) / 2.0;
         const double bend = std::hypot(after.column + before.column - 2.0 * print.middle.column,
@@ -272,62 +479,108 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block) co
       change(neighbours[0], neighbours[1], print.across_column, print.across_row);
       change(neighbours[2], neighbours[3], print.down_column, print.down_row);
       if (smooth || !any) continue;
-      edges.push_back(number);
-      for (int i = 0; i < samples_of_edge * samples_of_edge; ++i) {
-        const double x = (i % samples_of_edge + 0.5) / samples_of_edge - 0.5;
-        const int line = i / samples_of_edge;
-        const double y = (line + 0.5) / samples_of_edge - 0.5;
+      const int samples =
+          static_cast<int>(std::clamp(std::ceil(farthest), double{fewest_samples_of_edge}, double{most_samples_of_edge}));
+      edges.push_back({number, samples});
+      for (int i = 0; i < samples * samples; ++i) {
+        const double x = (i % samples + 0.5) / samples - 0.5;
+        const int line = i / samples;
+        const double y = (line + 0.5) / samples - 0.5;
         seen_at.push_back(place(block.left + column + x, block.top + row + y));
       }
     }
   }
   const std::vector<PicturePoint> more = points(seen_at);
-  constexpr std::size_t each = static_cast<std::size_t>(samples_of_edge) * samples_of_edge;
-  for (std::size_t i = 0; i < edges.size(); ++i) {
-    auto& to = prints[edges[i]].points;
-    to.assign(more.begin() + static_cast<std::ptrdiff_t>(i * each), more.begin() + static_cast<std::ptrdiff_t>((i + 1) * each));
+  auto next = more.begin();
+  for (const Edge& edge : edges) {
+    auto& to = prints[edge.number].points;
+    to.assign(next, next + edge.samples * edge.samples);
+    next += edge.samples * edge.samples;
     for (PicturePoint& point : to) move_near(point, near);
   }
   return prints;
 }
 
 void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> samples) {
-  const std::vector<Footprint> prints = footprints(block);
-  const auto output = [&](int column, int row) {
-    const std::size_t pixel = static_cast<std::size_t>(block.top - part.top + row) * static_cast<std::size_t>(part.width) +
-                              static_cast<std::size_t>(block.left - part.left + column);
-    return samples.subspan(pixel * channels_, channels_);
-  };
-  for (int row = 0; row < block.height; ++row)
-    for (int column = 0; column < block.width; ++column) std::ranges::fill(output(column, row), 0.0F);
-  double left = 1e9;
-  double right = -1e9;
-  double top = 1e9;
-  double bottom = -1e9;
-  for (const Footprint& print : prints) {
-    if (!print.sees()) continue;
-    print.for_each([&](double column, double row, double) {
+  constexpr auto cell_width = static_cast<std::size_t>(BlockMapping::cell_pixels);
+  constexpr std::size_t cell_size = cell_width * cell_width;
+  const BlockMapping mapping([this](auto places) { return points(places); }, block, to_width_, to_height_,
+                             edges_.goes_round ? width_ : 0.0);
+  const std::span<const BlockMapping::Cell> cells = mapping.cells();
+  std::vector<RoughPixels> rough;
+  if (!mapping.has_smooth_cells()) {
+    rough.push_back({block, footprints(block, {})});
+  } else {
+    // Cells side by side are asked for at once.
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      if (cells[i].is_smooth) continue;
+      PixelBox box = cells[i].pixels;
+      while (i + 1 < cells.size() && !cells[i + 1].is_smooth && cells[i + 1].pixels.top == box.top)
+        box.width += cells[++i].pixels.width;
+      rough.push_back({box, footprints(box, mapping.base(0).column)});
+    }
+  }
+
+  /// Of the points of one part.
+  struct Extent {
+    double left = 1e9;
+    double right = -1e9;
+    double top = 1e9;
+    double bottom = -1e9;
+
+    void add(double column, double row) {
       left = std::min(left, column);
       right = std::max(right, column);
       top = std::min(top, row);
       bottom = std::max(bottom, row);
-    });
+    }
+  };
+  std::vector<Extent> extents(parts_.size());
+  std::vector<float> columns(cells.size() * cell_size);
+  std::vector<float> rows(cells.size() * cell_size);
+  const auto of_cell = [](std::vector<float>& numbers, std::size_t cell) {
+    return std::span(numbers).subspan(cell * cell_size, cell_size);
+  };
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    const BlockMapping::Cell& cell = cells[i];
+    if (!cell.is_smooth) continue;
+    mapping.positions(i, of_cell(columns, i), of_cell(rows, i));
+    const auto [left, right] = std::ranges::minmax(of_cell(columns, i));
+    const auto [top, bottom] = std::ranges::minmax(of_cell(rows, i));
+    // And what is lost in rounding.
+    const double beside = (std::abs(cell.across_column) + std::abs(cell.down_column)) / 2.0 + 0.01;
+    const double above = (std::abs(cell.across_row) + std::abs(cell.down_row)) / 2.0 + 0.01;
+    const auto [column, row] = mapping.base(cell.part);
+    Extent& extent = extents[static_cast<std::size_t>(cell.part)];
+    extent.add(column + left - beside, row + top - above);
+    extent.add(column + right + beside, row + bottom + above);
   }
-  if (!(left <= right)) return;
-  seen_ = true;
-  auto first = static_cast<int>(std::floor(left));
-  auto last = static_cast<int>(std::floor(right)) + 1;
-  if (!edges_.goes_round) {
-    first = std::clamp(first, 0, width_ - 1);
-    last = std::clamp(last, 0, width_ - 1);
-  } else if (last - first >= width_) {
-    first = 0;
-    last = width_ - 1;
+  for (const auto& [box, prints] : rough) {
+    for (const Footprint& print : prints) {
+      if (!print.sees()) continue;
+      print.for_each(
+          [&](int of, double column, double row, double) { extents[static_cast<std::size_t>(of)].add(column, row); });
+    }
   }
-  const int above = std::clamp(static_cast<int>(std::floor(top)), 0, height_ - 1);
-  const int below = std::clamp(static_cast<int>(std::floor(bottom)) + 1, 0, height_ - 1);
-  Pixels pixels(*this, first, above, last + 1, below + 1);
-  if (pixels.count() > most_numbers && std::max(block.width, block.height) > least_block_pixels) {
+
+  std::vector<Pixels> pixels;
+  std::vector<std::size_t> of_part(parts_.size());
+  std::size_t numbers = 0;
+  for (std::size_t i = 0; i < extents.size(); ++i) {
+    const Extent& extent = extents[i];
+    if (!(extent.left <= extent.right)) continue;
+    of_part[i] = pixels.size();
+    pixels.emplace_back(*this, static_cast<int>(i), static_cast<int>(std::floor(extent.left)),
+                        static_cast<int>(std::floor(extent.top)), static_cast<int>(std::floor(extent.right)) + 2,
+                        static_cast<int>(std::floor(extent.bottom)) + 2);
+    numbers += pixels.back().count();
+  }
+  const auto output = [&](int column, int row) {
+    const std::size_t pixel = static_cast<std::size_t>(row - part.top) * static_cast<std::size_t>(part.width) +
+                              static_cast<std::size_t>(column - part.left);
+    return samples.subspan(pixel * channels_, channels_);
+  };
+  if (numbers > most_numbers && std::max(block.width, block.height) > least_block_pixels) {
     const bool wide = block.width >= block.height;
     const int half = (wide ? block.width : block.height) / 2;
     PixelBox one = block;
@@ -339,15 +592,32 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
     fill_block(other, part, samples);
     return;
   }
-  pixels.read(*this);
-  for (int row = 0; row < block.height; ++row) {
-    for (int column = 0; column < block.width; ++column) {
-      const Footprint& print =
-          prints[static_cast<std::size_t>(row) * static_cast<std::size_t>(block.width) + static_cast<std::size_t>(column)];
-      if (!print.sees()) continue;
-      const std::span<float> sum = output(column, row);
-      print.for_each([&](double x, double y, double weight) { pixels.add(x, y, weight, sum); });
+  for (Pixels& each : pixels) each.read(*this);
+  if (!pixels.empty()) seen_ = true;
+  for (const auto& [box, prints] : rough) {
+    for (int row = 0; row < box.height; ++row) {
+      for (int column = 0; column < box.width; ++column) {
+        const std::span<float> sum = output(box.left + column, box.top + row);
+        std::ranges::fill(sum, 0.0F);
+        if (prints.empty()) continue;
+        const Footprint& print =
+            prints[static_cast<std::size_t>(row) * static_cast<std::size_t>(box.width) + static_cast<std::size_t>(column)];
+        if (!print.sees()) continue;
+        print.for_each([&](int of, double x, double y, double weight) {
+          pixels[of_part[static_cast<std::size_t>(of)]].add(x, y, weight, sum);
+        });
+      }
     }
+  }
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    const BlockMapping::Cell& cell = cells[i];
+    if (!cell.is_smooth) continue;
+    const Pixels& of = pixels[of_part[static_cast<std::size_t>(cell.part)]];
+    const auto [column, row] = mapping.base(cell.part);
+    for (float& each : of_cell(columns, i)) each += static_cast<float>(column - of.left());
+    for (float& each : of_cell(rows, i)) each += static_cast<float>(row - of.top());
+    of.fill(cell, of_cell(columns, i), of_cell(rows, i), output(cell.pixels.left, cell.pixels.top).data(),
+            static_cast<std::size_t>(part.width) * channels_);
   }
 }
 

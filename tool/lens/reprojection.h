@@ -2,9 +2,11 @@
 
 #include <atomic>
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <vector>
 
+#include "tool/lens/block_mapping.h"
 #include "tool/lens/lens.h"
 #include "tool/output/pixel_box.h"
 #include "tool/pictures/large_picture.h"
@@ -40,19 +42,15 @@ class Reprojection {
   bool has_seen() const { return seen_; }
 
  private:
-  /// A place in pixels of the picture, from the centre of its upper left one to the right and down.
-  struct PicturePoint {
-    double column = 0.0;
-    double row = 0.0;
-    bool found = false;
-  };
   struct Footprint;
   class Pixels;
+  struct RoughPixels;
 
   void fill_block(PixelBox block, PixelBox part, std::span<float> samples);
+  PicturePoint point_at(const FramePlace& place) const;
   std::vector<PicturePoint> points(std::span<const FramePlace> seen_at) const;
   void move_near(PicturePoint& point, double column) const;
-  std::vector<Footprint> footprints(PixelBox block) const;
+  std::vector<Footprint> footprints(PixelBox block, std::optional<double> near_column) const;
   void read(const PixelBox& box, std::span<float> samples);
 
   const PicturePixels& picture_;
@@ -64,6 +62,9 @@ class Reprojection {
   int height_;
   std::size_t channels_;
   FrameEdges edges_;
+  /// The picture, or the pictures that it holds side by side.
+  std::vector<PixelBox> parts_;
+  bool has_parts_;
   /// The picture's rows next to its poles; empty where it has none.
   std::vector<float> first_row_;
   std::vector<float> last_row_;

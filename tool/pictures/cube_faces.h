@@ -5,16 +5,10 @@
 #include <vector>
 
 #include "standin/scene/vector.h"
+#include "tool/pictures/cube_layouts.h"
 #include "tool/pictures/stored_picture.h"
 
 namespace tool {
-
-/// Which way a picture of a cube's side looks.
-struct CubeSide {
-  standin::Vec3 right;
-  standin::Vec3 up;
-  standin::Vec3 forward;
-};
 
 /// A side of a cube as a cell of a picture shows it, in perspective.
 struct CubeView {
