@@ -2,6 +2,7 @@
 
 #include <OpenImageIO/imagebuf.h>
 #include <OpenImageIO/imagebufalgo.h>
+#include <OpenImageIO/imageio.h>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <numbers>
 #include <string>
+#include <vector>
 
 #include "standin/scene/scene.h"
 #include "tests/support/paths.h"
@@ -220,6 +222,42 @@ TEST_F(Packing, ReprojectUnpacks) {
       for (int x = 0; x < 64; ++x) sum += std::abs(pair.getchannel(start + x, y, 0, 0) - alone.getchannel(x, y, 0, 0));
     EXPECT_LT(sum / (64 * 48), 0.02) << eye;
   }
+}
+
+/// Names of views and of channels are read as OpenEXR has them, and eyes that cannot be packed are told of.
+TEST_F(Packing, ViewsThatDifferAreRefused) {
+  const auto write = [&](const std::string& file, const std::vector<std::string>& views,
+                         const std::vector<std::string>& channels) {
+    OIIO::ImageSpec layout(8, 4, static_cast<int>(channels.size()), OIIO::TypeDesc::HALF);
+    layout.channelnames = channels;
+    std::vector<const char*> names;
+    for (const std::string& view : views) names.push_back(view.c_str());
+    layout.attribute("multiView", OIIO::TypeDesc(OIIO::TypeDesc::STRING, static_cast<int>(names.size())), names.data());
+    const auto output = OIIO::ImageOutput::create(out(file).string());
+    ASSERT_TRUE(output && output->open(out(file).string(), layout)) << OIIO::geterror();
+    std::vector<float> samples;
+    for (int pixel = 0; pixel < 32; ++pixel)
+      for (std::size_t channel = 0; channel < channels.size(); ++channel)
+        samples.push_back(static_cast<float>(channel + 1) / 8.0F);
+    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, samples.data()) && output->close()) << output->geterror();
+  };
+  const std::string lenses = "--from equirectangular --to equirectangular --packing side-by-side";
+  // The right eye may come first, and the left one have a name of its own.
+  write("turned.exr", {"right", "left"}, {"Y", "Z", "left.Y", "left.Z"});
+  const Outcome turned = reproject("turned.exr", "packed.exr", lenses);
+  ASSERT_EQ(turned.exit_code, 0) << turned.output;
+  const OIIO::ImageBuf packed = read(out("packed.exr"));
+  const int first = packed.spec().channelindex("Y");
+  ASSERT_GE(first, 0);
+  EXPECT_NEAR(packed.getchannel(3, 2, 0, first), 3.0F / 8.0F, 1e-6F);
+  EXPECT_NEAR(packed.getchannel(11, 2, 0, first), 1.0F / 8.0F, 1e-6F);
+  write("other.exr", {"left", "right"}, {"Y", "Z", "right.Y"});
+  write("three.exr", {"left", "right", "above"}, {"Y", "right.Y", "above.Y"});
+  write("named.exr", {"one", "two"}, {"Y", "two.Y"});
+  EXPECT_NE(reproject("other.exr", "new.exr", lenses).output.find("have other channels"), std::string::npos);
+  EXPECT_NE(reproject("three.exr", "new.exr", lenses).output.find("more views than left and right"), std::string::npos);
+  EXPECT_NE(reproject("named.exr", "new.exr", lenses).output.find("no views left and right"), std::string::npos);
+  EXPECT_FALSE(fs::exists(out("new.exr")));
 }
 
 TEST_F(Packing, IsRefusedWithASentenceWhereThereAreNoTwoEyes) {

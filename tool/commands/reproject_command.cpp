@@ -159,6 +159,7 @@ void reproject(const ReprojectArguments& arguments) {
   NewPicture form{size.width,
                   size.height,
                   pictures.channels,
+                  pictures.names,
                   !plan.packing,
                   {{"ovicam/tool", OVICAM_VERSION}, {"ovicam/reproject/from", from_name}, {"ovicam/reproject/to", to_name}},
                   panorama_of(to, pictures.eyes, of_eye, plan.packing)};

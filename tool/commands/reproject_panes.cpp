@@ -61,7 +61,7 @@ void fill_rows(const Pane& pane, Reprojection& reprojection, const PixelBox& row
 }  // namespace
 
 EyePictures seen_by(const LargePicture& picture, standin::Eye eye) {
-  EyePictures pictures{{}, every_channel(picture), {picture.width(), picture.height()}};
+  EyePictures pictures{{}, every_channel(picture), {}, {picture.width(), picture.height()}};
   pictures.eyes.push_back({eye, std::make_unique<PictureChannels>(picture, pictures.channels), pictures.channels});
   return pictures;
 }
@@ -70,7 +70,7 @@ EyePictures by_views(const LargePicture& picture) {
   std::map<standin::Eye, std::vector<std::size_t>> channels;
   for (const PictureView& view : views_of(picture))
     std::ranges::copy(view.channels, std::back_inserter(channels[eye_named(view.name)]));
-  EyePictures pictures{{}, every_channel(picture), {picture.width(), picture.height()}};
+  EyePictures pictures{{}, every_channel(picture), {}, {picture.width(), picture.height()}};
   for (auto& [eye, of_eye] : channels) {
     std::ranges::sort(of_eye);
     pictures.eyes.push_back({eye, std::make_unique<PictureChannels>(picture, of_eye), of_eye});
@@ -93,8 +93,8 @@ EyePictures views_to_pack(const LargePicture& picture, const std::string& name) 
         "picture that is packed already, --packed");
   }
   if (views.size() > 2) throw std::runtime_error(name + ": it has more views than left and right; pack only those two");
-  EyePictures pictures{{}, left->channels, {picture.width(), picture.height()}};
-  std::vector<std::string> names;
+  EyePictures pictures{{}, left->channels, {}, {picture.width(), picture.height()}};
+  std::vector<std::string>& names = pictures.names;
   for (const std::size_t channel : left->channels) names.push_back(name_without_view(picture.channels()[channel], left->name));
   std::vector<std::size_t> places;
   for (const std::size_t channel : right->channels) {
@@ -117,7 +117,7 @@ EyePictures unpacked(const LargePicture& picture, Packing packing, const std::st
     throw std::runtime_error(name + ": it is " + std::to_string(picture.width()) + "x" + std::to_string(picture.height()) +
                              " pixels, which are no two equal halves " + std::string(name_of(packing)));
   }
-  EyePictures pictures{{}, every_channel(picture), {picture.width() / two.width, picture.height() / two.height}};
+  EyePictures pictures{{}, every_channel(picture), {}, {picture.width() / two.width, picture.height() / two.height}};
   for (const bool right : {false, true}) {
     const PixelBox place = place_of_eye(packing, right, pictures.size.width, pictures.size.height);
     pictures.eyes.push_back(

@@ -27,6 +27,8 @@ struct EyePicture {
 struct EyePictures {
   std::vector<EyePicture> eyes;
   std::vector<std::size_t> channels;
+  /// Their names there; empty: those that they have.
+  std::vector<std::string> names;
   /// Of each eye's picture, pixels.
   PictureSize size;
 };

@@ -69,6 +69,8 @@ struct NewPicture {
   int height = 0;
   /// Which of the other's channels it has, by index, in their order.
   std::vector<std::size_t> channels;
+  /// Their names; empty: those that they have.
+  std::vector<std::string> names;
   /// Whether it has the other's views.
   bool has_views = true;
   /// Texts by name.

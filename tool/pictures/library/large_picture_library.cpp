@@ -192,6 +192,7 @@ class Picture final : public tool::LargePicture {
   std::unique_ptr<tool::PictureWriter> create(tool::PictureBytes& file, const tool::NewPicture& form) const override {
     OIIO::ImageSpec layout = tool::whole_frame(layout_, form.width, form.height);
     keep_channels(layout, form.channels);
+    if (!form.names.empty()) layout.channelnames = form.names;
     if (!form.has_views) layout.erase_attribute("multiView");
     // True of the old lens only.
     layout.erase_attribute("worldtocamera");
