@@ -107,6 +107,35 @@ TEST(CameraLens, RaysAloneGiveThePlaces) {
   EXPECT_LT(trip.worst, 1e-9);
 }
 
+/// Wherever a direction is said to be in the frame, the frame looks there: some projections make places up for what lies
+/// beyond.
+TEST(CameraLens, NoPlaceIsMadeUp) {
+  for (const std::string camera :
+       {"Radial Shift Pincushion", "Radial Shift Barrel", "Fisheye Power 2", "Fisheye Power 0.5", "Spherical 180", "Panoramic",
+        "Advanced Panorama", "Immersive", "Perspective", "Overscan", "Dual", "Four-up", "Skybox Cross", "Stereo Convergence"}) {
+    const OpenLens open(camera, standin::Eye::left);
+    std::vector<LensDirection> directions;
+    for (int i = 0; i < 40000; ++i) {
+      const double up = 1.0 - (i + 0.5) / 20000.0;
+      const double level = std::sqrt(1.0 - up * up);
+      directions.push_back({{level * std::sin(2.4 * i), up, level * std::cos(2.4 * i)}, true});
+    }
+    std::vector<FramePlace> places(directions.size());
+    open.lens->locate(directions, places);
+    std::vector<LensDirection> seen(directions.size());
+    open.lens->look(places, seen);
+    int inside = 0;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      const auto& [s, t, found, part] = places[i];
+      if (!found || s < 0.0 || s > 1.0 || t < 0.0 || t > 1.0) continue;
+      ++inside;
+      ASSERT_TRUE(seen[i].found) << camera;
+      ASSERT_LT(length(seen[i].towards - directions[i].towards), 2e-4) << camera << ' ' << s << ' ' << t;
+    }
+    EXPECT_GT(inside, 100) << camera;
+  }
+}
+
 /// Places that were found from those of their neighbours are those that were found alone, whatever follows what.
 TEST(CameraLens, NeighboursDoNotMoveAPlace) {
   for (const std::string camera : {"Skybox Cross", "Advanced Panorama Scales"}) {
