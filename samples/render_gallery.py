@@ -43,6 +43,8 @@ class Picture:
     drawn: str | None = None
     share: float | None = None
     front: tuple[str, str] | None = None
+    # What is reprojected after rendering, side by side: the number of the pane that it comes from, and the arguments.
+    panes: tuple[tuple[int, tuple[str, ...]], ...] = ()
 
 
 # --- The list of pictures ---------------------------------------------------------------------------------------------
@@ -72,8 +74,18 @@ def read_picture(entry: dict, kind: str, where: str) -> Picture:
     front = entry.get("front")
     if front is not None and (kind != "coverage" or not isinstance(front, list) or [type(part) for part in front] != [str, str]):
         raise CatalogueError(f'{where}: {file}: "front" must be the scene and the camera that a coverage is drawn over')
+    panes = tuple(read_pane(pane, number, f"{where}: {file}") for number, pane in enumerate(entry.get("panes", []), 1))
     return Picture(file, kind, camera, tuple(arguments), entry.get("pinhole"), scene, drawn, share,
-                   front and tuple(front))
+                   front and tuple(front), panes)
+
+
+def read_pane(pane: object, number: int, where: str) -> tuple[int, tuple[str, ...]]:
+    """A picture that is reprojected from one of those before it. Raises CatalogueError."""
+    sound = isinstance(pane, list) and len(pane) == 4 and all(isinstance(word, str) for word in pane)
+    if not sound or not pane[0].isdigit() or int(pane[0]) >= number:
+        raise CatalogueError(f'{where}: each of "panes" must be four texts: the number of a picture before it, lens, lens, and size')
+    of, before, after, size = pane
+    return int(of), ("--from", before, "--to", after, "--size", size)
 
 
 def read_catalogue(path: Path) -> dict[str, Picture]:
@@ -85,8 +97,9 @@ def read_catalogue(path: Path) -> dict[str, Picture]:
     where = path.name
     pinholes = [read_picture(entry, "render", where) for entry in catalogue.get("pinhole", [])]
     shown = [read_picture(entry, entry.get("kind"), where) for entry in catalogue.get("picture", [])]
+    lenses = [read_picture(entry, "render", where) for entry in catalogue.get("lens", [])]
     pictures: dict[str, Picture] = {}
-    for picture in pinholes + shown:
+    for picture in pinholes + shown + lenses:
         if picture.file in pictures:
             raise CatalogueError(f"{where}: {picture.file} is listed twice")
         pictures[picture.file] = picture
@@ -185,6 +198,12 @@ class Renderer:
         return [str(self.tool), words[0], str(self.scene_of(picture).path), "--module", str(getattr(self, module)), "--camera",
                 picture.camera, *words[1:], *light_of(picture), *picture.arguments, "-o", str(output)]
 
+    def pane_command(self, picture: Picture, arguments: tuple[str, ...], before: Path, output: Path) -> list[str]:
+        """Its lens "camera" is the one that the picture was rendered through."""
+        lens = f"{self.scene_of(picture).path}:{picture.camera}"
+        words = [lens if word == "camera" else word for word in arguments]
+        return [str(self.tool), "reproject", str(before), *words, "--module", str(self.module), "-o", str(output)]
+
     def front_of(self, picture: Picture, *arguments: str) -> Picture:
         """What a coverage is drawn over."""
         scene, camera = picture.front
@@ -197,8 +216,8 @@ class Renderer:
         binaries = [self.tool, module_file, *module_file.parent.glob("ovicam-ray-service*")]
         parts = [words, light_of(picture), picture.camera, picture.arguments, [hash_of_file(file) for file in sorted(binaries) if file.is_file()],
                  self.scene_of(picture).content_for(picture)]
-        if picture.drawn or picture.front:
-            parts.append([picture.drawn, picture.share, hash_of_file(Path(__file__))])
+        if picture.drawn or picture.front or picture.panes:
+            parts.append([picture.drawn, picture.share, picture.panes, hash_of_file(Path(__file__))])
         if picture.front:
             parts.append(self.key(self.front_of(picture)))
         return hashlib.sha256(json.dumps(parts).encode()).hexdigest()
@@ -337,6 +356,16 @@ def beside_its_object(coverage: Image.Image, front: Image.Image) -> Image.Image:
     return both
 
 
+def side_by_side(panes: list[Image.Image]) -> Image.Image:
+    gap = 12
+    whole = Image.new("RGBA", (sum(pane.width + gap for pane in panes) - gap, max(pane.height for pane in panes)))
+    left = 0
+    for pane in panes:
+        whole.paste(pane, (left, (whole.height - pane.height) // 2))
+        left += pane.width + gap
+    return whole
+
+
 DRAWN = {"circle": with_circle, "frame": with_frame}
 
 
@@ -346,7 +375,7 @@ DRAWN = {"circle": with_circle, "frame": with_frame}
 def render(renderer: Renderer, picture: Picture, output: Path) -> tuple[str, list[str]]:
     """What went wrong, with the command; empty on success."""
     command = renderer.command(picture, output)
-    if not picture.drawn and not picture.front:
+    if not picture.drawn and not picture.front and not picture.panes:
         return run_tool(command, output), command
     with tempfile.TemporaryDirectory(prefix="ovicam-gallery-") as folder:
         seen, below = Path(folder, "seen.png"), Path(folder, "below.png")
@@ -356,10 +385,18 @@ def render(renderer: Renderer, picture: Picture, output: Path) -> tuple[str, lis
             width, height = Image.open(seen).size
             command = renderer.command(renderer.front_of(picture, "--size", f"{width}x{height}"), below)
             problem = run_tool(command, below)
+        panes = [seen]
+        for of, words in picture.panes:
+            if not problem:
+                panes.append(Path(folder, f"pane{len(panes)}.png"))
+                command = renderer.pane_command(picture, words, panes[of], panes[-1])
+                problem = run_tool(command, panes[-1])
         if problem:
             return problem, command
         try:
             drawn = Image.open(seen)
+            if picture.panes:
+                drawn = side_by_side([Image.open(pane).convert("RGBA") for pane in panes])
             if picture.front:
                 drawn = beside_its_object(drawn, Image.open(below))
             if picture.drawn:

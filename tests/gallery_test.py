@@ -80,6 +80,9 @@ FISHEYE = ("picture", {"file": "fisheye.png", "page": "fisheye", "kind": "render
 DUAL = ("picture", {"file": "dual.png", "page": "dual", "kind": "render", "camera": "Dual", "caption": "Look!",
                     "arguments": TINY, "pinhole": "plain.png"})
 
+LENS = ("lens", {"file": "lens.png", "page": "stmap", "camera": "Fisheye Power 2", "caption": "Look!", "arguments": TINY,
+                 "panes": [["0", "camera", "perspective:90deg", "12x9"], ["1", "perspective:90deg", "camera", "16x8"]]})
+
 
 def changed(entry, **values):
     return entry[0], {**entry[1], **values}
@@ -225,6 +228,18 @@ class RenderGallery(InFolder):
         self.assertGreater(len(covered), 50)
         self.assertGreaterEqual(min(covered), both.width - 64)
 
+    def test_lenses_are_undone_and_redone_beside_the_picture(self):
+        self.write(PLAIN, changed(LENS, panes=[]), changed(LENS, file="panes.png"))
+        self.assertEqual(self.outcome(), (3, 0, 0))
+        alone, panes = (Image.open(self.pictures / f"{name}.png").convert("RGBA") for name in ("lens", "panes"))
+        self.assertEqual(panes.size, (16 + 12 + 12 + 12 + 16, 9))
+        self.assertEqual(panes.crop((0, 0, 16, 9)).tobytes(), alone.tobytes())
+        for left, width in ((28, 12), (52, 16)):
+            self.assertGreater(sum(pixel[3] > 0 for pixel in panes.crop((left, 0, left + width, 9)).getdata()), width)
+        # The lenses are part of what the picture was made from.
+        self.write(PLAIN, changed(LENS, panes=[]), changed(LENS, file="panes.png", panes=[["0", "camera", "fisheye180", "9x9"]]))
+        self.assertEqual(self.outcome(), (1, 2, 0))
+
     def test_a_killed_run_leaves_nothing_that_counts_as_done(self):
         self.tool = self.folder / "ovicam"
         self.tool.write_text(
@@ -264,6 +279,9 @@ class RenderGallery(InFolder):
             ([changed(PLAIN, drawn="frame")], "share"),
             ([changed(PLAIN, drawn="frame", share=1.5)], "share"),
             ([PLAIN, changed(FISHEYE, front=["charts.lws"])], "front"),
+            ([PLAIN, changed(LENS, panes=["0"])], "panes"),
+            ([PLAIN, changed(LENS, panes=[["1", "camera", "fisheye180", "9x9"]])], "panes"),
+            ([PLAIN, changed(LENS, panes=[["0", "camera", "fisheye180"]])], "panes"),
         ):
             self.write(*entries)
             run = self.run_script()
@@ -318,6 +336,14 @@ class CommittedGallery(InFolder):
         used = {entry.get("pinhole") for entry in self.listed["picture"] if entry["kind"] != "gizmo"}
         self.assertEqual(used, set(plain))
 
+    def test_pictures_of_lenses_are_on_pages_and_of_the_scenes_cameras(self):
+        pages = [entry["page"] for entry in self.listed["lens"]]
+        self.assertEqual(set(pages), {"stmap", "reproject"})
+        for entry in self.listed["lens"]:
+            self.assertIn((entry.get("scene", "cameras.lws"), entry["camera"]), self.server_of_camera, entry["file"])
+            self.assertTrue(entry["panes"], entry["file"])
+            self.assertGreater(len(entry["caption"]), 40, entry["file"])
+
     def test_every_picture_says_what_to_look_at(self):
         for entry in self.listed["picture"]:
             self.assertGreater(len(entry["caption"]), 40, entry["file"])
@@ -330,7 +356,7 @@ class CommittedGallery(InFolder):
 
     def test_all_pictures_can_be_rendered_and_the_page_shows_them(self):
         tiny = []
-        for table in ("pinhole", "picture"):
+        for table in ("pinhole", "picture", "lens"):
             for entry in self.listed[table]:
                 given = entry.get("arguments", [])
                 for option in ("--size", "--samples"):

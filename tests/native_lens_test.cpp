@@ -1,5 +1,6 @@
 /// Lenses of cameras, there and back again.
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <gtest/gtest.h>
@@ -103,6 +104,62 @@ TEST(CameraLens, RaysAloneGiveThePlaces) {
   const Trip trip = there_and_back(*shifted.lens);
   EXPECT_EQ(trip.found, columns * rows);
   EXPECT_LT(trip.worst, 1e-9);
+}
+
+/// Wherever a direction is said to be in the frame, the frame looks there: some projections make places up for what lies
+/// beyond.
+TEST(CameraLens, NoPlaceIsMadeUp) {
+  for (const std::string camera :
+       {"Radial Shift Pincushion", "Radial Shift Barrel", "Fisheye Power 2", "Fisheye Power 0.5", "Spherical 180", "Panoramic",
+        "Advanced Panorama", "Immersive", "Perspective", "Overscan", "Dual", "Four-up", "Skybox Cross", "Stereo Convergence"}) {
+    const OpenLens open(camera, standin::Eye::left);
+    std::vector<LensDirection> directions;
+    for (int i = 0; i < 40000; ++i) {
+      const double up = 1.0 - (i + 0.5) / 20000.0;
+      const double level = std::sqrt(1.0 - up * up);
+      directions.push_back({{level * std::sin(2.4 * i), up, level * std::cos(2.4 * i)}, true});
+    }
+    std::vector<FramePlace> places(directions.size());
+    open.lens->locate(directions, places);
+    std::vector<LensDirection> seen(directions.size());
+    open.lens->look(places, seen);
+    int inside = 0;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      const auto& [s, t, found, part] = places[i];
+      if (!found || s < 0.0 || s > 1.0 || t < 0.0 || t > 1.0) continue;
+      ++inside;
+      ASSERT_TRUE(seen[i].found) << camera;
+      ASSERT_LT(length(seen[i].towards - directions[i].towards), 2e-4) << camera << ' ' << s << ' ' << t;
+    }
+    EXPECT_GT(inside, 100) << camera;
+  }
+}
+
+/// Places that were found from those of their neighbours are those that were found alone, whatever follows what.
+TEST(CameraLens, NeighboursDoNotMoveAPlace) {
+  for (const std::string camera : {"Skybox Cross", "Advanced Panorama Scales"}) {
+    const OpenLens open(camera);
+    const std::vector<FramePlace> places = places_over_the_frame();
+    std::vector<LensDirection> directions(places.size());
+    open.lens->look(places, directions);
+    // Turned a little, so that no place is where a search begins; every other row the other way round.
+    for (std::size_t i = 0; i < directions.size(); ++i)
+      directions[i].towards = normalized(directions[i].towards + standin::Vec3{0.011, -0.007, 0.005});
+    for (int row = 0; row < rows; row += 2)
+      std::reverse(directions.begin() + row * columns, directions.begin() + (row + 1) * columns);
+    std::vector<FramePlace> together(directions.size());
+    open.lens->locate(directions, together);
+    int found = 0;
+    for (std::size_t i = 0; i < directions.size(); ++i) {
+      FramePlace alone;
+      open.lens->locate({&directions[i], 1}, {&alone, 1});
+      ASSERT_EQ(together[i].found, alone.found) << camera << ' ' << i;
+      if (!alone.found) continue;
+      ++found;
+      EXPECT_LT(std::hypot(together[i].s - alone.s, together[i].t - alone.t), 1e-8) << camera << ' ' << i;
+    }
+    EXPECT_GT(found, columns * rows / 3) << camera;
+  }
 }
 
 /// The eyes of a stereo camera share the frame, and the views of others do: of several places, one that looks there.

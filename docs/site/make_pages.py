@@ -413,7 +413,7 @@ def sphere_script(file):
 
 
 def read_pictures(listed, folder):
-    """The pictures that exist, in the list's order, with their sizes; and the pinhole pictures by file."""
+    """The pictures that exist, in the list's order, with their sizes; the pinhole pictures by file; and those of lenses."""
 
     def present(entries):
         for entry in entries:
@@ -423,7 +423,7 @@ def read_pictures(listed, folder):
                 yield {**entry, "width": width, "height": height, "try_line": line, "try_more": more}
 
     pinholes = {entry["file"]: entry for entry in present(listed.get("pinhole", []))}
-    return list(present(listed.get("picture", []))), pinholes
+    return list(present(listed.get("picture", []))), pinholes, list(present(listed.get("lens", [])))
 
 
 # --- Putting it together.
@@ -480,10 +480,13 @@ def make_pages(module, tool, output, pages_folder):
         raise PageError(f"{pages_folder}: no page is about {quoted(without_page)}")
 
     listed = tomllib.loads((ROOT / "samples" / "gallery.toml").read_text(encoding="utf-8"))
+    homeless = [entry["file"] for entry in listed.get("lens", []) if entry.get("page") not in DEVELOPER_PAGES]
+    if homeless:
+        raise PageError(f"samples/gallery.toml: there is no page of docs/ for {quoted(homeless)}")
     unseen = without_picture(listed, page_of, registered)
     if unseen:
         raise PageError(f"samples/gallery.toml: no picture shows {quoted(unseen)}")
-    pictures, pinholes = read_pictures(listed, output / "pictures")
+    pictures, pinholes, lenses = read_pictures(listed, output / "pictures")
     for entry in pictures:
         if entry.get("sphere"):
             write_if_changed(output / "pictures" / f"{entry['file']}.js", sphere_script(output / "pictures" / entry["file"]))
@@ -503,6 +506,7 @@ def make_pages(module, tool, output, pages_folder):
         "pages": pages,
         "developer_pages": developer,
         "pinholes": pinholes,
+        "lens_pictures": {page["slug"]: [entry for entry in lenses if entry["page"] == page["slug"]] for page in developer},
         "thumbnail_of": {server["server_name"]: first_picture(pictures, server["page"], server["server_name"]) for server in servers},
         "unregistered": [page for page in pages if not any(server in registered for server in page.servers)],
         "wide_picture": next((entry for entry in pictures if entry.get("wide")), None),

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numbers>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -23,6 +24,23 @@ constexpr double tolerance = 1e-9;
 constexpr double single_tolerance = 1e-6;
 
 bool is_single(double number) { return static_cast<double>(static_cast<float>(number)) == number; }
+
+/// Directions all around, at which it is found out whether the projection makes places up.
+constexpr int sphere_probes = 8192;
+/// Of directions, radians: more than any place is off.
+constexpr double astray = 1e-4;
+
+/// Evenly over the sphere. Formula: the Fibonacci lattice.
+std::vector<LensDirection> directions_all_around() {
+  std::vector<LensDirection> directions;
+  for (int i = 0; i < sphere_probes; ++i) {
+    const double up = 1.0 - (2.0 * i + 1.0) / sphere_probes;
+    const double level = std::sqrt(1.0 - up * up);
+    const double turn = i * std::numbers::pi * (3.0 - std::sqrt(5.0));
+    directions.push_back({{level * std::sin(turn), up, level * std::cos(turn)}, true});
+  }
+  return directions;
+}
 
 std::vector<FramePlace> probe_places(double s_offset, double t_offset) {
   std::vector<FramePlace> places;
@@ -103,7 +121,15 @@ CameraLens::CameraLens(standin::Session& session, const standin::FrameSetup& set
     if (!directions[i].found) continue;
     if (!again[i].found || !(length(again[i].towards - directions[i].towards) <= most_off)) projects_ = false;
   }
-  if (projects_) return;
+  if (projects_) {
+    const std::vector<LensDirection> around = directions_all_around();
+    std::vector<FramePlace> claimed(around.size());
+    project(around, claimed);
+    std::vector<FramePlace> true_ones = claimed;
+    drop_astray(around, true_ones);
+    strays_ = !std::ranges::equal(claimed, true_ones, {}, &FramePlace::found, &FramePlace::found);
+    return;
+  }
   inverse_ =
       std::make_unique<NumericalInverse>([this](auto at, auto to) { look(at, to); }, all_single ? single_tolerance : tolerance);
   std::vector<FramePlace> found(places.size());
@@ -123,6 +149,18 @@ void CameraLens::locate(std::span<const LensDirection> directions, std::span<Fra
     inverse_->locate(directions, places);
   else
     project(directions, places);
+  if (strays_) drop_astray(directions, places);
+}
+
+void CameraLens::drop_astray(std::span<const LensDirection> directions, std::span<FramePlace> places) const {
+  std::vector<LensDirection> seen(places.size());
+  look(places, seen);
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    const bool leads_back = seen[i].found && length(seen[i].towards - directions[i].towards) < astray;
+    const bool in_frame = places[i].s >= 0.0 && places[i].s <= 1.0 && places[i].t >= 0.0 && places[i].t <= 1.0;
+    // Beyond its frame a camera may have no rays, and places nevertheless.
+    if (places[i].found && !leads_back && (in_frame || seen[i].found)) places[i] = {};
+  }
 }
 
 void CameraLens::project(std::span<const LensDirection> directions, std::span<FramePlace> places) const {

@@ -32,6 +32,8 @@ class CameraLens final : public Lens {
   bool projects() const { return projects_; }
 
  private:
+  /// Takes away the places that do not look where they should.
+  void drop_astray(std::span<const LensDirection> directions, std::span<FramePlace> places) const;
   void project(std::span<const LensDirection> directions, std::span<FramePlace> places) const;
 
   standin::Session& session_;
@@ -41,6 +43,8 @@ class CameraLens final : public Lens {
   std::string name_;
   standin::Vec3 position_;
   bool projects_ = false;
+  /// Whether the projection gives places for directions that no place looks in.
+  bool strays_ = false;
   std::unique_ptr<NumericalInverse> inverse_;
   /// Why there is no place for a direction; empty where there is.
   std::string trouble_;

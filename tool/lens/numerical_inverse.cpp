@@ -26,6 +26,10 @@ constexpr double derivative_step = 1e-4;
 /// Nodes from which a place is looked for, the nearest first.
 constexpr std::size_t most_starts = 6;
 constexpr int most_steps = 30;
+/// Of directions that follow one another, every so many is looked for from a node, and those in between from its answers.
+constexpr std::size_t stride = 16;
+/// Between directions that follow one another like that: of a chord on the unit sphere.
+constexpr double longest_chord = 0.2;
 /// In frames: of one step, and of all of them together.
 constexpr double longest_step = 0.1;
 constexpr double longest_way = 0.3;
@@ -140,7 +144,40 @@ std::vector<FramePlace> places_outside() {
 }  // namespace
 
 struct NumericalInverse::Grid {
-  Grid(NodePoints of, double spacing_in_frames) : points(std::move(of)), tree(3, points), spacing(spacing_in_frames) {}
+  Grid(NodePoints of, double spacing_in_frames)
+      : points(std::move(of)),
+        tree(3, points),
+        spacing(spacing_in_frames),
+        node_at(static_cast<std::size_t>(nodes_inside) * nodes_inside) {
+    for (const Node& node : points.nodes)
+      if (is_inside({node.s, node.t, true}))
+        node_at[place_of(static_cast<std::size_t>(node.s * nodes_inside), static_cast<std::size_t>(node.t * nodes_inside))] =
+            &node;
+  }
+  Grid(const Grid&) = delete;
+  Grid& operator=(const Grid&) = delete;
+
+  static std::size_t place_of(std::size_t column, std::size_t row) { return row * nodes_inside + column; }
+
+  /// How the direction changes with a place within the frame, between the nodes around it; false where one of these is none.
+  bool derivatives(double s, double t, Vec3& by_s, Vec3& by_t) const {
+    const double x = std::clamp(s * nodes_inside - 0.5, 0.0, nodes_inside - 1.0 - 1e-9);
+    const double y = std::clamp(t * nodes_inside - 0.5, 0.0, nodes_inside - 1.0 - 1e-9);
+    const auto column = static_cast<std::size_t>(x);
+    const auto row = static_cast<std::size_t>(y);
+    const std::array around{node_at[place_of(column, row)], node_at[place_of(column + 1, row)],
+                            node_at[place_of(column, row + 1)], node_at[place_of(column + 1, row + 1)]};
+    if (std::ranges::find(around, nullptr) != around.end()) return false;
+    const double right = x - static_cast<double>(column);
+    const double up = y - static_cast<double>(row);
+    const auto between = [&](Vec3 Node::*which) {
+      return (around[0]->*which * (1.0 - right) + around[1]->*which * right) * (1.0 - up) +
+             (around[2]->*which * (1.0 - right) + around[3]->*which * right) * up;
+    };
+    by_s = between(&Node::by_s);
+    by_t = between(&Node::by_t);
+    return true;
+  }
 
   /// Whether a place that looks there can be a neighbour of the node: without such a node there is no such place either.
   bool is_near(const Node& node, double squared_distance) const {
@@ -151,6 +188,8 @@ struct NumericalInverse::Grid {
   NodePoints points;
   NodeTree tree;
   double spacing;
+  /// Within the frame, by rows; null where the lens is not smooth.
+  std::vector<const Node*> node_at;
 };
 
 NumericalInverse::NumericalInverse(Look look, double tolerance)
@@ -167,9 +206,12 @@ void NumericalInverse::locate(std::span<const LensDirection> directions, std::sp
   std::vector<Search> going_on;
   std::vector<FramePlace> asked;
   std::vector<LensDirection> seen;
-  const auto begin = [&](const Grid& grid, std::size_t start) {
+  for (std::vector<Search>* each : {&searches, &going_on}) each->reserve(directions.size());
+  asked.reserve(directions.size());
+  seen.reserve(directions.size());
+  const auto begin = [&](const Grid& grid, std::size_t start, std::size_t every) {
     searches.clear();
-    for (std::size_t i = 0; i < directions.size(); ++i) {
+    for (std::size_t i = 0; i < directions.size(); i += every) {
       if (!directions[i].found || (places[i].found && is_inside(places[i]))) continue;
       const Vec3 wanted = directions[i].towards;
       const std::array<double, 3> point{wanted.x, wanted.y, wanted.z};
@@ -189,7 +231,7 @@ void NumericalInverse::locate(std::span<const LensDirection> directions, std::sp
       double s = 0.0;
       double t = 0.0;
       if (dot(node.towards, wanted) <= 0.0 || !search.step_for(search.off_before, s, t)) continue;
-      const double shorter = std::min(1.0, longest_step / std::hypot(s, t));
+      const double shorter = std::min(1.0, longest_step / std::sqrt(s * s + t * t));
       search.at = {node.s + s * shorter, node.t + t * shorter, true};
       searches.push_back(search);
     }
@@ -217,9 +259,11 @@ void NumericalInverse::locate(std::span<const LensDirection> directions, std::sp
     double s = 0.0;
     double t = 0.0;
     if (!search.step_for(off, s, t)) return false;
-    const double step = std::hypot(s, t);
+    const double step = std::sqrt(s * s + t * t);
     const double shorter = std::min(1.0, longest_step / step);
-    if (std::hypot(search.at.s - search.start.s, search.at.t - search.start.t) > longest_way) return false;
+    const double way_s = search.at.s - search.start.s;
+    const double way_t = search.at.t - search.start.t;
+    if (way_s * way_s + way_t * way_t > longest_way * longest_way) return false;
     search.before = search.at;
     search.off_before = off;
     search.at = {search.at.s + s * shorter, search.at.t + t * shorter, true};
@@ -227,8 +271,39 @@ void NumericalInverse::locate(std::span<const LensDirection> directions, std::sp
     if (!places[search.index].found || is_inside(search.at)) places[search.index] = search.at;
     return false;
   };
-  const auto solve = [&](const Grid& grid, std::size_t start) {
-    begin(grid, start);
+  /// Begins between places that were found for the directions before and after.
+  const auto begin_between = [&] {
+    searches.clear();
+    for (std::size_t first = 0; first + stride < directions.size(); first += stride) {
+      const FramePlace& before = places[first];
+      const FramePlace& after = places[first + stride];
+      if (!before.found || !after.found || !is_inside(before) || !is_inside(after)) continue;
+      const Vec3 from = directions[first].towards;
+      const Vec3 chord = directions[first + stride].towards - from;
+      const double squared = dot(chord, chord);
+      if (!(squared > 0.0) || squared > longest_chord * longest_chord) continue;
+      // Of a direction's several places, these two may be different ones.
+      Vec3 by_s;
+      Vec3 by_t;
+      if (!inside_->derivatives(before.s, before.t, by_s, by_t)) continue;
+      const Vec3 foreseen = by_s * (after.s - before.s) + by_t * (after.t - before.t);
+      if (length(foreseen - chord) > 0.5 * length(chord)) continue;
+      for (std::size_t i = first + 1; i < first + stride; ++i) {
+        if (!directions[i].found) continue;
+        const Vec3 wanted = directions[i].towards;
+        const double along = dot(wanted - from, chord) / squared;
+        Search search;
+        search.index = i;
+        search.at = {before.s + (after.s - before.s) * along, before.t + (after.t - before.t) * along, true};
+        if (!is_inside(search.at) || !inside_->derivatives(search.at.s, search.at.t, by_s, by_t)) continue;
+        search.start = search.before = search.at;
+        std::tie(search.across, search.up) = axes_across(wanted);
+        search.change = {dot(by_s, search.across), dot(by_t, search.across), dot(by_s, search.up), dot(by_t, search.up)};
+        searches.push_back(search);
+      }
+    }
+  };
+  const auto finish = [&] {
     for (int step = 0; step < most_steps && !searches.empty(); ++step) {
       asked.clear();
       for (const Search& search : searches) asked.push_back(search.at);
@@ -240,11 +315,20 @@ void NumericalInverse::locate(std::span<const LensDirection> directions, std::sp
       std::swap(searches, going_on);
     }
   };
-  for (std::size_t start = 0; start < most_starts; ++start) solve(*inside_, start);
+  const auto solve = [&](const Grid& grid, std::size_t start, std::size_t every) {
+    begin(grid, start, every);
+    finish();
+  };
+  if (directions.size() > 2 * stride) {
+    for (std::size_t start = 0; start < most_starts; ++start) solve(*inside_, start, stride);
+    begin_between();
+    finish();
+  }
+  for (std::size_t start = 0; start < most_starts; ++start) solve(*inside_, start, 1);
   bool all_found = true;
   for (std::size_t i = 0; i < directions.size(); ++i) all_found = all_found && (!directions[i].found || places[i].found);
   if (all_found) return;
-  for (std::size_t start = 0; start < most_starts; ++start) solve(*outside_, start);
+  for (std::size_t start = 0; start < most_starts; ++start) solve(*outside_, start, 1);
 }
 
 }  // namespace tool
