@@ -106,6 +106,8 @@ class Writer final : public tool::PictureWriter {
 class Picture final : public tool::LargePicture {
  public:
   explicit Picture(const std::string& file) : file_(file), name_(file), cache_(OIIO::ImageCache::create(false)) {
+    // The reader that does not make threads wait for one another.
+    OIIO::attribute("openexr:core", 1);
     cache_->attribute("max_memory_MB", most_megabytes);
     cache_->attribute("autotile", rows_at_once);
     cache_->attribute("unassociatedalpha", 1);
