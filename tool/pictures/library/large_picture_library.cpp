@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <future>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -113,18 +114,25 @@ class Writer final : public tool::PictureWriter {
     if (!output_->set_ioproxy(&proxy_) || !output_->open("picture." + format, layout)) fail();
   }
   ~Writer() override {
+    if (writing_.valid()) writing_.wait();
     if (output_) output_->close();
   }
 
+  /// They are written while the next ones are made: a failure is thrown by the call after this one.
   void write_rows(std::span<const float> samples) override {
-    const std::size_t row = static_cast<std::size_t>(layout_.width) * static_cast<std::size_t>(layout_.nchannels);
-    const int end = next_ + static_cast<int>(samples.size() / row);
-    if (!output_->write_scanlines(next_, end, 0, OIIO::TypeDesc::FLOAT, samples.data())) fail();
-    proxy_.throw_if_failed();
-    next_ = end;
+    if (writing_.valid()) writing_.get();
+    rows_.assign(samples.begin(), samples.end());
+    writing_ = std::async(std::launch::async, [this] {
+      const std::size_t row = static_cast<std::size_t>(layout_.width) * static_cast<std::size_t>(layout_.nchannels);
+      const int end = next_ + static_cast<int>(rows_.size() / row);
+      if (!output_->write_scanlines(next_, end, 0, OIIO::TypeDesc::FLOAT, rows_.data())) fail();
+      proxy_.throw_if_failed();
+      next_ = end;
+    });
   }
 
   void finish() override {
+    if (writing_.valid()) writing_.get();
     const bool closed = output_->close();
     proxy_.throw_if_failed();
     if (!closed) fail();
@@ -141,11 +149,15 @@ class Writer final : public tool::PictureWriter {
   std::unique_ptr<OIIO::ImageOutput> output_;
   OIIO::ImageSpec layout_;
   int next_ = 0;
+  std::vector<float> rows_;
+  std::future<void> writing_;
 };
 
 class Picture final : public tool::LargePicture {
  public:
   explicit Picture(const std::string& file) : file_(file), name_(file), cache_(OIIO::ImageCache::create(false)) {
+    // The reader that does not make threads wait for one another.
+    OIIO::attribute("openexr:core", 1);
     cache_->attribute("max_memory_MB", most_megabytes);
     cache_->attribute("autotile", rows_at_once);
     cache_->attribute("unassociatedalpha", 1);
