@@ -209,6 +209,18 @@ TEST_F(Reproject, TheFormStays) {
   }
 }
 
+TEST_F(Reproject, EveryCompressionIsRead) {
+  for (const std::string compression : {"none", "rle", "zip", "zips", "piz", "pxr24", "b44", "b44a", "dwaa", "dwab"}) {
+    OIIO::ImageSpec layout(64, 32, 4, OIIO::TypeDesc::HALF);
+    layout.attribute("compression", compression);
+    write(compression + ".exr", layout);
+    const Outcome outcome =
+        reproject(compression + ".exr", compression + "2.exr", "--from equirectangular --to perspective:60deg --size 20x10");
+    ASSERT_EQ(outcome.exit_code, 0) << compression << ": " << outcome.output;
+    EXPECT_NEAR(read(out(compression + "2.exr")).getchannel(10, 5, 0, 3), 0.5F, 0.01F) << compression;
+  }
+}
+
 /// Each view as if it were alone and its eye were given.
 TEST_F(Reproject, BothEyesGoThroughLensesOfTheirOwn) {
   const std::string camera = "Stereo Convergence";

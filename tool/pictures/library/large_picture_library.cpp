@@ -153,11 +153,19 @@ class Writer final : public tool::PictureWriter {
   std::future<void> writing_;
 };
 
+/// Whether OpenImageIO may take its newer reader of EXR files, in which threads do not wait for one another. That one does not
+/// know the compressions DWAA and DWAB.
+int has_newer_reader(const std::string& file) {
+  OIIO::attribute("openexr:core", 0);
+  const auto input = OIIO::ImageInput::open(file);
+  if (!input) OIIO::geterror();
+  return input && !std::string(input->spec().get_string_attribute("compression")).starts_with("dwa") ? 1 : 0;
+}
+
 class Picture final : public tool::LargePicture {
  public:
   explicit Picture(const std::string& file) : file_(file), name_(file), cache_(OIIO::ImageCache::create(false)) {
-    // The reader that does not make threads wait for one another.
-    OIIO::attribute("openexr:core", 1);
+    OIIO::attribute("openexr:core", has_newer_reader(file));
     cache_->attribute("max_memory_MB", most_megabytes);
     cache_->attribute("autotile", rows_at_once);
     cache_->attribute("unassociatedalpha", 1);
