@@ -61,7 +61,8 @@ def faults_of(file):
 
 def tests_of(file):
     # What cameras share is tested with the cameras.
-    own = sorted(path.stem for path in (list((ROOT / file.parent).glob("*_test.cpp")) or ROOT.glob("cameras/*/*_cam_test.cpp")))
+    of_camera = list((ROOT / file.parent).glob("*_cam_test.cpp")) or list(ROOT.glob("cameras/*/*_cam_test.cpp"))
+    own = sorted({path.stem for path in [*of_camera, *(ROOT / file.parent).glob("*_test.cpp")]})
     return [*own, *(name for name in COMMON_TESTS if name not in own)]
 
 
