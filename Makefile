@@ -58,8 +58,10 @@ checked = windows native address thread fuzz
 check: packages
 	@$(MAKE) --no-print-directory --jobs 2 $(checked:%=test-%)
 
-# Of the native build what is not tested with the sanitizers as well; of the one for threads what has several.
+# Of the native build what is not tested with the sanitizers as well; of the one for threads what has several. Wine is set up
+# here: it says so, which the first test would take for what the tool says.
 $(checked:%=build-%): build-%:
+	$(if $(filter windows,$*),cmake/run-wine.sh cmd /c exit)
 	cmake --preset $*
 	NINJA_STATUS='$* [%f/%t] ' cmake --build --preset $* --parallel $$(nproc) $(if $(filter native thread,$*),--target $*_tests)
 
@@ -68,13 +70,6 @@ $(checked:%=test-%): test-%: build-%
 
 # Some of them take the shipped module.
 test-native: build-windows
-
-# Wine says that it is being set up, which the first test would take for what the tool says.
-.PHONY: wine-prefix
-wine-prefix: packages
-	cmake/run-wine.sh cmd /c exit
-
-test-native test-windows: wine-prefix
 
 bench: module
 	cmake --build --preset native --target camera_bench baking_bench renderer_bench
