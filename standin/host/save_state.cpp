@@ -40,15 +40,10 @@ Number from_big_endian(const std::uint8_t* bytes) {
 
 template <class Number>
 std::string to_text(Number value) {
+  if constexpr (std::is_floating_point_v<Number>) return shortest(value);
+  if constexpr (std::is_signed_v<Number>) return std::to_string(static_cast<long long>(value));
   std::array<char, 64> text{};
-  std::to_chars_result result{};
-  if constexpr (std::is_floating_point_v<Number>)
-    return shortest(value);
-  else if constexpr (std::is_signed_v<Number>)
-    result = std::to_chars(text.data(), text.data() + text.size(), static_cast<long long>(value));
-  else
-    result = std::to_chars(text.data(), text.data() + text.size(), static_cast<unsigned long long>(value), 16);
-  return {text.data(), result.ptr};
+  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), static_cast<unsigned long long>(value), 16).ptr};
 }
 
 template <class Number>

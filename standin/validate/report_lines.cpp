@@ -4,8 +4,6 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "standin/scene/number_text.h"
-
 namespace standin::validate {
 namespace {
 
@@ -44,7 +42,5 @@ std::vector<std::vector<std::string>> read_report(const std::filesystem::path& f
   }
   return lines;
 }
-
-std::string exact(double number) { return shortest(number); }
 
 }  // namespace standin::validate

@@ -30,7 +30,4 @@ class ReportWriter {
 /// The complete lines so far, each split into its words; none without a file.
 std::vector<std::vector<std::string>> read_report(const std::filesystem::path& file);
 
-/// A number so that reading it gives the same again.
-std::string exact(double number);
-
 }  // namespace standin::validate

@@ -14,6 +14,7 @@
 #include "sdk/handlers.h"
 #include "standin/host/host.h"
 #include "standin/host/module.h"
+#include "standin/scene/number_text.h"
 #include "standin/validate/call_log.h"
 #include "standin/validate/context.h"
 #include "standin/validate/report_lines.h"
@@ -66,7 +67,7 @@ int run_all(const std::vector<std::string>& words) {
     context.numbers["seconds"] = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (const std::size_t untold = context.untold_failures(); untold > 0)
       report.line("failure", "and " + std::to_string(untold) + " more");
-    for (const auto& [name, value] : context.numbers) report.line("number", name, exact(value));
+    for (const auto& [name, value] : context.numbers) report.line("number", name, standin::shortest(value));
     report.line("digest", std::to_string(context.digest));
     report.line("end", server);
   }

@@ -136,9 +136,17 @@ void add_missing_objects(const CameraOptions& options, const standin::Scene& sce
   if (options.strict) placed_layers(scene, warnings.lines());
 }
 
+std::string camera_text(const standin::Item& camera, const standin::FrameSetup& setup) {
+  return "camera \"" + camera.name + "\" (" + server_text(setup) + ")";
+}
+
+std::string server_text(const standin::FrameSetup& setup) {
+  return setup.server_name.empty() ? "the host's own" : setup.server_name;
+}
+
 void add_eye_without_effect(standin::Session& session, const standin::FrameSetup& setup, standin::Eye eye, Warnings& warnings) {
   if (eye == standin::Eye::centre) return;
-  if (same_rays(probe_frame(session, setup, standin::Eye::centre), probe_frame(session, setup, eye)))
+  if (see_the_same(session, setup, standin::Eye::centre, eye))
     warnings.add("this camera has one eye: what --eye left and --eye right show is the same");
 }
 

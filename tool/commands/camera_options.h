@@ -57,6 +57,10 @@ struct CameraOptions {
 /// Adds what is missing for a command that needs none of the objects itself: its files are looked for only if it is strict.
 void add_missing_objects(const CameraOptions& options, const standin::Scene& scene, Warnings& warnings);
 
+/// For a person, a camera with the server that gives its rays: camera "Front" (QuorinFisheyeCam). And the server alone.
+std::string camera_text(const standin::Item& camera, const standin::FrameSetup& setup);
+std::string server_text(const standin::FrameSetup& setup);
+
 /// Adds a warning when the module gives the same rays for the eye as for the centre.
 void add_eye_without_effect(standin::Session& session, const standin::FrameSetup& setup, standin::Eye eye, Warnings& warnings);
 

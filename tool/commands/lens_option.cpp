@@ -157,8 +157,7 @@ PictureSize size_of(const LensChoice& choice, const LensChoice& from, PictureSiz
 }
 
 bool OpenLens::has_two_eyes() const {
-  return session != nullptr &&
-         !same_rays(probe_frame(*session, setup, standin::Eye::left), probe_frame(*session, setup, standin::Eye::right));
+  return session != nullptr && !see_the_same(*session, setup, standin::Eye::left, standin::Eye::right);
 }
 
 std::unique_ptr<Lens> OpenLens::of_another_eye(standin::Eye other) const {
@@ -218,14 +217,13 @@ OpenLens open_lens(const LensChoice& choice, const CameraOptions& options, std::
   if (!(setup.film_width > 0.0 && setup.film_height > 0.0))
     throw std::runtime_error("camera \"" + item.name + "\" has a film without a size; give it one in the scene");
   opened.server = setup.server_name;
-  const std::string server = setup.server_name.empty() ? "the host's own" : setup.server_name;
   const bool of_scene = choice.kind == LensChoice::Kind::scene_camera;
   if (!of_scene && setup.server_name != choice.server && choice.server != standin::own_camera_name)
     throw std::runtime_error("the module has no camera server \"" + choice.server +
                              R"("; "ovicam info" lists those that it has)");
   if (of_scene) warnings.add(scene);
   warnings.add(*opened.session);
-  const std::string name = of_scene ? "camera \"" + item.name + "\" (" + server + ")" : "the camera server " + server;
+  const std::string name = of_scene ? camera_text(item, setup) : "the camera server " + server_text(setup);
   opened.lens = std::make_unique<CameraLens>(*opened.session, setup, eye, name);
   if (of_scene) opened.pose = standin::with_unit_axes(scene.world_pose(item, setup.start_seconds));
   return opened;

@@ -197,13 +197,9 @@ class Rendering {
     return size;
   }
 
-  std::string camera_name() const {
-    return "camera \"" + item_.name + "\" (" + (setup_.server_name.empty() ? "the host's own" : setup_.server_name) + ")";
-  }
-
   void check_eyes() {
-    if (same_rays(probe_frame(*session_, setup_, standin::Eye::left), probe_frame(*session_, setup_, standin::Eye::right))) {
-      throw std::runtime_error("--packing " + arguments_.packing + ": " + camera_name() +
+    if (see_the_same(*session_, setup_, standin::Eye::left, standin::Eye::right)) {
+      throw std::runtime_error("--packing " + arguments_.packing + ": " + camera_text(item_, setup_) +
                                " shows the same to both eyes; choose a camera whose eyes stand apart, or leave --packing out");
     }
   }
@@ -212,7 +208,7 @@ class Rendering {
 
   void look_ahead() {
     auto ahead = std::make_unique<HalfAheadSession>(
-        std::move(session_), [this](double seconds) { return pose_at(seconds); }, camera_name());
+        std::move(session_), [this](double seconds) { return pose_at(seconds); }, camera_text(item_, setup_));
     half_ahead_ = ahead.get();
     session_ = std::move(ahead);
     setup_ = session_->begin_frame(frames_.first());

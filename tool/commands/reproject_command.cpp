@@ -104,13 +104,12 @@ struct Plan {
   }
 };
 
-/// For players, where the lens makes a panorama for all eyes.
-std::vector<std::pair<std::string, std::string>> panorama_of(const OpenLens& lens, const std::vector<EyePicture>& eyes,
-                                                             PictureSize size, const std::optional<Packing>& packing) {
+/// For players, where what all the panes show is a panorama.
+std::vector<std::pair<std::string, std::string>> panorama_of(const std::vector<Pane>& panes, PictureSize size,
+                                                             const std::optional<Packing>& packing) {
   std::optional<PanoramaCover> cover;
-  for (const EyePicture& each : eyes) {
-    const std::unique_ptr<Lens> of_eye = lens.of_another_eye(each.eye);
-    const auto found = panorama_cover(of_eye ? *of_eye : *lens.lens);
+  for (const Pane& pane : panes) {
+    const auto found = panorama_cover(pane.lenses.to());
     if (!found || (cover && cover != found)) return {};
     cover = found;
   }
@@ -162,7 +161,7 @@ void reproject(const ReprojectArguments& arguments) {
                   pictures.names,
                   !plan.packing,
                   {{"ovicam/tool", OVICAM_VERSION}, {"ovicam/reproject/from", from_name}, {"ovicam/reproject/to", to_name}},
-                  panorama_of(to, pictures.eyes, of_eye, plan.packing)};
+                  panorama_of(panes, of_eye, plan.packing)};
   if (plan.packing) form.facts.emplace_back("ovicam/packing", name_of(*plan.packing));
   const auto writer = picture->create(bytes, form);
   const PaneReport report = write_panes(panes, size, pictures.channels.size(), *writer);

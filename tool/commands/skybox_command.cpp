@@ -134,21 +134,26 @@ struct SkyboxArguments {
   double film_height = standin::CameraSettings().aperture_height;
 };
 
-/// All six are written before the first is renamed, so that there are never some without the others.
-void write_files(const SkyboxArguments& arguments, const StoredPicture& picture, const CubePicture& cube,
-                 const std::array<CubeFace, 6>& faces) {
-  const int side = arguments.face_pixels;
-  const std::filesystem::path folder = arguments.folder;
-  const std::string extension = std::filesystem::path(arguments.picture).extension().string();
+std::string pixels_text(int width, int height) { return std::to_string(width) + 'x' + std::to_string(height) + " pixels"; }
+
+std::string extension_of(const SkyboxArguments& arguments) {
+  return std::filesystem::path(arguments.picture).extension().string();
+}
+
+/// `bytes_of` gives what a face's file holds, and `text_of` what a person reads of it. All six are written before the first is
+/// renamed, so that there are never some without the others.
+template <class BytesOf, class TextOf>
+void write_files(const SkyboxArguments& arguments, const std::array<CubeFace, 6>& faces, BytesOf bytes_of, TextOf text_of) {
   std::array<std::unique_ptr<NewFile>, 6> files;
   for (std::size_t i = 0; i < faces.size(); ++i) {
-    files[i] = std::make_unique<NewFile>(folder / (std::string(faces[i].name) + extension));
-    files[i]->write(picture.file_of(side, side, cube.side(faces[i].side, side)));
+    files[i] = std::make_unique<NewFile>(std::filesystem::path(arguments.folder) /
+                                         (std::string(faces[i].name) + extension_of(arguments)));
+    files[i]->write(bytes_of(faces[i]));
     files[i]->complete();
   }
   for (std::size_t i = 0; i < faces.size(); ++i) {
     files[i]->finish();
-    std::cout << faces[i].name << ": " << side << 'x' << side << " pixels -> " << files[i]->name().string() << '\n';
+    std::cout << faces[i].name << ": " << text_of(faces[i]) << " -> " << files[i]->name().string() << '\n';
   }
 }
 
@@ -165,13 +170,12 @@ void write_one_picture(const SkyboxArguments& arguments, const StoredPicture& pi
     for (std::size_t row = 0; row < side; ++row)
       std::copy_n(&pixels[row * face_row], face_row, &samples[first + row * picture_row]);
   }
-  const std::string extension = std::filesystem::path(arguments.picture).extension().string();
-  NewFile file(std::filesystem::path(arguments.folder) / (arguments.output_layout + extension));
+  NewFile file(std::filesystem::path(arguments.folder) / (arguments.output_layout + extension_of(arguments)));
   const int width = arguments.face_pixels * layout.columns;
   const int height = arguments.face_pixels * layout.rows;
   file.write(picture.file_of(width, height, samples));
   file.finish();
-  std::cout << arguments.output_layout << ": " << width << 'x' << height << " pixels -> " << file.name().string() << '\n';
+  std::cout << arguments.output_layout << ": " << pixels_text(width, height) << " -> " << file.name().string() << '\n';
 }
 
 /// Writes the faces as squares of the same size.
@@ -179,10 +183,16 @@ void write_squares(const SkyboxArguments& arguments, const StoredPicture& pictur
                    const CubeLayout& wanted) {
   const CubePicture cube(picture,
                          views_of(arguments.picture, picture.width(), picture.height(), arguments.film_height, of_frame));
-  if (wanted.is_one_picture())
+  if (wanted.is_one_picture()) {
     write_one_picture(arguments, picture, cube, wanted);
-  else  // By the same names, and turned as they are in the frame, where the frame is only taken apart.
-    write_files(arguments, picture, cube, arguments.output_layout == "separate" ? of_frame.faces : wanted.faces);
+    return;
+  }
+  const int side = arguments.face_pixels;
+  // By the same names, and turned as they are in the frame, where the frame is only taken apart.
+  write_files(
+      arguments, arguments.output_layout == "separate" ? of_frame.faces : wanted.faces,
+      [&](const CubeFace& face) { return picture.file_of(side, side, cube.side(face.side, side)); },
+      [&](const CubeFace&) { return pixels_text(side, side); });
 }
 
 void split(const SkyboxArguments& arguments) {
@@ -208,21 +218,13 @@ void split(const SkyboxArguments& arguments) {
     write_squares(arguments, picture, layout, order);
     return;
   }
-  const std::string extension = std::filesystem::path(arguments.picture).extension().string();
-  std::array<std::unique_ptr<NewFile>, 6> files;
-  const auto& faces = layout.faces;
-  // All six are written before the first is renamed, so that there are never some without the others.
-  for (std::size_t i = 0; i < faces.size(); ++i) {
-    files[i] = std::make_unique<NewFile>(std::filesystem::path(arguments.folder) / (std::string(faces[i].name) + extension));
-    files[i]->write(picture.file_of_part(cell_of(grid, faces[i])));
-    files[i]->complete();
-  }
-  for (std::size_t i = 0; i < faces.size(); ++i) {
-    files[i]->finish();
-    const PixelBox cell = cell_of(grid, faces[i]);
-    std::cout << faces[i].name << ": " << cell.width << 'x' << cell.height << " pixels from column " << cell.left << ", row "
-              << cell.top << " -> " << files[i]->name().string() << '\n';
-  }
+  write_files(
+      arguments, layout.faces, [&](const CubeFace& face) { return picture.file_of_part(cell_of(grid, face)); },
+      [&](const CubeFace& face) {
+        const PixelBox cell = cell_of(grid, face);
+        return pixels_text(cell.width, cell.height) + " from column " + std::to_string(cell.left) + ", row " +
+               std::to_string(cell.top);
+      });
 }
 
 /// An axis of the world, such as "+X".

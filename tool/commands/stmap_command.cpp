@@ -111,11 +111,6 @@ struct LensFrame {
   PictureMetadata metadata;
 };
 
-std::string camera_text(const standin::Item& item, const standin::FrameSetup& setup) {
-  const std::string server = setup.server_name.empty() ? "the host's own" : setup.server_name;
-  return "camera \"" + item.name + "\" (" + server + ")";
-}
-
 /// Opens a camera of the scene. There is one host in a process: where there is one already, `elsewhere` opens it in another.
 LensFrame open_camera(const CameraOptions& options, const standin::Scene& scene, int frame, const std::string& size,
                       standin::Eye eye, bool elsewhere, Warnings& warnings) {

@@ -26,4 +26,8 @@ bool same_rays(const std::vector<standin::RayAnswer>& some, const std::vector<st
   });
 }
 
+bool see_the_same(standin::Session& session, const standin::FrameSetup& setup, standin::Eye one, standin::Eye other) {
+  return same_rays(probe_frame(session, setup, one), probe_frame(session, setup, other));
+}
+
 }  // namespace tool
