@@ -5,7 +5,7 @@
 #   make check     builds and runs every test, on this machine with sanitizers and, for the shipped module, under Wine
 #   make package   what users get: build/package/OviCam-VERSION-win64.zip, with the module, its reference and samples
 #   make tool-package   the tool for other Debian machines: build/package/ovicam-VERSION-linux-x86_64.tar.gz
-#   make fuzz      feeds random input to every reader, FUZZ_SECONDS (600) each; what makes one fail is in build/fuzz
+#   make fuzz      feeds random input to every reader, FUZZ_SECONDS (600) each; what makes one fail is in build/address/tests/fuzz
 #   make soak      renders thousands of frames through every camera, and watches memory and handles
 #   make mutants   makes small faults in the module's sources and counts those that no test notices
 #   make bench     how fast the cameras and the renderer are, on this machine and under Wine: docs/performance.md;
@@ -51,10 +51,11 @@ tool-package: module
 	cmake --build --preset windows --target ovicam-ray-service ovicam-validate-runner
 	cmake/make_tool_package.py
 
-checked = windows native address thread fuzz
+checked = windows native address thread
 .PHONY: $(checked:%=build-%) $(checked:%=test-%)
 
-# Two builds at a time, each with its tests behind it: where one waits for a link or for Wine, the other has the cores.
+# Two builds at a time, each with its tests behind it: where one waits for a link, for Wine or for a browser, the other has the
+# cores.
 check: packages
 	@$(MAKE) --no-print-directory --jobs 2 $(checked:%=test-%)
 
@@ -66,7 +67,7 @@ $(checked:%=build-%): build-%:
 	NINJA_STATUS='$* [%f/%t] ' cmake --build --preset $* --parallel $$(nproc) $(if $(filter native thread,$*),--target $*_tests)
 
 $(checked:%=test-%): test-%: build-%
-	ctest --preset $* --parallel $$(nproc) $(if $(filter native,$*),--label-regex native)
+	ctest --preset $* --parallel $$(($$(nproc) + 1)) $(if $(filter native,$*),--label-regex native)
 
 # Some of them take the shipped module.
 test-native: build-windows
@@ -79,10 +80,10 @@ bench: module
 FUZZ_SECONDS ?= 600
 
 fuzz: packages
-	cmake --preset fuzz -DOVICAM_FUZZ_SECONDS=$(FUZZ_SECONDS)
-	cmake --build --preset fuzz
-	ctest --preset fuzz --parallel $$(nproc) --timeout $$(($(FUZZ_SECONDS) + 600))
-	cmake --preset fuzz -DOVICAM_FUZZ_SECONDS=20
+	cmake --preset address -DOVICAM_FUZZ_SECONDS=$(FUZZ_SECONDS)
+	cmake --build --preset address --target fuzzers
+	ctest --preset address --label-regex fuzz --parallel $$(nproc) --timeout $$(($(FUZZ_SECONDS) + 600))
+	cmake --preset address -DOVICAM_FUZZ_SECONDS=20
 
 soak: module
 	cmake --build --preset native --target camera_soak

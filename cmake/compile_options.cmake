@@ -29,16 +29,14 @@ set(OVICAM_SANITIZE "" CACHE STRING "Sanitizers of the native build, for example
 add_library(ovicam_protection INTERFACE)
 if(NOT WIN32)
   target_link_options(ovicam_protection INTERFACE -Wl,-z,relro,-z,now)
-  if(NOT OVICAM_SANITIZE AND NOT OVICAM_FUZZ)
+  if(NOT OVICAM_SANITIZE)
     target_compile_options(ovicam_protection INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
   endif()
 endif()
 
 if(OVICAM_SANITIZE)
   target_compile_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE} -fno-omit-frame-pointer
-                                                  -fno-sanitize-recover=all
-                         # What the sanitizers add makes GCC 12 suspect its own standard library.
-                         -Wno-maybe-uninitialized)
+                                                  -fno-sanitize-recover=all)
   target_link_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE})
 endif()
 

@@ -150,7 +150,7 @@ TEST(CubeLayouts, CrossesAreUnfoldedWithoutTearing) {
     int found = 0;
     for (const CubeFace& a : layout(name).faces) {
       for (const CubeFace& b : layout(name).faces) {
-        const auto same = [&](Vec3 on_a, Vec3 on_b) {
+        const auto same = [&, name = name](Vec3 on_a, Vec3 on_b) {
           ++found;
           EXPECT_TRUE(a.side.forward + on_a == b.side.forward + on_b) << name << ' ' << a.name << ' ' << b.name;
         };

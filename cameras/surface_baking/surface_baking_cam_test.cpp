@@ -21,10 +21,8 @@
 #include "tests/support/service_override.h"
 #include "tests/support/stage.h"
 
-#ifdef __SANITIZE_ADDRESS__
-/// An allocation that is refused is part of what is tested here.
+/// For the address sanitizer, where there is one: an allocation that is refused is part of what is tested here.
 extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }  // NOLINT
-#endif
 
 namespace surface_baking_cam_test {
 

@@ -87,10 +87,11 @@ void attribute_consequences(std::vector<Result>& results) {
     const bool all_follow = std::ranges::all_of(result.failures, [&](const std::string& failure) {
       return counts_the_rest(failure) || follows(failure, result, as_found);
     });
-    const auto first = std::ranges::stable_partition(
-        result.failures, [&](const std::string& failure) { return !all_follow && !follows(failure, result, as_found); });
-    result.consequences.insert(result.consequences.end(), first.begin(), first.end());
-    result.failures.erase(first.begin(), first.end());
+    const auto first = std::stable_partition(result.failures.begin(), result.failures.end(), [&](const std::string& failure) {
+      return !all_follow && !follows(failure, result, as_found);
+    });
+    result.consequences.insert(result.consequences.end(), first, result.failures.end());
+    result.failures.erase(first, result.failures.end());
   }
 }
 

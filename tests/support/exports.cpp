@@ -128,6 +128,9 @@ std::vector<std::string> imports_of(const FileBytes& file) { return dynamic_symb
 /// stands before the first length tells whose namespace the name is in.
 bool is_foreign(const std::string& exported) {
   if (!exported.starts_with("_Z")) return exported.starts_with("__");
+  // The types of functions, by which a sanitizer sees who calls one as what it is not.
+  if (exported.starts_with("_ZTIF") || exported.starts_with("_ZTSF")) return true;
+  if (exported.starts_with("_ZN9__gnu_cxx")) return true;
   return exported.substr(0, exported.find_first_of("0123456789")).find("St") != std::string::npos;
 }
 

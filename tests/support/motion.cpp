@@ -45,7 +45,9 @@ LongPose pose_told_by_host(LWItemID item, double start_seconds, double duration_
   const double step = duration_seconds / static_cast<double>(count);
   const LongPose from = pose_told_by_host(item, start_seconds + static_cast<double>(first) * step);
   const LongPose to = pose_told_by_host(item, start_seconds + static_cast<double>(first + 1) * step);
-  const auto blend = [&](LongVector LongPose::*vector) { return from.*vector * (1.0L - share) + to.*vector * share; };
+  const auto blend = [&, share = share](LongVector LongPose::*vector) {
+    return from.*vector * (1.0L - share) + to.*vector * share;
+  };
   return {blend(&LongPose::position), blend(&LongPose::right), blend(&LongPose::up), blend(&LongPose::forward)};
 }
 
@@ -63,7 +65,7 @@ ItemPose pose_at(const std::vector<ItemPose>& samples, double fractional_time) {
   const auto [first, share] = sample_blend(samples.size(), fractional_time);
   const ItemPose& from = samples[first];
   const ItemPose& to = samples[first + 1];
-  const auto blend = [&](Vec3 ItemPose::*vector) {
+  const auto blend = [&, share = share](Vec3 ItemPose::*vector) {
     return rounded(LongVector(from.*vector) * (1.0L - share) + LongVector(to.*vector) * share);
   };
   return {blend(&ItemPose::position), blend(&ItemPose::right), blend(&ItemPose::up), blend(&ItemPose::forward)};
