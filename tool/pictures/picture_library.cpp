@@ -9,8 +9,9 @@ namespace tool {
 
 void* picture_library_function(const char* name, const std::filesystem::path& file) {
   static const auto library = standin::program_file("ovicam-pictures.so");
-  // It is never unloaded: the libraries behind it leave threads and functions for the process's end.
-  static void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  // It is never unloaded: the libraries behind it leave threads and functions for the process's end. Of what those 200 could
+  // call little is called: looking all of it up beforehand would take a fifth of the time of a small picture's command.
+  static void* const handle = dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL);
   void* function = handle != nullptr ? dlsym(handle, name) : nullptr;
   if (function == nullptr) {
     const char* reason = dlerror();
