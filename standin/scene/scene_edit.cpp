@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "standin/scene/file_error.h"
@@ -41,10 +40,10 @@ std::vector<double> numbers_after_keyword(std::string_view line) {
   line = trimmed(line.substr(first_word(line).size()));
   while (!line.empty()) {
     const std::string_view word = first_word(line);
-    double number = 0.0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-    if (error != std::errc() || end != word.data() + word.size()) break;
-    numbers.push_back(number);
+    std::string_view after = word;
+    const std::optional<double> number = take_number(after);
+    if (!number || !after.empty()) break;
+    numbers.push_back(*number);
     line = trimmed(line.substr(word.size()));
   }
   return numbers;
