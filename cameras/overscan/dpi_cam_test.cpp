@@ -65,6 +65,17 @@ TEST_F(DpiCamera, PixelAspectCountsForTheOtherSide) {
   EXPECT_EQ(calculated_text(), " 2666 x 1000");
 }
 
+/// A print has one size, whatever frame the host is at.
+TEST_F(DpiCamera, PixelAspectIsThatAtTheScenesStart) {
+  using standin::Span;
+  stage.host.camera("Other 2").pixel_aspect = standin::Envelope{{{2.0, 0.0, Span::linear, {}}, {4.0, 1.0, Span::linear, {}}}};
+  select(2);
+  print(100, false, 0.254, 0.0);
+  EXPECT_EQ(calculated_text(), " 1000 x 375");
+  camera->new_time(31, 1.0);
+  EXPECT_EQ(calculated_text(), " 1000 x 375");
+}
+
 TEST_F(DpiCamera, WholePixelsAreNotCutByRounding) {
   select(2);
   // An inch, ten inches, a centimetre and a half: 0.1 of a pixel keeps them.
