@@ -145,7 +145,7 @@ struct Item {
 struct ReadingNotes {
   std::vector<std::string> warnings;
 
-  friend bool operator==(const ReadingNotes&, const ReadingNotes&) { return true; }
+  friend bool operator==(const ReadingNotes& /*one*/, const ReadingNotes& /*other*/) { return true; }
 };
 
 /// A scene as its file describes it. Frames per second are never 0.

@@ -68,7 +68,7 @@ bool is_empty(const StoredPicture& picture, const PixelBox& cell) {
   const PixelBox inner{cell.left + 1, cell.top + 1, cell.width - 2, cell.height - 2};
   if (!has_room(inner)) return true;
   const std::vector<float> samples = picture.samples(inner);
-  for (std::size_t i = static_cast<std::size_t>(picture.alpha_channel()); i < samples.size(); i += picture.channels().size())
+  for (auto i = static_cast<std::size_t>(picture.alpha_channel()); i < samples.size(); i += picture.channels().size())
     if (samples[i] > 0.0F) return false;
   return true;
 }

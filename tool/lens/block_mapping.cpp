@@ -85,10 +85,10 @@ BlockMapping::BlockMapping(const Points& points, PixelBox block, int frame_width
   // What bends one way and then the other can be right in the very middle of a cell, but not in those beside it.
   for (int row = 0; row < cells_down_; ++row) {
     for (int column = 0; column < cells_across_; ++column) {
-      Cell& cell = cells_[static_cast<std::size_t>(row * cells_across_ + column)];
+      Cell& cell = cells_[index_of(column, row)];
       for (int j = std::max(row - 1, 0); j <= std::min(row + 1, cells_down_ - 1); ++j)
         for (int i = std::max(column - 1, 0); i <= std::min(column + 1, cells_across_ - 1); ++i)
-          if (imprecise[static_cast<std::size_t>(j * cells_across_ + i)]) cell.is_smooth = false;
+          if (imprecise[index_of(i, j)]) cell.is_smooth = false;
       smooth_ = smooth_ || cell.is_smooth;
     }
   }

@@ -58,6 +58,9 @@ class BlockMapping {
   void positions(std::size_t cell, std::span<float> columns, std::span<float> rows) const;
 
  private:
+  std::size_t index_of(int column, int row) const {
+    return static_cast<std::size_t>(row) * static_cast<std::size_t>(cells_across_) + static_cast<std::size_t>(column);
+  }
   const PicturePoint& node(int column, int row) const;
   /// Whether the nodes around a cell lie in one part. Sets that, and how its pixels follow one another.
   bool is_in_one_part(Cell& cell, int column, int row) const;

@@ -181,7 +181,7 @@ class Reprojection::Pixels {
     for (int row = 0; row < cell.pixels.height; ++row) {
       float* to = samples + static_cast<std::size_t>(row) * line;
       for (int column = 0; column < cell.pixels.width; ++column, to += of_.channels_) {
-        const auto number = static_cast<std::size_t>(row * BlockMapping::cell_pixels + column);
+        const std::size_t number = static_cast<std::size_t>(row) * BlockMapping::cell_pixels + static_cast<std::size_t>(column);
         for (std::size_t channel = 0; channel < of_.channels_; channel += 4) {
           Four sum{};
           if (count == 1) {
@@ -289,6 +289,7 @@ class Reprojection::Pixels {
     of_.from_.look(places, directions);
     of_.from_.locate(directions, places);
     std::vector<PicturePoint> points;
+    points.reserve(places.size());
     for (const FramePlace& each : places) points.push_back(of_.point_at(each));
     for (int part = 0; part < static_cast<int>(of_.parts_.size()); ++part) {
       if (part == part_) continue;
@@ -550,7 +551,9 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
     // And what is lost in rounding.
     const double beside = (std::abs(cell.across_column) + std::abs(cell.down_column)) / 2.0 + 0.01;
     const double above = (std::abs(cell.across_row) + std::abs(cell.down_row)) / 2.0 + 0.01;
-    const auto [column, row] = mapping.base(cell.part);
+    const auto [first_column, first_row] = mapping.base(cell.part);
+    const auto column = static_cast<float>(first_column);
+    const auto row = static_cast<float>(first_row);
     Extent& extent = extents[static_cast<std::size_t>(cell.part)];
     extent.add(column + left - beside, row + top - above);
     extent.add(column + right + beside, row + bottom + above);

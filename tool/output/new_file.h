@@ -39,7 +39,7 @@ class NewFile final : public RandomOutput {
 
  private:
   struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
 
   std::filesystem::path prepared_unfinished() const;

@@ -106,8 +106,10 @@ std::vector<float> CubePicture::side(const CubeSide& side, int width_pixels) con
       for (int column = 0; column < width_pixels; ++column) {
         std::ranges::fill(pixel, 0.0);
         for (int sample = 0; sample < samples * samples; ++sample) {
-          const double right = (column * samples + sample % samples + 0.5) * step - 1.0;
-          const double up = 1.0 - (row * samples + sample / samples + 0.5) * step;
+          const int across = column * samples + sample % samples;
+          const int down = row * samples + sample / samples;
+          const double right = (across + 0.5) * step - 1.0;
+          const double up = 1.0 - (down + 0.5) * step;
           const Vec3 direction = side.forward + side.right * right + side.up * up;
           std::ranges::fill(here, 0.0);
           double all = 0.0;
