@@ -37,7 +37,7 @@ endif()
 if(OVICAM_SANITIZE)
   target_compile_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE} -fno-omit-frame-pointer
                                                   -fno-sanitize-recover=all
-                         # Also of those builds that have the precompiled headers from a compiler cache.
+                         # A compiler cache may bring precompiled headers back older than the same headers are now.
                          "SHELL:-Xclang -fno-pch-timestamp")
   target_link_options(ovicam_options INTERFACE -fsanitize=${OVICAM_SANITIZE})
 endif()

@@ -195,9 +195,9 @@ def main():
     try:
         for index, (file, fault) in enumerate(faults, 1):
             # Most faults are noticed by what takes no time.
-            quick = {name: seconds[name] < 1.0 for name in tests_of(file)}
-            groups = [[name for name in quick if quick[name]], [name for name in quick if not quick[name]]]
-            result = notice(file, fault, [group for group in groups if group])
+            quick = [name for name in tests_of(file) if seconds[name] < 1.0]
+            slow = [name for name in tests_of(file) if name not in quick]
+            result = notice(file, fault, [group for group in (quick, slow) if group])
             text = {None: "does not compile", True: "noticed", False: "MISSED"}[result]
             print(f"{index}/{len(faults)} {file}:{fault[0] + 1}: {fault[2]}: {text}", flush=True)
             if result is None:

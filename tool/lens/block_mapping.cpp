@@ -143,8 +143,7 @@ bool BlockMapping::is_precise(const Cell& cell, int column, int row, std::span<c
     return asked.found && asked.part == cell.part && std::abs(interpolated.column - asked.column) <= column_error &&
            std::abs(interpolated.row - asked.row) <= row_error;
   };
-  const auto number =
-      static_cast<std::size_t>(row) * static_cast<std::size_t>(cells_across_) + static_cast<std::size_t>(column);
+  const auto number = index_of(column, row);
   return is_right(centre, middles[number]) && is_right(lines[1], edges[number]) &&
          is_right(lines[2], edges[number + static_cast<std::size_t>(cells_across_)]);
 }
