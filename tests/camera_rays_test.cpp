@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/camera_facts.h"
+#include "tests/support/exports.h"
 #include "tests/support/lens_stage.h"
 #include "tests/support/motion.h"
 
@@ -217,6 +218,38 @@ TEST_P(CameraRays, LoadedEnvelopesReachTheRaysWithTheNextTime) {
   if (!has_words) EXPECT_EQ(sight_of(*camera), before);
   camera->new_time(1, 0.5);
   other->new_time(1, 0.5);
+  EXPECT_EQ(sight_of(*camera), sight_of(*other));
+}
+
+class ReadValues : public CameraRays {};
+
+/// Perspective works out its optics once for a frame, and the rays of immersive depend on no value.
+std::vector<CameraFacts> cameras_whose_rays_have_the_values_read_last() {
+  std::vector<CameraFacts> cameras = test_support::all_cameras();
+  std::erase_if(cameras, [](const CameraFacts& camera) {
+    return camera.channels.empty() || camera.name_space == "PerspectiveCam" || camera.name_space == "ImmersiveCam";
+  });
+  return cameras;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ReadValues, testing::ValuesIn(cameras_whose_rays_have_the_values_read_last()),
+                         [](const auto& camera) { return camera.param.server_name; });
+
+TEST_P(ReadValues, ReachTheRaysAsThoseOfANewTime) {
+  auto* const read_values = stage.module.library().find_as<void(LWInstance, double)>(
+      test_support::exported_name(facts.name_space, "get_vpValues", "Pvd").c_str());
+  ASSERT_NE(read_values, nullptr);
+  read_values(nullptr, 0.5);
+  const auto camera = create();
+  const auto other = create();
+  begin(*camera);
+  begin(*other);
+  const auto before = sight_of(*camera);
+  set_values(*camera);
+  set_values(*other);
+  read_values(camera->raw(), 0.5);
+  other->new_time(1, 0.5);
+  EXPECT_NE(sight_of(*camera), before);
   EXPECT_EQ(sight_of(*camera), sight_of(*other));
 }
 
