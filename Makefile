@@ -73,7 +73,7 @@ $(checked:%=test-%): test-%: build-%
 test-native: build-windows
 
 bench: module
-	cmake --build --preset native --target camera_bench baking_bench renderer_bench
+	cmake --build --preset native --target camera_bench baking_bench renderer_bench reprojection_bench
 	cmake --build --preset windows --target camera_bench baking_bench ovicam-ray-service
 	bench/run_bench.py $(if $(AGAINST),--against $(AGAINST))
 

@@ -24,6 +24,7 @@ ROOT = Path(__file__).resolve().parent.parent
 RUN_WINE = ROOT / "cmake/run-wine.sh"
 FEWEST_PROCESSES = 20
 BAKING_PROCESSES = 3
+REPROJECTION_PROCESSES = 2
 SECONDS_FOR_A_PROCESS = 300
 
 
@@ -76,6 +77,10 @@ def measure(builds, processes, groups):
                 for build in builds:
                     output_of(build.command("baking_bench", baked), scratch)
                     keep_least(least[build.name], json.loads(baked.read_text(encoding="utf-8")))
+            # No module takes part in it.
+            for _ in tqdm(range(REPROJECTION_PROCESSES), desc="reprojection", unit="round", leave=False, disable=None):
+                program = builds[0].folder / "reprojection_bench"
+                keep_least(least[builds[0].name], json.loads(output_of([program], scratch)))
     return least
 
 
@@ -168,8 +173,8 @@ def write(file, text):
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Measures the cameras, the baking camera and the renderer.")
-    parser.add_argument("groups", nargs="*", help="groups of camera_bench (default: all, the baking camera and the renderer)")
+    parser = argparse.ArgumentParser(description="Measures the cameras, the baking camera, reprojections and the renderer.")
+    parser.add_argument("groups", nargs="*", help="groups of camera_bench (default: all, and everything else)")
     parser.add_argument("--against", type=Path, help="another module, measured in turns with the one of its build")
     parser.add_argument("--processes", type=int, default=FEWEST_PROCESSES, help="for each build (default: %(default)s)")
     parser.add_argument("--output", type=Path, default=ROOT / "build/bench", help="folder (default: %(default)s)")

@@ -1,9 +1,11 @@
 /// The six sides of a cube in one picture: which way they are turned, and pictures seen through them.
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <memory>
 #include <set>
 #include <string>
@@ -276,6 +278,46 @@ std::vector<Sized> all_lenses(const standin::ItemPose& pose, bool is_source) {
   lenses.push_back({std::make_unique<Fisheye180Lens>(pose, shape), width, height});
   lenses.push_back({std::make_unique<PerspectiveLens>(pose, 1.6, 1.0 / shape), width, height});
   return lenses;
+}
+
+/// Whether any place of a grid over the rectangle, edges and corners with it, looks anywhere.
+bool looks_somewhere(const Lens& lens, const FramePart& within) {
+  std::vector<FramePlace> places;
+  constexpr int steps = 12;
+  for (int row = 0; row <= steps; ++row)
+    for (int column = 0; column <= steps; ++column)
+      places.push_back({std::lerp(within.left, within.right, static_cast<double>(column) / steps),
+                        std::lerp(within.bottom, within.top, static_cast<double>(row) / steps), true});
+  std::vector<LensDirection> directions(places.size());
+  lens.look(places, directions);
+  return std::ranges::any_of(directions, &LensDirection::found);
+}
+
+TEST(Lens, IsBlankOnlyWhereItLooksNowhere) {
+  const CubeLens cross = cube_map("cross");
+  const CubeLens sky = skybox("cross", 640, 480);
+  const Fisheye180Lens fisheye({}, 16.0 / 9.0);
+  const Fisheye180Lens upright({}, 0.5);
+  const LensInPose turned_fisheye(fisheye, turned(0.7, 0.2));
+  const EquirectangularLens all_round({});
+  for (const Lens* lens : std::initializer_list<const Lens*>{&cross, &sky, &fisheye, &upright, &turned_fisheye, &all_round}) {
+    int blank = 0;
+    int blank_and_known = 0;
+    for (const double size : {0.004, 0.03, 0.11}) {
+      for (double bottom = -0.05; bottom < 1.0; bottom += 0.043) {
+        for (double left = -0.05; left < 1.0; left += 0.043) {
+          const FramePart within{left, left + size, bottom, bottom + size};
+          const bool looks = looks_somewhere(*lens, within);
+          EXPECT_FALSE(looks && lens->is_blank(within)) << lens->description() << ' ' << left << ' ' << bottom << ' ' << size;
+          blank += looks ? 0 : 1;
+          blank_and_known += !looks && lens->is_blank(within) ? 1 : 0;
+        }
+      }
+    }
+    // All of it, but for what a grid oversees.
+    EXPECT_GE(blank_and_known, blank * 99 / 100) << lens->description();
+    EXPECT_EQ(blank > 100, lens != &all_round) << lens->description();
+  }
 }
 
 TEST(CubeLens, DirectionsStayWhatTheyAreBetweenEveryPair) {

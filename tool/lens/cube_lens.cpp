@@ -49,6 +49,13 @@ void CubeLens::locate(std::span<const LensDirection> directions, std::span<Frame
   }
 }
 
+bool CubeLens::is_blank(const FramePart& within) const {
+  return std::ranges::none_of(cells_, [&](const CubeCell& cell) {
+    return within.right >= cell.left - rounding && within.left <= cell.right + rounding &&
+           within.top >= cell.bottom - rounding && within.bottom <= cell.top + rounding;
+  });
+}
+
 std::vector<FramePart> CubeLens::parts() const {
   std::vector<FramePart> parts;
   for (const CubeCell& cell : cells_) parts.push_back({cell.left, cell.right, cell.bottom, cell.top});

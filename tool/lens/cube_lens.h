@@ -19,6 +19,7 @@ class CubeLens final : public Lens {
   void look(std::span<const FramePlace> places, std::span<LensDirection> directions) const override;
   void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const override;
   std::vector<FramePart> parts() const override;
+  bool is_blank(const FramePart& within) const override;
   standin::Vec3 position() const override { return pose_.position; }
   std::string description() const override { return description_; }
 

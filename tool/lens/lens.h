@@ -54,6 +54,12 @@ class Lens {
   /// frame is one picture. Threads: any.
   virtual std::vector<FramePart> parts() const { return {}; }
 
+  /// Whether all of a rectangle is known to look nowhere, without asking for each place. Threads: any.
+  virtual bool is_blank(const FramePart& within) const {
+    static_cast<void>(within);
+    return false;
+  }
+
   /// Where the lens stands, metres.
   virtual standin::Vec3 position() const = 0;
   /// For a person, as what it is: "the perspective of 90 degrees".

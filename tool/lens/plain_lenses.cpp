@@ -33,7 +33,7 @@ void EquirectangularLens::locate(std::span<const LensDirection> directions, std:
   for (std::size_t i = 0; i < directions.size(); ++i) {
     const Vec3 v = pose_.direction_from_world(directions[i].towards);
     const double azimuth = std::atan2(v.x, v.z);
-    places[i] = {0.5 + azimuth / span_radians_, 0.5 + std::atan2(v.y, std::hypot(v.x, v.z)) / half_turn,
+    places[i] = {0.5 + azimuth / span_radians_, 0.5 + std::atan2(v.y, std::sqrt(v.x * v.x + v.z * v.z)) / half_turn,
                  directions[i].found && std::abs(azimuth) <= span_radians_ / 2.0 * edge};
   }
 }
@@ -50,10 +50,12 @@ void Fisheye180Lens::look(std::span<const FramePlace> places, std::span<LensDire
   for (std::size_t i = 0; i < places.size(); ++i) {
     const double x = (2.0 * places[i].s - 1.0) * half_width_;
     const double y = (2.0 * places[i].t - 1.0) * half_height_;
-    const double radius = std::hypot(x, y);
+    const double radius = std::sqrt(x * x + y * y);
+    directions[i] = {};
+    if (!places[i].found || !(radius <= edge)) continue;
     const double angle = radius * quarter_turn;
     const double across = radius > 0.0 ? std::sin(angle) / radius : 0.0;
-    directions[i] = {pose_.direction_to_world({x * across, y * across, std::cos(angle)}), places[i].found && radius <= edge};
+    directions[i] = {pose_.direction_to_world({x * across, y * across, std::cos(angle)}), true};
   }
 }
 
@@ -66,6 +68,12 @@ void Fisheye180Lens::locate(std::span<const LensDirection> directions, std::span
     places[i] = {0.5 + v.x * scale / (2.0 * half_width_), 0.5 + v.y * scale / (2.0 * half_height_),
                  directions[i].found && radius <= edge};
   }
+}
+
+bool Fisheye180Lens::is_blank(const FramePart& within) const {
+  const double x = (2.0 * std::clamp(0.5, within.left, within.right) - 1.0) * half_width_;
+  const double y = (2.0 * std::clamp(0.5, within.bottom, within.top) - 1.0) * half_height_;
+  return std::hypot(x, y) > edge;
 }
 
 void LensInPose::look(std::span<const FramePlace> places, std::span<LensDirection> directions) const {

@@ -36,6 +36,7 @@ class Fisheye180Lens final : public Lens {
 
   void look(std::span<const FramePlace> places, std::span<LensDirection> directions) const override;
   void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const override;
+  bool is_blank(const FramePart& within) const override;
   standin::Vec3 position() const override { return pose_.position; }
   std::string description() const override { return "fisheye180"; }
 
@@ -55,6 +56,7 @@ class LensInPose final : public Lens {
   void look(std::span<const FramePlace> places, std::span<LensDirection> directions) const override;
   void locate(std::span<const LensDirection> directions, std::span<FramePlace> places) const override;
   std::vector<FramePart> parts() const override { return lens_.parts(); }
+  bool is_blank(const FramePart& within) const override { return lens_.is_blank(within); }
   standin::Vec3 position() const override { return {}; }
   std::string description() const override { return lens_.description(); }
 

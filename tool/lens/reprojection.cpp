@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <tbb/parallel_for.h>
+#include <utility>
 
 #include "tool/pictures/cube_cells.h"
 #include "tool/pictures/linear_light.h"
@@ -98,18 +99,18 @@ struct Reprojection::Footprint {
   void for_each(Use use) const {
     if (!points.empty()) {
       for (const PicturePoint& point : points)
-        if (point.found) use(point.part, point.column, point.row, 1.0 / static_cast<double>(points.size()));
+        if (point.found) use(point.part, point.column, point.row, 1.0F / static_cast<float>(points.size()));
       return;
     }
     const int across = samples_across();
     const int down = samples_down();
-    const double weight = 1.0 / (static_cast<double>(across) * down);
+    const float share = 1.0F / static_cast<float>(across * down);
     for (int i = 0; i < down; ++i) {
       for (int j = 0; j < across; ++j) {
         const double x = (j + 0.5) / across - 0.5;
         const double y = (i + 0.5) / down - 0.5;
         use(middle.part, middle.column + across_column * x + down_column * y, middle.row + across_row * x + down_row * y,
-            weight);
+            share);
       }
     }
   }
@@ -138,9 +139,12 @@ class Reprojection::Pixels {
   int left() const { return left_; }
   int top() const { return top_; }
 
-  void read(Reprojection& from) {
-    // Four numbers are read at once, whatever the pixel has.
-    samples_.resize(count() + 4);
+  /// Numbers that it needs: four are read at once, whatever a pixel has.
+  std::size_t storage_count() const { return count() + 4; }
+
+  /// `storage` must outlive this.
+  void read(Reprojection& from, std::span<float> storage) {
+    samples_ = storage;
     const int above = std::clamp(box_.top, top_, top_ + rows_ - 1);
     const int below = std::clamp(box_.top + box_.height, above + 1, top_ + rows_);
     const bool round = of_.edges_.goes_round;
@@ -212,23 +216,14 @@ class Reprojection::Pixels {
     return over + (under - over) * to_bottom;
   }
 
-  void add(double column, double row, double weight, std::span<float> sum) const {
-    const double x = column - left_;
-    const double y = row - top_;
-    // Not below 0.
-    const auto first = static_cast<std::size_t>(x);
-    const auto above = static_cast<std::size_t>(y);
-    const auto to_right = static_cast<float>(x - static_cast<double>(first));
-    const auto to_bottom = static_cast<float>(y - static_cast<double>(above));
-    const auto share = static_cast<float>(weight);
-    const std::size_t line = static_cast<std::size_t>(columns_) * of_.channels_;
-    const float* const upper = &samples_[above * line + first * of_.channels_];
-    const float* const lower = upper + line;
-    const std::array<float, 4> weights{share * (1.0F - to_right) * (1.0F - to_bottom), share * to_right * (1.0F - to_bottom),
-                                       share * (1.0F - to_right) * to_bottom, share * to_right * to_bottom};
-    for (std::size_t channel = 0; channel < of_.channels_; ++channel)
-      sum[channel] += weights[0] * upper[channel] + weights[1] * upper[of_.channels_ + channel] + weights[2] * lower[channel] +
-                      weights[3] * lower[of_.channels_ + channel];
+  /// A share of all channels there; the place counts from the picture's first pixel.
+  void add(double column, double row, float share, std::span<float> sum) const {
+    const auto x = static_cast<float>(column - left_);
+    const auto y = static_cast<float>(row - top_);
+    for (std::size_t channel = 0; channel < sum.size(); channel += 4) {
+      const Four four = at(x, y, channel) * share;
+      for (std::size_t i = 0; i < std::min<std::size_t>(4, sum.size() - channel); ++i) sum[channel + i] += four[i];
+    }
   }
 
  private:
@@ -248,9 +243,9 @@ class Reprojection::Pixels {
   /// Pixels of the picture, to where that column lies here.
   void read_stored(Reprojection& from, const PixelBox& stored, int column) {
     if (stored.width == columns_) {
-      from.read(stored, std::span(samples_).subspan(
-                            place(column, stored.top),
-                            static_cast<std::size_t>(stored.width) * static_cast<std::size_t>(stored.height) * of_.channels_));
+      from.read(stored,
+                samples_.subspan(place(column, stored.top), static_cast<std::size_t>(stored.width) *
+                                                                static_cast<std::size_t>(stored.height) * of_.channels_));
       return;
     }
     const std::size_t line = static_cast<std::size_t>(stored.width) * of_.channels_;
@@ -342,7 +337,7 @@ class Reprojection::Pixels {
   int top_;
   int columns_;
   int rows_;
-  std::vector<float> samples_;
+  std::span<float> samples_;
 };
 
 Reprojection::Reprojection(const PicturePixels& picture, const Lens& from, const Lens& to, int to_width, int to_height)
@@ -357,6 +352,8 @@ Reprojection::Reprojection(const PicturePixels& picture, const Lens& from, const
       edges_(edges_of(from)) {
   for (const auto& [left, right, bottom, top] : from.parts())
     parts_.push_back(whole_pixels(left, right, bottom, top, width_, height_));
+  for (const auto& [left, right, bottom, top] : to.parts())
+    to_parts_.push_back(whole_pixels(left, right, bottom, top, to_width_, to_height_));
   has_parts_ = !parts_.empty();
   if (!has_parts_) parts_.push_back({0, 0, width_, height_});
   const std::size_t row = static_cast<std::size_t>(width_) * channels_;
@@ -396,6 +393,12 @@ void Reprojection::read(const PixelBox& box, std::span<float> samples) {
   if (picture_.is_srgb()) make_linear(samples, channels_, picture_.alpha_channel());
 }
 
+/// Whether no pixel of the new frame, nor its neighbours, sees anything, as far as is known at once.
+bool Reprojection::is_blank(const PixelBox& box) const {
+  return to_.is_blank({(box.left - 1.0) / to_width_, (box.left + box.width + 1.0) / to_width_,
+                       1.0 - (box.top + box.height + 1.0) / to_height_, 1.0 - (box.top - 1.0) / to_height_});
+}
+
 PicturePoint Reprojection::point_at(const FramePlace& place) const {
   if (!place.found) return {};
   const int part = has_parts_ ? place.part : 0;
@@ -411,12 +414,21 @@ PicturePoint Reprojection::point_at(const FramePlace& place) const {
 
 std::vector<PicturePoint> Reprojection::points(std::span<const FramePlace> seen_at) const {
   std::vector<LensDirection> directions(seen_at.size());
-  std::vector<FramePlace> places(seen_at.size());
   to_.look(seen_at, directions);
-  from_.locate(directions, places);
-  std::vector<PicturePoint> points;
-  points.reserve(places.size());
-  for (const FramePlace& place : places) points.push_back(point_at(place));
+  std::vector<PicturePoint> points(seen_at.size());
+  // Much of a frame may see nothing, and that is quickly told.
+  std::vector<std::size_t> numbers;
+  numbers.reserve(directions.size());
+  std::vector<LensDirection> found;
+  found.reserve(directions.size());
+  for (std::size_t i = 0; i < directions.size(); ++i) {
+    if (!directions[i].found) continue;
+    numbers.push_back(i);
+    found.push_back(directions[i]);
+  }
+  std::vector<FramePlace> places(found.size());
+  from_.locate(found, places);
+  for (std::size_t i = 0; i < places.size(); ++i) points[numbers[i]] = point_at(places[i]);
   return points;
 }
 
@@ -424,14 +436,17 @@ void Reprojection::move_near(PicturePoint& point, double column) const {
   if (edges_.goes_round) point.column -= std::round((point.column - column) / width_) * width_;
 }
 
-std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block, std::optional<double> near_column) const {
+std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block, int to_part,
+                                                              std::optional<double> near_column) const {
   const int stride = block.width + 2;
   const auto place = [&](double column, double row) {
-    return FramePlace{(column + 0.5) / to_width_, 1.0 - (row + 0.5) / to_height_, true};
+    return FramePlace{(column + 0.5) / to_width_, 1.0 - (row + 0.5) / to_height_, true, to_part};
   };
   std::vector<FramePlace> seen_at;
+  seen_at.resize(static_cast<std::size_t>(stride) * static_cast<std::size_t>(block.height + 2));
+  auto next_place = seen_at.begin();
   for (int row = -1; row <= block.height; ++row)
-    for (int column = -1; column <= block.width; ++column) seen_at.push_back(place(block.left + column, block.top + row));
+    for (int column = -1; column <= block.width; ++column) *next_place++ = place(block.left + column, block.top + row);
   std::vector<PicturePoint> grid = points(seen_at);
   const auto first = std::ranges::find_if(grid, &PicturePoint::found);
   if (first == grid.end()) return {};
@@ -503,22 +518,62 @@ std::vector<Reprojection::Footprint> Reprojection::footprints(PixelBox block, st
 }
 
 void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> samples) {
+  const auto output = [&](int column, int row) {
+    const std::size_t pixel = static_cast<std::size_t>(row - part.top) * static_cast<std::size_t>(part.width) +
+                              static_cast<std::size_t>(column - part.left);
+    return samples.data() + pixel * channels_;
+  };
+  const auto clear = [&](const PixelBox& box) {
+    for (int row = box.top; row < box.top + box.height; ++row)
+      std::fill_n(output(box.left, row), static_cast<std::size_t>(box.width) * channels_, 0.0F);
+  };
+  if (is_blank(block)) return clear(block);
+  const auto divide = [&](bool across, int at) {
+    PixelBox one = block;
+    PixelBox other = block;
+    (across ? one.width : one.height) = at;
+    (across ? other.width : other.height) -= at;
+    (across ? other.left : other.top) += at;
+    fill_block(one, part, samples);
+    fill_block(other, part, samples);
+  };
+  // Within a part, what its edge pixels see is as smooth as what lies inside.
+  int to_part = -1;
+  for (std::size_t i = 0; i < to_parts_.size(); ++i) {
+    const PixelBox& box = to_parts_[i];
+    const std::array from_left{box.left - block.left, box.left + box.width - block.left};
+    const std::array from_top{box.top - block.top, box.top + box.height - block.top};
+    if (from_left[0] >= block.width || from_left[1] <= 0 || from_top[0] >= block.height || from_top[1] <= 0) continue;
+    for (const int at : from_left)
+      if (at > 0 && at < block.width) return divide(true, at);
+    for (const int at : from_top)
+      if (at > 0 && at < block.height) return divide(false, at);
+    to_part = static_cast<int>(i);
+  }
+
   constexpr auto cell_width = static_cast<std::size_t>(BlockMapping::cell_pixels);
   constexpr std::size_t cell_size = cell_width * cell_width;
-  const BlockMapping mapping([this](auto places) { return points(places); }, block, to_width_, to_height_,
-                             edges_.goes_round ? width_ : 0.0);
+  const auto in_part = [&](std::span<const FramePlace> places) {
+    std::vector<FramePlace> own(places.begin(), places.end());
+    for (FramePlace& place : own) place.part = to_part;
+    return points(own);
+  };
+  const BlockMapping mapping(in_part, block, to_width_, to_height_, edges_.goes_round ? width_ : 0.0);
   const std::span<const BlockMapping::Cell> cells = mapping.cells();
   std::vector<RoughPixels> rough;
   if (!mapping.has_smooth_cells()) {
-    rough.push_back({block, footprints(block, {})});
+    rough.push_back({block, footprints(block, to_part, {})});
   } else {
     // Cells side by side are asked for at once.
     for (std::size_t i = 0; i < cells.size(); ++i) {
       if (cells[i].is_smooth) continue;
       PixelBox box = cells[i].pixels;
-      while (i + 1 < cells.size() && !cells[i + 1].is_smooth && cells[i + 1].pixels.top == box.top)
+      const bool blank = is_blank(box);
+      while (i + 1 < cells.size() && !cells[i + 1].is_smooth && cells[i + 1].pixels.top == box.top &&
+             is_blank(cells[i + 1].pixels) == blank)
         box.width += cells[++i].pixels.width;
-      rough.push_back({box, footprints(box, mapping.base(0).column)});
+      rough.push_back({box, {}});
+      if (!blank) rough.back().prints = footprints(box, to_part, mapping.base(0).column);
     }
   }
 
@@ -561,14 +616,13 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
   for (const auto& [box, prints] : rough) {
     for (const Footprint& print : prints) {
       if (!print.sees()) continue;
-      print.for_each(
-          [&](int of, double column, double row, double) { extents[static_cast<std::size_t>(of)].add(column, row); });
+      print.for_each([&](int of, double column, double row, float) { extents[static_cast<std::size_t>(of)].add(column, row); });
     }
   }
 
   std::vector<Pixels> pixels;
   std::vector<std::size_t> of_part(parts_.size());
-  std::size_t numbers = 0;
+  std::size_t needed = 0;
   for (std::size_t i = 0; i < extents.size(); ++i) {
     const Extent& extent = extents[i];
     if (!(extent.left <= extent.right)) continue;
@@ -576,40 +630,31 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
     pixels.emplace_back(*this, static_cast<int>(i), static_cast<int>(std::floor(extent.left)),
                         static_cast<int>(std::floor(extent.top)), static_cast<int>(std::floor(extent.right)) + 2,
                         static_cast<int>(std::floor(extent.bottom)) + 2);
-    numbers += pixels.back().count();
+    needed += pixels.back().storage_count();
   }
-  const auto output = [&](int column, int row) {
-    const std::size_t pixel = static_cast<std::size_t>(row - part.top) * static_cast<std::size_t>(part.width) +
-                              static_cast<std::size_t>(column - part.left);
-    return samples.subspan(pixel * channels_, channels_);
-  };
-  if (numbers > most_numbers && std::max(block.width, block.height) > least_block_pixels) {
-    const bool wide = block.width >= block.height;
-    const int half = (wide ? block.width : block.height) / 2;
-    PixelBox one = block;
-    PixelBox other = block;
-    (wide ? one.width : one.height) = half;
-    (wide ? other.width : other.height) -= half;
-    (wide ? other.left : other.top) += half;
-    fill_block(one, part, samples);
-    fill_block(other, part, samples);
-    return;
+  if (needed > most_numbers && std::max(block.width, block.height) > least_block_pixels) {
+    const bool is_wide = block.width >= block.height;
+    return divide(is_wide, (is_wide ? block.width : block.height) / 2);
   }
-  for (Pixels& each : pixels) each.read(*this);
+  // New memory for each block would cost as much as what is read into it.
+  std::vector<float> storage = std::exchange(spare_storage_.local(), {});
+  storage.resize(std::max(storage.size(), needed));
+  std::span<float> rest(storage);
+  for (Pixels& each : pixels) {
+    each.read(*this, rest.first(each.storage_count()));
+    rest = rest.subspan(each.storage_count());
+  }
   if (!pixels.empty()) seen_ = true;
   for (const auto& [box, prints] : rough) {
-    for (int row = 0; row < box.height; ++row) {
-      for (int column = 0; column < box.width; ++column) {
-        const std::span<float> sum = output(box.left + column, box.top + row);
-        std::ranges::fill(sum, 0.0F);
-        if (prints.empty()) continue;
-        const Footprint& print =
-            prints[static_cast<std::size_t>(row) * static_cast<std::size_t>(box.width) + static_cast<std::size_t>(column)];
-        if (!print.sees()) continue;
-        print.for_each([&](int of, double x, double y, double weight) {
-          pixels[of_part[static_cast<std::size_t>(of)]].add(x, y, weight, sum);
-        });
-      }
+    clear(box);
+    for (std::size_t i = 0; i < prints.size(); ++i) {
+      if (!prints[i].sees()) continue;
+      const int column = static_cast<int>(i) % box.width;
+      const int row = static_cast<int>(i) / box.width;
+      const std::span<float> sum(output(box.left + column, box.top + row), channels_);
+      prints[i].for_each([&](int of, double x, double y, float share) {
+        pixels[of_part[static_cast<std::size_t>(of)]].add(x, y, share, sum);
+      });
     }
   }
   for (std::size_t i = 0; i < cells.size(); ++i) {
@@ -619,9 +664,10 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
     const auto [column, row] = mapping.base(cell.part);
     for (float& each : of_cell(columns, i)) each += static_cast<float>(column - of.left());
     for (float& each : of_cell(rows, i)) each += static_cast<float>(row - of.top());
-    of.fill(cell, of_cell(columns, i), of_cell(rows, i), output(cell.pixels.left, cell.pixels.top).data(),
+    of.fill(cell, of_cell(columns, i), of_cell(rows, i), output(cell.pixels.left, cell.pixels.top),
             static_cast<std::size_t>(part.width) * channels_);
   }
+  spare_storage_.local() = std::move(storage);
 }
 
 }  // namespace tool

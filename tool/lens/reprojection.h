@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <span>
+#include <tbb/enumerable_thread_specific.h>
 #include <vector>
 
 #include "tool/lens/block_mapping.h"
@@ -47,10 +48,12 @@ class Reprojection {
   struct RoughPixels;
 
   void fill_block(PixelBox block, PixelBox part, std::span<float> samples);
+  bool is_blank(const PixelBox& box) const;
   PicturePoint point_at(const FramePlace& place) const;
   std::vector<PicturePoint> points(std::span<const FramePlace> seen_at) const;
   void move_near(PicturePoint& point, double column) const;
-  std::vector<Footprint> footprints(PixelBox block, std::optional<double> near_column) const;
+  /// `to_part`: of the new frame, which the block lies in; -1: it may lie anywhere.
+  std::vector<Footprint> footprints(PixelBox block, int to_part, std::optional<double> near_column) const;
   void read(const PixelBox& box, std::span<float> samples);
 
   const PicturePixels& picture_;
@@ -65,9 +68,13 @@ class Reprojection {
   /// The picture, or the pictures that it holds side by side.
   std::vector<PixelBox> parts_;
   bool has_parts_;
+  /// Those that the new frame will hold side by side.
+  std::vector<PixelBox> to_parts_;
   /// The picture's rows next to its poles; empty where it has none.
   std::vector<float> first_row_;
   std::vector<float> last_row_;
+  /// Of the block that each thread did last; empty while it does one, as it may begin another before that is done.
+  tbb::enumerable_thread_specific<std::vector<float>> spare_storage_;
   std::atomic<bool> broken_ = false;
   std::atomic<bool> seen_ = false;
 };

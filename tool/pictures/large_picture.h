@@ -34,8 +34,9 @@ class PictureWriter {
   PictureWriter& operator=(const PictureWriter&) = delete;
   virtual ~PictureWriter() = default;
 
-  /// The next whole rows from the top, each pixel with all its channels. Throws std::runtime_error. Threads: one.
-  virtual void write_rows(std::span<const float> samples) = 0;
+  /// The next whole rows from the top, each pixel with all its channels; leaves other numbers in their place. Throws
+  /// std::runtime_error. Threads: one.
+  virtual void write_rows(std::vector<float>& samples) = 0;
   /// After the last row: nothing is written any more.
   virtual void finish() = 0;
 };

@@ -119,9 +119,9 @@ class Writer final : public tool::PictureWriter {
   }
 
   /// They are written while the next ones are made: a failure is thrown by the call after this one.
-  void write_rows(std::span<const float> samples) override {
+  void write_rows(std::vector<float>& samples) override {
     if (writing_.valid()) writing_.get();
-    rows_.assign(samples.begin(), samples.end());
+    rows_.swap(samples);
     writing_ = std::async(std::launch::async, [this] {
       const std::size_t row = static_cast<std::size_t>(layout_.width) * static_cast<std::size_t>(layout_.nchannels);
       const int end = next_ + static_cast<int>(rows_.size() / row);
