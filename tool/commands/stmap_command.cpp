@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <future>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -185,12 +186,15 @@ void write_map(const MapPlan& plan, Direction direction, const LensFrame& camera
       .channels = {{"R", false}, {"G", false}, {"B", false}, {"A", false}},
       .views = {},
       .metadata = map_metadata(camera, second, pixels, into, direction),
-      .quick = true,
+      .smooth = true,
   };
   ExrWriter writer(file, layout);
   const int rows_at_once = std::max(1, pixels_at_once / form.window.width);
   std::vector<float> samples;
+  std::vector<float> written;
   bool found = false;
+  // Rows are written while the next ones are made.
+  std::future<void> writing;
   for (int row = 0; row < form.window.height; row += rows_at_once) {
     const PixelBox rows{form.window.left, form.window.top + row, form.window.width,
                         std::min(rows_at_once, form.window.height - row)};
@@ -198,9 +202,12 @@ void write_map(const MapPlan& plan, Direction direction, const LensFrame& camera
     samples.resize(count * map_channels);
     map_rows(*pixels.lens, form, *into.lens, rows, samples);
     for (std::size_t i = 0; i < count && !found; ++i) found = samples[i * map_channels + 3] > 0.0F;
-    writer.write_rows(samples);
+    if (writing.valid()) writing.get();
+    written.swap(samples);
+    writing = std::async(std::launch::async, [&] { writer.write_rows(written); });
     progress.add(count);
   }
+  if (writing.valid()) writing.get();
   if (!found) {
     throw std::runtime_error("the map would be empty: " + pixels.lens->description() + " and " + into.lens->description() +
                              " see nothing in common; turn one towards the other, or give --target-fov");

@@ -31,8 +31,8 @@ struct ExrLayout {
   /// Names of its views, the one whose channels have no name in front first; empty where there is only one.
   std::vector<std::string> views;
   PictureMetadata metadata;
-  /// Compresses on all processors and a little less, for what is computed faster than one processor compresses it.
-  bool quick = false;
+  /// Whether neighbouring pixels differ little, as in a map. Then all processors compress it, another way.
+  bool smooth = false;
 };
 
 /// Writes an EXR of scan lines, compressed without loss, from the top down. The same rows give the same bytes. Failures throw
