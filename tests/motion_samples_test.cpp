@@ -257,6 +257,24 @@ TEST_F(MotionSamples, InterpolationAgreesWithTheFormula) {
   }
 }
 
+TEST_F(MotionSamples, TheLastBitOfTheWeightIsThatOfTheIndexOverTheCount) {
+  // Where one sample is 0 and the next one is 1, the weight is what comes out.
+  constexpr unsigned samples = 98;
+  const auto camera = stage.create(panoramic);
+  int different = 0;
+  for (unsigned first = 0; first < samples - 2; ++first) {
+    stage.host.item("Camera").motion[0].keys = {{0.0, 0.0, standin::Span::stepped, {}},
+                                                {1.0, (first + 0.5) / samples, standin::Span::stepped, {}}};
+    camera->new_frame(static_cast<int>(first), 0.0, 1.0, samples);
+    const double time = (first + 0.5) / (samples - 2);
+    const double weight = time - static_cast<double>(first) / samples;
+    EXPECT_EQ(camera->evaluate({.fractional_time = time}).position.x, weight) << first;
+    different += weight != time - first * (1.0 / samples) ? 1 : 0;
+  }
+  // Otherwise this would show nothing.
+  EXPECT_GT(different, 5);
+}
+
 TEST_F(MotionSamples, EndsOfTheIntervalAreTheFirstAndLastSampleExactly) {
   const auto camera = stage.create(panoramic);
   for (const unsigned samples : {2U, 3U, 5U, 199U}) {

@@ -342,14 +342,14 @@ TEST_F(FisheyeTest, FlagsCountAsOnWhateverTheirValue) {
   EXPECT_NE(camera.save_text(), saved_before);
 }
 
-TEST_F(FisheyeTest, DrawsTheSurfaceThatItsRaysSweep) {
+TEST_F(FisheyeTest, DrawsTheSurfaceThatItsRaysSweepAtTheFramesStart) {
   set_integer(preview_control, 1);
-  stage.set_oblique_pose();
+  stage.set_motion();
   stage.set("FisheyePower", 1.6);
   for (const std::uint32_t parallel : {1U, 0U}) {
     set_integer(parallel_normals_control, parallel);
     set_integer(preview_grid_control, parallel);
-    stage.next_frame();
+    stage.next_frame({.motion_blur = true, .motion_steps = 8});
     standin::GizmoDrawing drawing;
     camera.draw_gizmo(drawing);
     ASSERT_EQ(drawing.elements.size(), 200U);

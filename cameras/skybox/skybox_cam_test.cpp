@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/service_override.h"
@@ -255,10 +256,11 @@ TEST_F(SkyboxTest, RayTakesPositionAndFilmFromTheRecordOfItsCall) {
   camera->access().worldPos[1] = 42.0;
   EXPECT_EQ(ray(-0.002, 0.0).position.y, 42.0);
   // The grid's offset stays that of the frame.
-  Film changed = film();
-  for (const double factor : {1.3, 0.7}) {
-    changed.width = camera->access().filmSize[0] *= factor;
-    changed.height = camera->access().filmSize[1] *= 1.1;
+  const Film whole = film();
+  Film changed = whole;
+  for (const auto& [wider, higher] : {std::pair{1.3, 1.1}, {0.7, 1.1}, {1.0, 1.2}, {1.4, 1.0}}) {
+    changed.width = camera->access().filmSize[0] = whole.width * wider;
+    changed.height = camera->access().filmSize[1] = whole.height * higher;
     for (int i = -20; i <= 20; ++i) {
       const double x = i / 40.0 * changed.width;
       const double y = i % 7 / 14.0 * changed.height;
