@@ -113,6 +113,30 @@ TEST_F(Reproject, ThereAndBackIsThePictureItself) {
   EXPECT_LT(difference(read(out("same.exr")), read(out("all.exr"))).root_mean_square, 0.003);
 }
 
+TEST_F(Reproject, SharperFiltersLoseLess) {
+  render_sample("Immersive", "all.exr", "--size 512x256 --samples 16");
+  const std::string there = "--from " + lens("Immersive") + " --to cubemap:3x2 --size 768x512";
+  const std::string back = "--from cubemap:3x2 --to " + lens("Immersive") + " --size 512x256";
+  double least = 1.0;
+  for (const std::string filter : {"triangle", "catmull-rom", "lanczos3"}) {
+    const std::string name = filter + ".exr";
+    ASSERT_EQ(reproject("all.exr", "cube.exr", there + " --filter " + filter).exit_code, 0);
+    ASSERT_EQ(reproject("cube.exr", name, back + " --filter " + filter).exit_code, 0);
+    const double lost = difference(read(out(name)), read(out("all.exr"))).root_mean_square;
+    EXPECT_LT(lost, 0.97 * least) << filter;
+    least = lost;
+  }
+  // The standard one.
+  ASSERT_EQ(reproject("all.exr", "plain.exr", there).exit_code, 0);
+  ASSERT_EQ(reproject("all.exr", "named.exr", there + " --filter triangle").exit_code, 0);
+  EXPECT_EQ(difference(read(out("plain.exr")), read(out("named.exr"))).root_mean_square, 0.0);
+  const Outcome refused = reproject("all.exr", "none.exr", there + " --filter sharp");
+  EXPECT_NE(refused.exit_code, 0);
+  EXPECT_NE(refused.output.find("--filter sharp: there is no such filter; give box, triangle"), std::string::npos)
+      << refused.output;
+  EXPECT_FALSE(std::filesystem::exists(out("none.exr")));
+}
+
 double decibels(const OIIO::ImageBuf& a, const OIIO::ImageBuf& b) {
   return -20.0 * std::log10(difference(a, b).root_mean_square);
 }

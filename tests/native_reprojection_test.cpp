@@ -1,9 +1,13 @@
 /// Pictures whose colour is the direction that they show, seen through other lenses.
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
+#include <numbers>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,9 +16,13 @@
 #include "tests/support/direction_picture.h"
 #include "tests/support/paths.h"
 #include "tool/lens/camera_lens.h"
+#include "tool/lens/cube_lens.h"
 #include "tool/lens/perspective_lens.h"
 #include "tool/lens/plain_lenses.h"
 #include "tool/lens/reprojection.h"
+#include "tool/pictures/cube_cells.h"
+#include "tool/pictures/cube_layouts.h"
+#include "tool/pictures/picture_filter.h"
 
 namespace tool::native_reprojection_test {
 
@@ -101,6 +109,95 @@ TEST(Reprojection, WhatIsTooFineIsAveraged) {
   for (std::size_t i = 0; i < samples.size(); i += 2) {
     EXPECT_NEAR(samples[i], 0.5F, 0.1F) << i;
     EXPECT_NEAR(samples[i + 1], 1.0F, 1e-4F) << i;
+  }
+}
+
+/// One row of a picture that goes round, seen `pixels` further to the right.
+std::vector<float> moved_row(const PictureFilter& filter, double pixels) {
+  constexpr int width = 128;
+  MemoryPicture picture(width, 64, {"Y", "A"});
+  for (int row = 0; row < 64; ++row) {
+    for (int column = 0; column < width; ++column) {
+      picture.pixel(column, row)[0] = static_cast<float>((column * 37 + 11) % 64);
+      picture.pixel(column, row)[1] = 1.0F;
+    }
+  }
+  const EquirectangularLens from(standin::ItemPose{});
+  const EquirectangularLens to(turned(pixels * 2.0 * std::numbers::pi / width, 0.0));
+  Reprojection reprojection(picture, from, to, width, 64, filter);
+  std::vector<float> samples(static_cast<std::size_t>(width) * 64 * 2);
+  reprojection.fill({0, 0, width, 64}, samples);
+  std::vector<float> row;
+  for (std::size_t column = 0; column < width; ++column) row.push_back(samples[(30 * width + column) * 2]);
+  return row;
+}
+
+float moved_pixel(std::size_t column, double pixels, const std::function<double(double)>& curve) {
+  double sum = 0.0;
+  double weights = 0.0;
+  for (int i = -4; i <= 5; ++i) {
+    const double distance = static_cast<double>(i) - pixels;
+    const auto from = (static_cast<int>(column) + i + 128) % 128;
+    sum += curve(distance) * ((from * 37 + 11) % 64);
+    weights += curve(distance);
+  }
+  return static_cast<float>(sum / weights);
+}
+
+TEST(PictureFilter, IsTheTextbooks) {
+  const auto sinc = [](double x) { return x == 0.0 ? 1.0 : std::sin(std::numbers::pi * x) / (std::numbers::pi * x); };
+  const std::vector<std::pair<std::string, std::function<double(double)>>> curves{
+      {"triangle", [](double x) { return std::max(0.0, 1.0 - std::abs(x)); }},
+      {"lanczos3", [&](double x) { return std::abs(x) < 3.0 ? sinc(x) * sinc(x / 3.0) : 0.0; }},
+      {"catmull-rom", [](double x) {
+         const double a = std::abs(x);
+         if (a >= 2.0) return 0.0;
+         return a < 1.0 ? 1.0 + a * a * (1.5 * a - 2.5) : 2.0 + a * (-4.0 + a * (2.5 - 0.5 * a));
+       }}};
+  for (const auto& [name, curve] : curves) {
+    for (const double pixels : {0.0, 0.25, 0.37, 0.5, 0.93}) {
+      const std::vector<float> row = moved_row(picture_filter(name), pixels);
+      for (std::size_t column = 0; column < row.size(); ++column)
+        ASSERT_NEAR(row[column], moved_pixel(column, pixels, curve), 0.02F) << name << ' ' << pixels << ' ' << column;
+    }
+  }
+}
+
+TEST(PictureFilter, BoxMakesNoNewNumbers) {
+  for (const double pixels : {0.1, 0.4, 0.49, 0.501, 0.9}) {
+    const std::vector<float> row = moved_row(picture_filter("box"), pixels);
+    for (std::size_t column = 0; column < row.size(); ++column) {
+      const auto nearest = (column + (pixels < 0.5 ? 0 : 1)) % 128;
+      ASSERT_EQ(row[column], static_cast<float>((nearest * 37 + 11) % 64)) << pixels << ' ' << column;
+    }
+  }
+}
+
+TEST(PictureFilter, DirectionsStayWhatTheyAreAtPolesSeamsAndEdges) {
+  const EquirectangularLens all_round(standin::ItemPose{});
+  const PerspectiveLens up(turned(0.4, 1.5), 1.9, 1.0);
+  const PerspectiveLens back(turned(3.1, 0.0), 1.2, 1.0);
+  const CubeLens cube({}, cube_cells(*find_cube_layout("3x2")), "cubemap:3x2");
+  for (const char* name : {"catmull-rom", "lanczos3", "mitchell"}) {
+    const PictureFilter filter = picture_filter(name);
+    for (const Lens* to : {&up, &back}) {
+      const DirectionCheck of_sphere = reprojected(all_round, *to, 1024, 512, 200, 200, filter);
+      EXPECT_GT(of_sphere.inside, 39900) << name;
+      EXPECT_LT(of_sphere.worst, 2e-3) << name;
+      const DirectionCheck of_cube = reprojected(cube, *to, 1200, 800, 200, 200, filter);
+      EXPECT_GT(of_cube.inside, 39900) << name;
+      EXPECT_LT(of_cube.worst, 2e-3) << name;
+    }
+  }
+}
+
+TEST(PictureFilter, RefusesAnotherNameWithAllThereAre) {
+  try {
+    picture_filter("Lanczos");
+    FAIL();
+  } catch (const std::invalid_argument& error) {
+    for (const char* name : {"box", "triangle", "lanczos3", "mitchell", "catmull-rom"})
+      EXPECT_NE(std::string(error.what()).find(name), std::string::npos) << error.what();
   }
 }
 

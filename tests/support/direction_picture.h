@@ -15,6 +15,7 @@
 #include "tool/lens/reprojection.h"
 #include "tool/pictures/cube_cells.h"
 #include "tool/pictures/large_picture.h"
+#include "tool/pictures/picture_filter.h"
 
 /// Pictures whose colour is the direction that they show.
 namespace test_support {
@@ -87,8 +88,8 @@ struct DirectionCheck {
 /// The new picture, of a picture that shows the directions of its lens, against those of its own lens: wherever a pixel is
 /// wholly within the field, and in one part of the frame.
 inline DirectionCheck reprojected(const MemoryPicture& picture, const tool::Lens& from, const tool::Lens& to, int to_width,
-                                  int to_height) {
-  tool::Reprojection reprojection(picture, from, to, to_width, to_height);
+                                  int to_height, const tool::PictureFilter& filter = {}) {
+  tool::Reprojection reprojection(picture, from, to, to_width, to_height, filter);
   std::vector<float> samples(static_cast<std::size_t>(to_width) * static_cast<std::size_t>(to_height) * 4);
   // In two bands, of which the first is not a whole number of blocks.
   const int first = to_height / 3 + 1;
@@ -119,10 +120,10 @@ inline DirectionCheck reprojected(const MemoryPicture& picture, const tool::Lens
 }
 
 inline DirectionCheck reprojected(const tool::Lens& from, const tool::Lens& to, int from_width, int from_height, int to_width,
-                                  int to_height) {
+                                  int to_height, const tool::PictureFilter& filter = {}) {
   MemoryPicture picture(from_width, from_height, {"X", "Y", "Z", "A"});
   show_directions(from, picture);
-  return reprojected(picture, from, to, to_width, to_height);
+  return reprojected(picture, from, to, to_width, to_height, filter);
 }
 
 inline standin::ItemPose turned(double heading, double pitch) {

@@ -27,6 +27,7 @@
 #include "tool/output/packing.h"
 #include "tool/pictures/cube_layouts.h"
 #include "tool/pictures/large_picture.h"
+#include "tool/pictures/picture_filter.h"
 
 namespace tool {
 namespace {
@@ -40,6 +41,7 @@ struct ReprojectArguments {
   std::string eye;
   std::string packed;
   std::string packing;
+  std::string filter = "triangle";
   std::optional<int> frame;
   std::string output;
 };
@@ -65,6 +67,7 @@ struct Plan {
   /// Of the picture, and of the new one.
   std::optional<Packing> packed;
   std::optional<Packing> packing;
+  PictureFilter filter;
 
   explicit Plan(const ReprojectArguments& arguments) {
     packed = parse_packing(arguments.packed, "--packed");
@@ -87,6 +90,11 @@ struct Plan {
     if (lower_case_extension(arguments.output) != lower_case_extension(arguments.picture)) {
       throw UsageError("-o " + arguments.output + ": the name must end in " + lower_case_extension(arguments.picture) +
                        " as the picture's, whose kind of numbers and channels stay");
+    }
+    try {
+      filter = picture_filter(arguments.filter);
+    } catch (const std::invalid_argument& error) {
+      throw UsageError("--filter " + arguments.filter + ": " + error.what());
     }
   }
 
@@ -164,7 +172,7 @@ void reproject(const ReprojectArguments& arguments) {
                   panorama_of(panes, of_eye, plan.packing)};
   if (plan.packing) form.facts.emplace_back("ovicam/packing", name_of(*plan.packing));
   const auto writer = picture->create(bytes, form);
-  const PaneReport report = write_panes(panes, size, pictures.channels.size(), *writer);
+  const PaneReport report = write_panes(panes, size, pictures.channels.size(), plan.filter, *writer);
   if (!report.has_seen)
     throw std::runtime_error("the picture would be empty: " + from_name + " and " + to_name + " see nothing in common");
   if (report.has_broken_numbers)
@@ -217,6 +225,11 @@ void add_reproject_command(CLI::App& app) {
       ->add_option("--packed", arguments->packed,
                    "How PICTURE has both eyes in it already, with the same words; they stay so unless --packing is given")
       ->excludes(eye);
+  command
+      ->add_option("--filter", arguments->filter,
+                   "What is taken between the pixels of PICTURE: triangle (between neighbours), box (the nearest, for names "
+                   "and masks), catmull-rom, lanczos3 or another of OpenImageIO's filters (sharper, or smoother)")
+      ->capture_default_str();
   command->add_option("--frame", arguments->frame, "Frame of the scenes (default: each scene's first)");
   arguments->options.add_module_to(*command);
   command->add_flag("--strict", arguments->options.strict,

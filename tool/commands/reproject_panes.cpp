@@ -137,11 +137,12 @@ const Lens* EyeLenses::in_common_axes(const OpenLens& lens, const OpenLens& othe
   return owned_.emplace_back(std::make_unique<LensInPose>(*of_eye, *lens.pose)).get();
 }
 
-PaneReport write_panes(std::span<const Pane> panes, PictureSize size, std::size_t channel_count, PictureWriter& writer) {
+PaneReport write_panes(std::span<const Pane> panes, PictureSize size, std::size_t channel_count, const PictureFilter& filter,
+                       PictureWriter& writer) {
   std::vector<std::unique_ptr<Reprojection>> reprojections;
   for (const Pane& pane : panes) {
     reprojections.push_back(std::make_unique<Reprojection>(*pane.of.pixels, pane.lenses.from(), pane.lenses.to(),
-                                                           pane.place.width, pane.place.height));
+                                                           pane.place.width, pane.place.height, filter));
   }
   const std::size_t row = static_cast<std::size_t>(size.width) * channel_count;
   const int rows_at_once = std::clamp(static_cast<int>(numbers_at_once / row), fewest_rows, most_rows);

@@ -11,6 +11,7 @@
 #include "tool/lens/plain_lenses.h"
 #include "tool/output/packing.h"
 #include "tool/pictures/large_picture.h"
+#include "tool/pictures/picture_filter.h"
 #include "tool/pictures/picture_views.h"
 
 namespace tool {
@@ -79,6 +80,7 @@ struct PaneReport {
 
 /// Writes all rows of a picture of `size` with that many channels; 0 where no pane is. Uses all threads of the caller's TBB
 /// arena. Throws what lenses, pictures and the writer throw. Threads: one.
-PaneReport write_panes(std::span<const Pane> panes, PictureSize size, std::size_t channel_count, PictureWriter& writer);
+PaneReport write_panes(std::span<const Pane> panes, PictureSize size, std::size_t channel_count, const PictureFilter& filter,
+                       PictureWriter& writer);
 
 }  // namespace tool

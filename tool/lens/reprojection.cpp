@@ -160,8 +160,8 @@ class Reprojection::Pixels {
       for (int column = left_; column < before; ++column) copy(before, row, column, row, 1);
       for (int column = behind; column < left_ + columns_; ++column) copy(behind - 1, row, column, row, 1);
     }
-    for (int row = top_; row < above; ++row) fill_row_beyond(row, above, of_.edges_.pole_above, of_.first_row_);
-    for (int row = below; row < top_ + rows_; ++row) fill_row_beyond(row, below - 1, of_.edges_.pole_below, of_.last_row_);
+    for (int row = top_; row < above; ++row) fill_row_beyond(row, above, of_.edges_.pole_above, of_.first_rows_);
+    for (int row = below; row < top_ + rows_; ++row) fill_row_beyond(row, below - 1, of_.edges_.pole_below, of_.last_rows_);
     if (of_.has_parts_) read_neighbours(from, {before, above, behind - before, below - above});
   }
 
@@ -202,18 +202,7 @@ class Reprojection::Pixels {
 
   /// Four channels of the picture between pixels; the place counts from the first pixel here. Not all of the four need exist.
   Four at(float column, float row, std::size_t channel) const {
-    const auto first = static_cast<std::size_t>(static_cast<int>(column));
-    const auto above = static_cast<std::size_t>(static_cast<int>(row));
-    const float to_right = column - static_cast<float>(static_cast<int>(column));
-    const float to_bottom = row - static_cast<float>(static_cast<int>(row));
-    const std::size_t line = static_cast<std::size_t>(columns_) * of_.channels_;
-    const float* const upper = &samples_[above * line + first * of_.channels_ + channel];
-    const float* const lower = upper + line;
-    const Four left = four_at(upper);
-    const Four left_below = four_at(lower);
-    const Four over = left + (four_at(upper + of_.channels_) - left) * to_right;
-    const Four under = left_below + (four_at(lower + of_.channels_) - left_below) * to_right;
-    return over + (under - over) * to_bottom;
+    return of_.filter_.is_linear() ? interpolated_at(column, row, channel) : filtered_at(column, row, channel);
   }
 
   /// A share of all channels there; the place counts from the picture's first pixel.
@@ -228,6 +217,40 @@ class Reprojection::Pixels {
 
  private:
   int wrapped(int column) const { return ((column % of_.width_) + of_.width_) % of_.width_; }
+
+  Four interpolated_at(float column, float row, std::size_t channel) const {
+    const auto first = static_cast<std::size_t>(static_cast<int>(column));
+    const auto above = static_cast<std::size_t>(static_cast<int>(row));
+    const float to_right = column - static_cast<float>(static_cast<int>(column));
+    const float to_bottom = row - static_cast<float>(static_cast<int>(row));
+    const std::size_t line = static_cast<std::size_t>(columns_) * of_.channels_;
+    const float* const upper = &samples_[above * line + first * of_.channels_ + channel];
+    const float* const lower = upper + line;
+    const Four left = four_at(upper);
+    const Four left_below = four_at(lower);
+    const Four over = left + (four_at(upper + of_.channels_) - left) * to_right;
+    const Four under = left_below + (four_at(lower + of_.channels_) - left_below) * to_right;
+    return over + (under - over) * to_bottom;
+  }
+
+  Four filtered_at(float column, float row, std::size_t channel) const {
+    const int before_column = static_cast<int>(column);
+    const int before_row = static_cast<int>(row);
+    const auto across = of_.filter_.weights(column - static_cast<float>(before_column));
+    const auto down = of_.filter_.weights(row - static_cast<float>(before_row));
+    const int before = of_.filter_.reach() - 1;
+    const auto taps = static_cast<std::size_t>(2 * of_.filter_.reach());
+    const std::size_t line = static_cast<std::size_t>(columns_) * of_.channels_;
+    const float* const first = &samples_[static_cast<std::size_t>(before_row - before) * line +
+                                         static_cast<std::size_t>(before_column - before) * of_.channels_ + channel];
+    Four sum{};
+    for (std::size_t j = 0; j < taps; ++j) {
+      Four of_row{};
+      for (std::size_t i = 0; i < taps; ++i) of_row += four_at(first + j * line + i * of_.channels_) * across[i];
+      sum += of_row * down[j];
+    }
+    return sum;
+  }
 
   std::size_t place(int column, int row) const {
     return (static_cast<std::size_t>(row - top_) * static_cast<std::size_t>(columns_) +
@@ -255,12 +278,15 @@ class Reprojection::Pixels {
       std::copy_n(&samples[static_cast<std::size_t>(row) * line], line, &samples_[place(column, stored.top + row)]);
   }
 
-  void fill_row_beyond(int row, int nearest, bool is_pole, const std::vector<float>& edge) {
+  void fill_row_beyond(int row, int nearest, bool is_pole, const std::vector<float>& edge_rows) {
     if (!is_pole) {
       copy(left_, nearest, left_, row, columns_);
       return;
     }
-    // Beyond a pole lies the other side of the same row.
+    // Beyond a pole lie the other sides of the rows before it.
+    const std::size_t line = static_cast<std::size_t>(of_.width_) * of_.channels_;
+    const auto number = std::min(static_cast<std::size_t>(std::abs(row - nearest)), edge_rows.size() / line) - 1;
+    const float* const edge = &edge_rows[number * line];
     for (int column = left_; column < left_ + columns_; ++column) {
       const auto across = static_cast<std::size_t>(wrapped(column + of_.width_ / 2));
       std::copy_n(&edge[across * of_.channels_], of_.channels_, &samples_[place(column, row)]);
@@ -340,7 +366,8 @@ class Reprojection::Pixels {
   std::span<float> samples_;
 };
 
-Reprojection::Reprojection(const PicturePixels& picture, const Lens& from, const Lens& to, int to_width, int to_height)
+Reprojection::Reprojection(const PicturePixels& picture, const Lens& from, const Lens& to, int to_width, int to_height,
+                           PictureFilter filter)
     : picture_(picture),
       from_(from),
       to_(to),
@@ -349,16 +376,23 @@ Reprojection::Reprojection(const PicturePixels& picture, const Lens& from, const
       width_(picture.width()),
       height_(picture.height()),
       channels_(picture.channels().size()),
-      edges_(edges_of(from)) {
+      edges_(edges_of(from)),
+      filter_(std::move(filter)) {
   for (const auto& [left, right, bottom, top] : from.parts())
     parts_.push_back(whole_pixels(left, right, bottom, top, width_, height_));
   for (const auto& [left, right, bottom, top] : to.parts())
     to_parts_.push_back(whole_pixels(left, right, bottom, top, to_width_, to_height_));
   has_parts_ = !parts_.empty();
   if (!has_parts_) parts_.push_back({0, 0, width_, height_});
-  const std::size_t row = static_cast<std::size_t>(width_) * channels_;
-  if (edges_.pole_above) read({0, 0, width_, 1}, first_row_ = std::vector<float>(row));
-  if (edges_.pole_below) read({0, height_ - 1, width_, 1}, last_row_ = std::vector<float>(row));
+  const int rows = std::min(filter_.reach(), height_);
+  const std::size_t count = static_cast<std::size_t>(width_) * static_cast<std::size_t>(rows) * channels_;
+  if (edges_.pole_above) read({0, 0, width_, rows}, first_rows_ = std::vector<float>(count));
+  if (!edges_.pole_below) return;
+  last_rows_.resize(count);
+  for (int row = 0; row < rows; ++row) {
+    const std::size_t line = count / static_cast<std::size_t>(rows);
+    read({0, height_ - 1 - row, width_, 1}, std::span(last_rows_).subspan(static_cast<std::size_t>(row) * line, line));
+  }
 }
 
 void Reprojection::fill(PixelBox part, std::span<float> samples) {
@@ -627,9 +661,11 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
     const Extent& extent = extents[i];
     if (!(extent.left <= extent.right)) continue;
     of_part[i] = pixels.size();
-    pixels.emplace_back(*this, static_cast<int>(i), static_cast<int>(std::floor(extent.left)),
-                        static_cast<int>(std::floor(extent.top)), static_cast<int>(std::floor(extent.right)) + 2,
-                        static_cast<int>(std::floor(extent.bottom)) + 2);
+    const int beside = filter_.reach() - 1;
+    pixels.emplace_back(*this, static_cast<int>(i), static_cast<int>(std::floor(extent.left)) - beside,
+                        static_cast<int>(std::floor(extent.top)) - beside,
+                        static_cast<int>(std::floor(extent.right)) + 2 + beside,
+                        static_cast<int>(std::floor(extent.bottom)) + 2 + beside);
     needed += pixels.back().storage_count();
   }
   if (needed > most_numbers && std::max(block.width, block.height) > least_block_pixels) {

@@ -11,6 +11,7 @@
 #include "tool/lens/lens.h"
 #include "tool/output/pixel_box.h"
 #include "tool/pictures/large_picture.h"
+#include "tool/pictures/picture_filter.h"
 
 namespace tool {
 
@@ -27,11 +28,13 @@ struct FrameEdges {
 FrameEdges edges_of(const Lens& lens);
 
 /// A picture seen through another lens. Each pixel is the mean of the picture over what the pixel sees: of as many samples as
-/// the lenses' mapping needs there, each between the centres of pixels. Colours of sRGB are mixed as linear light.
+/// the lenses' mapping needs there, each of which a filter takes from the pixels around it. Colours of sRGB are mixed as linear
+/// light.
 class Reprojection {
  public:
   /// Everything must outlive this. `to_width` and `to_height`: of the new frame, pixels. Throws what lenses and picture throw.
-  Reprojection(const PicturePixels& picture, const Lens& from, const Lens& to, int to_width, int to_height);
+  Reprojection(const PicturePixels& picture, const Lens& from, const Lens& to, int to_width, int to_height,
+               PictureFilter filter = {});
 
   /// All channels of a part of the new frame, row by row from the top; 0 where it sees nothing of the picture. Uses all threads
   /// of the caller's TBB arena. Throws what the lenses and the picture throw. Threads: one.
@@ -70,9 +73,10 @@ class Reprojection {
   bool has_parts_;
   /// Those that the new frame will hold side by side.
   std::vector<PixelBox> to_parts_;
-  /// The picture's rows next to its poles; empty where it has none.
-  std::vector<float> first_row_;
-  std::vector<float> last_row_;
+  PictureFilter filter_;
+  /// The picture's rows next to its poles, from the pole on, as many as the filter reaches; empty where it has none.
+  std::vector<float> first_rows_;
+  std::vector<float> last_rows_;
   /// Of the block that each thread did last; empty while it does one, as it may begin another before that is done.
   tbb::enumerable_thread_specific<std::vector<float>> spare_storage_;
   std::atomic<bool> broken_ = false;
