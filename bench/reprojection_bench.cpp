@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <iostream>
 #include <limits>
 #include <memory>
@@ -80,7 +81,7 @@ double nanoseconds_a_pixel(const Noise& picture, const Case& of) {
 
 }  // namespace
 
-int main() {
+int main() try {
   const standin::ItemPose pose;
   const auto all_round = [&] { return std::make_unique<tool::EquirectangularLens>(pose); };
   const auto cube = [&] {
@@ -98,4 +99,7 @@ int main() {
   nlohmann::json found;
   for (const Case& each : cases) found["reprojection/" + each.name] = nanoseconds_a_pixel(picture, each);
   std::cout << found << '\n';
+} catch (const std::exception& error) {
+  std::cerr << error.what() << '\n';
+  return 1;
 }

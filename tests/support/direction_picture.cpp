@@ -39,7 +39,8 @@ void show_directions(const tool::Lens& lens, MemoryPicture& picture) {
   const auto directions = pixel_directions(lens, width, height);
   for (int row = 0; row < height; ++row) {
     for (int column = 0; column < width; ++column) {
-      const tool::LensDirection& seen = directions[static_cast<std::size_t>(row * width + column)];
+      const tool::LensDirection& seen =
+          directions[static_cast<std::size_t>(row) * static_cast<std::size_t>(width) + static_cast<std::size_t>(column)];
       const standin::Vec3 v = seen.found ? seen.towards : standin::Vec3{};
       const std::array<float, 4> values{static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z),
                                         seen.found ? 1.0F : 0.0F};

@@ -239,7 +239,7 @@ class Reprojection::Pixels {
     const auto across = of_.filter_.weights(column - static_cast<float>(before_column));
     const auto down = of_.filter_.weights(row - static_cast<float>(before_row));
     const int before = of_.filter_.reach() - 1;
-    const auto taps = static_cast<std::size_t>(2 * of_.filter_.reach());
+    const std::size_t taps = of_.filter_.tap_count();
     const std::size_t line = static_cast<std::size_t>(columns_) * of_.channels_;
     const float* const first = &samples_[static_cast<std::size_t>(before_row - before) * line +
                                          static_cast<std::size_t>(before_column - before) * of_.channels_ + channel];

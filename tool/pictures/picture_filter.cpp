@@ -18,7 +18,7 @@ PictureFilter::PictureFilter(const FilterCurve& curve)
     : reach_(static_cast<int>(std::ceil(curve.half_width()))), is_nearest_(curve.half_width() <= 0.5) {
   if (!(curve.half_width() > 0.0) || reach_ > most_reach)
     throw std::runtime_error("a filter of " + std::to_string(2.0 * curve.half_width()) + " pixels cannot be used");
-  const auto taps = static_cast<std::size_t>(2 * reach_);
+  const std::size_t taps = tap_count();
   table_.resize((steps + 1) * taps);
   for (std::size_t step = 0; step <= steps; ++step) {
     const double fraction = static_cast<double>(step) / steps;
@@ -31,8 +31,7 @@ PictureFilter::PictureFilter(const FilterCurve& curve)
 }
 
 std::span<const float> PictureFilter::row(std::size_t step) const {
-  const auto taps = static_cast<std::size_t>(2 * reach_);
-  return std::span(table_).subspan(step * taps, taps);
+  return std::span(table_).subspan(step * tap_count(), tap_count());
 }
 
 PictureFilter::Weights PictureFilter::weights(float fraction) const {

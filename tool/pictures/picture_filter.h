@@ -26,7 +26,7 @@ class PictureFilter {
  public:
   /// More on each side no filter has.
   static constexpr int most_reach = 4;
-  using Weights = std::array<float, static_cast<std::size_t>(2 * most_reach)>;
+  using Weights = std::array<float, std::size_t{2} * most_reach>;
 
   /// Linear between two neighbours, as the filter "triangle".
   PictureFilter() = default;
@@ -36,7 +36,8 @@ class PictureFilter {
   bool is_linear() const { return table_.empty(); }
   /// Pixels on each side of a place.
   int reach() const { return reach_; }
-  /// Of `2 * reach` pixels from the first on; together 1. `fraction`: from the last pixel before the place, 0 to 1. Not for the
+  std::size_t tap_count() const { return std::size_t{2} * static_cast<std::size_t>(reach_); }
+  /// Of `tap_count` pixels from the first on; together 1. `fraction`: from the last pixel before the place, 0 to 1. Not for the
   /// linear one. Threads: any.
   Weights weights(float fraction) const;
 

@@ -71,14 +71,14 @@ class Picture final : public tool::StoredPicture {
     return {left, left + part.width, top, top + part.height, 0, 1, 0, layout.nchannels};
   }
 
-  std::vector<std::byte> encoded(int width, int height, OIIO::TypeDesc kind, const void* samples) const {
+  std::vector<std::byte> encoded(int width, int height, const OIIO::TypeDesc& kind, const void* samples) const {
     // Channels of several kinds have one in memory.
     const OIIO::ImageSpec layout = tool::whole_frame(pixels_.nativespec(), width, height);
     std::vector<unsigned char> bytes;
     OIIO::Filesystem::IOVecOutput memory(bytes);
     const std::string format = pixels_.file_format_name();
     const auto output = OIIO::ImageOutput::create(format);
-    if (!output || !output->supports("ioproxy")) refuse("no picture of this format can be written; give a PNG or EXR file");
+    if (!output || output->supports("ioproxy") == 0) refuse("no picture of this format can be written; give a PNG or EXR file");
     if (!output->set_ioproxy(&memory) || !output->open("part." + format, layout) || !output->write_image(kind, samples) ||
         !output->close())
       refuse("a part of it cannot be written: " + output->geterror());
