@@ -16,7 +16,8 @@ constexpr std::array panel{
     multiview::tile_popup<2>(1, "Cam 2 (Right Side of Frame)", "Right Camera"),
 };
 
-constexpr auto tables = multiview::tile_tables<grid.tile_count>(server.name, "QormMultiCam Oct 28 2026 01:02:33", panel);
+constexpr auto tables =
+    multiview::tile_tables<decltype(grid)::tile_count>(server.name, "QormMultiCam Oct 28 2026 01:02:33", panel);
 
 constinit framework::HostServices services;
 

@@ -10,7 +10,8 @@ constexpr multiview::TileGrid<2, 2> grid{multiview::halves, multiview::halves, t
 
 constexpr auto panel = multiview::tile_panel<4>({"1-1 Camera", "1-2 Camera", "2-1 Camera", "2-2 Camera"});
 
-constexpr auto tables = multiview::tile_tables<grid.tile_count>(server.name, "Quorin4UpCam Oct 28 2026 01:01:42", panel);
+constexpr auto tables =
+    multiview::tile_tables<decltype(grid)::tile_count>(server.name, "Quorin4UpCam Oct 28 2026 01:01:42", panel);
 
 constinit framework::HostServices services;
 

@@ -119,6 +119,7 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
     return framework::store(perspective_ray(framework::to_vector(record.worldPos), rows, record.filmSize[1], on_face), ray);
   }
 
+  // As those of every camera. NOLINTNEXTLINE(readability-convert-member-functions-to-static)
   int project(const framework::WorldSample& /*sample*/, double* /*film*/, const LWCameraAccess& /*record*/) const { return 0; }
 
  private:

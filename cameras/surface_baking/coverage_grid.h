@@ -33,7 +33,7 @@ constexpr std::uint64_t cell_count(Raster raster) {
 /// The whole part of a number, toward zero; none of one that is not finite or whose whole part is no int.
 template <class Number>
 constexpr std::optional<std::int64_t> whole_part(Number value) {
-  constexpr Number limit = Number(2147483648.0);
+  constexpr auto limit = Number(2147483648.0);
   // The lower limit is exclusive for a number whose whole part just fits, which single precision cannot tell apart.
   const bool fits = value < limit && (value >= -limit || value > -limit - Number(1));
   return fits ? std::optional(static_cast<std::int64_t>(value)) : std::nullopt;

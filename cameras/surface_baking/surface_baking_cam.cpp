@@ -213,6 +213,7 @@ class CameraPlugin final : public framework::SettingsCamera<Settings> {
     return framework::store(test_ray, ray);
   }
 
+  // As those of every camera. NOLINTNEXTLINE(readability-convert-member-functions-to-static)
   int project(const framework::WorldSample& /*sample*/, double* /*film*/, const LWCameraAccess& /*record*/) const { return 0; }
 
  private:

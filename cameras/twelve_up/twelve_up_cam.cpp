@@ -17,7 +17,8 @@ constexpr auto panel = multiview::tile_panel<12>({"1-1 Camera", "1-2 Camera", "1
                                                   "2-1 Camera", "2-2 Camera", "2-3 Camera", "2-4 Camera",  //
                                                   "3-1 Camera", "3-2 Camera", "3-3 Camera", "3-4 Camera"});
 
-constexpr auto tables = multiview::tile_tables<grid.tile_count>(server.name, "Quorin12UpCam Oct 28 2026 01:01:33", panel);
+constexpr auto tables =
+    multiview::tile_tables<decltype(grid)::tile_count>(server.name, "Quorin12UpCam Oct 28 2026 01:01:33", panel);
 
 constinit framework::HostServices services;
 
