@@ -56,6 +56,6 @@ maximum 0x800B 5
   return camera;
 }
 
-const OneOfAllCameras advanced_panoramic_listed{advanced_panoramic()};
+const OneOfAllCameras advanced_panoramic_listed{advanced_panoramic};
 
 }  // namespace

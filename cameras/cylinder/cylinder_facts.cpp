@@ -36,6 +36,6 @@ sensitivity 0x8009 1
   return camera;
 }
 
-const OneOfAllCameras cylinder_listed{cylinder()};
+const OneOfAllCameras cylinder_listed{cylinder};
 
 }  // namespace

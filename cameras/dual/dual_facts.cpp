@@ -19,6 +19,6 @@ popup 0x8007 MultiCam::PanelPopCount MultiCam::PanelPopName
   return camera;
 }
 
-const OneOfAllCameras dual_listed{dual()};
+const OneOfAllCameras dual_listed{dual};
 
 }  // namespace

@@ -34,6 +34,6 @@ sensitivity 0x8002 1
   return camera;
 }
 
-const OneOfAllCameras fisheye_listed{fisheye()};
+const OneOfAllCameras fisheye_listed{fisheye};
 
 }  // namespace

@@ -21,6 +21,6 @@ popup 0x8009 FourUpCam::PanelPopCount FourUpCam::PanelPopName
   return camera;
 }
 
-const OneOfAllCameras four_up_listed{four_up()};
+const OneOfAllCameras four_up_listed{four_up};
 
 }  // namespace

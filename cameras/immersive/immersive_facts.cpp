@@ -34,6 +34,6 @@ divider 0x8001 0
   return camera;
 }
 
-const OneOfAllCameras immersive_listed{immersive()};
+const OneOfAllCameras immersive_listed{immersive};
 
 }  // namespace

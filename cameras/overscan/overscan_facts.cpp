@@ -73,7 +73,7 @@ sensitivity 0x8006 1
   return camera;
 }
 
-const OneOfAllCameras overscan_listed{overscan()};
-const OneOfAllCameras dpi_listed{dpi()};
+const OneOfAllCameras overscan_listed{overscan};
+const OneOfAllCameras dpi_listed{dpi};
 
 }  // namespace

@@ -40,6 +40,6 @@ sensitivity 0x8008 1
   return camera;
 }
 
-const OneOfAllCameras panoramic_listed{panoramic()};
+const OneOfAllCameras panoramic_listed{panoramic};
 
 }  // namespace

@@ -30,13 +30,20 @@ sensitivity 0x8000 1
   return camera;
 }
 
-const OneOfAllCameras perspective_listed{
-    perspective("QuorinPerspectiveCam", "Quorin Perspective", "tagInfo8", "CameraHandler_DOF_MB", "CameraInterface", 1)};
+CameraFacts with_everything() {
+  return perspective("QuorinPerspectiveCam", "Quorin Perspective", "tagInfo8", "CameraHandler_DOF_MB", "CameraInterface", 1);
+}
+const OneOfAllCameras perspective_listed{with_everything};
 
-const OneOfAllCameras perspective_without_depth_of_field_listed{
-    perspective("QuorinPerspectiveNoDOFCam", "Quorin No DoF", "tagInfo10", "CameraHandler_NoDOF_MB", "CameraInterface", 0)};
+CameraFacts without_depth_of_field() {
+  return perspective("QuorinPerspectiveNoDOFCam", "Quorin No DoF", "tagInfo10", "CameraHandler_NoDOF_MB", "CameraInterface", 0);
+}
+const OneOfAllCameras perspective_without_depth_of_field_listed{without_depth_of_field};
 
-const OneOfAllCameras perspective_without_motion_blur_listed{perspective(
-    "QuorinPerspectiveNoDOFNoMBCam", "Quorin No DoF No MB", "tagInfo11", "CameraHandler_NoDOF_NoMB", "CameraInterface2", 0)};
+CameraFacts without_motion_blur() {
+  return perspective("QuorinPerspectiveNoDOFNoMBCam", "Quorin No DoF No MB", "tagInfo11", "CameraHandler_NoDOF_NoMB",
+                     "CameraInterface2", 0);
+}
+const OneOfAllCameras perspective_without_motion_blur_listed{without_motion_blur};
 
 }  // namespace

@@ -47,6 +47,6 @@ sensitivity 0x800C 1
   return camera;
 }
 
-const OneOfAllCameras radial_shift_listed{radial_shift()};
+const OneOfAllCameras radial_shift_listed{radial_shift};
 
 }  // namespace

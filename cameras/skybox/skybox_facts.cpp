@@ -25,6 +25,6 @@ destroy notify SkyboxCam::OnPanelDestroy data of its own
   return camera;
 }
 
-const OneOfAllCameras skybox_listed{skybox()};
+const OneOfAllCameras skybox_listed{skybox};
 
 }  // namespace

@@ -30,6 +30,6 @@ sensitivity 0x8006 1
   return camera;
 }
 
-const OneOfAllCameras spherical_listed{spherical()};
+const OneOfAllCameras spherical_listed{spherical};
 
 }  // namespace

@@ -55,6 +55,6 @@ sensitivity 0x8006 1
   return camera;
 }
 
-const OneOfAllCameras stereo_listed{stereo()};
+const OneOfAllCameras stereo_listed{stereo};
 
 }  // namespace

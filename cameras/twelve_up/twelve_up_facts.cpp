@@ -29,6 +29,6 @@ popup 0x8011 TwelveUpCam::PanelPopCount TwelveUpCam::PanelPopName
   return camera;
 }
 
-const OneOfAllCameras twelve_up_listed{twelve_up()};
+const OneOfAllCameras twelve_up_listed{twelve_up};
 
 }  // namespace

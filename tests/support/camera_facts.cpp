@@ -20,7 +20,8 @@ int number_of(const CameraFacts& camera) { return std::stoi(camera.tag_table.sub
 
 }  // namespace
 
-OneOfAllCameras::OneOfAllCameras(CameraFacts facts) {
+OneOfAllCameras::OneOfAllCameras(CameraFacts (*describe)()) noexcept {
+  CameraFacts facts = describe();
   const auto behind = std::ranges::upper_bound(cameras(), number_of(facts), {}, number_of);
   cameras().insert(behind, std::move(facts));
 }

@@ -12,10 +12,10 @@
 
 namespace test_support {
 
-/// While the program starts, adds a camera to `all_cameras`.
+/// While the program starts, adds a camera to `all_cameras`. A failure ends the program: nothing could catch it there.
 class OneOfAllCameras {
  public:
-  explicit OneOfAllCameras(CameraFacts facts);
+  explicit OneOfAllCameras(CameraFacts (*describe)()) noexcept;
 };
 
 inline constexpr const char* version_text = "v4.0.0.22 Oct 28 2026";
