@@ -112,13 +112,16 @@ TEST(Reprojection, WhatIsTooFineIsAveraged) {
   }
 }
 
+/// Of a column of a picture that is 128 pixels wide.
+int shown_number(int column) { return (column * 37 + 11) % 64; }
+
 /// One row of a picture that goes round, seen `pixels` further to the right.
 std::vector<float> moved_row(const PictureFilter& filter, double pixels) {
   constexpr int width = 128;
   MemoryPicture picture(width, 64, {"Y", "A"});
   for (int row = 0; row < 64; ++row) {
     for (int column = 0; column < width; ++column) {
-      picture.pixel(column, row)[0] = static_cast<float>((column * 37 + 11) % 64);
+      picture.pixel(column, row)[0] = static_cast<float>(shown_number(column));
       picture.pixel(column, row)[1] = 1.0F;
     }
   }
@@ -138,7 +141,7 @@ float moved_pixel(std::size_t column, double pixels, const std::function<double(
   for (int i = -4; i <= 5; ++i) {
     const double distance = static_cast<double>(i) - pixels;
     const auto from = (static_cast<int>(column) + i + 128) % 128;
-    sum += curve(distance) * ((from * 37 + 11) % 64);
+    sum += curve(distance) * shown_number(from);
     weights += curve(distance);
   }
   return static_cast<float>(sum / weights);
@@ -167,8 +170,8 @@ TEST(PictureFilter, BoxMakesNoNewNumbers) {
   for (const double pixels : {0.1, 0.4, 0.49, 0.501, 0.9}) {
     const std::vector<float> row = moved_row(picture_filter("box"), pixels);
     for (std::size_t column = 0; column < row.size(); ++column) {
-      const auto nearest = (column + (pixels < 0.5 ? 0 : 1)) % 128;
-      ASSERT_EQ(row[column], static_cast<float>((nearest * 37 + 11) % 64)) << pixels << ' ' << column;
+      const auto nearest = static_cast<int>((column + (pixels < 0.5 ? 0 : 1)) % 128);
+      ASSERT_EQ(row[column], static_cast<float>(shown_number(nearest))) << pixels << ' ' << column;
     }
   }
 }

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "tool/lens/reprojection.h"
-#include "tool/pictures/cube_cells.h"
 
 namespace test_support {
 
@@ -59,9 +58,7 @@ DirectionCheck reprojected(const MemoryPicture& picture, const tool::Lens& from,
   reprojection.fill({0, 0, to_width, first}, std::span(samples).first(numbers));
   reprojection.fill({0, first, to_width, to_height - first}, std::span(samples).subspan(numbers));
   const auto directions = pixel_directions(to, to_width, to_height);
-  std::vector<tool::PixelBox> parts;
-  for (const auto& [left, right, bottom, top] : to.parts())
-    parts.push_back(tool::whole_pixels(left, right, bottom, top, to_width, to_height));
+  const std::vector<tool::PixelBox> parts = tool::pixels_of_parts(to, to_width, to_height);
   const auto in_one_part = [&](int column, int row) {
     return parts.empty() || std::ranges::any_of(parts, [&](const tool::PixelBox& part) {
              return column >= part.left && column < part.left + part.width && row >= part.top && row < part.top + part.height;

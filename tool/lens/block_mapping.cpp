@@ -31,11 +31,13 @@ constexpr std::array<double, 4> middle = cubic_weights(0.5);
 
 }  // namespace
 
-BlockMapping::BlockMapping(const Points& points, PixelBox block, int frame_width, int frame_height, double period)
+BlockMapping::BlockMapping(const Points& points, PixelBox block, int frame_width, int frame_height, double period,
+                           int frame_part)
     : cells_across_((block.width + size - 1) / size), cells_down_((block.height + size - 1) / size) {
   std::vector<FramePlace> places;
   const auto ask = [&](int column, int row) {
-    places.push_back({(block.left + column + 0.5) / frame_width, 1.0 - (block.top + row + 0.5) / frame_height, true});
+    places.push_back(
+        {(block.left + column + 0.5) / frame_width, 1.0 - (block.top + row + 0.5) / frame_height, true, frame_part});
   };
   for (int row = -1; row <= cells_down_ + 1; ++row)
     for (int column = -1; column <= cells_across_ + 1; ++column) ask(column * size, row * size);

@@ -42,8 +42,9 @@ class BlockMapping {
     double down_row = 0.0;
   };
 
-  /// `period`: pixels of the picture after which its columns come round; 0: they do not. Asks once.
-  BlockMapping(const Points& points, PixelBox block, int frame_width, int frame_height, double period);
+  /// `period`: pixels of the picture after which its columns come round; 0: they do not. `frame_part`: the one of the frame
+  /// that the block lies in; -1: it may lie anywhere. Asks once.
+  BlockMapping(const Points& points, PixelBox block, int frame_width, int frame_height, double period, int frame_part = -1);
 
   std::span<const Cell> cells() const { return cells_; }
   bool has_smooth_cells() const { return smooth_; }

@@ -12,9 +12,12 @@ using standin::Vec3;
 /// Of the frame: what lies on the edge of a cell belongs to it, whatever was lost in rounding.
 constexpr double rounding = 1e-12;
 
-bool holds(const CubeCell& cell, double s, double t) {
-  return s >= cell.left - rounding && s <= cell.right + rounding && t >= cell.bottom - rounding && t <= cell.top + rounding;
+bool meets(const CubeCell& cell, const FramePart& part) {
+  return part.right >= cell.left - rounding && part.left <= cell.right + rounding && part.top >= cell.bottom - rounding &&
+         part.bottom <= cell.top + rounding;
 }
+
+bool holds(const CubeCell& cell, double s, double t) { return meets(cell, {s, s, t, t}); }
 
 }  // namespace
 
@@ -50,10 +53,7 @@ void CubeLens::locate(std::span<const LensDirection> directions, std::span<Frame
 }
 
 bool CubeLens::is_blank(const FramePart& within) const {
-  return std::ranges::none_of(cells_, [&](const CubeCell& cell) {
-    return within.right >= cell.left - rounding && within.left <= cell.right + rounding &&
-           within.top >= cell.bottom - rounding && within.bottom <= cell.top + rounding;
-  });
+  return std::ranges::none_of(cells_, [&](const CubeCell& cell) { return meets(cell, within); });
 }
 
 std::vector<FramePart> CubeLens::parts() const {

@@ -55,10 +55,7 @@ class Lens {
   virtual std::vector<FramePart> parts() const { return {}; }
 
   /// Whether all of a rectangle is known to look nowhere, without asking for each place. Threads: any.
-  virtual bool is_blank(const FramePart& within) const {
-    static_cast<void>(within);
-    return false;
-  }
+  virtual bool is_blank(const FramePart& /*within*/) const { return false; }
 
   /// Where the lens stands, metres.
   virtual standin::Vec3 position() const = 0;

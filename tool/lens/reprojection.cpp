@@ -366,6 +366,13 @@ class Reprojection::Pixels {
   std::span<float> samples_;
 };
 
+std::vector<PixelBox> pixels_of_parts(const Lens& lens, int width, int height) {
+  std::vector<PixelBox> boxes;
+  for (const auto& [left, right, bottom, top] : lens.parts())
+    boxes.push_back(whole_pixels(left, right, bottom, top, width, height));
+  return boxes;
+}
+
 Reprojection::Reprojection(const PicturePixels& picture, const Lens& from, const Lens& to, int to_width, int to_height,
                            PictureFilter filter)
     : picture_(picture),
@@ -377,22 +384,23 @@ Reprojection::Reprojection(const PicturePixels& picture, const Lens& from, const
       height_(picture.height()),
       channels_(picture.channels().size()),
       edges_(edges_of(from)),
+      parts_(pixels_of_parts(from, width_, height_)),
+      to_parts_(pixels_of_parts(to, to_width_, to_height_)),
       filter_(std::move(filter)) {
-  for (const auto& [left, right, bottom, top] : from.parts())
-    parts_.push_back(whole_pixels(left, right, bottom, top, width_, height_));
-  for (const auto& [left, right, bottom, top] : to.parts())
-    to_parts_.push_back(whole_pixels(left, right, bottom, top, to_width_, to_height_));
   has_parts_ = !parts_.empty();
   if (!has_parts_) parts_.push_back({0, 0, width_, height_});
-  const int rows = std::min(filter_.reach(), height_);
-  const std::size_t count = static_cast<std::size_t>(width_) * static_cast<std::size_t>(rows) * channels_;
-  if (edges_.pole_above) read({0, 0, width_, rows}, first_rows_ = std::vector<float>(count));
-  if (!edges_.pole_below) return;
-  last_rows_.resize(count);
-  for (int row = 0; row < rows; ++row) {
-    const std::size_t line = count / static_cast<std::size_t>(rows);
-    read({0, height_ - 1 - row, width_, 1}, std::span(last_rows_).subspan(static_cast<std::size_t>(row) * line, line));
-  }
+  if (edges_.pole_above) first_rows_ = rows_from(0, 1);
+  if (edges_.pole_below) last_rows_ = rows_from(height_ - 1, -1);
+}
+
+/// As many rows as the filter reaches, from one of them on, each a step further.
+std::vector<float> Reprojection::rows_from(int row, int step) {
+  const std::size_t line = static_cast<std::size_t>(width_) * channels_;
+  const int count = std::min(filter_.reach(), height_);
+  std::vector<float> rows(line * static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i)
+    read({0, row + i * step, width_, 1}, std::span(rows).subspan(static_cast<std::size_t>(i) * line, line));
+  return rows;
 }
 
 void Reprojection::fill(PixelBox part, std::span<float> samples) {
@@ -587,12 +595,8 @@ void Reprojection::fill_block(PixelBox block, PixelBox part, std::span<float> sa
 
   constexpr auto cell_width = static_cast<std::size_t>(BlockMapping::cell_pixels);
   constexpr std::size_t cell_size = cell_width * cell_width;
-  const auto in_part = [&](std::span<const FramePlace> places) {
-    std::vector<FramePlace> own(places.begin(), places.end());
-    for (FramePlace& place : own) place.part = to_part;
-    return points(own);
-  };
-  const BlockMapping mapping(in_part, block, to_width_, to_height_, edges_.goes_round ? width_ : 0.0);
+  const BlockMapping mapping([this](auto places) { return points(places); }, block, to_width_, to_height_,
+                             edges_.goes_round ? width_ : 0.0, to_part);
   const std::span<const BlockMapping::Cell> cells = mapping.cells();
   std::vector<RoughPixels> rough;
   if (!mapping.has_smooth_cells()) {

@@ -27,6 +27,9 @@ struct FrameEdges {
 /// What the lens's directions say of its frame's edges. Throws what the lens throws. Threads: any.
 FrameEdges edges_of(const Lens& lens);
 
+/// The whole pixels of each of the lens's parts, in a frame of that size. Throws what the lens throws. Threads: any.
+std::vector<PixelBox> pixels_of_parts(const Lens& lens, int width, int height);
+
 /// A picture seen through another lens. Each pixel is the mean of the picture over what the pixel sees: of as many samples as
 /// the lenses' mapping needs there, each of which a filter takes from the pixels around it. Colours of sRGB are mixed as linear
 /// light.
@@ -51,6 +54,7 @@ class Reprojection {
   struct RoughPixels;
 
   void fill_block(PixelBox block, PixelBox part, std::span<float> samples);
+  std::vector<float> rows_from(int row, int step);
   bool is_blank(const PixelBox& box) const;
   PicturePoint point_at(const FramePlace& place) const;
   std::vector<PicturePoint> points(std::span<const FramePlace> seen_at) const;

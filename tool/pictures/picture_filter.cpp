@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <memory>
+#include <numeric>
 #include <stdexcept>
 
 #include "tool/pictures/picture_library.h"
@@ -22,11 +23,11 @@ PictureFilter::PictureFilter(const FilterCurve& curve)
   table_.resize((steps + 1) * taps);
   for (std::size_t step = 0; step <= steps; ++step) {
     const double fraction = static_cast<double>(step) / steps;
-    double sum = 0.0;
-    for (std::size_t i = 0; i < taps; ++i) sum += curve.at(fraction + reach_ - 1.0 - static_cast<double>(i));
+    std::vector<double> weights(taps);
+    for (std::size_t i = 0; i < taps; ++i) weights[i] = curve.at(fraction + reach_ - 1.0 - static_cast<double>(i));
+    const double sum = std::accumulate(weights.begin(), weights.end(), 0.0);
     if (!(std::abs(sum) > 1e-3)) throw std::runtime_error("a filter without weight between pixels cannot be used");
-    for (std::size_t i = 0; i < taps; ++i)
-      table_[step * taps + i] = static_cast<float>(curve.at(fraction + reach_ - 1.0 - static_cast<double>(i)) / sum);
+    for (std::size_t i = 0; i < taps; ++i) table_[step * taps + i] = static_cast<float>(weights[i] / sum);
   }
 }
 
