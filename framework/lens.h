@@ -50,9 +50,20 @@ struct BasicPose {
   BasicVector<Scalar> right;
   BasicVector<Scalar> up;
   BasicVector<Scalar> forward;
+  /// Whether the axes are known to keep the lengths of directions, as those of a camera that turns within a frame do not.
+  bool keeps_lengths = false;
 };
 
 using Pose = BasicPose<double>;
+
+/// Whether the axes have unit length and stand at right angles to one another: the length of a direction that they turn into
+/// the world changes by less than 2e-13 of it then. What is not finite does not. Threads: any.
+inline bool has_orthonormal_axes(const Pose& pose) {
+  const auto is_near = [](double found, double meant) { return math::abs(found - meant) < 1e-13; };
+  return is_near(dot(pose.right, pose.right), 1.0) && is_near(dot(pose.up, pose.up), 1.0) &&
+         is_near(dot(pose.forward, pose.forward), 1.0) && is_near(dot(pose.right, pose.up), 0.0) &&
+         is_near(dot(pose.right, pose.forward), 0.0) && is_near(dot(pose.up, pose.forward), 0.0);
+}
 
 /// A world point as the camera sees it: along its right, up and forward axes, from its position.
 inline Vector camera_from_world(const Pose& pose, Vector world) {
@@ -115,6 +126,14 @@ struct Ray {
 /// direction of no length gives non-finite components.
 inline Ray pinhole_ray(const Pose& pose, Vector in_camera) {
   const Vector direction = normalized(world_from_camera(pose, in_camera));
+  return {pose.position, direction, direction};
+}
+
+/// The same for a direction of unit length: under a pose that keeps lengths there is nothing to divide by.
+inline Ray unit_pinhole_ray(const Pose& pose, Vector in_camera) {
+  Vector direction = world_from_camera(pose, in_camera);
+  if (!pose.keeps_lengths) [[unlikely]]
+    direction = normalized(direction);
   return {pose.position, direction, direction};
 }
 

@@ -2,9 +2,11 @@
 
 #include <array>
 #include <new>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "framework/for_ray.h"
 #include "framework/motion_samples.h"
 #include "framework/pose_cache.h"
 #include "framework/settings_camera.h"
@@ -68,9 +70,9 @@ class LensCamera : public SettingsCamera<Lens> {
   PoseType pose_at(double time) const;
 
   /// The same for a ray, through the cache. Threads: any.
-  PoseForRay<PoseType> cached_pose_at(double time) {
-    if (const PoseType* cached = pose_cache.find(time)) return PoseForRay<PoseType>(cached);
-    return PoseForRay<PoseType>(interpolate_pose(time));
+  ForRay<PoseType> cached_pose_at(double time) {
+    if (const PoseType* cached = pose_cache.find(time)) return ForRay<PoseType>(cached);
+    return ForRay<PoseType>(interpolate_pose(time));
   }
 
   /// The same without adding to the cache. Threads: any.
@@ -138,9 +140,12 @@ auto LensCamera<Lens, PoseType, weight>::pose_at(double time) const -> PoseType 
     interpolate(samples[which].data(), blend, v);
     return BasicVector<Scalar>{rounded_to<Scalar>(v[0]), rounded_to<Scalar>(v[1]), rounded_to<Scalar>(v[2])};
   };
-  return [&]<std::size_t... Which>(std::index_sequence<Which...>) {
+  PoseType pose = [&]<std::size_t... Which>(std::index_sequence<Which...>) {
     return PoseType{vector(Which)...};
   }(std::make_index_sequence<vector_count>());
+  // Here and not only where poses are kept: a time's rays are the same in every bit, kept or not.
+  if constexpr (std::is_same_v<PoseType, Pose>) pose.keeps_lengths = has_orthonormal_axes(pose);
+  return pose;
 }
 
 }  // namespace framework

@@ -88,21 +88,4 @@ class PoseCache {
   std::array<Place, most_times> places_;
 };
 
-/// A pose to map one ray with: a published one where it stands, or one of its own. Copying a pose would cost a good part of
-/// a simple lens's time.
-template <class PoseType>
-class PoseForRay {
- public:
-  explicit PoseForRay(const PoseType* published) : published_(published) {}
-  explicit PoseForRay(const PoseType& own) : own_(own) {}
-
-  operator const PoseType&() const { return published_ != nullptr ? *published_ : own_; }  // NOLINT(*-explicit-*)
-
- private:
-  const PoseType* published_ = nullptr;
-  union {
-    PoseType own_;
-  };
-};
-
 }  // namespace framework

@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "framework/lens.h"
+#include "framework/panorama.h"
 #include "framework/parameters.h"
 #include "framework/server.h"
-#include "framework/sine_cosine.h"
 #include "platform/export.h"
 
 extern "C" {
@@ -30,11 +30,25 @@ struct Lens {
   double vertical_shift = 0.0;
 };
 
-/// Direction of a film position in camera space. The scales stretch it, each on its side of the axis, so that its length is 1
-/// only while all of them are 1; on the axis the left and the bottom one hold. Never refused; scales of 0 can leave no
-/// direction. Formula: the plate carree (equirectangular) projection, stretched. Threads: any.
-inline framework::Vector direction(const Lens& lens, framework::Film film, framework::FilmPoint at) {
+/// What the scales leave alone.
+struct PreparedLens : framework::Panorama {
+  bool is_stretched = false;
+};
+
+inline PreparedLens prepared(const Lens& lens, framework::Film film) {
+  const double span = lens.upper_angle_radians - lens.lower_angle_radians;
+  return {{.azimuth_per_metre = lens.horizontal_fov_radians / film.width,
+           .elevation_per_metre = span / film.height,
+           .middle_azimuth = lens.horizontal_shift * lens.horizontal_fov_radians * 0.5,
+           .middle_elevation = (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5 + lens.vertical_shift * span * 0.5},
+          lens.right_scale != 1.0 || lens.top_scale != 1.0 || lens.left_scale != 1.0 || lens.bottom_scale != 1.0};
+}
+
+/// Direction of a film position in camera space, stretched by the scales, each on its side of the axis; on the axis the left
+/// and the bottom one hold. Never refused; scales of 0 can leave no direction. Threads: any.
+inline framework::Vector stretched_direction(const Lens& lens, framework::Film film, framework::FilmPoint at) {
   using namespace framework;
+  // By division, so that what is to lie on the axis is not a digit beside it, under another scale.
   const double azimuth = (at.x / film.half_width() + lens.horizontal_shift) * lens.horizontal_fov_radians * 0.5;
   const double elevation =
       (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5 +
@@ -42,6 +56,12 @@ inline framework::Vector direction(const Lens& lens, framework::Film film, frame
   const auto [around, up] = math::sines_and_cosines(azimuth, elevation);
   return {around.sine * up.cosine * (azimuth > 0.0 ? lens.right_scale : lens.left_scale),
           up.sine * (elevation > 0.0 ? lens.top_scale : lens.bottom_scale), around.cosine * up.cosine};
+}
+
+/// Direction of a film position in camera space, of unit length while every scale is 1. Threads: any.
+inline framework::Vector direction(const Lens& lens, framework::Film film, framework::FilmPoint at) {
+  const PreparedLens panorama = prepared(lens, film);
+  return panorama.is_stretched ? stretched_direction(lens, film, at) : panorama.direction(at);
 }
 
 /// The film position that sees a point of camera space, as if every scale were 1, and the inverse of `direction` only then:

@@ -1,6 +1,7 @@
 #include "cameras/cylinder/cylinder_cam.h"
 
 #include "framework/camera_source.h"
+#include "framework/prepared_lens_camera.h"
 
 constexpr framework::TagTable tagInfo7 = framework::tag_table("Quorin Cylinder Camera");
 
@@ -40,12 +41,12 @@ constexpr framework::CameraTables<Lens> tables{.server_name = server.name,
 
 constinit framework::HostServices services;
 
-class CameraPlugin final : public framework::LensCamera<Lens> {
+class CameraPlugin final : public framework::PreparedLensCamera<Lens> {
  public:
-  explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
+  explicit CameraPlugin(LWItemID item) : PreparedLensCamera(tables, services, item) {}
 
   int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* /*record*/) {
-    return framework::store(map(values, framework::film_of(access), cached_pose_at(sample.time), sample.film), ray);
+    return framework::store(map(prepared_for_frame(), values.axis_choice != 0, cached_pose_at(sample.time), sample.film), ray);
   }
 
   int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& /*record*/) const {

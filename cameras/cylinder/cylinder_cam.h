@@ -4,6 +4,7 @@
 
 #include "framework/lens.h"
 #include "framework/server.h"
+#include "framework/sine_cosine.h"
 #include "platform/export.h"
 
 extern "C" {
@@ -26,19 +27,39 @@ struct Lens {
   double span_radians() const { return maximum_angle_radians - minimum_angle_radians; }
 };
 
+/// The lens on a film, for an angle across the film's width and across its height.
+struct PreparedLens {
+  double radians_per_metre_of_width = 0.0;
+  double radians_per_metre_of_height = 0.0;
+  double middle_radians = 0.0;
+  /// Along the axis. Either slide counts in half film heights, so that the horizontal one spans more than the size on a wide
+  /// film.
+  double slide_per_metre = 0.0;
+};
+
+inline PreparedLens prepared(const Lens& lens, framework::Film film) {
+  return {lens.span_radians() / film.width, lens.span_radians() / film.height, lens.middle_radians(),
+          lens.cylinder_size / film.height};
+}
+
 /// The ray of a film position; its direction is also its film normal. Never refused: without a film it is not finite.
 /// Threads: any.
-inline framework::Ray map(const Lens& lens, framework::Film film, const framework::Pose& pose, framework::FilmPoint at) {
+inline framework::Ray map(const PreparedLens& lens, bool vertical, const framework::Pose& pose, framework::FilmPoint at) {
   using namespace framework;
-  const bool vertical = lens.axis_choice != 0;
-  const Vector axis = vertical ? pose.up : pose.right;
-  const Vector across = vertical ? pose.right : pose.up;
-  const double around = vertical ? at.x / film.half_width() : at.y / film.half_height();
-  // Either slide counts in half film heights, so that the horizontal one spans more than the size on a wide film.
-  const double along = (vertical ? at.y : at.x) / film.half_height();
-  const double angle = around * lens.span_radians() * 0.5 + lens.middle_radians();
-  const Vector direction = normalized(across * math::sin(angle) + pose.forward * math::cos(angle));
-  return {pose.position + axis * (along * lens.cylinder_size * 0.5), direction, direction};
+  const double around = vertical ? at.x * lens.radians_per_metre_of_width : at.y * lens.radians_per_metre_of_height;
+  const double along = (vertical ? at.y : at.x) * lens.slide_per_metre;
+  const auto [sine, cosine] = math::sine_and_cosine(around + lens.middle_radians);
+  // Where they stand: copies would take the registers that the angle needs.
+  const Vector& axis = vertical ? pose.up : pose.right;
+  const Vector& across = vertical ? pose.right : pose.up;
+  Vector direction = across * sine + pose.forward * cosine;
+  if (!pose.keeps_lengths) [[unlikely]]
+    direction = normalized(direction);
+  return {pose.position + axis * along, direction, direction};
+}
+
+inline framework::Ray map(const Lens& lens, framework::Film film, const framework::Pose& pose, framework::FilmPoint at) {
+  return map(prepared(lens, film), lens.axis_choice != 0, pose, at);
 }
 
 /// Puts the film position of a world point into `at`; returns whether there is one. A film, a size or a span of angles too

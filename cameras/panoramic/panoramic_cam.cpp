@@ -1,6 +1,7 @@
 #include "cameras/panoramic/panoramic_cam.h"
 
 #include "framework/camera_source.h"
+#include "framework/prepared_lens_camera.h"
 
 constexpr framework::TagTable tagInfo6 = framework::tag_table("Quorin Panoramic Camera");
 
@@ -37,14 +38,14 @@ constexpr framework::CameraTables<Lens> tables{.server_name = server.name,
 
 constinit framework::HostServices services;
 
-class CameraPlugin final : public framework::LensCamera<Lens> {
+class CameraPlugin final : public framework::PreparedLensCamera<Lens> {
  public:
-  explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
+  explicit CameraPlugin(LWItemID item) : PreparedLensCamera(tables, services, item) {}
 
   int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* record) {
     if (record == nullptr) return LWCAMEVAL_NONE;
-    const framework::Vector toward = direction(values, framework::film_of(*record), sample.film);
-    return framework::store(framework::pinhole_ray(cached_pose_at(sample.time), toward), ray);
+    const framework::Vector toward = prepared_for(*record)->direction(sample.film);
+    return framework::store(framework::unit_pinhole_ray(cached_pose_at(sample.time), toward), ray);
   }
 
   int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& record) const {

@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "framework/lens.h"
+#include "framework/panorama.h"
 #include "framework/server.h"
-#include "framework/sine_cosine.h"
 #include "platform/export.h"
 
 extern "C" {
@@ -22,15 +22,16 @@ struct Lens {
   double lower_angle_radians = -framework::quarter_pi;
 };
 
+inline framework::Panorama prepared(const Lens& lens, framework::Film film) {
+  return {.azimuth_per_metre = lens.horizontal_fov_radians / film.width,
+          .elevation_per_metre = (lens.upper_angle_radians - lens.lower_angle_radians) / film.height,
+          .middle_elevation = (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5};
+}
+
 /// Direction of a film position in camera space, of unit length. Never refused: beyond the film's edges the same law goes on.
-/// Formula: the plate carree (equirectangular) projection. Threads: any.
+/// Threads: any.
 inline framework::Vector direction(const Lens& lens, framework::Film film, framework::FilmPoint at) {
-  using namespace framework;
-  const double azimuth = lens.horizontal_fov_radians * (at.x / film.half_width()) * 0.5;
-  const double elevation = (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5 +
-                           (at.y / film.half_height()) * (lens.upper_angle_radians - lens.lower_angle_radians) * 0.5;
-  const auto [around, up] = math::sines_and_cosines(azimuth, elevation);
-  return {around.sine * up.cosine, up.sine, around.cosine * up.cosine};
+  return prepared(lens, film).direction(at);
 }
 
 /// The film position that sees a point of camera space: the inverse of `direction` inside the field of view, and beyond the

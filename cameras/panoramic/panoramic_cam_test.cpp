@@ -1,5 +1,6 @@
 #include "cameras/panoramic/panoramic_cam.h"
 
+#include <array>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numbers>
@@ -98,6 +99,16 @@ TEST_F(PanoramicTest, RaysFollowTheFormula) {
   });
 }
 
+TEST_F(PanoramicTest, TheFilmIsThatOfTheRecordWhateverTheFramesWas) {
+  stage.next_frame();
+  const std::array film{stage.film_width(), stage.film_height()};
+  for (const std::array share : {std::array{0.5, 1.0}, std::array{1.0, 0.5}, std::array{1.0, 1.0}}) {
+    for (std::size_t side = 0; side < 2; ++side) camera.access().filmSize[side] = film[side] * share[side];
+    expect_near(stage.ray(0.25 * film[0], 0.0).direction, formula().ray(stage, {.film_x = 0.25 * film[0]}).direction, 1e-15);
+    expect_near(stage.ray(0.0, 0.25 * film[1]).direction, formula().ray(stage, {.film_y = 0.25 * film[1]}).direction, 1e-15);
+  }
+}
+
 TEST_F(PanoramicTest, ProjectionFollowsTheFormula) {
   Random random;
   expect_small_errors("panoramic projections", 1e-12, [&] {
@@ -138,10 +149,11 @@ TEST_F(PanoramicTest, CallbacksArePlainFunctionsToTheBit) {
     render(lens.horizontal_fov_radians, lens.upper_angle_radians, lens.lower_angle_radians);
     const auto [x, y] = stage.random_film_point(random, 2.0);
     const LWCameraAccess& record = camera.access();
-    const framework::Pose pose{vector(record.worldPos), vector(record.toWorld[0]), vector(record.toWorld[1]),
-                               vector(record.toWorld[2])};
+    framework::Pose pose{vector(record.worldPos), vector(record.toWorld[0]), vector(record.toWorld[1]),
+                         vector(record.toWorld[2])};
+    pose.keeps_lengths = has_orthonormal_axes(pose);
     const framework::Film film{record.filmSize[0], record.filmSize[1]};
-    const framework::Ray plain = framework::pinhole_ray(pose, PanoramicCam::direction(lens, film, {x, y}));
+    const framework::Ray plain = framework::unit_pinhole_ray(pose, PanoramicCam::direction(lens, film, {x, y}));
     ASSERT_EQ(bits_of(stage.ray(x, y)),
               bits_of({LWCAMEVAL_RAY, vec3(plain.position), vec3(plain.direction), vec3(plain.film_normal)}));
     const framework::Vector world{random.between(-20.0, 20.0), random.between(-20.0, 20.0), random.between(-20.0, 20.0)};

@@ -47,8 +47,8 @@ class CameraPlugin final : public framework::LensCamera<Lens> {
   explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
 
   int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* /*record*/) {
-    const framework::PoseForRay<framework::Pose> cached = cached_pose_at(sample.time);
-    const framework::Pose& pose = cached;
+    const framework::ForRay<framework::Pose> cached = cached_pose_at(sample.time);
+    const framework::Pose& pose = *cached;
     const framework::Vector toward = direction(values, framework::film_of(access), sample.film);
     // In single precision, as it always has been in scenes rendered with this lens.
     const framework::Vector offset = framework::lens_offset(framework::rounded_to_single(values.lens_radius), sample.lens);

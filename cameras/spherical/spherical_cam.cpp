@@ -2,6 +2,7 @@
 
 #include "cameras/photographic/photographic_publication.h"
 #include "framework/camera_source.h"
+#include "framework/prepared_lens_camera.h"
 
 constexpr framework::TagTable tagInfo22 = framework::tag_table("Quorin Spherical Camera");
 
@@ -39,13 +40,13 @@ constexpr framework::CameraTables<Lens> tables{.server_name = server.name,
 
 constinit framework::HostServices services;
 
-class CameraPlugin final : public framework::LensCamera<Lens> {
+class CameraPlugin final : public framework::PreparedLensCamera<Lens> {
  public:
-  explicit CameraPlugin(LWItemID item) : LensCamera(tables, services, item) {}
+  explicit CameraPlugin(LWItemID item) : PreparedLensCamera(tables, services, item) {}
 
   int evaluate(const framework::Sample& sample, LWCameraRay& ray, const LWCameraAccess* /*record*/) {
     photographic::publish_exposure<parameters>(*this, services, publication_, sample.time);
-    const framework::BasicVector<float> toward = direction(values, framework::film_of(access), sample.film);
+    const framework::BasicVector<float> toward = prepared_for_frame().direction(sample.film);
     return framework::store(world_ray(cached_pose_at(sample.time), toward), ray);
   }
 
@@ -54,7 +55,10 @@ class CameraPlugin final : public framework::LensCamera<Lens> {
   }
 
  private:
-  void initialise() override { remember_film(); }
+  void initialise() override {
+    remember_film();
+    PreparedLensCamera::initialise();
+  }
   void forget() override { publication_.forget(); }
   void before_frame(LWTime /*start*/) override { publication_.end_frame(); }
   void after_render() override { publication_.end_frame(); }
@@ -63,6 +67,7 @@ class CameraPlugin final : public framework::LensCamera<Lens> {
     const framework::Film film = framework::film_of(access);
     values.reference_radius = (film.width >= film.height ? film.height : film.width) * 0.5;
     read_envelope(&Lens::angular_fov_radians, frame_info.start);
+    PreparedLensCamera::after_frame();
   }
 
   photographic::Publication publication_{"OviCam Spherical"};

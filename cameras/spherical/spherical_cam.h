@@ -5,6 +5,7 @@
 #include "cameras/photographic/photographic_values.h"
 #include "framework/lens.h"
 #include "framework/server.h"
+#include "framework/sine_cosine.h"
 #include "platform/export.h"
 
 extern "C" {
@@ -25,16 +26,28 @@ struct Lens {
   double reference_radius = 0.0;
 };
 
-/// Direction of a film position in camera space, of any length and in single precision: so are the pictures that this lens has
-/// made. Never refused: beyond the inscribed circle the same law goes on, and past an angle of pi it looks back. Formula: the
-/// equidistant projection. Threads: any.
-inline framework::BasicVector<float> direction(const Lens& lens, framework::Film /*film*/, framework::FilmPoint at) {
-  using namespace framework;
-  if (at.x == 0.0 && at.y == 0.0) return {0.0F, 0.0F, 1.0F};
-  const double radius = math::sqrt(at.x * at.x + at.y * at.y);
-  const double angle = (radius / lens.reference_radius) * lens.angular_fov_radians * 0.5;
-  const double sine_angle = math::sin(angle);
-  return rounded({at.x * sine_angle, at.y * sine_angle, radius * math::cos(angle)});
+/// The lens on a film.
+struct PreparedLens {
+  double radians_per_metre = 0.0;
+
+  /// Direction of a film position in camera space, of any length and in single precision: so are the pictures that this lens
+  /// has made. Never refused: beyond the inscribed circle the same law goes on, and past an angle of pi it looks back. Formula:
+  /// the equidistant projection. Threads: any.
+  framework::BasicVector<float> direction(framework::FilmPoint at) const {
+    using namespace framework;
+    if (at.x == 0.0 && at.y == 0.0) return {0.0F, 0.0F, 1.0F};
+    const double radius = math::sqrt(at.x * at.x + at.y * at.y);
+    const auto [sine, cosine] = math::sine_and_cosine(radius * radians_per_metre);
+    return rounded({at.x * sine, at.y * sine, radius * cosine});
+  }
+};
+
+inline PreparedLens prepared(const Lens& lens, framework::Film /*film*/) {
+  return {lens.angular_fov_radians * 0.5 / lens.reference_radius};
+}
+
+inline framework::BasicVector<float> direction(const Lens& lens, framework::Film film, framework::FilmPoint at) {
+  return prepared(lens, film).direction(at);
 }
 
 /// The ray from the camera's position in a direction of camera space; its direction is also its film normal. The direction of

@@ -25,7 +25,7 @@ COPY = ROOT / "build" / "mutants"
 # What every fault is held against, besides the tests of the camera that it is in.
 COMMON_TESTS = ("camera_rays_test", "camera_lifecycle_test", "camera_edges_test", "panel_test", "panel_hints_test", "motion_samples_test",
                 "module_test", "gizmo_test", "photographic_publishing_test", "publication_pace_test", "host_trust_test",
-                "host_refusal_test", "envelope_test", "pose_cache_test", "sine_cosine_test")
+                "host_refusal_test", "envelope_test", "pose_cache_test", "sine_cosine_test", "camera_axes_test")
 SOURCES = ("framework/*.h", "framework/*.cpp", "cameras/*/*_cam.h", "cameras/*/*_cam.cpp", "cameras/multiview/tile_*.h", "cameras/photographic/*.h")
 TESTS = "portable_tests"
 TURNED = {"<=": "<", ">=": ">", "<": "<=", ">": ">=", "==": "!=", "!=": "==", "&&": "||", "||": "&&", "+": "-", "-": "+", "*": "/"}
