@@ -1,6 +1,7 @@
 #include "standin/remote/evaluation_threads.h"
 
 #include <algorithm>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -14,10 +15,10 @@ constexpr std::size_t part_size = 1024;
 
 EvaluationThreads::~EvaluationThreads() {
   {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(monitor_);
     ending_ = true;
   }
-  changed_.notify_all();
+  monitor_.notify_all();
   for (std::thread& helper : helpers_) helper.join();
 }
 
@@ -49,31 +50,34 @@ void EvaluationThreads::share(std::size_t count, Part part) {
   }
   if (helpers_.empty()) start();
   {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(monitor_);
     part_ = std::move(part);
     count_ = count;
     next_ = 0;
-    busy_ = helpers_.size();
     failure_ = nullptr;
+    open_ = true;
     ++request_;
   }
-  changed_.notify_all();
+  monitor_.notify_all();
   take_parts();
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return busy_ == 0; });
+  std::unique_lock lock(monitor_);
+  // Nobody waits for a helper that has not come yet: on a busy machine that may take longer than all of the work.
+  open_ = false;
+  monitor_.wait_until([this] { return busy_ == 0; });
   if (failure_) std::rethrow_exception(failure_);
 }
 
 void EvaluationThreads::work() {
-  std::unique_lock lock(mutex_);
+  std::unique_lock lock(monitor_);
   for (std::uint64_t done = 0;;) {
-    changed_.wait(lock, [&] { return ending_ || request_ != done; });
+    monitor_.wait_until([&] { return ending_ || (open_ && request_ != done); });
     if (ending_) return;
     done = request_;
+    ++busy_;
     lock.unlock();
     take_parts();
     lock.lock();
-    if (--busy_ == 0) changed_.notify_all();
+    if (--busy_ == 0) monitor_.notify_all();
   }
 }
 
@@ -82,7 +86,7 @@ void EvaluationThreads::take_parts() {
     for (std::size_t first = next_.fetch_add(part_size); first < count_; first = next_.fetch_add(part_size))
       part_(first, std::min(part_size, count_ - first));
   } catch (...) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(monitor_);
     failure_ = std::current_exception();
   }
 }

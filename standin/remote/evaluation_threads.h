@@ -1,16 +1,15 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>
-#include <mutex>
 #include <span>
 #include <thread>
 #include <vector>
 
+#include "standin/remote/monitor.h"
 #include "standin/session/session.h"
 
 namespace standin {
@@ -40,11 +39,12 @@ class EvaluationThreads {
   void take_parts();
 
   std::vector<std::thread> helpers_;
-  std::mutex mutex_;
-  std::condition_variable changed_;
+  Monitor monitor_;
   /// Counts the requests: helpers take part in each once.
   std::uint64_t request_ = 0;
   bool ending_ = false;
+  /// Whether helpers may still begin to take part in it, and how many do.
+  bool open_ = false;
   std::size_t busy_ = 0;
   std::exception_ptr failure_;
   /// Of the request.
