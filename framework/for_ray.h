@@ -10,6 +10,7 @@ class ForRay {
   explicit ForRay(const Value* kept) : kept_(kept) {}
   explicit ForRay(const Value& own) : own_(own) {}
 
+  /// Stays as long as this does.
   const Value& operator*() const { return kept_ != nullptr ? *kept_ : own_; }
   const Value* operator->() const { return &**this; }
   operator const Value&() const { return **this; }  // NOLINT(*-explicit-*)

@@ -28,6 +28,7 @@ class PreparedLensCamera : public LensCamera<Lens> {
   void after_frame() override { prepare(); }
   void after_copy(const Camera& /*from*/) override { prepare(); }
 
+  /// For the film of the frame. Threads: any.
   const Prepared& prepared_for_frame() const { return prepared_; }
 
   /// For the film of a record, which is the frame's nearly always. Threads: any.

@@ -130,11 +130,12 @@ inline std::array<SineCosine, 2> sines_and_cosines(__m128d angles) {
   return sines_and_cosines_of_sums(steps.first, steps.second, left_over(angles, steps.count));
 }
 
+/// The same. Threads: any.
 inline std::array<SineCosine, 2> sines_and_cosines(double first, double second) {
   return sines_and_cosines(_mm_set_pd(second, first));
 }
 
-/// The same of one angle, to the bit, and in less time: its sine and its cosine are in one register.
+/// The same of one angle, to the bit, and in less time: its sine and its cosine are in one register. Threads: any.
 inline SineCosine sine_and_cosine(double radians) {
   const SineCosineConstants& k = loaded_constants();
   const __m128d angle = _mm_set1_pd(radians);

@@ -30,11 +30,12 @@ struct Lens {
   double vertical_shift = 0.0;
 };
 
-/// What the scales leave alone.
+/// The panorama on a film, as it would be if every scale were 1, and whether one of them is not.
 struct PreparedLens : framework::Panorama {
   bool is_stretched = false;
 };
 
+/// Without a film it is not finite. Threads: any.
 inline PreparedLens prepared(const Lens& lens, framework::Film film) {
   const double span = lens.upper_angle_radians - lens.lower_angle_radians;
   return {{.azimuth_per_metre = lens.horizontal_fov_radians / film.width,

@@ -37,6 +37,7 @@ struct PreparedLens {
   double slide_per_metre = 0.0;
 };
 
+/// Without a film it is not finite. Threads: any.
 inline PreparedLens prepared(const Lens& lens, framework::Film film) {
   return {lens.span_radians() / film.width, lens.span_radians() / film.height, lens.middle_radians(),
           lens.cylinder_size / film.height};
@@ -58,6 +59,7 @@ inline framework::Ray map(const PreparedLens& lens, bool vertical, const framewo
   return {pose.position + axis * along, direction, direction};
 }
 
+/// The same from the lens itself. Threads: any.
 inline framework::Ray map(const Lens& lens, framework::Film film, const framework::Pose& pose, framework::FilmPoint at) {
   return map(prepared(lens, film), lens.axis_choice != 0, pose, at);
 }

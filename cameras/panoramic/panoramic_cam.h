@@ -22,6 +22,7 @@ struct Lens {
   double lower_angle_radians = -framework::quarter_pi;
 };
 
+/// The panorama on a film. Without a film it is not finite. Threads: any.
 inline framework::Panorama prepared(const Lens& lens, framework::Film film) {
   return {.azimuth_per_metre = lens.horizontal_fov_radians / film.width,
           .elevation_per_metre = (lens.upper_angle_radians - lens.lower_angle_radians) / film.height,

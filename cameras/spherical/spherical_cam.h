@@ -26,7 +26,7 @@ struct Lens {
   double reference_radius = 0.0;
 };
 
-/// The lens on a film.
+/// The lens on a film: how fast the angle from the axis grows.
 struct PreparedLens {
   double radians_per_metre = 0.0;
 
@@ -42,10 +42,12 @@ struct PreparedLens {
   }
 };
 
+/// The film is in the lens's reference radius; without one, this is not finite. Threads: any.
 inline PreparedLens prepared(const Lens& lens, framework::Film /*film*/) {
   return {lens.angular_fov_radians * 0.5 / lens.reference_radius};
 }
 
+/// The same from the lens itself. Threads: any.
 inline framework::BasicVector<float> direction(const Lens& lens, framework::Film film, framework::FilmPoint at) {
   return prepared(lens, film).direction(at);
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -65,10 +66,14 @@ void check_reload(Context& context) {
   for (int round = 0; round < rounds_to_settle; ++round) once();
   const Footprint before = footprint();
   const int rounds = context.times(100);
+  // What grows once, such as the system's list of libraries, does so in the first half, or in some parts of the second. Each
+  // part has at least one round.
+  constexpr int parts = 5;
+  const auto rounds_until = [rounds](int part) { return rounds / 2 + (rounds - rounds / 2) * part / parts; };
   std::vector<double> heap_bytes;
-  for (int round = 0; round < rounds && !context.failed(); ++round) {
+  for (int round = 1; round <= rounds && !context.failed(); ++round) {
     once();
-    if (round + 1 != rounds / 2 && round + 1 != rounds * 3 / 4 && round + 1 != rounds) continue;
+    if (round != rounds_until(static_cast<int>(heap_bytes.size()))) continue;
     if (const auto bytes = footprint().heap_bytes) heap_bytes.push_back(static_cast<double>(*bytes));
   }
   const Footprint after = footprint();
@@ -77,11 +82,12 @@ void check_reload(Context& context) {
   context.expect(after.open_files <= before.open_files, "After unloading, files of the module are still open");
   context.expect(after.handlers == handlers, "After unloading, a handler of signals or exceptions is left behind");
   context.numbers["times loaded"] = rounds;
-  if (heap_bytes.size() < 3 || rounds < 4) return;
-  // What grows once, such as the system's list of libraries, does so in the first half, or in one quarter of the second.
-  const int quarter = rounds * 3 / 4 - rounds / 2;
-  const double growth =
-      std::min((heap_bytes[1] - heap_bytes[0]) / quarter, (heap_bytes[2] - heap_bytes[1]) / (rounds - rounds * 3 / 4));
+  if (heap_bytes.size() <= parts) return;
+  double growth = std::numeric_limits<double>::infinity();
+  for (int part = 0; part < parts; ++part) {
+    const auto before_part = heap_bytes.begin() + part;
+    growth = std::min(growth, (before_part[1] - before_part[0]) / (rounds_until(part + 1) - rounds_until(part)));
+  }
   context.numbers["bytes kept per loading"] = growth;
   constexpr double most_bytes = 256;
   context.expect(growth < most_bytes, "After unloading, memory of the module is left behind");
