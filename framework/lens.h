@@ -2,6 +2,8 @@
 
 /// The value types of the ray mappings: what goes in and what comes out, free of the host's records.
 
+#include <cstddef>
+
 #include "framework/math.h"
 
 namespace framework {
@@ -46,6 +48,8 @@ inline Vector normalized(Vector v) { return v * (1.0 / length(v)); }
 /// The camera at one moment, in world space: position in metres, axes of unit length.
 template <class Scalar>
 struct BasicPose {
+  static constexpr std::size_t vector_count = 4;
+
   BasicVector<Scalar> position;
   BasicVector<Scalar> right;
   BasicVector<Scalar> up;

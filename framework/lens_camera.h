@@ -14,13 +14,14 @@
 namespace framework {
 
 /// A camera with a lens of its own, whose position and axes are sampled over the frame's motion-blur interval. `PoseType`:
-/// position, right, up and forward, in single or double precision, and the position of a tracked item where there is one.
+/// position, right, up and forward, in single or double precision, and the position of a tracked item where there is one;
+/// `vector_count` of them, before anything else.
 template <class Lens, class PoseType = Pose, SampleWeight weight = SampleWeight::by_division>
 class LensCamera : public SettingsCamera<Lens> {
  public:
   using Base = SettingsCamera<Lens>;
   using Scalar = decltype(PoseType{}.position.x);
-  static constexpr std::size_t vector_count = sizeof(PoseType) / sizeof(BasicVector<Scalar>);
+  static constexpr std::size_t vector_count = PoseType::vector_count;
 
   using Base::Base;
 

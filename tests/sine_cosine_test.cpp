@@ -29,7 +29,7 @@ TEST(SineCosineTest, EachAngleIsItsOwnWhateverIsBesideIt) {
     const double first = random.between(-greatest_radians, greatest_radians);
     const double second = random.between(-7.0, 7.0);
     const auto pair = sines_and_cosines(first, second);
-    const auto turned = sines_and_cosines(second, first);
+    const auto turned = sines_and_cosines(second, first);  // NOLINT(readability-suspicious-call-argument)
     EXPECT_EQ(bits(pair[0].sine), bits(turned[1].sine));
     EXPECT_EQ(bits(pair[0].cosine), bits(turned[1].cosine));
     EXPECT_EQ(bits(pair[1].sine), bits(sine_and_cosine(second).sine));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -17,6 +18,8 @@ namespace StereoCam {
 
 /// The camera at one moment, and the item that the eyes converge on, or the origin without one.
 struct StereoPose {
+  static constexpr std::size_t vector_count = 5;
+
   framework::Vector position;
   framework::Vector right;
   framework::Vector up;

@@ -48,7 +48,7 @@ void check_quiet(Context& context) {
     Stage stage(context);
     use_module(stage);
   }
-  std::fflush(nullptr);
+  static_cast<void>(std::fflush(nullptr));
   context.expect(size("output") == output, "The module writes to standard output");
   context.expect(size("errors") == errors, "The module writes to standard error");
 }

@@ -99,6 +99,7 @@ struct Ray {
   std::array<double, 9> words{};
 
   friend bool operator==(const Ray& a, const Ray& b) {
+    // Bit by bit. NOLINTNEXTLINE(*-suspicious-memory-comparison,cert-exp42-c,cert-flp37-c)
     return a.result == b.result && (a.result == 0 || std::memcmp(a.words.data(), b.words.data(), sizeof a.words) == 0);
   }
   bool finite() const;
@@ -110,6 +111,7 @@ struct FilmPosition {
   std::array<double, 3> words{};
 
   friend bool operator==(const FilmPosition& a, const FilmPosition& b) {
+    // Bit by bit. NOLINTNEXTLINE(*-suspicious-memory-comparison,cert-exp42-c,cert-flp37-c)
     return a.result == b.result && (a.result == 0 || std::memcmp(a.words.data(), b.words.data(), 2 * sizeof(double)) == 0);
   }
 };
