@@ -23,7 +23,9 @@
 #include <string>
 #include <string_view>
 #include <tbb/blocked_range.h>
+#include <tbb/global_control.h>
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 #include <vector>
 
 #include "bench/renderer_scenes.h"
@@ -258,10 +260,13 @@ std::vector<Result> compare(const SceneToRender& to_render, const std::vector<st
       bare_per_second = std::max(bare_per_second, packets_per_second(render_scene.embree_scene(), rays, flags));
     for (Renderer& renderer : renderers) {
       tool::RayCounts counts;
+      const unsigned threads = standin::threads_that_ask(renderer.module_file);
+      const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+      tbb::task_arena arena(static_cast<int>(threads));
       const double seconds = seconds_of([&] {
         tool::PictureFile picture(folder / "picture.png", {.width = width, .height = height});
         tool::Progress progress(static_cast<double>(width) * height * samples_per_pixel);
-        counts = render_frame(renderer.job(render_scene), picture, progress);
+        arena.execute([&] { counts = render_frame(renderer.job(render_scene), picture, progress); });
         picture.finish();
       });
       // A shadow ray more or less where the last bit decides whether a light is above a surface's horizon.

@@ -129,6 +129,64 @@ TEST_F(HostileService, AByteThatIsNeitherYesNorNo) {
   expect_refused(begun, "neither");
 }
 
+/// Of a service that says that it sees the memory for rays, and then this of one request for rays.
+Bytes sharing_conversation(const std::vector<PlacesFilled>& said) {
+  Bytes bytes = sent(packed(OpenSession::Answer{}));
+  append(bytes, sent(packed(BeginFrame::Answer{sound_setup(), {}, true})));
+  for (const PlacesFilled& one : said) append(bytes, sent(packed(one)));
+  append(bytes, sent(packed(ProjectPoint::Answer{})));
+  return bytes;
+}
+
+TEST_F(HostileService, AnswersToRequestsThatNobodyMade) {
+  use_bytes(sharing_conversation({{0, ""}}));
+  EXPECT_EQ(outcome(), "");
+  expect_refused(sharing_conversation({{1, ""}}), "makes no sense");
+  expect_refused(sharing_conversation({{0xFFFFFFFF, ""}}), "makes no sense");
+  // The second one comes where the film position of a point is expected.
+  expect_refused(sharing_conversation({{0, ""}, {0, ""}}), "than it says");
+}
+
+TEST_F(HostileService, ARequestThatFailsSaysWhyAndTheNextIsAnswered) {
+  use_bytes(sharing_conversation({{0, "The camera is gone"}, {0, ""}}));
+  const auto session = open_remote_session(options_);
+  session->begin_frame(3);
+  const std::array<RayQuery, 4> queries{};
+  std::array<RayAnswer, 4> answers{};
+  EXPECT_THROW(
+      try { session->evaluate(queries, answers); } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "The camera is gone");
+        throw;
+      },
+      std::runtime_error);
+  session->evaluate(queries, answers);
+  EXPECT_FALSE(session->project({}, 0.0, Eye::centre));
+}
+
+TEST_F(HostileService, AFailureAmongManyThreadsIsToldToAll) {
+  Bytes bytes = sent(packed(OpenSession::Answer{}));
+  append(bytes, sent(packed(BeginFrame::Answer{sound_setup(), {}, true})));
+  append(bytes, sent(packed(Failure{"It cannot be done"})));
+  use_bytes(bytes);
+  const auto session = open_remote_session(options_);
+  session->begin_frame(3);
+  const std::vector<RayQuery> queries(3 * most_rays);
+  std::vector<std::thread> threads;
+  std::atomic<int> told = 0;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      std::vector<RayAnswer> answers(queries.size());
+      try {
+        session->evaluate(queries, answers);
+      } catch (const std::runtime_error& error) {
+        told += std::string(error.what()) == "It cannot be done" ? 1 : 0;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(told, 8);
+}
+
 TEST_F(HostileService, LengthsThatMakeNoSense) {
   for (const std::uint32_t size : {0U, 1U, 2U, 3U, 64U << 20, (64U << 20) + 1, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
     Bytes bytes = sent(packed(OpenSession::Answer{}));
@@ -173,7 +231,7 @@ TEST_F(HostileService, SilenceIsEnded) {
   use_bytes(sent(packed(OpenSession::Answer{})), "exec sleep 1000");
   EXPECT_NE(outcome().find(sentence), std::string::npos) << outcome();
   // One byte now and then is no answer either.
-  use_script("printf '\\377\\000\\000\\000'; while printf a; do sleep 0.1; done");
+  use_script(R"(printf '\377\000\000\000'; while printf a; do sleep 0.1; done)");
   EXPECT_NE(outcome().find(sentence), std::string::npos) << outcome();
 }
 

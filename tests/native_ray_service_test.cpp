@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -181,16 +182,36 @@ TEST_F(RayService, AnOpenPanelIsThatOfTheSessionInThisProcess) {
   expect_same(opened, here.rays);
 }
 
-TEST_F(RayService, AnswersManyThreads) {
+TEST_F(RayService, AnswersManyThreadsEachItsOwn) {
+  constexpr std::size_t threads = 12;
+  // More requests than may be under way at once, and points among the rays.
+  const std::size_t count = 7 * ray_protocol::most_rays + 11;
+  const auto local = open_session(options_);
+  const FrameSetup setup = local->begin_frame(0);
   const auto session = open_remote_session(options_);
-  const FrameSetup setup = session->begin_frame(0);
-  const std::vector<RayQuery> queries = queries_over(setup, 3000);
-  std::vector<std::vector<RayAnswer>> answers(3, std::vector<RayAnswer>(queries.size()));
-  std::vector<std::thread> threads;
-  for (auto& own : answers) threads.emplace_back([&] { session->evaluate(queries, own); });
-  for (std::thread& thread : threads) thread.join();
-  expect_same(answers[0], answers[1]);
-  expect_same(answers[0], answers[2]);
+  session->begin_frame(0);
+  std::vector<RayQuery> queries = queries_over(setup, threads + count);
+  std::vector<PointQuery> points(count);
+  for (std::size_t i = 0; i < count; ++i) points[i].world = {static_cast<double>(i) / static_cast<double>(count), 0.3, 4.0};
+  std::vector<std::vector<RayAnswer>> answers(threads, std::vector<RayAnswer>(count));
+  std::vector<std::vector<PointAnswer>> films(threads, std::vector<PointAnswer>(count));
+  std::vector<std::thread> running;
+  for (std::size_t thread = 0; thread < threads; ++thread) {
+    running.emplace_back([&, thread] {
+      session->evaluate(std::span(queries).subspan(thread, count), answers[thread]);
+      session->project(std::span(points).subspan(0, count - thread), std::span(films[thread]).subspan(0, count - thread));
+    });
+  }
+  for (std::thread& thread : running) thread.join();
+  std::vector<RayAnswer> expected(queries.size());
+  local->evaluate(queries, expected);
+  std::vector<PointAnswer> film(count);
+  local->project(points, film);
+  for (std::size_t thread = 0; thread < threads; ++thread) {
+    expect_same(answers[thread], {expected.begin() + static_cast<std::ptrdiff_t>(thread),
+                                  expected.begin() + static_cast<std::ptrdiff_t>(thread + count)});
+    for (std::size_t i = 0; i < count - thread; ++i) ASSERT_EQ(films[thread][i].film_x, film[i].film_x) << i;
+  }
 }
 
 TEST_F(RayService, FailuresArriveAsSentences) {
@@ -249,8 +270,8 @@ TEST_F(RayService, TheServiceAnswersNonsenseWithSentencesAndGoesOn) {
       {{99}, "does not know"},
       {wrong_version, "another version"},
       {cut_short, "shorter than it says"},
-      {packed(EvaluateRays{most_rays + 1}), "too many rays"},
-      {packed(ProjectPoints{most_rays + 1}), "too many points"},
+      {packed(EvaluateRays{most_rays + 1, 0}), "too many rays"},
+      {packed(ProjectPoints{most_rays + 1, 0}), "too many points"},
       {packed(BeginFrame{1}), "before it was given a scene"},
   };
   std::ofstream in(folder_ / "requests", std::ios::binary);

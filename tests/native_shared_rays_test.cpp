@@ -22,41 +22,52 @@ namespace fs = std::filesystem;
 using namespace ray_protocol;
 
 TEST(SharedRays, BothEndsSeeTheSame) {
+  constexpr std::size_t requests = 3;
   constexpr std::size_t most = 100;
-  const auto client = SharedRays::create(most);
+  const auto client = SharedRays::create(requests, most);
   ASSERT_NE(client, nullptr);
   const fs::path file = client->file();
   {
-    const auto service = SharedRays::open(file, most);
+    const auto service = SharedRays::open(file, requests, most);
     ASSERT_NE(service, nullptr);
     client->remove_file();
     EXPECT_FALSE(fs::exists(file));
-    ASSERT_EQ(client->queries().size(), most);
-    ASSERT_EQ(service->answers().size(), most);
-    client->queries().back().film_x = 0.25;
-    EXPECT_EQ(service->queries().back().film_x, 0.25);
-    service->answers().front().direction.y = -3.0;
-    service->answers().back().film_normal.z = 2.0;
+    ASSERT_EQ(service->requests(), requests);
+    for (std::size_t request = 0; request < requests; ++request) {
+      ASSERT_EQ(client->queries(request).size(), most);
+      ASSERT_EQ(service->answers(request).size(), most);
+      const auto number = static_cast<double>(request);
+      client->queries(request).back().film_x = 0.25 + number;
+      EXPECT_EQ(service->queries(request).back().film_x, 0.25 + number);
+      service->answers(request).front().direction.y = -3.0 - number;
+      service->answers(request).back().film_normal.z = 2.0 + number;
+    }
   }
-  EXPECT_EQ(client->queries().back().film_x, 0.25);
-  EXPECT_EQ(client->answers().front().direction.y, -3.0);
-  EXPECT_EQ(client->answers().back().film_normal.z, 2.0);
+  for (std::size_t request = 0; request < requests; ++request) {
+    const auto number = static_cast<double>(request);
+    EXPECT_EQ(client->queries(request).back().film_x, 0.25 + number);
+    EXPECT_EQ(client->answers(request).front().direction.y, -3.0 - number);
+    EXPECT_EQ(client->answers(request).back().film_normal.z, 2.0 + number);
+  }
 }
 
 TEST(SharedRays, AFileOfAnotherSizeIsNotMapped) {
   const fs::path file = test_support::scratch_folder() / "rays";
-  EXPECT_EQ(SharedRays::open(file, 10), nullptr);
-  const auto client = SharedRays::create(10);
+  EXPECT_EQ(SharedRays::open(file, 2, 10), nullptr);
+  const auto client = SharedRays::create(2, 10);
   ASSERT_NE(client, nullptr);
-  EXPECT_EQ(SharedRays::open(client->file(), 9), nullptr);
-  EXPECT_EQ(SharedRays::open(client->file(), 11), nullptr);
-  EXPECT_NE(SharedRays::open(client->file(), 10), nullptr);
+  EXPECT_EQ(SharedRays::open(client->file(), 2, 9), nullptr);
+  EXPECT_EQ(SharedRays::open(client->file(), 2, 11), nullptr);
+  EXPECT_EQ(SharedRays::open(client->file(), 1, 10), nullptr);
+  EXPECT_EQ(SharedRays::open(client->file(), 3, 10), nullptr);
+  EXPECT_EQ(SharedRays::open(client->file(), 0, 10), nullptr);
+  EXPECT_NE(SharedRays::open(client->file(), 2, 10), nullptr);
 }
 
 TEST(SharedRays, LeavesNoFile) {
   fs::path file;
   {
-    const auto client = SharedRays::create(10);
+    const auto client = SharedRays::create(1, 10);
     ASSERT_NE(client, nullptr);
     file = client->file();
     EXPECT_TRUE(fs::exists(file));
@@ -89,16 +100,16 @@ class PipedRays : public test_support::RayService {
   fs::path answers_to(const fs::path& shared_rays) const {
     std::ofstream in(folder_ / "requests", std::ios::binary);
     for (const auto& bytes :
-         {packed(OpenSession{{}, options_, shared_rays}), packed(BeginFrame{0}), packed(EvaluateRays{count})})
+         {packed(OpenSession{{}, options_, shared_rays, 1}), packed(BeginFrame{0}), packed(EvaluateRays{count, 0})})
       write_message(in, bytes);
     const std::vector<RayQuery> asked = queries();
     in.write(reinterpret_cast<const char*>(asked.data()), static_cast<std::streamsize>(count * sizeof(RayQuery)));
-    write_message(in, packed(ProjectPoints{count}));
+    write_message(in, packed(ProjectPoints{count, 0}));
     const std::vector<PointQuery> places = points();
     in.write(reinterpret_cast<const char*>(places.data()), static_cast<std::streamsize>(count * sizeof(PointQuery)));
     in.close();
     const auto program = test_support::module_file().parent_path() / "ovicam-ray-service";
-    const auto answers = folder_ / "answers";
+    auto answers = folder_ / "answers";
     const std::string command =
         "'" + program.string() + "' <'" + (folder_ / "requests").string() + "' >'" + answers.string() + "'";
     // NOLINTNEXTLINE(cert-env33-c): a command of the test's own making
@@ -136,7 +147,7 @@ TEST_F(PipedRays, WithoutSharedMemoryTheyFollowTheMessages) {
     std::ifstream out(answers_to(offered), std::ios::binary);
     next<OpenSession::Answer>(out);
     EXPECT_FALSE(next<BeginFrame::Answer>(out).shares_rays) << offered;
-    next<EvaluateRays::Answer>(out);
+    EXPECT_EQ(next<EvaluateRays::Answer>(out).failure, "");
     std::vector<RayAnswer> there(count);
     ASSERT_TRUE(out.read(reinterpret_cast<char*>(there.data()), static_cast<std::streamsize>(count * sizeof(RayAnswer))));
     for (std::uint32_t i = 0; i < count; ++i) {

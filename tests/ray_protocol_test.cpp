@@ -90,6 +90,10 @@ TEST(RayProtocol, CarriesWhatASessionIsOpenedWith) {
   request.options.turn = {{0.25, -1.5, 3.0}, 1.25};
   request.options.motion_steps = 199;
   request.options.motion_blur = true;
+  request.shared_rays = "/dev/shm/rays";
+  request.shared_requests = 8;
+  EXPECT_EQ(round_trip(request).shared_rays, "/dev/shm/rays");
+  EXPECT_EQ(round_trip(request).shared_requests, 8U);
   const SessionOptions there = round_trip(request).options;
   EXPECT_EQ(there.scene_file, request.options.scene_file);
   EXPECT_EQ(there.module_file, request.options.module_file);
@@ -125,6 +129,12 @@ TEST(RayProtocol, CarriesFramesAndPoints) {
   EXPECT_EQ(point.eye, Eye::right);
   EXPECT_EQ(round_trip(ProjectPoint::Answer{{{0.5, -0.25}}}).film, (std::pair{0.5, -0.25}));
   EXPECT_EQ(round_trip(ProjectPoint::Answer{}).film, std::nullopt);
+  EXPECT_EQ(round_trip(EvaluateRays{17, 3}).count, 17U);
+  EXPECT_EQ(round_trip(EvaluateRays{17, 3}).request, 3U);
+  EXPECT_EQ(round_trip(ProjectPoints{17, 3}).count, 17U);
+  EXPECT_EQ(round_trip(ProjectPoints{17, 3}).request, 3U);
+  EXPECT_EQ(round_trip(PlacesFilled{3, "It cannot be done"}).request, 3U);
+  EXPECT_EQ(round_trip(PlacesFilled{3, "It cannot be done"}).failure, "It cannot be done");
   EXPECT_EQ(round_trip(Failure{"It cannot be done"}).sentence, "It cannot be done");
 }
 
@@ -204,7 +214,7 @@ TEST(RayProtocol, RefusesMessagesThatAreCutShort) {
 }
 
 TEST(RayProtocol, RefusesMessagesThatGoOn) {
-  std::vector<char> bytes = packed(EvaluateRays{5});
+  std::vector<char> bytes = packed(EvaluateRays{5, 2});
   bytes.push_back(0);
   EXPECT_EQ(refusal_of<EvaluateRays>(bytes), "The ray service's message is longer than it says");
 }

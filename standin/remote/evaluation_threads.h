@@ -1,56 +1,41 @@
 #pragma once
 
-#include <atomic>
 #include <cstddef>
-#include <cstdint>
-#include <exception>
+#include <deque>
 #include <functional>
-#include <span>
 #include <thread>
 #include <vector>
 
 #include "standin/remote/monitor.h"
-#include "standin/session/session.h"
 
 namespace standin {
 
-/// Evaluates and projects for a session on all of the machine's processors. The threads are started by the first request that
-/// is large enough for them, and end with this. Threads: one.
+/// As many threads as the machine has processors, which do one request after the other. They are started by the first request,
+/// and end with this, when all is done. Threads: one.
 class EvaluationThreads {
  public:
+  /// Does a request and answers it. Must not throw.
+  using Work = std::function<void()>;
+
   EvaluationThreads() = default;
   ~EvaluationThreads();
   EvaluationThreads(const EvaluationThreads&) = delete;
   EvaluationThreads& operator=(const EvaluationThreads&) = delete;
 
-  /// As Session::evaluate; throws what that throws on any of the threads.
-  void evaluate(Session& session, std::span<const RayQuery> queries, std::span<RayAnswer> answers);
-  /// As Session::project of many points.
-  void project(Session& session, std::span<const PointQuery> queries, std::span<PointAnswer> answers);
+  /// Leaves the work to one of the threads; does it here on a machine that gives no thread.
+  void begin(Work work);
+  /// Returns when everything that was begun is done.
+  void finish();
 
  private:
-  /// Does a part of the request: so many of its queries, from the first on.
-  using Part = std::function<void(std::size_t first, std::size_t count)>;
-
-  void share(std::size_t count, Part part);
   void start();
-  void work();
-  /// Takes one part of the request after the other, until none is left.
-  void take_parts();
+  void do_all();
 
-  std::vector<std::thread> helpers_;
+  std::vector<std::thread> threads_;
   Monitor monitor_;
-  /// Counts the requests: helpers take part in each once.
-  std::uint64_t request_ = 0;
-  bool ending_ = false;
-  /// Whether helpers may still begin to take part in it, and how many do.
-  bool open_ = false;
+  std::deque<Work> waiting_;
   std::size_t busy_ = 0;
-  std::exception_ptr failure_;
-  /// Of the request.
-  Part part_;
-  std::size_t count_ = 0;
-  std::atomic<std::size_t> next_ = 0;
+  bool ending_ = false;
 };
 
 }  // namespace standin

@@ -24,9 +24,11 @@
 namespace standin::ray_protocol {
 
 /// To be raised with every change of a message, so that programs of different builds refuse each other with a sentence.
-constexpr std::uint32_t version = 0x4F56000C;
-/// Rays per request: enough to share the cost of the pipe, and few enough that other threads get their turn.
-constexpr std::size_t most_rays = 16384;
+constexpr std::uint32_t version = 0x4F56000D;
+/// Rays per request: enough to share the cost of the pipe, and few enough that they stay in a processor's own memory.
+constexpr std::size_t most_rays = 8192;
+/// Requests for rays or points that may be under way at once.
+constexpr std::uint32_t most_requests = 64;
 /// A longer message than this is refused before memory is allocated for it.
 constexpr std::uint32_t most_bytes = 64U << 20;
 /// A panel's drawing is smaller than a screen.
@@ -67,8 +69,9 @@ struct OpenSession {
   };
   VersionWord version_word;
   SessionOptions options;
-  /// Of SharedRays, for `most_rays`; empty for none.
+  /// Of SharedRays, for so many requests, each of `most_rays`; empty for none.
   std::filesystem::path shared_rays;
+  std::uint32_t shared_requests = 0;
 };
 
 struct BeginFrame {
@@ -83,15 +86,22 @@ struct BeginFrame {
   std::int32_t frame = 0;
 };
 
-/// `count` queries lie in the shared memory, and as many answers do when the answer comes. Without that memory they follow the
-/// request and the answer, as they lie in memory: rays are nearly all of the traffic, and packing them would take longer than
-/// the module takes to answer.
+/// The answer to rays or points, for a request with this number among those that are under way. Says why where it failed.
+struct PlacesFilled {
+  static constexpr Kind kind = Kind::done;
+  std::uint32_t request = 0;
+  std::string failure;
+};
+
+/// `count` queries lie in the request's part of the shared memory, and as many answers do when the answer comes; other requests
+/// may follow before that, and be answered before. Without that memory queries and answers follow the request and the answer,
+/// as they lie in memory: rays are nearly all of the traffic, and packing them would take longer than the module takes to
+/// answer.
 struct EvaluateRays {
   static constexpr Kind kind = Kind::evaluate;
-  struct Answer {
-    static constexpr Kind kind = Kind::done;
-  };
+  using Answer = PlacesFilled;
   std::uint32_t count = 0;
+  std::uint32_t request = 0;
 };
 static_assert(std::is_trivially_copyable_v<RayQuery> && sizeof(RayQuery) == 48);
 static_assert(std::is_trivially_copyable_v<RayAnswer> && sizeof(RayAnswer) == 80);
@@ -99,10 +109,9 @@ static_assert(std::is_trivially_copyable_v<RayAnswer> && sizeof(RayAnswer) == 80
 /// As EvaluateRays: points and film positions lie where rays and their answers do.
 struct ProjectPoints {
   static constexpr Kind kind = Kind::project_points;
-  struct Answer {
-    static constexpr Kind kind = Kind::done;
-  };
+  using Answer = PlacesFilled;
   std::uint32_t count = 0;
+  std::uint32_t request = 0;
 };
 static_assert(std::is_trivially_copyable_v<PointQuery> && sizeof(PointQuery) == 40);
 static_assert(std::is_trivially_copyable_v<PointAnswer> && sizeof(PointAnswer) == 24);
@@ -201,7 +210,7 @@ void serialize(Archive& archive, VersionWord& word) {
 
 template <class Archive>
 void serialize(Archive& archive, OpenSession& request) {
-  archive(request.version_word, request.options, request.shared_rays);
+  archive(request.version_word, request.options, request.shared_rays, request.shared_requests);
 }
 
 template <class Archive>
@@ -220,13 +229,18 @@ void serialize(Archive& archive, BeginFrame::Answer& answer) {
 }
 
 template <class Archive>
+void serialize(Archive& archive, PlacesFilled& answer) {
+  archive(answer.request, answer.failure);
+}
+
+template <class Archive>
 void serialize(Archive& archive, EvaluateRays& request) {
-  archive(request.count);
+  archive(request.count, request.request);
 }
 
 template <class Archive>
 void serialize(Archive& archive, ProjectPoints& request) {
-  archive(request.count);
+  archive(request.count, request.request);
 }
 
 template <class Archive>

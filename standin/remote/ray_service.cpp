@@ -1,8 +1,10 @@
 #include "standin/remote/ray_service.h"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <system_error>
+#include <thread>
 #ifdef _WIN32
 #include <stdexcept>
 #endif
@@ -28,6 +30,10 @@ std::unique_ptr<Session> open_remote_session(const SessionOptions&) { throw std:
 
 std::unique_ptr<Session> open_session_for(const SessionOptions& options) { return open_session(options); }
 
+unsigned threads_that_ask(const std::filesystem::path& /*module_file*/) {
+  return std::max(1U, std::thread::hardware_concurrency());
+}
+
 ModuleDescription describe_remote_module(const std::filesystem::path&) { throw std::runtime_error(not_needed); }
 
 ModuleDescription describe_module_for(const std::filesystem::path& module_file) { return describe_module(module_file); }
@@ -35,6 +41,11 @@ ModuleDescription describe_module_for(const std::filesystem::path& module_file) 
 void end_ray_services() {}
 
 #else
+
+unsigned threads_that_ask(const std::filesystem::path& module_file) {
+  const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
+  return is_windows_binary(module_file) ? 2 * processors : processors;
+}
 
 std::unique_ptr<Session> open_session_for(const SessionOptions& options) {
   return is_windows_binary(options.module_file) ? open_remote_session(options) : open_session(options);

@@ -21,6 +21,10 @@ std::unique_ptr<Session> open_session_for(const SessionOptions& options);
 ModuleDescription describe_remote_module(const std::filesystem::path& module_file);
 ModuleDescription describe_module_for(const std::filesystem::path& module_file);
 
+/// How many threads that ask a session for rays keep this machine busy: one per processor, and twice as many where another
+/// process answers, because then threads wait.
+unsigned threads_that_ask(const std::filesystem::path& module_file);
+
 /// Ends the processes of all sessions at once, for a program that is itself about to end. Nothing on Windows. Threads: any.
 void end_ray_services();
 

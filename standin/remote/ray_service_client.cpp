@@ -6,15 +6,22 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <exception>
 #include <fcntl.h>
 #include <iostream>
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <poll.h>
+#include <shared_mutex>
+#include <span>
 #include <spawn.h>
 #include <stdexcept>
 #include <string_view>
@@ -178,13 +185,14 @@ class Log {
 
  private:
   struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
   std::unique_ptr<std::FILE, Close> file_;
   Descriptor descriptor_;
 };
 
-/// The service's process and the pipes to it. Destruction ends the process.
+/// The service's process and the pipes to it. Destruction ends the process. Threads: one that writes and one that reads, at
+/// once.
 class Process {
  public:
   /// With a log, that is where its standard error goes; it is told to the person once the service has done its work.
@@ -219,29 +227,31 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
-  /// From here on the service has its whole time again.
-  void begin_request() { waited_ = {}; }
+  /// As much time as the service has for what is written or read in one piece.
+  struct Patience {
+    std::chrono::steady_clock::duration waited{};
+  };
 
-  void write(const void* data, std::size_t size) {
+  void write(const void* data, std::size_t size, Patience& patience) {
     const BrokenPipeGuard guard;
     const char* next = static_cast<const char*>(data);
     while (size > 0) {
-      wait_for(to_service_, POLLOUT);
+      wait_for(to_service_, POLLOUT, patience);
       const ssize_t written = ::write(to_service_.number(), next, size);
       if (written < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-      if (written <= 0) fail_as_dead();
+      if (written <= 0) fail(&Process::death);
       next += written;
       size -= static_cast<std::size_t>(written);
     }
   }
 
-  void read(void* data, std::size_t size) {
+  void read(void* data, std::size_t size, Patience& patience) {
     char* next = static_cast<char*>(data);
     while (size > 0) {
-      wait_for(from_service_, POLLIN);
+      wait_for(from_service_, POLLIN, patience);
       const ssize_t got = ::read(from_service_.number(), next, size);
       if (got < 0 && errno == EINTR) continue;
-      if (got <= 0) fail_as_dead();
+      if (got <= 0) fail(&Process::death);
       next += got;
       size -= static_cast<std::size_t>(got);
     }
@@ -269,7 +279,7 @@ class Process {
 
   /// Wine's own server may keep the pipe open after the service has died: waiting for the end of the pipe alone would never
   /// return. A look counts for no more than it was meant to take: this program may have been stopped meanwhile.
-  void wait_for(const Descriptor& pipe, short event) {
+  void wait_for(const Descriptor& pipe, short event, Patience& patience) {
     using namespace std::chrono_literals;
     constexpr std::chrono::steady_clock::duration look_every = 250ms;
     pollfd ready{pipe.number(), event, 0};
@@ -277,47 +287,58 @@ class Process {
       const bool over = ended();
       const auto start = std::chrono::steady_clock::now();
       const int count = poll(&ready, 1, over ? 0 : static_cast<int>(look_every / 1ms));
-      waited_ += std::min(look_every, std::chrono::steady_clock::now() - start);
-      if (waited_ >= std::chrono::seconds(patience_seconds_)) fail_as_silent();
+      patience.waited += std::min(look_every, std::chrono::steady_clock::now() - start);
+      if (patience.waited >= std::chrono::seconds(patience_seconds_)) fail(&Process::silence);
       if (count > 0) return;
-      if (count == 0 && over) fail_as_dead();
+      if (count == 0 && over) fail(&Process::death);
     }
   }
 
-  [[noreturn]] void fail_as_silent() {
-    kill(-pid_, SIGKILL);
+  /// What goes wrong first is what all are told.
+  [[noreturn]] void fail(std::exception_ptr (Process::*reason)()) {
+    const std::lock_guard lock(failing_);
     dead_ = true;
-    throw std::runtime_error("The ray service gave no answer within " + std::to_string(patience_seconds_) +
-                             " seconds and was ended; try again, and where a scene takes longer, set "
-                             "OVICAM_RAY_SERVICE_SECONDS to more" +
-                             (log_ != nullptr ? log_->kept() : std::string()));
+    if (!failure_) failure_ = (this->*reason)();
+    std::rethrow_exception(failure_);
+  }
+
+  std::exception_ptr silence() {
+    kill(-pid_, SIGKILL);
+    return std::make_exception_ptr(std::runtime_error("The ray service gave no answer within " +
+                                                      std::to_string(patience_seconds_) +
+                                                      " seconds and was ended; try again, and where a scene takes longer, set "
+                                                      "OVICAM_RAY_SERVICE_SECONDS to more" +
+                                                      (log_ != nullptr ? log_->kept() : std::string())));
   }
 
   bool ended() {
+    const std::lock_guard lock(ending_);
     if (!ended_ && waitpid(pid_, &status_, WNOHANG) != 0) ended_ = true;
     return ended_;
   }
 
-  [[noreturn]] void fail_as_dead() {
+  std::exception_ptr death() {
     // Its pipes close a moment before the process ends.
     for (int wait = 0; wait < 100 && !ended(); ++wait) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    const bool over = ended();
+    const bool exited = over && WIFEXITED(status_);
     std::string how;
-    if (ended() && WIFEXITED(status_))
+    if (exited)
       how = " (exit code " + std::to_string(WEXITSTATUS(status_)) + ")";
-    else if (ended() && WIFSIGNALED(status_))
+    else if (over && WIFSIGNALED(status_))
       how = " (signal " + std::to_string(WTERMSIG(status_)) + ")";
-    dead_ = true;
     if (log_ == nullptr) {
-      throw std::runtime_error("The ray service has died" + how +
-                               "; see its messages above, and check that its program can be run");
+      return std::make_exception_ptr(std::runtime_error("The ray service has died" + how +
+                                                        "; see its messages above, and check that its program can be run"));
     }
-    if (ended() && WIFEXITED(status_) && WEXITSTATUS(status_) == wine_trouble) throw std::runtime_error(last_line_of_log());
+    if (exited && WEXITSTATUS(status_) == wine_trouble) return std::make_exception_ptr(std::runtime_error(last_line_of_log()));
     // The log is not kept: most likely, the second start finds nothing wrong.
-    if (log_->text().find("wine client error:0: ") != std::string::npos)
-      throw WineLostItsServer("Wine's server has dropped the connection of the ray service twice as it started" + how +
-                              "; render again");
-    throw std::runtime_error("The ray service, which runs the module under Wine, has died" + how + "; render again" +
-                             log_->kept());
+    if (log_->text().find("wine client error:0: ") != std::string::npos) {
+      return std::make_exception_ptr(WineLostItsServer(
+          "Wine's server has dropped the connection of the ray service twice as it started" + how + "; render again"));
+    }
+    return std::make_exception_ptr(std::runtime_error("The ray service, which runs the module under Wine, has died" + how +
+                                                      "; render again" + log_->kept()));
   }
 
   std::string last_line_of_log() const {
@@ -327,12 +348,14 @@ class Process {
     return before == std::string::npos ? text : text.substr(before + 1) + log_->kept();
   }
 
-  std::chrono::steady_clock::duration waited_{};
   const int patience_seconds_ = std::min(patience_seconds(), 86400);
   pid_t pid_ = -1;
+  std::mutex ending_;
   bool ended_ = false;
-  bool dead_ = false;
   int status_ = 0;
+  std::mutex failing_;
+  bool dead_ = false;
+  std::exception_ptr failure_;
   std::unique_ptr<Log> log_;
   Descriptor to_service_;
   Descriptor from_service_;
@@ -352,7 +375,93 @@ std::filesystem::path existing_service_program(const std::filesystem::path& modu
 
 constexpr const char* nonsense = "The ray service's answer makes no sense; is its program of the same build as this one?";
 
-/// A running service for one module.
+/// The requests that are answered in any order, by their numbers. One of the threads that wait reads for all of them. Threads:
+/// any number at once.
+class RequestsUnderWay {
+ public:
+  explicit RequestsUnderWay(std::size_t most) : requests_(most) {
+    for (std::size_t request = most; request > 0; --request) free_.push_back(static_cast<std::uint32_t>(request - 1));
+  }
+
+  /// A number that nobody uses, if there is one.
+  std::optional<std::uint32_t> take() {
+    const std::lock_guard lock(mutex_);
+    return take_free();
+  }
+
+  std::uint32_t wait_for_one() {
+    std::unique_lock lock(mutex_);
+    while (true) {
+      if (broken_) std::rethrow_exception(broken_);
+      if (const auto request = take_free()) return *request;
+      changed_.wait(lock);
+    }
+  }
+
+  void give_back(std::uint32_t request) {
+    const std::lock_guard lock(mutex_);
+    requests_[request] = {};
+    free_.push_back(request);
+    changed_.notify_all();
+  }
+
+  /// What the service says of the request: nothing, or why it failed. `read` reads an answer, of whatever request; where that
+  /// throws, this throws the same for all requests from then on.
+  template <class Read>
+  std::string wait_for(std::uint32_t request, Read read) {
+    std::unique_lock lock(mutex_);
+    while (requests_[request].state != State::answered) {
+      if (broken_) std::rethrow_exception(broken_);
+      if (reading_) {
+        changed_.wait(lock);
+        continue;
+      }
+      reading_ = true;
+      lock.unlock();
+      std::optional<PlacesFilled> answer;
+      std::exception_ptr failure;
+      try {
+        answer = read();
+      } catch (...) {
+        failure = std::current_exception();
+      }
+      lock.lock();
+      reading_ = false;
+      if (!failure && (answer->request >= requests_.size() || requests_[answer->request].state != State::under_way))
+        failure = std::make_exception_ptr(std::runtime_error(nonsense));
+      if (failure)
+        broken_ = failure;
+      else
+        requests_[answer->request] = {State::answered, std::move(answer->failure)};
+      changed_.notify_all();
+    }
+    return requests_[request].failure;
+  }
+
+ private:
+  enum class State { free, under_way, answered };
+  struct Request {
+    State state = State::free;
+    std::string failure;
+  };
+
+  std::optional<std::uint32_t> take_free() {
+    if (free_.empty()) return {};
+    const std::uint32_t request = free_.back();
+    free_.pop_back();
+    requests_[request].state = State::under_way;
+    return request;
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Request> requests_;
+  std::vector<std::uint32_t> free_;
+  bool reading_ = false;
+  std::exception_ptr broken_;
+};
+
+/// A running service for one module. What is asked is answered one by one, but for rays and points in shared memory.
 class ServiceConnection {
  public:
   explicit ServiceConnection(const std::filesystem::path& module_file)
@@ -364,25 +473,24 @@ class ServiceConnection {
   /// Throws std::runtime_error with the service's sentence when it could not do it. Threads take turns.
   template <class Request>
   typename Request::Answer ask(const Request& request) {
-    const std::lock_guard lock(mutex_);
+    const std::unique_lock alone(use_);
     send(packed(request));
     return receive<typename Request::Answer>();
   }
 
-  /// One answer per query, for at most `most_rays` of them. Threads take turns.
+  /// One answer per query. Threads: any number at once, where memory is shared.
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) {
-    exchange<EvaluateRays>(queries, answers,
-                           [](const SharedRays& shared) { return std::pair(shared.queries(), shared.answers()); });
+    exchange<EvaluateRays>(queries, answers, &SharedRays::queries, &SharedRays::answers);
   }
   /// The same.
   void project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) {
-    exchange<ProjectPoints>(queries, answers,
-                            [](const SharedRays& shared) { return std::pair(shared.points(), shared.film_points()); });
+    exchange<ProjectPoints>(queries, answers, &SharedRays::points, &SharedRays::film_points);
   }
 
   /// Through memory where both ends can see it: the pipe copies every ray twice, and under Wine more often.
   OpenSession::Answer open(OpenSession request) {
-    shared_ = SharedRays::create(most_rays);
+    request.shared_requests = std::clamp(4 * std::thread::hardware_concurrency(), 4U, most_requests);
+    shared_ = SharedRays::create(request.shared_requests, most_rays);
     if (shared_) request.shared_rays = path(shared_->file());
     OpenSession::Answer answer = ask(request);
     if (shared_) shared_->remove_file();
@@ -392,53 +500,21 @@ class ServiceConnection {
   BeginFrame::Answer begin_frame(int frame) {
     BeginFrame::Answer answer = ask(BeginFrame{frame});
     if (answer.shares_rays && !shared_) throw std::runtime_error(nonsense);
+    if (answer.shares_rays && !requests_) requests_.emplace(shared_->requests());
     shares_rays_ = answer.shares_rays;
     return answer;
   }
 
  private:
-  void send(const std::vector<char>& message) {
-    process_.begin_request();
-    const auto size = static_cast<std::uint32_t>(message.size());
-    process_.write(&size, sizeof size);
-    process_.write(message.data(), size);
-  }
-
-  template <class Request, class Query, class Reply, class Places>
-  void exchange(std::span<const Query> queries, std::span<Reply> replies, Places places) {
-    const std::vector<char> request = packed(Request{static_cast<std::uint32_t>(queries.size())});
-    const std::lock_guard lock(mutex_);
-    if (shares_rays_) {
-      const auto [asked, answered] = places(*shared_);
-      std::ranges::copy(queries, asked.begin());
-      send(request);
-      receive<typename Request::Answer>();
-      std::ranges::copy(answered.first(replies.size()), replies.begin());
-      return;
-    }
-    send(request);
-    process_.write(queries.data(), queries.size_bytes());
-    receive<typename Request::Answer>();
-    process_.read(replies.data(), replies.size_bytes());
-  }
-
-  template <class Answer>
-  Answer receive() {
-    std::uint32_t size = 0;
-    process_.read(&size, sizeof size);
-    if (size > most_bytes) throw std::runtime_error(nonsense);
-    std::vector<char> bytes(size);
-    process_.read(bytes.data(), size);
-    MessageReader reply(std::move(bytes));
-    Kind kind{};
-    reply(kind);
-    if (kind == Kind::failed) throw std::runtime_error(unpacked<Failure>(reply).sentence);
-    if (kind != Answer::kind) throw std::runtime_error(nonsense);
-    return unpacked<Answer>(reply);
-  }
-
   struct Program {
     std::filesystem::path file;
+  };
+
+  /// A part of the queries that is on its way, and where their answers will lie.
+  struct Part {
+    std::uint32_t request = 0;
+    std::size_t first = 0;
+    std::size_t count = 0;
   };
 
   explicit ServiceConnection(const Program& program)
@@ -451,11 +527,83 @@ class ServiceConnection {
     return words;
   }
 
+  /// Threads take turns.
+  void send(const std::vector<char>& message, std::span<const std::byte> more = {}) {
+    std::vector<char> bytes(sizeof(std::uint32_t));
+    const auto size = static_cast<std::uint32_t>(message.size());
+    std::memcpy(bytes.data(), &size, sizeof size);
+    bytes.insert(bytes.end(), message.begin(), message.end());
+    const std::lock_guard lock(sending_);
+    Process::Patience patience;
+    process_.write(bytes.data(), bytes.size(), patience);
+    process_.write(more.data(), more.size(), patience);
+  }
+
+  template <class Answer>
+  Answer receive() {
+    std::uint32_t size = 0;
+    Process::Patience patience;
+    process_.read(&size, sizeof size, patience);
+    if (size > most_bytes) throw std::runtime_error(nonsense);
+    std::vector<char> bytes(size);
+    process_.read(bytes.data(), size, patience);
+    MessageReader reply(std::move(bytes));
+    Kind kind{};
+    reply(kind);
+    if (kind == Kind::failed) throw std::runtime_error(unpacked<Failure>(reply).sentence);
+    if (kind != Answer::kind) throw std::runtime_error(nonsense);
+    return unpacked<Answer>(reply);
+  }
+
+  template <class Request, class Query, class Reply, class QueriesOf, class RepliesOf>
+  void exchange(std::span<const Query> queries, std::span<Reply> replies, QueriesOf queries_of, RepliesOf replies_of) {
+    if (!shares_rays_) return exchange_through_pipe<Request>(queries, replies);
+    const std::shared_lock beside_others(use_);
+    std::deque<Part> under_way;
+    std::string failure;
+    const auto finish_oldest = [&] {
+      const Part part = under_way.front();
+      under_way.pop_front();
+      if (const std::string why = requests_->wait_for(part.request, [this] { return receive<PlacesFilled>(); }); why.empty())
+        std::ranges::copy(((*shared_).*replies_of)(part.request).first(part.count), replies.begin() + part.first);
+      else
+        failure = why;
+      requests_->give_back(part.request);
+    };
+    for (std::size_t first = 0; first < queries.size() && failure.empty(); first += most_rays) {
+      // Who waits for a place holds none, so that somebody always goes on.
+      std::optional<std::uint32_t> request = requests_->take();
+      for (; !request && !under_way.empty(); request = requests_->take()) finish_oldest();
+      if (!request) request = requests_->wait_for_one();
+      const std::span<const Query> part = queries.subspan(first, std::min(queries.size() - first, most_rays));
+      std::ranges::copy(part, ((*shared_).*queries_of)(*request).begin());
+      under_way.push_back({*request, first, part.size()});
+      send(packed(Request{static_cast<std::uint32_t>(part.size()), *request}));
+    }
+    while (!under_way.empty()) finish_oldest();
+    if (!failure.empty()) throw std::runtime_error(failure);
+  }
+
+  template <class Request, class Query, class Reply>
+  void exchange_through_pipe(std::span<const Query> queries, std::span<Reply> replies) {
+    const std::unique_lock alone(use_);
+    for (std::size_t first = 0; first < queries.size(); first += most_rays) {
+      const std::size_t count = std::min(queries.size() - first, most_rays);
+      send(packed(Request{static_cast<std::uint32_t>(count), 0}), std::as_bytes(queries.subspan(first, count)));
+      if (const auto answer = receive<PlacesFilled>(); !answer.failure.empty()) throw std::runtime_error(answer.failure);
+      Process::Patience patience;
+      process_.read(replies.data() + first, count * sizeof(Reply), patience);
+    }
+  }
+
   bool under_wine_;
-  std::mutex mutex_;
+  /// Shared by those whose rays lie in shared memory; the others are alone.
+  std::shared_mutex use_;
+  std::mutex sending_;
   /// Null where there is no such memory.
   std::unique_ptr<SharedRays> shared_;
   bool shares_rays_ = false;
+  std::optional<RequestsUnderWay> requests_;
   Process process_;
 };
 
@@ -487,18 +635,12 @@ class RemoteSession : public Session {
 
   void evaluate(std::span<const RayQuery> queries, std::span<RayAnswer> answers) override {
     if (queries.size() != answers.size()) throw std::runtime_error("A session needs room for one answer per query");
-    for (std::size_t first = 0; first < queries.size(); first += most_rays) {
-      const std::size_t count = std::min(queries.size() - first, most_rays);
-      service_.evaluate(queries.subspan(first, count), answers.subspan(first, count));
-    }
+    service_.evaluate(queries, answers);
   }
 
   void project(std::span<const PointQuery> queries, std::span<PointAnswer> answers) override {
     if (queries.size() != answers.size()) throw std::runtime_error("A session needs room for one answer per point");
-    for (std::size_t first = 0; first < queries.size(); first += most_rays) {
-      const std::size_t count = std::min(queries.size() - first, most_rays);
-      service_.project(queries.subspan(first, count), answers.subspan(first, count));
-    }
+    service_.project(queries, answers);
   }
 
   void end() override { std::ranges::move(service_.ask(EndSession{}).warnings, std::back_inserter(warnings_)); }

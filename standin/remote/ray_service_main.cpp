@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "standin/remote/evaluation_threads.h"
+#include "standin/remote/monitor.h"
 #include "standin/remote/ray_protocol.h"
 #include "standin/remote/shared_rays.h"
 #include "standin/session/session.h"
@@ -56,22 +58,50 @@ std::optional<std::vector<char>> read_message() {
   return bytes;
 }
 
-/// A message, and the answers to rays or points that follow it.
-bool write_message(std::FILE* out, const std::vector<char>& message, std::span<const std::byte> answers) {
-  const auto size = static_cast<std::uint32_t>(message.size());
-  return std::fwrite(&size, sizeof size, 1, out) == 1 && std::fwrite(message.data(), 1, size, out) == size &&
-         std::fwrite(answers.data(), 1, answers.size(), out) == answers.size() && std::fflush(out) == 0;
-}
+/// Where the answers go. Threads: any; their messages follow one another whole.
+class Output {
+ public:
+  explicit Output(std::FILE* file) : file_(file) {}
+
+  /// Writes a message, and the answers to rays or points that follow it. A client that is gone reads nothing more: there is
+  /// nothing to be said about it.
+  void write(const std::vector<char>& message, std::span<const std::byte> answers = {}) {
+    const std::lock_guard lock(monitor_);
+    const auto size = static_cast<std::uint32_t>(message.size());
+    sound_ = sound_ && std::fwrite(&size, sizeof size, 1, file_) == 1 && std::fwrite(message.data(), 1, size, file_) == size &&
+             std::fwrite(answers.data(), 1, answers.size(), file_) == answers.size() && std::fflush(file_) == 0;
+  }
+
+  /// Whether everything was written.
+  bool sound() {
+    const std::lock_guard lock(monitor_);
+    return sound_;
+  }
+
+ private:
+  Monitor monitor_;
+  std::FILE* file_;
+  bool sound_ = true;
+};
 
 class Service {
  public:
-  /// The answer's bytes; those of rays or points are in more_answers() until the next request. Throws with a sentence for a
-  /// person.
-  std::vector<char> answer(std::vector<char> bytes) {
-    more_answers_ = {};
+  explicit Service(Output& output) : output_(output) {}
+
+  /// Answers a request. One for rays or points may be answered later, while others are read: nothing but such requests comes
+  /// between. Throws with a sentence for a person.
+  void answer(std::vector<char> bytes) {
     MessageReader request(std::move(bytes));
     Kind kind{};
     request(kind);
+    if (kind == Kind::evaluate) return evaluate(unpacked<EvaluateRays>(request));
+    if (kind == Kind::project_points) return project(unpacked<ProjectPoints>(request));
+    threads_.finish();
+    output_.write(answer_to(kind, request));
+  }
+
+ private:
+  std::vector<char> answer_to(Kind kind, MessageReader& request) {
     switch (kind) {
       case Kind::open:
         return packed(open(unpacked<OpenSession>(request)));
@@ -79,12 +109,6 @@ class Service {
         return packed(DescribeModule::Answer{describe_module(unpacked<DescribeModule>(request).module_file)});
       case Kind::begin_frame:
         return packed(begin_frame(unpacked<BeginFrame>(request)));
-      case Kind::evaluate:
-        evaluate(unpacked<EvaluateRays>(request).count);
-        return packed(EvaluateRays::Answer{});
-      case Kind::project_points:
-        project(unpacked<ProjectPoints>(request).count);
-        return packed(ProjectPoints::Answer{});
       case Kind::end:
         unpacked<EndSession>(request);
         return packed(end());
@@ -108,14 +132,12 @@ class Service {
     }
   }
 
-  std::span<const std::byte> more_answers() const { return more_answers_; }
-
- private:
   OpenSession::Answer open(const OpenSession& request) {
     session_.reset();
     shared_.reset();
     session_ = open_session(request.options);
-    if (!request.shared_rays.empty()) shared_ = SharedRays::open(request.shared_rays, most_rays);
+    if (!request.shared_rays.empty() && request.shared_requests <= most_requests)
+      shared_ = SharedRays::open(request.shared_rays, request.shared_requests, most_rays);
     return {session_->take_warnings(), session_->take_notes()};
   }
 
@@ -136,35 +158,47 @@ class Service {
     return answer;
   }
 
-  void evaluate(std::uint32_t count) {
-    if (count > most_rays) throw std::runtime_error("The ray service was asked for too many rays at once");
-    if (shared_) {
-      threads_.evaluate(session(), shared_->queries().first(count), shared_->answers().first(count));
-      return;
-    }
-    read(queries_, count);
-    answers_.resize(count);
-    threads_.evaluate(session(), queries_, answers_);
-    more_answers_ = std::as_bytes(std::span(answers_));
+  void evaluate(const EvaluateRays& asked) {
+    if (asked.count > most_rays) throw std::runtime_error("The ray service was asked for too many rays at once");
+    fill(asked, shared_ ? shared_->queries(place_of(asked.request)) : std::span<RayQuery>(),
+         shared_ ? shared_->answers(asked.request) : std::span<RayAnswer>(),
+         [](Session& session, auto queries, auto answers) { session.evaluate(queries, answers); });
   }
 
-  void project(std::uint32_t count) {
-    if (count > most_rays) throw std::runtime_error("The ray service was asked for too many points at once");
-    if (shared_) {
-      threads_.project(session(), shared_->points().first(count), shared_->film_points().first(count));
-      return;
-    }
-    read(points_, count);
-    film_points_.resize(count);
-    threads_.project(session(), points_, film_points_);
-    more_answers_ = std::as_bytes(std::span(film_points_));
+  void project(const ProjectPoints& asked) {
+    if (asked.count > most_rays) throw std::runtime_error("The ray service was asked for too many points at once");
+    fill(asked, shared_ ? shared_->points(place_of(asked.request)) : std::span<PointQuery>(),
+         shared_ ? shared_->film_points(asked.request) : std::span<PointAnswer>(),
+         [](Session& session, auto queries, auto answers) { session.project(queries, answers); });
   }
 
-  template <class Query>
-  static void read(std::vector<Query>& queries, std::uint32_t count) {
-    queries.resize(count);
-    if (std::fread(queries.data(), sizeof(Query), count, stdin) != count)
+  std::size_t place_of(std::uint32_t request) const {
+    if (request >= shared_->requests()) throw std::runtime_error("The ray service was asked for too many requests at once");
+    return request;
+  }
+
+  /// Has one of the threads find the answers in shared memory; without it, finds those that follow the request, here.
+  template <class Request, class Query, class Reply, class Find>
+  void fill(const Request& asked, std::span<Query> queries, std::span<Reply> replies, Find find) {
+    Session& session = this->session();
+    if (shared_) {
+      threads_.begin([this, &session, asked, queries, replies, find] {
+        PlacesFilled filled{asked.request, {}};
+        try {
+          find(session, queries.first(asked.count), replies.first(asked.count));
+        } catch (const std::exception& error) {
+          filled.failure = error.what();
+        }
+        output_.write(packed(filled));
+      });
+      return;
+    }
+    std::vector<Query> read(asked.count);
+    if (std::fread(read.data(), sizeof(Query), read.size(), stdin) != read.size())
       throw std::runtime_error("The ray service's input ended within a request");
+    std::vector<Reply> found(asked.count);
+    find(session, std::span(read), std::span(found));
+    output_.write(packed(PlacesFilled{asked.request, {}}), std::as_bytes(std::span(found)));
   }
 
   ProjectPoint::Answer project(const ProjectPoint& request) const {
@@ -180,35 +214,31 @@ class Service {
     return {session().draw_gizmo(request.eye_position, request.direction)};
   }
 
+  Output& output_;
   std::unique_ptr<Session> session_;
   /// Null where the rays pass through the pipe.
   std::unique_ptr<SharedRays> shared_;
+  /// Goes first: what it does needs the others.
   EvaluationThreads threads_;
-  std::vector<RayQuery> queries_;
-  std::vector<RayAnswer> answers_;
-  std::vector<PointQuery> points_;
-  std::vector<PointAnswer> film_points_;
-  /// Of a request that succeeded, where they do not lie in shared memory.
-  std::span<const std::byte> more_answers_;
 };
-
-std::vector<char> answer_or_failure(Service& service, std::vector<char> request) {
-  try {
-    return service.answer(std::move(request));
-  } catch (const std::exception& error) {
-    return packed(Failure{error.what()});
-  }
-}
 
 }  // namespace
 
 int main() {
-  std::FILE* out = claim_standard_output();
-  if (out == nullptr) return EXIT_FAILURE;
-  Service service;
-  while (auto request = read_message()) {
-    const std::vector<char> reply = answer_or_failure(service, std::move(*request));
-    if (!write_message(out, reply, service.more_answers())) return EXIT_FAILURE;
+  std::FILE* file = claim_standard_output();
+  if (file == nullptr) return EXIT_FAILURE;
+  Output output(file);
+  {
+    Service service(output);
+    while (output.sound()) {
+      auto request = read_message();
+      if (!request) break;
+      try {
+        service.answer(std::move(*request));
+      } catch (const std::exception& error) {
+        output.write(packed(Failure{error.what()}));
+      }
+    }
   }
-  return std::fclose(out) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  return output.sound() && std::fclose(file) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -16,8 +16,6 @@
 namespace standin {
 namespace {
 
-constexpr std::size_t bytes_of(std::size_t rays) { return rays * (sizeof(RayQuery) + sizeof(RayAnswer)); }
-
 #ifdef _WIN32
 
 /// Null when it cannot be mapped. What is mapped stays so without its handles.
@@ -63,8 +61,9 @@ void unmap(void* memory, std::size_t size) { munmap(memory, size); }
 
 }  // namespace
 
-std::unique_ptr<SharedRays> SharedRays::create(std::size_t most_rays) {
+std::unique_ptr<SharedRays> SharedRays::create(std::size_t requests, std::size_t most_rays) {
 #ifdef _WIN32
+  static_cast<void>(requests);
   static_cast<void>(most_rays);
   return nullptr;
 #else
@@ -72,26 +71,25 @@ std::unique_ptr<SharedRays> SharedRays::create(std::size_t most_rays) {
   const int descriptor = mkostemp(name.data(), O_CLOEXEC);
   if (descriptor < 0) return nullptr;
   // Room is made now: a full memory would otherwise end this program in the middle of a frame.
-  void* memory = posix_fallocate(descriptor, 0, static_cast<off_t>(bytes_of(most_rays))) == 0
-                     ? mapped(descriptor, bytes_of(most_rays))
-                     : nullptr;
+  const std::size_t size = bytes_of(requests, most_rays);
+  void* memory = posix_fallocate(descriptor, 0, static_cast<off_t>(size)) == 0 ? mapped(descriptor, size) : nullptr;
   close(descriptor);
   if (memory == nullptr) {
     unlink(name.c_str());
     return nullptr;
   }
-  return std::unique_ptr<SharedRays>(new SharedRays(memory, most_rays, name));
+  return std::unique_ptr<SharedRays>(new SharedRays(memory, requests, most_rays, name));
 #endif
 }
 
-std::unique_ptr<SharedRays> SharedRays::open(const std::filesystem::path& file, std::size_t most_rays) {
-  void* memory = mapped(file, bytes_of(most_rays));
+std::unique_ptr<SharedRays> SharedRays::open(const std::filesystem::path& file, std::size_t requests, std::size_t most_rays) {
+  void* memory = mapped(file, bytes_of(requests, most_rays));
   if (memory == nullptr) return nullptr;
-  return std::unique_ptr<SharedRays>(new SharedRays(memory, most_rays, {}));
+  return std::unique_ptr<SharedRays>(new SharedRays(memory, requests, most_rays, {}));
 }
 
 SharedRays::~SharedRays() {
-  unmap(memory_, bytes_of(most_rays_));
+  unmap(memory_, bytes_of(requests_, most_rays_));
   remove_file();
 }
 

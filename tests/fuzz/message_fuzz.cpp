@@ -29,7 +29,7 @@ void read_as(const std::vector<char>& bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::vector<char> bytes(data + 1, data + size);
-  switch (*data % 10) {
+  switch (*data % 11) {
     case 0:
       read_as<OpenSession>(bytes);
       break;
@@ -56,6 +56,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       break;
     case 9:
       read_as<ProjectPoints>(bytes);
+      break;
+    case 10:
+      read_as<PlacesFilled>(bytes);
       break;
     default:
       read_as<Failure>(bytes);

@@ -325,8 +325,8 @@ class Rendering {
 void render(const RenderArguments& arguments) { Rendering(arguments, Plan(arguments)).run(); }
 
 void render_with_threads(const RenderArguments& arguments) {
-  const auto threads =
-      static_cast<std::size_t>(arguments.threads > 0 ? arguments.threads : tbb::this_task_arena::max_concurrency());
+  const auto threads = arguments.threads > 0 ? static_cast<unsigned>(arguments.threads)
+                                             : standin::threads_that_ask(arguments.camera.module_file());
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
   tbb::task_arena arena(static_cast<int>(threads));
   arena.execute([&] { render(arguments); });
@@ -357,7 +357,10 @@ void add_render_command(CLI::App& app) {
   command->add_option("--samples", arguments->samples, "Samples per pixel")
       ->check(CLI::Range(std::uint32_t{1}, most_samples))
       ->capture_default_str();
-  command->add_option("--threads", arguments->threads, "Threads (default: one per processor)")
+  command
+      ->add_option("--threads", arguments->threads,
+                   "Threads (default: one per processor, and twice as many with a module for Windows, which answers in a "
+                   "process of its own)")
       ->check(CLI::Range(1, most_threads));
   auto* light =
       command
