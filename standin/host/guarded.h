@@ -18,7 +18,10 @@ class Guarded {
   Record* operator->() noexcept { return &record_; }
   const Record* operator->() const noexcept { return &record_; }
 
-  bool intact() const noexcept { return before_ == guard && after_ == guard; }
+  /// Word by word: comparing arrays would be a call into the C library for every ray.
+  bool intact() const noexcept {
+    return ((before_[0] ^ guard[0]) | (before_[1] ^ guard[1]) | (after_[0] ^ guard[0]) | (after_[1] ^ guard[1])) == 0;
+  }
 
  private:
   using Words = std::array<std::uint64_t, 2>;
