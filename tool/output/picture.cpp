@@ -1,7 +1,6 @@
 #include "tool/output/picture.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -19,13 +18,6 @@ namespace {
 
 // Rows of pixels are handed on as rows of their four numbers.
 static_assert(sizeof(Pixel) == 4 * sizeof(float));
-
-std::uint8_t eight_bits(float value) { return static_cast<std::uint8_t>(std::lround(255.0F * std::clamp(value, 0.0F, 1.0F))); }
-
-std::uint8_t srgb_eight_bits(float linear) {
-  const float bounded = std::clamp(linear, 0.0F, 1.0F);
-  return eight_bits(srgb_of_linear(bounded));
-}
 
 /// PNG stores colours without premultiplied alpha.
 std::vector<std::uint8_t> srgb_rows(std::span<const Pixel> rows) {
