@@ -13,8 +13,6 @@
 namespace standin {
 namespace {
 
-std::atomic<Host*> current_host = nullptr;
-
 /// Of messages and of services asked for: a long render must not fill the memory.
 constexpr std::size_t most_entries_kept = 10000;
 
@@ -69,16 +67,14 @@ Host::Host(Scene scene) : scene_(std::move(scene)) {
   ++next_item_number_;
   index_items();
   Host* none = nullptr;
-  if (!current_host.compare_exchange_strong(none, this))
+  if (!current_.compare_exchange_strong(none, this))
     throw std::runtime_error("Only one stand-in host can be active in a process; end the other one first");
   services();
   set_time(scene_.first_frame, scene_.time_of(scene_.first_frame));
   for (const Item& item : scene_.items) scene_objects.add(scene_, item);
 }
 
-Host::~Host() { current_host.store(nullptr); }
-
-Host* Host::current() noexcept { return current_host.load(std::memory_order_acquire); }
+Host::~Host() { current_.store(nullptr); }
 
 void Host::index_items() {
   item_index_.clear();

@@ -56,7 +56,7 @@ class Host {
   Host& operator=(const Host&) = delete;
 
   /// Null when there is none.
-  static Host* current() noexcept;
+  static Host* current() noexcept { return current_.load(std::memory_order_acquire); }
 
   // --- The scene. Ids are never reused: a removed item's id stays stale.
 
@@ -136,6 +136,8 @@ class Host {
   Item& insert(Item item, std::optional<std::size_t> place);
   Item take_item(const std::string& name);
   std::size_t position_of(const std::string& name) const;
+
+  static inline std::atomic<Host*> current_ = nullptr;
 
   Scene scene_;
   std::map<std::uint32_t, std::size_t> item_index_;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "standin/host/plain_camera.h"
 #include "standin/scene/name_list.h"
@@ -27,17 +28,20 @@ void wipe(LWCameraRay& ray, std::size_t size_bytes = sizeof(LWCameraRay)) {
   std::memset(static_cast<void*>(&ray), static_cast<int>(untouched_byte), size_bytes);
 }
 
-/// Whether nothing was written from that byte on. Word by word, for every ray comes here, and the C library's comparison takes
-/// as long as the ray under Wine.
+/// Whether nothing was written from that byte on. Word by word and without a loop, for every ray comes here, and the C
+/// library's comparison takes as long as the ray under Wine.
 template <std::size_t offset>
 bool untouched_behind(const LWCameraRay& ray) {
   constexpr std::size_t words = (sizeof ray - offset) / sizeof(std::uint64_t);
   static_assert(words * sizeof(std::uint64_t) == sizeof ray - offset);
-  std::array<std::uint64_t, words> written;
-  std::memcpy(written.data(), reinterpret_cast<const std::byte*>(&ray) + offset, sizeof written);
-  std::uint64_t different = 0;
-  for (const std::uint64_t word : written) different |= word ^ untouched_word;
-  return different == 0;
+  const auto word = [bytes = reinterpret_cast<const std::byte*>(&ray) + offset](std::size_t index) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, bytes + index * sizeof value, sizeof value);
+    return value;
+  };
+  return [&]<std::size_t... index>(std::index_sequence<index...>) {
+    return ((word(index) ^ untouched_word) | ...) == 0;
+  }(std::make_index_sequence<words>());
 }
 
 /// What a ray consists of whose flags promise no more.
