@@ -405,6 +405,13 @@ class RequestsUnderWay {
     changed_.notify_all();
   }
 
+  /// From now on every request fails with this.
+  void give_up(const std::exception_ptr& why) {
+    const std::lock_guard lock(mutex_);
+    if (!broken_) broken_ = why;
+    changed_.notify_all();
+  }
+
   /// What the service says of the request: nothing, or why it failed. `read` reads an answer, of whatever request; where that
   /// throws, this throws the same for all requests from then on.
   template <class Read>
@@ -570,17 +577,23 @@ class ServiceConnection {
         failure = why;
       requests_->give_back(part.request);
     };
-    for (std::size_t first = 0; first < queries.size() && failure.empty(); first += most_rays) {
-      // Who waits for a place holds none, so that somebody always goes on.
-      std::optional<std::uint32_t> request = requests_->take();
-      for (; !request && !under_way.empty(); request = requests_->take()) finish_oldest();
-      if (!request) request = requests_->wait_for_one();
-      const std::span<const Query> part = queries.subspan(first, std::min(queries.size() - first, most_rays));
-      std::ranges::copy(part, ((*shared_).*queries_of)(*request).begin());
-      under_way.push_back({*request, first, part.size()});
-      send(packed(Request{static_cast<std::uint32_t>(part.size()), *request}));
+    try {
+      for (std::size_t first = 0; first < queries.size() && failure.empty(); first += most_rays) {
+        // Who waits for a place holds none, so that somebody always goes on.
+        std::optional<std::uint32_t> request = requests_->take();
+        for (; !request && !under_way.empty(); request = requests_->take()) finish_oldest();
+        if (!request) request = requests_->wait_for_one();
+        const std::span<const Query> part = queries.subspan(first, std::min(queries.size() - first, most_rays));
+        std::ranges::copy(part, ((*shared_).*queries_of)(*request).begin());
+        under_way.push_back({*request, first, part.size()});
+        send(packed(Request{static_cast<std::uint32_t>(part.size()), *request}));
+      }
+      while (!under_way.empty()) finish_oldest();
+    } catch (...) {
+      // Others may wait for the places that this has taken.
+      requests_->give_up(std::current_exception());
+      throw;
     }
-    while (!under_way.empty()) finish_oldest();
     if (!failure.empty()) throw std::runtime_error(failure);
   }
 

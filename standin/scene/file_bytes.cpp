@@ -20,7 +20,7 @@ namespace standin {
 namespace {
 
 struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
+  void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 
 /// Beside the file. Whoever may write to the folder could leave a link under a name that can be guessed.

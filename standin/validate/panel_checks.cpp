@@ -189,6 +189,7 @@ void check_panel(Context& context) {
   // A pop-up that lists cameras or objects follows the scene.
   const std::vector<PanelControl> controls = panel->controls;
   std::vector<std::size_t> before;
+  before.reserve(controls.size());
   for (const PanelControl& control : controls) before.push_back(panel->choices(control.id).size());
   stage.host.add_camera("One more");
   for (std::size_t i = 0; i < controls.size(); ++i) {

@@ -22,7 +22,7 @@ class ReportWriter {
 
  private:
   struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
   std::unique_ptr<std::FILE, Close> file_;
 };

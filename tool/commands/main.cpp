@@ -106,7 +106,7 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   // Beyond the limit for files a write fails, and is told of, instead of ending the program. A child process has the signal as
   // before, which it would not if this ignored it.
-  std::signal(SIGXFSZ, [](int) {});
+  static_cast<void>(std::signal(SIGXFSZ, [](int) {}));
   const tool::PlainTextOf plain_errors(std::cerr);
   try {
     tool::OwnOutput own_output;

@@ -60,7 +60,7 @@ class OwnOutput::Buffer : public std::streambuf {
 
 OwnOutput::OwnOutput() {
   // A reader that has gone is an error like any other, and not the end of this program before it has cleaned up.
-  std::signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   replace_closed_streams();
   const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (kept < 0) throw std::runtime_error("standard output cannot be used: " + std::generic_category().message(errno));
