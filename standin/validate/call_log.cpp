@@ -25,7 +25,7 @@ Call::Call(const char* name, std::initializer_list<double> arguments) {
   if (page == nullptr) return;
   slot_ = &page->slots[own_slot];
   std::atomic_ref(page->calls).fetch_add(1, std::memory_order_relaxed);
-  std::snprintf(slot_->name.data(), slot_->name.size(), "%s", name);
+  static_cast<void>(std::snprintf(slot_->name.data(), slot_->name.size(), "%s", name));
   slot_->argument_count = static_cast<std::uint32_t>(std::min(arguments.size(), CallSlot::most_arguments));
   std::copy_n(arguments.begin(), slot_->argument_count, slot_->arguments.begin());
   slot_->inside = 1;
@@ -45,7 +45,7 @@ std::string unfinished_calls(const CallPage& page) {
     std::string call(slot.name.data(), strnlen(slot.name.data(), slot.name.size()));
     for (std::uint32_t i = 0; i < std::min<std::size_t>(slot.argument_count, CallSlot::most_arguments); ++i) {
       std::array<char, 40> number{};
-      std::snprintf(number.data(), number.size(), "%.17g", slot.arguments[i]);
+      static_cast<void>(std::snprintf(number.data(), number.size(), "%.17g", slot.arguments[i]));
       call += (i == 0 ? "(" : ", ") + std::string(number.data());
     }
     if (slot.argument_count > 0) call += ")";

@@ -330,9 +330,9 @@ void check_sessions(Context& context) {
   Instance camera(stage);
   camera.randomise();
   Instance neighbour(stage, "Other 1");
-  std::vector<RayQuery> queries;
+  std::vector<RayQuery> queries(100);
   camera.prepare();
-  for (int i = 0; i < 100; ++i) queries.push_back(random_query(context, camera.access()));
+  for (RayQuery& query : queries) query = random_query(context, camera.access());
   camera.clean_up();
   std::vector<Ray> first;
   for (int session = 0; session < std::max(3, context.times(6)); ++session) {

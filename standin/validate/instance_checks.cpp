@@ -295,19 +295,18 @@ void check_reproducibility(Context& context) {
     Instance first(stage);
     first.randomise();
     first.prepare(2, 5);
-    std::vector<RayQuery> queries;
-    for (int i = 0; i < 200; ++i) queries.push_back(random_query(context, first.access()));
+    std::vector<RayQuery> queries(200);
+    for (RayQuery& query : queries) query = random_query(context, first.access());
     const auto rays_of = [&](Instance& camera) {
-      std::vector<Ray> rays;
-      for (const RayQuery& query : queries) rays.push_back(camera.evaluate(query));
+      std::vector<Ray> rays(queries.size());
+      std::ranges::transform(queries, rays.begin(), [&](const RayQuery& query) { return camera.evaluate(query); });
       return rays;
     };
     const std::vector<Ray> rays = rays_of(first);
     add_rays(context, rays);
     context.expect(rays_of(first) == rays, "evaluate: the second time, the same inputs give other rays");
-    std::vector<Ray> backwards;
-    for (auto query = queries.rbegin(); query != queries.rend(); ++query) backwards.push_back(first.evaluate(*query));
-    std::ranges::reverse(backwards);
+    std::vector<Ray> backwards(queries.size());
+    for (std::size_t i = queries.size(); i > 0; --i) backwards[i - 1] = first.evaluate(queries[i - 1]);
     context.expect(backwards == rays, "evaluate: in another order, the same inputs give other rays");
 
     Instance loaded(stage);

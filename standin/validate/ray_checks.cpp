@@ -116,8 +116,10 @@ void check_legal_rays(Stage& stage) {
       RayQuery query = random_query(context, camera.access());
       // Centre, edges and corners as well.
       if (i < 9) {
-        query.film_x = 0.5 * (i % 3 - 1) * camera.access().filmSize[0];
-        query.film_y = 0.5 * (i / 3 - 1) * camera.access().filmSize[1];
+        const int column = i % 3;
+        const int row = i / 3;
+        query.film_x = 0.5 * (column - 1) * camera.access().filmSize[0];
+        query.film_y = 0.5 * (row - 1) * camera.access().filmSize[1];
       }
       const Ray ray = camera.evaluate(query);
       ++asked;

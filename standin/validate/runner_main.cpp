@@ -81,13 +81,13 @@ int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + 1, argv + argc);
   constexpr std::size_t fewest = 5;
   if (words.size() < fewest) {
-    std::fputs("ovicam-validate-runner is started by \"ovicam validate\"\n", stderr);
+    static_cast<void>(std::fputs("ovicam-validate-runner is started by \"ovicam validate\"\n", stderr));
     return EXIT_FAILURE;
   }
   try {
     return run_all(words);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s\n", error.what());
+    static_cast<void>(std::fprintf(stderr, "%s\n", error.what()));
     return EXIT_FAILURE;
   }
 }

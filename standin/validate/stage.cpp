@@ -68,7 +68,7 @@ LWItemInfo item_table() {
     buffer.fill('?');
     buffer.back() = '\0';
     if (name == nullptr || is_to_be_spoilt()) return nullptr;
-    std::snprintf(buffer.data(), buffer.size(), "%s", name);
+    static_cast<void>(std::snprintf(buffer.data(), buffer.size(), "%s", name));
     return buffer.data();
   };
   table.param = [](LWItemID item, int code, LWTime time, double* out) {

@@ -34,7 +34,7 @@ std::string machine_name() {
 std::string random_digits() {
   std::random_device source;
   std::array<char, 17> digits{};
-  std::snprintf(digits.data(), digits.size(), "%08x%08x", source(), source());
+  static_cast<void>(std::snprintf(digits.data(), digits.size(), "%08x%08x", source(), source()));
   return digits.data();
 }
 

@@ -10,7 +10,7 @@ constexpr char first_of_two = '\xC2';
 
 std::string escaped(unsigned code) {
   std::array<char, 7> text{};
-  std::snprintf(text.data(), text.size(), "\\u%04x", code);
+  static_cast<void>(std::snprintf(text.data(), text.size(), "\\u%04x", code));
   return text.data();
 }
 

@@ -9,8 +9,6 @@
 namespace tool {
 namespace {
 
-using standin::Vec3;
-
 RowMatrix product(const RowMatrix& a, const RowMatrix& b) {
   RowMatrix result{};
   for (std::size_t row = 0; row < 4; ++row)

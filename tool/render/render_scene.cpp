@@ -187,6 +187,7 @@ void RenderScene::place(const Instance& instance, double start_seconds,
   if (instance.layer.item->active.at(start_seconds) == 0.0) return;
   const auto item = static_cast<std::size_t>(instance.layer.item - scene_.items.data());
   std::vector<Placement> placements;
+  placements.reserve(poses.size());
   for (const std::vector<standin::ItemPose>& at : poses) placements.push_back(placement(instance.layer.world_pose(at[item])));
   if (std::all_of(placements.begin(), placements.end(), [&](const Placement& at) { return at == placements.front(); }))
     placements.resize(1);

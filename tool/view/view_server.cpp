@@ -143,7 +143,7 @@ class ViewServer::Connections {
       refuse(response, 403, "This address is not the one that \"ovicam view\" has printed");
       return httplib::Server::HandlerResponse::Handled;
     });
-    server_.set_exception_handler([](const httplib::Request&, httplib::Response& response, std::exception_ptr thrown) {
+    server_.set_exception_handler([](const httplib::Request&, httplib::Response& response, const std::exception_ptr& thrown) {
       try {
         std::rethrow_exception(thrown);
       } catch (const std::exception& error) {
