@@ -18,7 +18,7 @@ using namespace test_support;
 constexpr const char* evil =
     "\x1b]0;title\x07\x1b[2J\x7f\xC2\x9b"
     "1mRed\x01";
-constexpr const char* shown = "\\u001b]0;title\\u0007\\u001b[2J\\u007f\\u009b1mRed\\u0001";
+constexpr const char* shown = R"(\u001b]0;title\u0007\u001b[2J\u007f\u009b1mRed\u0001)";
 
 TEST(PlainText, ShowsControlCharactersAndNothingElse) {
   std::ostringstream out;
@@ -84,7 +84,7 @@ TEST_F(NativeControlCharacters, OfTheLinkFile) {
 TEST_F(NativeControlCharacters, OfAService) {
   const auto service = out("service.sh");
   const std::string sentence = std::string("\x1b[2Jall is well");
-  std::ofstream(service) << "#!/bin/sh\nprintf '\\" << std::oct << 5 + sentence.size() << "\\000\\000\\000\\006\\"
+  std::ofstream(service) << "#!/bin/sh\nprintf '\\" << std::oct << 5 + sentence.size() << R"(\000\000\000\006\)"
                          << sentence.size() << "\\000\\000\\000'; printf '\\033[2Jall is well'; cat >/dev/null\n";
   std::filesystem::permissions(service, std::filesystem::perms::owner_all);
   if (shipped_module().empty()) GTEST_SKIP() << "build/windows holds no OviCam.p with its ray service";

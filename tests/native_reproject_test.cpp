@@ -25,7 +25,6 @@ using test_support::names_in;
 using test_support::NativeTool;
 using test_support::Outcome;
 using test_support::quoted;
-using test_support::run;
 using test_support::run_tool;
 using test_support::shipped_module;
 

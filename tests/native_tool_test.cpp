@@ -1146,7 +1146,7 @@ TEST_F(NativeToolLights, AnImageOnAColorIsToldOfOnceAndTheBaseColorDrawn) {
       shown(object("painted.lwo") + object("painted.lwo"), light({0, 5, 0, 0, quarter_turn, 0}, "LightType 0\n"));
   EXPECT_GT(colors.at(20, 10)[1], 150);
   EXPECT_GT(colors.at(44, 38)[2], 150);
-  const auto first = told_.find("warning: the colour of surfaces \"Painted\", \"Printed\" comes from an image");
+  const auto first = told_.find(R"(warning: the colour of surfaces "Painted", "Printed" comes from an image)");
   ASSERT_NE(first, std::string::npos) << told_;
   EXPECT_EQ(told_.find("warning", first + 1), std::string::npos) << told_;
 }
@@ -1201,7 +1201,7 @@ TEST_F(NativeToolLights, ObjectsAreFoundInTheContentFolderInAnyCaseAndWhatIsMiss
   const std::string lamp = light({0, 5, 0, 0, quarter_turn, 0}, "LightType 0\n");
   const std::string content = "--frames 0 --content " + quoted(out("Art"));
   for (const std::string written : {"Objects/deep/far floor.LWO", "OBJECTS\\DEEP\\FAR FLOOR.LWO",
-                                    "D:\\Shows\\Objects\\Deep\\Far Floor.lwo", "D:Objects/Deep/Far Floor.lwo"}) {
+                                    R"(D:\Shows\Objects\Deep\Far Floor.lwo)", "D:Objects/Deep/Far Floor.lwo"}) {
     EXPECT_GT(at(shown(object(written), lamp, content), 0, 0), 150) << written;
     EXPECT_EQ(told_.find("warning"), std::string::npos) << told_;
   }
@@ -1239,7 +1239,8 @@ TEST_F(NativeToolLights, DamagedScenesGiveASentence) {
     EXPECT_EQ(outcome.exit_code, 1) << outcome.output;
     EXPECT_NE(outcome.output.find("scene.lws"), std::string::npos) << outcome.output;
   }
-  write_text(std::string("LWSC\n1\nObjectMotion (unnamed)\n9\n99999999\n\0\xff{{{{", 52));
+  using namespace std::string_literals;
+  write_text("LWSC\n1\nObjectMotion (unnamed)\n9\n99999999\n\0\xff{{{{"s);
   EXPECT_EQ(run_tool("render " + quoted(scene_) + " -o " + quoted(out("x.png"))).exit_code, 1);
   EXPECT_FALSE(fs::exists(out("x.png")));
 }
