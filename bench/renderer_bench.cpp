@@ -279,6 +279,7 @@ std::vector<Result> compare(const SceneToRender& to_render, const std::vector<st
     }
   }
   std::vector<Result> results;
+  results.reserve(renderers.size());
   for (const Renderer& renderer : renderers) {
     results.push_back(
         {to_render.name, renderer.module_file.filename().string(), renderer.rendered_per_second, bare_per_second});

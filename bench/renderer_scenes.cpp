@@ -140,7 +140,7 @@ std::filesystem::path write_scene(const std::filesystem::path& folder, const std
   camera.motion[1] = standin::Envelope::constant(camera_position.y);
   camera.motion[2] = standin::Envelope::constant(camera_position.z);
   camera.motion[4] = standin::Envelope::constant(camera_pitch_radians);
-  const auto file = folder / (name + ".lws");
+  auto file = folder / (name + ".lws");
   standin::write_scene_file(scene, file);
   return file;
 }

@@ -22,8 +22,6 @@
 
 namespace camera_edges_test {
 
-using standin::Eye;
-using standin::HostedCamera;
 using standin::RayAnswer;
 using standin::RayQuery;
 using test_support::all_cameras;

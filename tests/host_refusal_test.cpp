@@ -150,7 +150,7 @@ class RefusedEvaluators : public HostRefusal {
     return controls;
   }
   /// Every chooser shows a camera of its own, each of which looks elsewhere.
-  void choose(HostedCamera& camera) {
+  static void choose(HostedCamera& camera) {
     const std::vector<std::uint32_t> controls = choosers(camera);
     ASSERT_FALSE(controls.empty());
     for (std::size_t i = 0; i < controls.size(); ++i) camera.panel().set_integer(controls[i], static_cast<int>(i) + 1);

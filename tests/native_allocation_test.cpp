@@ -73,12 +73,13 @@ bool fails(const void* caller) {
 
 }  // namespace
 
+// The parameters have the names that the C library gives them.
 extern "C" {
 
 void* malloc(std::size_t size) { return fails(__builtin_return_address(0)) ? nullptr : __libc_malloc(size); }
 
-void* calloc(std::size_t count, std::size_t size) {
-  return fails(__builtin_return_address(0)) ? nullptr : __libc_calloc(count, size);
+void* calloc(std::size_t nmemb, std::size_t size) {
+  return fails(__builtin_return_address(0)) ? nullptr : __libc_calloc(nmemb, size);
 }
 }
 

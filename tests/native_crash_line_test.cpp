@@ -34,18 +34,19 @@ void refuse_while_dying() {
 }  // namespace
 
 // These stand in for those of the C library, for the module as well.
+// The parameters have the names that the C library gives them.
 extern "C" {
 void* malloc(std::size_t size) {
   refuse_while_dying();
   return __libc_malloc(size);
 }
-void* calloc(std::size_t count, std::size_t size) {
+void* calloc(std::size_t nmemb, std::size_t size) {
   refuse_while_dying();
-  return __libc_calloc(count, size);
+  return __libc_calloc(nmemb, size);
 }
-void* realloc(void* memory, std::size_t size) {
+void* realloc(void* ptr, std::size_t size) {
   refuse_while_dying();
-  return __libc_realloc(memory, size);
+  return __libc_realloc(ptr, size);
 }
 }
 
@@ -55,7 +56,7 @@ namespace fs = std::filesystem;
 
 int die_with_module(const fs::path& module_file, bool allocate) {
   const standin::DynamicLibrary library(module_file);
-  if (allocate) std::signal(SIGSEGV, [](int) { std::free(std::malloc(1)); });
+  if (allocate) static_cast<void>(std::signal(SIGSEGV, [](int) { std::free(std::malloc(1)); }));
   is_dying = true;
   volatile std::uintptr_t address = 0x40;
   *reinterpret_cast<volatile int*>(address) = 1;  // NOLINT(performance-no-int-to-ptr)
@@ -87,7 +88,7 @@ TEST_F(CrashLineAlone, NothingOfItIsLeftWhenTheModuleIsLetGo) {
   constexpr std::array signals{SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
   std::array<struct sigaction, signals.size()> before{};
   for (std::size_t i = 0; i < signals.size(); ++i) {
-    std::signal(signals[i], SIG_DFL);
+    static_cast<void>(std::signal(signals[i], SIG_DFL));
     sigaction(signals[i], nullptr, &before[i]);
   }
   fs::copy_file(test_support::module_file(), module_);

@@ -8,7 +8,6 @@
 namespace native_full_disk_test {
 
 namespace fs = std::filesystem;
-using test_support::child_folder;
 using test_support::contents;
 using test_support::names_in;
 using test_support::NativeTool;

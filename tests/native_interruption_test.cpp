@@ -1,5 +1,6 @@
 /// What is left of a run that a signal ends in the middle.
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -23,9 +24,8 @@ class NativeInterruption : public NativeTool {
                         quoted(out("long.####.png")) + " " + more);
   }
   bool has_unfinished() const {
-    for (const auto& name : names_in(folder_))
-      if (name.find(".unfinished-") != std::string::npos) return true;
-    return false;
+    return std::ranges::any_of(names_in(folder_),
+                               [](const auto& name) { return name.find(".unfinished-") != std::string::npos; });
   }
   void expect_interrupted(const std::string& command, int signal) {
     std::ofstream(out("long.0000.png")) << "an older picture";

@@ -143,8 +143,8 @@ TEST(CameraLens, NeighboursDoNotMoveAPlace) {
     std::vector<LensDirection> directions(places.size());
     open.lens->look(places, directions);
     // Turned a little, so that no place is where a search begins; every other row the other way round.
-    for (std::size_t i = 0; i < directions.size(); ++i)
-      directions[i].towards = normalized(directions[i].towards + standin::Vec3{0.011, -0.007, 0.005});
+    for (LensDirection& direction : directions)
+      direction.towards = normalized(direction.towards + standin::Vec3{0.011, -0.007, 0.005});
     for (int row = 0; row < rows; row += 2)
       std::reverse(directions.begin() + row * columns, directions.begin() + (row + 1) * columns);
     std::vector<FramePlace> together(directions.size());

@@ -51,6 +51,7 @@ thread_local std::size_t allocations = 0;
 
 }  // namespace
 
+// The parameters have the names that the C library gives them.
 extern "C" {
 
 void* malloc(std::size_t size) {
@@ -58,13 +59,13 @@ void* malloc(std::size_t size) {
   return arena.is_open ? arena.take(size) : __libc_malloc(size);
 }
 
-void* calloc(std::size_t count, std::size_t size) {
+void* calloc(std::size_t nmemb, std::size_t size) {
   ++allocations;
-  return arena.is_open ? arena.take(count * size) : __libc_calloc(count, size);
+  return arena.is_open ? arena.take(nmemb * size) : __libc_calloc(nmemb, size);
 }
 
-void free(void* memory) {
-  if (!arena.holds(memory)) __libc_free(memory);
+void free(void* ptr) {
+  if (!arena.holds(ptr)) __libc_free(ptr);
 }
 }
 

@@ -53,7 +53,7 @@ class NativeViewSaving : public NativeView {
   }
   /// A copy of the sample scene with every camera, and a folder beside it: a picture tells of its scene's name.
   fs::path copied_samples() const {
-    const fs::path scene = out("cameras.lws");
+    fs::path scene = out("cameras.lws");
     fs::copy_file(source_folder() / "samples" / "cameras.lws", scene);
     fs::create_directory(out("copy"));
     return scene;

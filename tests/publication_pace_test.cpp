@@ -11,7 +11,10 @@
 #include "cameras/photographic/photographic_publication.h"
 
 // The test brings its own; the module's are not linked.
-extern "C" int QrmLink_Write(const char*, const char*, const char*, double, double, double, double) { return 0; }
+extern "C" int QrmLink_Write(const char* /*plugin*/, const char* /*plugin_version*/, const char* /*body*/, double /*iso*/,
+                             double /*iris*/, double /*shutter_angle*/, double /*frame_time*/) {
+  return 0;
+}
 namespace platform {
 unsigned long tick_count_milliseconds() noexcept { return 0; }
 }  // namespace platform

@@ -738,7 +738,7 @@ TEST(SceneFileTest, TheContentFolderIsSearchedInPlaceOfTheFoldersAboveTheScene) 
   EXPECT_TRUE(standin::resolve_object_file(scene, "Objects/ship.lwo").empty());
   EXPECT_FALSE(standin::resolve_object_file(scene, "above.lwo").empty());
   scene.content_folder = root / "Content";
-  for (const std::string written : {"Objects/ship.lwo", "OBJECTS\\SHIP.lwo", "C:Objects/ship.lwo", "D:\\Art\\objects\\ship.LWO",
+  for (const std::string written : {"Objects/ship.lwo", "OBJECTS\\SHIP.lwo", "C:Objects/ship.lwo", R"(D:\Art\objects\ship.LWO)",
                                     "/elsewhere/objects/Ship.lwo"}) {
     // A file system that does not tell cases apart finds the file by the name as it is written.
     const std::filesystem::path found = standin::resolve_object_file(scene, written);
