@@ -69,12 +69,12 @@ Comparison compare(const Lens& from, const Lens& to, double period) {
           const std::size_t at = 8 * row + each % static_cast<std::size_t>(cell.pixels.width);
           EXPECT_TRUE(asked[each].found);
           EXPECT_EQ(asked[each].part, cell.part);
-          double column_off = base_column + columns[at] - asked[each].column;
+          double column_off = static_cast<double>(base_column) + columns[at] - asked[each].column;
           if (period > 0.0) column_off -= std::round(column_off / period) * period;
           comparison.worst =
               std::max({comparison.worst,
                         std::abs(column_off) / std::max(1.0, std::abs(cell.across_column) + std::abs(cell.down_column)),
-                        std::abs(base_row + rows[at] - asked[each].row) /
+                        std::abs(static_cast<double>(base_row) + rows[at] - asked[each].row) /
                             std::max(1.0, std::abs(cell.across_row) + std::abs(cell.down_row))});
         }
       }

@@ -12,7 +12,6 @@
 namespace native_layers_test {
 
 namespace fs = std::filesystem;
-using test_support::contents;
 using test_support::names_in;
 using test_support::NativeTool;
 using test_support::Outcome;
@@ -126,7 +125,7 @@ TEST_F(NativeTool, TextureLayerIsTheObjectsMap) {
     const bool hit = picture.samples.at("P.Z")[i] != 0.0F;
     EXPECT_NEAR(picture.samples.at("UV.U")[i], hit ? 0.5 + 0.25 * x : 0.0, 1e-5);
     EXPECT_NEAR(picture.samples.at("UV.V")[i], hit ? 3.0 - 0.5 * y + 0.125 * x : 0.0, 1e-5);
-    seen += hit;
+    seen += hit ? 1 : 0;
   }
   EXPECT_EQ(seen, 24 * 24) << "the front of the cube";
 }

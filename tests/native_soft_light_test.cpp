@@ -64,7 +64,7 @@ class SoftLight : public NativeTool {
   void add_floor() { add_quadrangle("floor.lwo", {{-900, -1, -900}, {-900, -1, 5}, {900, -1, 5}, {900, -1, -900}}); }
   void add_wall() { add_quadrangle("wall.lwo", {{-900, -1, 5}, {-900, 900, 5}, {900, 900, 5}, {900, -1, 5}}); }
 
-  standin::Item light(standin::LightKind kind) const {
+  static standin::Item light(standin::LightKind kind) {
     standin::Item item;
     item.kind = standin::ItemKind::light;
     item.id = 0x20000000U;

@@ -49,7 +49,7 @@ TEST_F(NativeWine, APrefixIsNamedFromTheFolderThatOneIsIn) {
   const std::string folder = "cd " + quoted(out("")) + " && OVICAM_WINE=/usr/bin/env OVICAM_WINEPREFIX=";
   // In the place of Wine, a program that shows what it was given.
   fs::create_directory(out("relative"));
-  std::ofstream(out("relative") / "ready");
+  std::ofstream(out("relative") / "ready").close();
   const Outcome outcome = run(folder + "relative " + quoted(fs::path(OVICAM_SOURCE_DIR) / "cmake/run-wine.sh"));
   EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
   EXPECT_NE(outcome.output.find("WINEPREFIX=" + out("relative").string() + "\n"), std::string::npos) << outcome.output;

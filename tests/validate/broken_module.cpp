@@ -39,6 +39,12 @@ bool fault(std::string_view name) {
   return chosen == name;
 }
 
+/// Ends as a module does that reads where nothing is.
+[[noreturn]] void crash() {
+  static_cast<void>(std::raise(SIGSEGV));
+  std::abort();
+}
+
 /// A copy of its own: another proxy in this process has another real module, and may go before or after this one.
 void* open_a_copy() {
   std::array<char, 64> name{"/tmp/ovicam-broken-module-XXXXXX"};
@@ -84,7 +90,7 @@ Table* host_table(const char* service) {
 template <class Table>
 void* changed(const char* service, void (*change)(Table&)) {
   static Table table;
-  Table* own = host_table<Table>(service);
+  auto* own = host_table<Table>(service);
   table = *own;
   change(table);
   return std::memcmp(static_cast<const void*>(&table), static_cast<const void*>(own), sizeof table) != 0 ? &table : own;
@@ -179,7 +185,7 @@ void* panel_table() {
         LWXPanelGetFunc* of_dead = [](void* instance, std::uint32_t id) {
           void* value = real_get(instance, id);
           // The real module has no value for an instance that it does not know.
-          if (value == nullptr && id > 0x8000 && id < 0x9000) std::raise(SIGSEGV);
+          if (value == nullptr && id > 0x8000 && id < 0x9000) crash();
           return value;
         };
         host_table<LWXPanelFuncs>(LWXPANELFUNCS_GLOBAL)
@@ -284,7 +290,7 @@ struct Server {
     }
     if (fault("null instance destroyed"))
       given.destroy = [](LWInstance ended) {
-        if (ended == nullptr) std::raise(SIGSEGV);
+        if (ended == nullptr) crash();
         instance.destroy(ended);
       };
     if (fault("unknown service asked for at the end"))
@@ -295,7 +301,7 @@ struct Server {
     if (fault("description is null")) given.descln = [](LWInstance) -> const char* { return nullptr; };
     if (fault("copy onto itself crashes"))
       given.copy = [](LWInstance to, LWInstance from) {
-        if (to == from) std::raise(SIGSEGV);
+        if (to == from) crash();
         return instance.copy(to, from);
       };
     if (fault("copy forgets the settings")) given.copy = [](LWInstance, LWInstance) -> LWError { return nullptr; };
@@ -343,7 +349,7 @@ struct Server {
         return render.init(rendered, mode);
       };
       given.cleanup = [](LWInstance rendered) {
-        if (rendered != nullptr && rendering.erase(rendered) == 0) std::raise(SIGSEGV);
+        if (rendered != nullptr && rendering.erase(rendered) == 0) crash();
         render.cleanup(rendered);
       };
     }
@@ -439,7 +445,7 @@ struct Server {
       };
       given.preview = [](LWInstance camera, double lens_x, double lens_y, LWCameraEye eye, LWDMatrix4 matrix,
                          const LWCameraAccess* access) {
-        if (camera != nullptr && !framed.contains(camera)) std::raise(SIGSEGV);
+        if (camera != nullptr && !framed.contains(camera)) crash();
         return handler.preview(camera, lens_x, lens_y, eye, matrix, access);
       };
     }
@@ -464,21 +470,21 @@ void* start_up() {
     pthread_t thread{};
     pthread_create(&thread, nullptr, reinterpret_cast<void* (*)(void*)>(dlsym(RTLD_DEFAULT, "pause")), nullptr);
   }
-  if (fault("handler left behind")) std::signal(SIGUSR2, SIG_IGN);
+  if (fault("handler left behind")) static_cast<void>(std::signal(SIGUSR2, SIG_IGN));
   if (fault("memory left behind")) left_allocated = std::malloc(100000);
-  if (fault("crash at start-up")) std::raise(SIGSEGV);
+  if (fault("crash at start-up")) crash();
   ++copies_in_process();
   return real_module().descriptor->startup();
 }
 
 void shut_down(void* block) {
-  if (fault("crash at shut-down with living cameras") && living_cameras > 0) std::raise(SIGABRT);
+  if (fault("crash at shut-down with living cameras") && living_cameras > 0) std::abort();
   --copies_in_process();
   real_module().descriptor->shutdown(block);
 }
 
 template <std::size_t... row>
-std::array<ServerRecord, most_servers> records(std::index_sequence<row...>) {
+std::array<ServerRecord, most_servers> records(std::index_sequence<row...> /*rows*/) {
   const std::array<ActivateFunc*, sizeof...(row)> activations{Server<row>::activate...};
   std::array<ServerRecord, most_servers> made{};
   if (real_module().descriptor == nullptr) return made;
