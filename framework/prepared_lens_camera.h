@@ -28,6 +28,12 @@ class PreparedLensCamera : public LensCamera<Lens> {
   void after_frame() override { prepare(); }
   void after_copy(const Camera& /*from*/) override { prepare(); }
 
+  /// To be called after the values have changed. Threads: one.
+  void prepare() {
+    film_ = film_of(this->access);
+    prepared_ = prepared(this->values, film_);
+  }
+
   /// For the film of the frame. Threads: any.
   const Prepared& prepared_for_frame() const { return prepared_; }
 
@@ -41,11 +47,6 @@ class PreparedLensCamera : public LensCamera<Lens> {
   }
 
  private:
-  void prepare() {
-    film_ = film_of(this->access);
-    prepared_ = prepared(this->values, film_);
-  }
-
   Film film_;
   Prepared prepared_;
 };

@@ -48,6 +48,17 @@ class CameraPlugin final : public framework::PreparedLensCamera<Lens> {
   int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& record) const {
     return framework::store(film_point(values, framework::film_of(record), in_camera(sample)), film);
   }
+
+ private:
+  /// In an order of its own, which the host sees: the shifts before the scales.
+  void read_values(LWTime time) override {
+    read_host_zoom(time);
+    for (double Lens::*const value :
+         {&Lens::horizontal_fov_radians, &Lens::upper_angle_radians, &Lens::lower_angle_radians, &Lens::horizontal_shift,
+          &Lens::vertical_shift, &Lens::right_scale, &Lens::top_scale, &Lens::left_scale, &Lens::bottom_scale})
+      read_envelope(value, time);
+    prepare();
+  }
 };
 
 #include "framework/lens_thunks.inc"

@@ -76,7 +76,7 @@ inline std::optional<framework::FilmPoint> film_point(const Lens& lens, framewor
   if (too_small(math::abs(half_fov)) || too_small(math::abs(span))) return std::nullopt;
   const double distance = length(in_camera);
   if (too_small(distance)) return std::nullopt;
-  const double azimuth = math::atan2(in_camera.x, in_camera.z);
+  const double azimuth = math::atan2(in_camera.x / distance, in_camera.z / distance);
   const double elevation = math::asin(clamped(in_camera.y / distance, -1.0, 1.0));
   const double middle = (lens.upper_angle_radians + lens.lower_angle_radians) * 0.5;
   return FilmPoint{(azimuth / half_fov - lens.horizontal_shift) * film.half_width(),

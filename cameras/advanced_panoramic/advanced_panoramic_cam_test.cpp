@@ -8,6 +8,7 @@
 #include "tests/support/lens_stage.h"
 #include "tests/support/panorama_formula.h"
 #include "tests/support/panorama_pair.h"
+#include "tests/support/service_override.h"
 
 namespace advanced_panoramic_cam_test {
 
@@ -157,6 +158,33 @@ TEST_F(AdvancedPanoramicTest, ParametersMoveWithTheirKeysAndWithTheTime) {
     camera.tell_time(i, stage.frame_seconds());
     EXPECT_LE(ray_error(camera.evaluate(query), expected), 1e-12) << i;
   }
+}
+
+/// The values that the camera has read, in order.
+std::vector<double> read;
+const LWVParmFuncs* host_parameters = nullptr;
+
+TEST_F(AdvancedPanoramicTest, ShiftsAreReadBeforeScales) {
+  stage.set("HorizontalFOVradians", 1.0);
+  stage.set("MaxVerticalFOVradians", 2.0);
+  stage.set("MinVerticalFOVradians", 3.0);
+  stage.set("HShift", 4.0);
+  stage.set("VShift", 5.0);
+  stage.set("HScalePos", 6.0);
+  stage.set("VScalePos", 7.0);
+  stage.set("HScaleNeg", 8.0);
+  stage.set("VScaleNeg", 9.0);
+  host_parameters = &host_table<LWVParmFuncs>(LWVPARMFUNCS_GLOBAL);
+  LWVParmFuncs parameters = *host_parameters;
+  parameters.getVal = [](LWVParmID id, LWTime time, void* micropolygon, double* result) {
+    const double value = host_parameters->getVal(id, time, micropolygon, result);
+    read.push_back(*result);
+    return value;
+  };
+  const ServiceOverride watch(stage.module, "QuorinAdvPanCam", {{LWVPARMFUNCS_GLOBAL, &parameters}});
+  read.clear();
+  camera.new_time(7, 0.25);
+  EXPECT_EQ(read, (std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
 }
 
 TEST_F(AdvancedPanoramicTest, ProjectionFollowsTheFormula) {

@@ -85,7 +85,10 @@ class CameraPlugin final : public framework::LensCamera<Lens, StereoPose> {
 
   int project(const framework::WorldSample& sample, double* film, const LWCameraAccess& record) const {
     const StereoPose pose = pose_at(sample.time);
-    const framework::Pose eye{eye_position(values, pose, side_of(sample.eye)), pose.right, pose.up, pose.forward};
+    const double side = side_of(sample.eye);
+    // Not a step of no length: the centre is seen whatever the separation of the eyes, even an infinite one.
+    const framework::Vector origin = side == 0.0 ? pose.position : eye_position(values, pose, side);
+    const framework::Pose eye{origin, pose.right, pose.up, pose.forward};
     const framework::Vector in_eye = framework::camera_from_world(eye, sample.world);
     return framework::store(film_point(values, framework::film_of(record), in_eye), film);
   }

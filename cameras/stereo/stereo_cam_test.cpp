@@ -5,6 +5,7 @@
 #include <climits>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 #include <memory>
 #include <numbers>
 #include <string>
@@ -477,6 +478,20 @@ TEST_F(StereoTest, ProjectionOfNoEyeIsFromBetweenThemWithoutSplit) {
   ASSERT_TRUE(film.has_value());
   EXPECT_NEAR(film->first, optics().film_distance * 0.25, 1e-15);
   EXPECT_NEAR(film->second, optics().film_distance * -0.125, 1e-15);
+}
+
+TEST_F(StereoTest, ProjectionOfNoEyeTakesNoStepWhateverTheSeparation) {
+  const auto camera = create();
+  LWVParmFuncs parameters = test_support::host_table<LWVParmFuncs>(LWVPARMFUNCS_GLOBAL);
+  parameters.getVal = [](LWVParmID /*id*/, LWTime /*time*/, void* /*micropolygon*/, double* result) {
+    return *result = std::numeric_limits<double>::infinity();
+  };
+  const test_support::ServiceOverride endless(stage.module, server, LWVPARMFUNCS_GLOBAL, &parameters);
+  camera->new_frame(0, 0.0);
+  const auto film = camera->project({1.0, -0.5, 4.0});
+  ASSERT_TRUE(film.has_value());
+  EXPECT_NEAR(film->first, optics().film_distance * 0.25, 1e-15);
+  EXPECT_FALSE(camera->project({1.0, -0.5, 4.0}, 0.0, Eye::left).has_value());
 }
 
 TEST_F(StereoTest, ProjectionIgnoresConvergenceAndLens) {
