@@ -44,6 +44,7 @@ constexpr int turns = 24;
 constexpr int rays_per_turn = 10'000;
 constexpr double shutter_seconds = 1.0 / 60.0;
 constexpr framework::LensPoint lens_point{0.25, 0.125};
+constexpr framework::LensPoint lens_centre{};
 
 std::map<std::string, double> least;
 
@@ -151,8 +152,8 @@ struct Shot {
     camera->new_frame(frame, 0.0, shutter_seconds, motion_steps);
   }
 
-  int evaluate(framework::FilmPoint at, double time, LWCameraRay& ray) const {
-    return camera->handler().evaluate(camera->raw(), at.x, at.y, lens_point.x, lens_point.y, time, LWCAMEYE_CENTER, &ray,
+  int evaluate(framework::FilmPoint at, double time, LWCameraRay& ray, framework::LensPoint through = lens_point) const {
+    return camera->handler().evaluate(camera->raw(), at.x, at.y, through.x, through.y, time, LWCAMEYE_CENTER, &ray,
                                       &camera->access());
   }
 };
@@ -175,6 +176,7 @@ struct Variant {
   const char* server;
   Settings settings = {};
   bool publishes = false;
+  framework::LensPoint through = lens_point;
 };
 
 /// `inlined` gets a film point, the film and the pose, and returns the ray.
@@ -195,7 +197,7 @@ void compare(const standin::Module& module, const Variant& variant, Inlined inli
     const std::string name = std::string("ray/") + variant.name + (time == 0.0 ? "/time 0/" : "/time 0.4/");
     for (int turn = 0; turn < turns; ++turn) {
       report(name + "handler", nanoseconds_of_each(rays_per_turn, [&](std::size_t i) {
-               shot.evaluate(film[i], time, ray);
+               shot.evaluate(film[i], time, ray, variant.through);
                keep(&ray);
              }));
       report(name + "inlined", nanoseconds_of_each(rays_per_turn, [&](std::size_t i) {
@@ -215,12 +217,12 @@ auto panorama(const Lens& lens, framework::Film film) {
   };
 }
 
-void fisheye(const standin::Module& module, const char* name, double power) {
+void fisheye(const standin::Module& module, const char* name, double power, framework::LensPoint through = lens_point) {
   const FisheyeCam::Lens lens{.zoom_factor = 3.2, .distortion_power = power, .lens_factor = 0.125, .focal_distance = 1.0};
-  compare(module, {name, "QuorinFisheyeCam", {{"FisheyePower", power}}},
-          [lens = opaque(lens)](auto at, auto film, const auto& pose) {
+  compare(module, {name, "QuorinFisheyeCam", {{"FisheyePower", power}}, false, through},
+          [lens = opaque(lens), through = opaque(through)](auto at, auto film, const auto& pose) {
             const framework::Vector toward = direction(lens, film, at);
-            const framework::Vector offset = framework::lens_offset(lens.lens_factor * toward.z, lens_point);
+            const framework::Vector offset = framework::lens_offset(lens.lens_factor * toward.z, through);
             return with_film_normal(thin_lens_ray(pose, toward, lens.focal_distance, offset), pose.forward);
           });
 }
@@ -254,6 +256,7 @@ void measure_rays(const standin::Module& module) {
   fisheye(module, "fisheye", 1.0);
   fisheye(module, "fisheye, power 2", 2.0);
   fisheye(module, "fisheye, power 1.3", 1.3);
+  fisheye(module, "fisheye, without depth of field", 1.0, lens_centre);
 
   const RadialShiftCam::Lens radial_shift{.zoom_factor = 3.2,
                                           .distortion_a = 0.05,

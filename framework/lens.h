@@ -147,13 +147,26 @@ constexpr Vector lens_offset(double lens_radius, LensPoint through) {
   return {lens_radius * through.x, lens_radius * through.y, 0.0};
 }
 
+/// Whether the ray through a point of a thin lens is the pinhole's: at the centre of the lens the focal distance cancels out
+/// of the ray's direction. Not so where it is reversed, or where its product with a length may leave the range of numbers.
+/// `toward` is the pinhole's direction.
+constexpr bool through_centre(Vector offset, double focal_distance, Vector toward) {
+  const auto moderate = [](double value) { return value > 1e-90 && value < 1e90; };
+  return offset.x == 0.0 && offset.y == 0.0 && moderate(focal_distance) && moderate(dot(toward, toward));
+}
+
+/// Direction of the ray through a point of a thin lens, which meets the pinhole's ray in the direction `toward`, of any length,
+/// at the focal distance.
+inline Vector thin_lens_direction(Vector toward, double focal_distance, Vector offset) {
+  if (through_centre(offset, focal_distance, toward)) return normalized(toward);
+  return normalized(toward * (focal_distance / length(toward)) - offset);
+}
+
 /// The ray through a point of a thin lens around the camera's position: the pinhole's ray in that direction of camera space
 /// and this one meet at the focal distance, so that what is in focus is a sphere around the camera. Its film normal is its
 /// direction. Not finite for a direction of no length.
 inline Ray thin_lens_ray(const Pose& pose, Vector in_camera, double focal_distance, Vector offset) {
-  const Vector toward = world_from_camera(pose, in_camera);
-  const Vector focus = toward * (focal_distance / length(toward));
-  const Vector direction = normalized(focus - offset);
+  const Vector direction = thin_lens_direction(world_from_camera(pose, in_camera), focal_distance, offset);
   return {pose.position + offset, direction, direction};
 }
 

@@ -55,8 +55,10 @@ inline framework::Ray thin_lens_ray(const Lens& lens, const Pose& pose, framewor
   using namespace framework;
   const Vector offset = lens_offset(rounded_to<float>(lens.lens_radius), through);
   const BasicVector<float> pinhole = world_from_camera(pose, in_camera);
-  const Vector focus = widened(pinhole) * (lens.focal_distance / static_cast<double>(length(pinhole)));
-  return {widened(pose.position) + offset, normalized(focus - offset), widened(pose.forward)};
+  const Vector toward = widened(pinhole);
+  double reach = 1.0;
+  if (!through_centre(offset, lens.focal_distance, toward)) reach = lens.focal_distance / static_cast<double>(length(pinhole));
+  return {widened(pose.position) + offset, normalized(toward * reach - offset), widened(pose.forward)};
 }
 
 /// The film position that sees a point of camera space through the middle of the lens. None on the eye plane and behind it,

@@ -106,8 +106,7 @@ inline framework::Vector direction(const Lens& lens, framework::Film /*film*/, f
   // Written out twice, so that parallel eyes take their axes from where they stand.
   const auto along = [&](const Vector& right, const Vector& forward) {
     const Vector toward = right * in_eye.x + pose.up * in_eye.y + forward * in_eye.z;
-    const Vector focus = toward * (lens.focal_distance / length(toward));
-    return Ray{origin, normalized(focus - offset), {}};
+    return Ray{origin, thin_lens_direction(toward, lens.focal_distance, offset), {}};
   };
   if (!lens.convergence_on) [[likely]]
     return along(pose.right, pose.forward);
