@@ -7,6 +7,9 @@
 #include <tbb/blocked_range2d.h>
 #include <tbb/enumerable_thread_specific.h>
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+#include <tbb/task_group.h>
+#include <utility>
 #include <vector>
 
 #include "tool/render/sampling.h"
@@ -24,8 +27,9 @@ constexpr int tile_size = 32;
 constexpr std::uint32_t batch_size = 16384;
 /// Rays that are traced together: few enough for the processor's first-level caches.
 constexpr std::size_t rays_at_once = 256;
-/// Limit for the rows that are in memory at once.
-constexpr std::size_t band_bytes = std::size_t{64} << 20;
+/// Of a band, for each thread: few enough that most of the picture is written beside the rendering of what follows, and enough
+/// that threads seldom wait for the band's last tile.
+constexpr int tiles_for_each_thread = 16;
 
 struct Tile {
   int left = 0;
@@ -196,8 +200,34 @@ void join_red_cyan(std::span<Pixel> left, std::span<const Pixel> right) {
 }
 
 int rows_at_once(int width) {
-  const std::size_t rows = band_bytes / (sizeof(Pixel) * static_cast<std::size_t>(width));
-  return std::max(tile_size, static_cast<int>(rows) / tile_size * tile_size);
+  const int tiles_across = (width + tile_size - 1) / tile_size;
+  return tile_size * std::max(1, tiles_for_each_thread * tbb::this_task_arena::max_concurrency() / tiles_across);
+}
+
+/// Rows of the picture, ready to be written.
+struct Band {
+  std::vector<Pixel> pixels;
+  /// Of each pixel, the samples of the other channels.
+  std::vector<float> more;
+};
+
+/// Memory that bands are rendered with.
+struct BandWork {
+  Workspaces workspaces;
+  std::vector<Pixel> second_pixels;
+};
+
+/// What is cancelled meanwhile is not whole.
+void render_eyes(const FrameJob& job, const PixelBox& box, BandWork& work, const FrameOutput& output, Band& band) {
+  render_band(job, job.eye, box, work.workspaces, output, band.pixels);
+  band.more = layers_of(job, job.eye, box);
+  if (!job.second_eye) return;
+  render_band(job, *job.second_eye, box, work.workspaces, output, work.second_pixels);
+  if (is_cancelled(output)) return;
+  if (job.red_cyan)
+    join_red_cyan(band.pixels, work.second_pixels);
+  else
+    band.more = joined(band.pixels.size(), band.more, work.second_pixels, layers_of(job, *job.second_eye, box));
 }
 
 }  // namespace
@@ -210,29 +240,35 @@ RayCounts& RayCounts::operator+=(const RayCounts& other) {
 }
 
 std::optional<RayCounts> render_frame(const FrameJob& job, const FrameOutput& output) {
-  Workspaces workspaces;
+  BandWork work;
+  Band band;
+  Band next;
   const int part_bottom = job.part.top + job.part.height;
   const int band_rows = rows_at_once(job.part.width);
-  std::vector<Pixel> pixels;
-  std::vector<Pixel> second_pixels;
-  for (int top = job.part.top; top < part_bottom;) {
+  const auto box_from = [&](int top) {
     const int bottom = std::min(part_bottom, top / tile_size * tile_size + band_rows);
-    const PixelBox band{job.part.left, top, job.part.width, bottom - top};
-    render_band(job, job.eye, band, workspaces, output, pixels);
-    std::vector<float> more = layers_of(job, job.eye, band);
-    if (job.second_eye) render_band(job, *job.second_eye, band, workspaces, output, second_pixels);
+    return PixelBox{job.part.left, top, job.part.width, bottom - top};
+  };
+  PixelBox box = box_from(job.part.top);
+  render_eyes(job, box, work, output, band);
+  for (bool is_last = false; !is_last;) {
     if (is_cancelled(output)) return std::nullopt;
-    if (job.second_eye && job.red_cyan)
-      join_red_cyan(pixels, second_pixels);
-    else if (job.second_eye)
-      more = joined(pixels.size(), more, second_pixels, layers_of(job, *job.second_eye, band));
-    output.write_rows(pixels, more);
-    top = bottom;
+    // One thread writes a band while the others render the next one.
+    tbb::task_group rendering;
+    const int top = box.top + box.height;
+    is_last = top == part_bottom;
+    if (!is_last) {
+      box = box_from(top);
+      rendering.run([&] { render_eyes(job, box, work, output, next); });
+    }
+    output.write_rows(band.pixels, band.more);
+    rendering.wait();
+    std::swap(band, next);
   }
   RayCounts counts;
-  for (const Workspace& work : workspaces) {
-    counts += work.counts;
-    counts.traced += work.trace.traced;
+  for (const Workspace& of_thread : work.workspaces) {
+    counts += of_thread.counts;
+    counts.traced += of_thread.trace.traced;
   }
   return counts;
 }
